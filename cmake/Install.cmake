@@ -1,0 +1,15 @@
+include(CMakePackageConfigHelpers)
+
+set(package ${CMAKE_INSTALL_LIBDIR}/cmake/KXCore)
+install(TARGETS kxcore EXPORT KXCoreTargets FILE_SET HEADERS)
+if(TARGET kxcore_avx2)
+    install(TARGETS kxcore_avx2 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endif()
+install(EXPORT KXCoreTargets NAMESPACE KXCore:: DESTINATION ${package})
+configure_package_config_file(cmake/KXCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/KXCoreConfig.cmake
+    INSTALL_DESTINATION ${package})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KXCoreConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KXCoreConfig.cmake ${PROJECT_BINARY_DIR}/KXCoreConfigVersion.cmake
+    DESTINATION ${package})
+configure_file(cmake/kxcore.pc.in ${PROJECT_BINARY_DIR}/kxcore.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kxcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,11 @@
+#pragma once
+
+/// @file
+/// Everything that the library offers.
+
+#include "AVX2LIB.h"
+#include "KXCMSProfile.h"
+#include "KXEXIFElement.h"
+#include "KXGlobal.h"
+#include "KXImage.h"
+#include "KXPixels.h"

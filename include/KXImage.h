@@ -1,0 +1,536 @@
+#pragma once
+
+/// @file
+/// The image container.
+///
+/// Coordinates are pixels, x to the right, y down, (0, 0) top left. An image is flat (one row-major buffer, stride =
+/// width) or tiled (a table of tiles of 65,536 bytes). Images are values: a copy shares the buffer and the tiles.
+/// A tile is copied at its first write through @c TileData; **a flat buffer never is**, so what is written into one copy
+/// of a flat image shows in all of them. Use @c CopyTo for a copy of one's own.
+///
+/// Threads: two images may be used by two threads, also where they share tiles. Of one image, any number of threads may
+/// read; threads that resolve its tiles for writing hold @c Mutex while they call @c TileData (not while they write
+/// pixels). Nothing else of an image is locked.
+
+#include "KXCMSProfile.h"
+#include "KXEXIFElement.h"
+#include "KXGlobal.h"
+#include "KXPixels.h"
+
+#include <QtCore/QList>
+#include <QtCore/QMetaType>
+#include <QtCore/QMutex>
+#include <QtCore/QMutexLocker>
+#include <QtCore/QPoint>
+#include <QtCore/QRect>
+#include <QtCore/QSharedPointer>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <optional>
+#include <vector>
+
+/// The area that two images have in common once their rectangles are laid on one another.
+struct KXOverlap {
+    int sourceX, sourceY; ///< its top left corner in the source
+    int destinationX, destinationY; ///< its top left corner in the destination
+    int width, height;
+};
+
+/// Lays the top left corner of @p rectA (source side) on that of @p rectB (destination side) and clips both to their
+/// images. Only the corners matter for the offset; a difference in size just narrows the result. Nothing when no pixel
+/// remains. All positions are valid input, however far outside the images they lie.
+inline std::optional<KXOverlap> ClipRects(
+    const QRect &imageRectA, const QRect &rectA, const QRect &imageRectB, const QRect &rectB)
+{
+    const QRect a = imageRectA & rectA, b = imageRectB & rectB;
+    if (a.isEmpty() || b.isEmpty())
+        return std::nullopt;
+    const qint64 dx = qint64(rectB.x()) - rectA.x(), dy = qint64(rectB.y()) - rectA.y();
+    const qint64 left = std::max(a.x() + dx, qint64(b.x())), top = std::max(a.y() + dy, qint64(b.y()));
+    const qint64 right = std::min(a.x() + dx + a.width(), qint64(b.x()) + b.width());
+    const qint64 bottom = std::min(a.y() + dy + a.height(), qint64(b.y()) + b.height());
+    if (left >= right || top >= bottom)
+        return std::nullopt;
+    return KXOverlap { int(left - dx), int(top - dy), int(left), int(top), int(right - left), int(bottom - top) };
+}
+
+/// Owner of EXIF elements: deletes them when the last image that shares the list lets go of it.
+class KXEXIFElementList {
+public:
+    explicit KXEXIFElementList(const QList<KXEXIFElement *> &elements)
+        : m_elements(elements)
+    {
+    }
+    ~KXEXIFElementList() { qDeleteAll(m_elements); }
+    KXEXIFElementList(const KXEXIFElementList &) = delete;
+    KXEXIFElementList &operator=(const KXEXIFElementList &) = delete;
+    const QList<KXEXIFElement *> &Elements() const { return m_elements; }
+
+private:
+    QList<KXEXIFElement *> m_elements;
+};
+
+/// Reports of the image template; they go to the debug log as "[include/KXImage:line] text".
+struct KX_EXPORT KXImageLog {
+    /// "Invalid tile index for getting the tile data %1" with @p index in the place of %1.
+    static void InvalidTileRead(int index, int line);
+    /// "Invalid tile index for compare the tile data with fake".
+    static void InvalidTileCompare(int line);
+};
+
+/// An image of @p T pixels in tiles of @p TileW by @p TileH, 65,536 bytes each.
+///
+/// A new tiled image holds one block of transparent pixels, and every entry of its table is that block: it costs 64 KiB
+/// whatever its size. An entry that is still this uniform block is *fake*: it counts as empty and composition skips it.
+/// An entry may also be null, which means that nothing was ever stored there; readers skip it too.
+///
+/// A tiled image may carry a *flat window*: pixels in a flat buffer that stand for its fake tiles within one rectangle.
+/// The window's pixel for image position p is p + offset - origin.
+template <class T, int TileW, int TileH>
+class KXImage {
+    static_assert(size_t(TileW) * TileH * sizeof(T) == 65536, "every tile is 65,536 bytes");
+    static_assert((TileW & (TileW - 1)) == 0 && (TileH & (TileH - 1)) == 0, "tile sides are powers of two");
+
+public:
+    using Pixel = T;
+    static constexpr int TileWidth = TileW;
+    static constexpr int TileHeight = TileH;
+    static constexpr size_t TileBytes = 65536;
+
+    /// A flat image of size 0 without a buffer.
+    KXImage() = default;
+
+    /// An image of transparent black (all bytes 0). Negative sizes count as 0; a flat image of no area has a null
+    /// buffer. Throws std::bad_alloc without memory and for a flat image of more than 2^31 - 1 pixels.
+    KXImage(int imageWidth, int imageHeight, bool isTiled)
+        : tiled(isTiled)
+        , width(std::max(imageWidth, 0))
+        , height(std::max(imageHeight, 0))
+    {
+        if (tiled) {
+            tilesX = int((qint64(width) + TileW - 1) / TileW);
+            tilesY = int((qint64(height) + TileH - 1) / TileH);
+            tiles.resize(size_t(tilesX) * size_t(tilesY));
+            Fill(T());
+        } else {
+            flatData = NewFlatBuffer(width, height);
+        }
+    }
+
+    KXImage(const KXImage &other)
+        : KXImage()
+    {
+        *this = other;
+    }
+
+    KXImage(KXImage &&other) noexcept
+        : KXImage()
+    {
+        Swap(other);
+    }
+
+    /// Shares the buffer, the tiles, the profile and the EXIF list of @p other; copies everything else but the mutex.
+    KXImage &operator=(const KXImage &other)
+    {
+        if (this == &other)
+            return *this;
+        flatData = other.flatData;
+        tiles = other.tiles;
+        fakeTile = other.fakeTile;
+        tiled = other.tiled;
+        tilesX = other.tilesX;
+        tilesY = other.tilesY;
+        hasFlatWindow = other.hasFlatWindow;
+        flatWindowRect = other.flatWindowRect;
+        flatWindowOffset = other.flatWindowOffset;
+        flatWindowOrigin = other.flatWindowOrigin;
+        applicationWords[0] = other.applicationWords[0];
+        applicationWords[1] = other.applicationWords[1];
+        applicationByte = other.applicationByte;
+        width = other.width;
+        height = other.height;
+        colorProfile = other.colorProfile;
+        dpiX = other.dpiX;
+        dpiY = other.dpiY;
+        metadataFlags = other.metadataFlags;
+        exifElements = other.exifElements;
+        fakeIsContent = other.fakeIsContent;
+        return *this;
+    }
+
+    KXImage &operator=(KXImage &&other) noexcept
+    {
+        Swap(other);
+        return *this;
+    }
+
+    ~KXImage() = default;
+
+    int Width() const { return width; }
+    int Height() const { return height; }
+    /// (0, 0, width, height).
+    QRect Rect() const { return QRect(0, 0, width, height); }
+    bool IsTiled() const { return tiled; }
+    int TilesX() const { return tilesX; }
+    int TilesY() const { return tilesY; }
+
+    /// The flat buffer, shared with all copies; null in a tiled image without a flat window and in an empty image.
+    T *Bits() { return flatData.data(); }
+    const T *Bits() const { return flatData.data(); }
+
+    /// Makes @p target a deep copy, tiled if this image is or @p forceTiled is set. Taken over are the pixels, the
+    /// resolution, the EXIF list (shared) and the application's words; **not** the profile, the metadata flags, the flat
+    /// window and the meaning of fake tiles. Every tile that is not null becomes a private block of @p target, so that
+    /// none counts as fake there. From flat to tiled the pixels are copied by workers (see @c CopyRect).
+    void CopyTo(KXImage &target, bool forceTiled) const
+    {
+        KXImage copy(width, height, forceTiled || tiled);
+        copy.dpiX = dpiX;
+        copy.dpiY = dpiY;
+        copy.exifElements = exifElements;
+        copy.applicationWords[0] = applicationWords[0];
+        copy.applicationWords[1] = applicationWords[1];
+        copy.applicationByte = applicationByte;
+        if (tiled) {
+            for (size_t i = 0; i < tiles.size(); ++i)
+                if (tiles[i]) {
+                    copy.tiles[i] = NewTile();
+                    std::memcpy(static_cast<void *>(copy.tiles[i].get()), tiles[i].get(), TileBytes);
+                }
+        } else if (forceTiled) {
+            CopyRect(copy, *this, Rect(), Rect(), true);
+        } else if (flatData) {
+            std::memcpy(
+                static_cast<void *>(copy.flatData.data()), flatData.data(), size_t(width) * size_t(height) * sizeof(T));
+        }
+        target = std::move(copy);
+    }
+
+    /// Copies the pixels of @p srcRect to @p dstRect, whose top left corners are laid on one another; see @c ClipRects.
+    ///
+    /// Storage   Flat to flat, flat to tiled, tiled to flat. **Between two tiled images nothing is copied**, silently.
+    ///           Fake and null tiles of a source are skipped; a flat window is not looked at.
+    /// Overwrite With @p overwrite every pixel is copied; without it those whose alpha is not 0. Flat to flat copies
+    ///           every pixel in any case.
+    /// Threads   Runs on the global pool with one worker fewer than there are processors, and waits. With a single
+    ///           processor nothing is copied; flat to flat asserts against that in a debug build.
+    /// Errors    A std::exception is logged as "[src/KXImage:line] text" and ends the copy.
+    KX_EXPORT static void CopyRect(
+        KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite);
+
+    /// Sets all pixels. A tiled image gets one fresh block which all its tiles share, so all of them are fake afterwards
+    /// and images that shared the old tiles keep their pixels. @p value may lie inside this image. An image of no area,
+    /// and a flat one without a buffer, is left as it is.
+    void Fill(const T &value)
+    {
+        if (width == 0 || height == 0)
+            return;
+        if (!tiled) {
+            if (T *pixels = flatData.data())
+                std::fill_n(pixels, size_t(width) * size_t(height), T(value));
+            return;
+        }
+        const std::shared_ptr<T> old = tiles[0]; // may be what holds the value
+        T *block = AllocTile(0, false);
+        std::fill_n(block, size_t(TileW) * TileH, T(value));
+        fakeTile = tiles[0];
+        std::fill(tiles.begin() + 1, tiles.end(), fakeTile);
+    }
+
+    /// Replaces the tile @p index by a fresh block, zeroed if @p clear (its content is undefined otherwise), and returns
+    /// it. Null, with nothing done, when @p index is out of range. Throws std::bad_alloc.
+    T *AllocTile(int index, bool clear)
+    {
+        if (!HasTile(index))
+            return nullptr;
+        tiles[size_t(index)] = NewTile();
+        T *block = tiles[size_t(index)].get();
+        if (clear)
+            std::memset(static_cast<void *>(block), 0, TileBytes);
+        return block;
+    }
+
+    /// The block of tile @p index, TileW * TileH pixels, row-major. With @p forWriting a block that anything else shares
+    /// is first replaced by a private copy (throws std::bad_alloc). Null for a null tile, also with @p forWriting, and,
+    /// reported to the debug log, for an index out of range.
+    T *TileData(int index, bool forWriting)
+    {
+        if (!forWriting)
+            return const_cast<T *>(static_cast<const KXImage *>(this)->TileData(index));
+        if (!HasTile(index)) {
+            KXImageLog::InvalidTileRead(index, __LINE__);
+            return nullptr;
+        }
+        std::shared_ptr<T> &tile = tiles[size_t(index)];
+        if (tile && tile.use_count() != 1) {
+            std::shared_ptr<T> own = NewTile();
+            std::memcpy(static_cast<void *>(own.get()), tile.get(), TileBytes);
+            tile = std::move(own);
+        }
+        return tile.get();
+    }
+
+    /// The block of tile @p index for reading, under the same rules.
+    const T *TileData(int index) const
+    {
+        if (!HasTile(index)) {
+            KXImageLog::InvalidTileRead(index, __LINE__);
+            return nullptr;
+        }
+        return tiles[size_t(index)].get();
+    }
+
+    /// Whether tile @p index is the image's shared uniform block and so counts as empty. False for every tile while
+    /// @c FakeIsContent is set, and, reported to the debug log, for an index out of range.
+    bool IsFakeTile(int index) const
+    {
+        if (fakeIsContent)
+            return false;
+        if (!HasTile(index)) {
+            KXImageLog::InvalidTileCompare(__LINE__);
+            return false;
+        }
+        return tiles[size_t(index)].get() == fakeTile.get();
+    }
+
+    bool HasTile(int index) const { return index >= 0 && size_t(index) < tiles.size(); }
+
+    /// Copies @p bytes bytes of row @p y, from pixel @p x on, into @p buffer. False when (x, y) lies outside the image.
+    ///
+    /// Flat     One copy, with no test of the row's end; a null buffer gives true and nothing is read.
+    /// Tiled    Ends at the last tile of the row. A null tile is passed over and leaves its part of the buffer as it was.
+    ///          Where the image has a flat window, what lies in it replaces the pixels of fake tiles.
+    bool ReadRow(unsigned y, unsigned x, void *buffer, unsigned bytes) const
+    {
+        if (y >= unsigned(height) || x >= unsigned(width))
+            return false;
+        if (!tiled) {
+            if (buffer && bytes)
+                std::memcpy(buffer, flatData.data() + size_t(y) * size_t(width) + x, bytes);
+            return true;
+        }
+        unsigned char *out = static_cast<unsigned char *>(buffer);
+        ForEachTileOfRow(y, x, bytes, [&](int index, int inTile, unsigned position, unsigned offset, unsigned count) {
+            const T *tile = TileData(index);
+            if (tile)
+                std::memcpy(out + offset, reinterpret_cast<const unsigned char *>(tile + inTile), count);
+            if (hasFlatWindow && IsFakeTile(index))
+                ReadWindow(y, position, out + offset, count);
+        });
+        return true;
+    }
+
+    /// Writes @p bytes bytes into row @p y from pixel @p x on; the counterpart of @c ReadRow. Shared tiles are made
+    /// private, without taking the mutex; null tiles are passed over. A flat window is not written.
+    bool WriteRow(unsigned y, unsigned x, const void *buffer, unsigned bytes)
+    {
+        if (y >= unsigned(height) || x >= unsigned(width))
+            return false;
+        if (!tiled) {
+            if (buffer && bytes)
+                std::memcpy(static_cast<void *>(flatData.data() + size_t(y) * size_t(width) + x), buffer, bytes);
+            return true;
+        }
+        const unsigned char *in = static_cast<const unsigned char *>(buffer);
+        ForEachTileOfRow(y, x, bytes, [&](int index, int inTile, unsigned, unsigned offset, unsigned count) {
+            if (T *tile = TileData(index, true))
+                std::memcpy(static_cast<void *>(tile + inTile), in + offset, count);
+        });
+        return true;
+    }
+
+    /// The lock to hold while several threads resolve tiles of this image for writing. Every image has its own.
+    QMutex &Mutex() const { return mutex; }
+
+    /// Gives a tiled image a flat window: @p pixels, shared, holds @p rect.width() * rect.height() pixels with the
+    /// stride rect.width(), and the pixel for image position p is the one at p + @p offset - @p origin. @p rect is the
+    /// window in its own coordinates; its top left corner is normally (0, 0).
+    void SetFlatWindow(const QSharedPointer<T> &pixels, const QRect &rect, const QPoint &offset, const QPoint &origin)
+    {
+        flatData = pixels;
+        hasFlatWindow = true;
+        flatWindowRect = rect;
+        flatWindowOffset = offset;
+        flatWindowOrigin = origin;
+    }
+    /// Takes the flat window away; does nothing in an image that has none.
+    void ClearFlatWindow()
+    {
+        if (!hasFlatWindow)
+            return;
+        flatData.reset();
+        hasFlatWindow = false;
+        flatWindowRect = QRect();
+        flatWindowOffset = flatWindowOrigin = QPoint();
+    }
+    bool HasFlatWindow() const { return hasFlatWindow; }
+    QRect FlatWindowRect() const { return flatWindowRect; }
+    QPoint FlatWindowOffset() const { return flatWindowOffset; }
+    QPoint FlatWindowOrigin() const { return flatWindowOrigin; }
+
+    /// A stretch of one row: @c length pixels at @c pixels, or @c length positions at which nothing is stored.
+    struct Run {
+        const T *pixels;
+        int length;
+    };
+
+    /// What the flat window holds from image position (x, y) to the right, and for how many pixels that answer holds.
+    Run FlatWindowRun(int x, int y) const
+    {
+        const qint64 wx = qint64(x) + flatWindowOffset.x() - flatWindowOrigin.x();
+        const qint64 wy = qint64(y) + flatWindowOffset.y() - flatWindowOrigin.y();
+        const int w = flatWindowRect.width();
+        if (!hasFlatWindow || !flatData || wy < 0 || wy >= flatWindowRect.height() || wx >= w)
+            return { nullptr, INT_MAX };
+        if (wx < 0)
+            return { nullptr, int(std::min<qint64>(-wx, INT_MAX)) };
+        return { flatData.data() + wy * w + wx, int(w - wx) };
+    }
+
+    /// Whether fake tiles count as content: composition then reads them like all others. False at first.
+    bool FakeIsContent() const { return fakeIsContent; }
+    void SetFakeIsContent(bool isContent) { fakeIsContent = isContent; }
+
+    KXCMSProfile ColorProfile() const { return colorProfile; }
+    void SetColorProfile(const KXCMSProfile &profile) { colorProfile = profile; }
+
+    /// Resolution in dots per inch; 96 and 0 in a new image.
+    int DpiX() const { return dpiX; }
+    int DpiY() const { return dpiY; }
+    void SetDpi(int x, int y)
+    {
+        dpiX = x;
+        dpiY = y;
+    }
+
+    quint64 MetadataFlags() const { return metadataFlags; }
+    void SetMetadataFlags(quint64 flags) { metadataFlags = flags; }
+
+    /// The EXIF elements, shared with all copies and deleted with the last of them.
+    QList<KXEXIFElement *> ExifElements() const
+    {
+        return exifElements ? exifElements->Elements() : QList<KXEXIFElement *>();
+    }
+    /// Takes ownership of @p elements; copies of this image keep the list that they have.
+    void SetExifElements(const QList<KXEXIFElement *> &elements)
+    {
+        exifElements = elements.isEmpty() ? nullptr : std::make_shared<const KXEXIFElementList>(elements);
+    }
+
+    /// Two words and a byte for the application: kept, copied, and never read by the library.
+    quint64 ApplicationWord(int which) const { return applicationWords[which & 1]; }
+    void SetApplicationWord(int which, quint64 value) { applicationWords[which & 1] = value; }
+    quint8 ApplicationByte() const { return applicationByte; }
+    void SetApplicationByte(quint8 value) { applicationByte = value; }
+
+private:
+    static std::shared_ptr<T> NewTile()
+    {
+        T *block = static_cast<T *>(std::malloc(TileBytes));
+        if (!block)
+            throw std::bad_alloc();
+        return std::shared_ptr<T>(block, [](T *p) { std::free(p); });
+    }
+
+    static QSharedPointer<T> NewFlatBuffer(int w, int h)
+    {
+        const qint64 pixels = qint64(w) * h;
+        if (pixels == 0)
+            return {};
+        T *block = pixels > INT_MAX ? nullptr : static_cast<T *>(std::calloc(size_t(pixels), sizeof(T)));
+        if (!block)
+            throw std::bad_alloc();
+        return QSharedPointer<T>(block, [](T *p) { std::free(p); });
+    }
+
+    /// Calls @p run(tile index, offset of the run in the tile in pixels, x of the run, offset in the buffer, bytes).
+    template <class Body>
+    void ForEachTileOfRow(unsigned y, unsigned x, unsigned bytes, Body run) const
+    {
+        const int firstTile = int(y / TileH) * tilesX, rowInTile = int(y % TileH) * TileW;
+        unsigned offset = 0, inTile = x % TileW;
+        for (int column = int(x / TileW); bytes > 0 && column < tilesX; ++column, inTile = 0) {
+            const unsigned count = std::min(bytes, unsigned((TileW - inTile) * sizeof(T)));
+            run(firstTile + column, rowInTile + int(inTile), unsigned(column) * TileW + inTile, offset, count);
+            offset += count;
+            bytes -= count;
+        }
+    }
+
+    /// Replaces what lies in the flat window, of @p bytes bytes of row @p y from pixel @p x on.
+    void ReadWindow(unsigned y, unsigned x, unsigned char *buffer, unsigned bytes) const
+    {
+        for (unsigned done = 0; done < bytes;) {
+            const Run run = FlatWindowRun(int(x + done / sizeof(T)), int(y));
+            const unsigned count = unsigned(std::min<quint64>(bytes - done, quint64(run.length) * sizeof(T)));
+            if (run.pixels)
+                std::memcpy(buffer + done, run.pixels, count);
+            done += count;
+        }
+    }
+
+    void Swap(KXImage &other) noexcept
+    {
+        using std::swap;
+        swap(flatData, other.flatData);
+        swap(tiles, other.tiles);
+        swap(fakeTile, other.fakeTile);
+        swap(tiled, other.tiled);
+        swap(tilesX, other.tilesX);
+        swap(tilesY, other.tilesY);
+        swap(hasFlatWindow, other.hasFlatWindow);
+        swap(flatWindowRect, other.flatWindowRect);
+        swap(flatWindowOffset, other.flatWindowOffset);
+        swap(flatWindowOrigin, other.flatWindowOrigin);
+        swap(applicationWords, other.applicationWords);
+        swap(applicationByte, other.applicationByte);
+        swap(width, other.width);
+        swap(height, other.height);
+        swap(colorProfile, other.colorProfile);
+        swap(dpiX, other.dpiX);
+        swap(dpiY, other.dpiY);
+        swap(metadataFlags, other.metadataFlags);
+        swap(exifElements, other.exifElements);
+        swap(fakeIsContent, other.fakeIsContent);
+    }
+
+    QSharedPointer<T> flatData;
+    std::vector<std::shared_ptr<T>> tiles;
+    std::shared_ptr<T> fakeTile;
+    bool tiled = false;
+    int tilesX = 0;
+    int tilesY = 0;
+    mutable QMutex mutex;
+    bool hasFlatWindow = false;
+    QRect flatWindowRect;
+    QPoint flatWindowOffset;
+    QPoint flatWindowOrigin;
+    quint64 applicationWords[2] = { 0, 0 };
+    quint8 applicationByte = 0;
+    int width = 0;
+    int height = 0;
+    KXCMSProfile colorProfile;
+    int dpiX = 96;
+    int dpiY = 0;
+    quint64 metadataFlags = 0;
+    std::shared_ptr<const KXEXIFElementList> exifElements;
+    bool fakeIsContent = false;
+};
+
+/// The main image: 128 by 128 tiles of OPRGBA32i. Registered with Qt's meta-type system under this name.
+using RGBA32iImage = KXImage<OPRGBA32i, 128, 128>;
+using CMYKAImage = KXImage<OPCMYKA, 128, 64>;
+using HSLAImage = KXImage<OPHSLA, 128, 64>;
+using RGBA64iImage = KXImage<OPRGBA64i, 128, 64>;
+using RGBA64fImage = KXImage<OPRGBA64f, 128, 64>;
+
+Q_DECLARE_METATYPE(RGBA32iImage)
+
+/// Copies all pixels between two **flat** images of one size. False, with nothing changed, when the sizes differ.
+/// Neither image may be tiled; a debug build asserts that.
+KX_EXPORT bool CopyFlatImageData(const RGBA32iImage *src, RGBA32iImage *dst);

@@ -1,0 +1,3 @@
+#include "KXEXIFElement.h"
+
+KXEXIFElement::~KXEXIFElement() = default;

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QDebug>
+#include <QtCore/QString>
+
+#include <exception>
+#include <utility>
+
+/// The debug log and the guard. A path in a log line is data of the caller ("src/KXComposer"), so that the lines stay
+/// the same wherever the sources are built.
+namespace support {
+
+/// Where a message comes from: the source's name as the log prints it, and a line.
+struct Origin {
+    const char *path;
+    int line;
+};
+
+/// Writes "[path:line] text" to the debug log.
+inline void logLine(Origin origin, const char *text)
+{
+    QMessageLogger().debug("[%s:%d] %s", origin.path, origin.line, text);
+}
+
+inline void logLine(Origin origin, const QString &text) { logLine(origin, text.toLatin1().constData()); }
+
+/// What a guard does with a std::exception once it is logged. Anything else that is thrown always goes on.
+enum class OnException { Rethrow, Swallow };
+
+/// Runs @p body. What it throws is logged: a std::exception with its text, anything else as unknown.
+/// Returns true unless an exception was swallowed.
+template <class Body>
+bool guarded(Origin origin, Body &&body, OnException policy = OnException::Rethrow)
+{
+    try {
+        std::forward<Body>(body)();
+        return true;
+    } catch (const std::exception &e) {
+        QMessageLogger().debug("[%s:%d] Unexpected exception %s", origin.path, origin.line, e.what());
+        if (policy == OnException::Rethrow)
+            throw;
+        return false;
+    } catch (...) {
+        QMessageLogger().debug("[%s:%d] Unexpected unknown exception", origin.path, origin.line);
+        throw;
+    }
+}
+
+} // namespace support

@@ -1,0 +1,172 @@
+#pragma once
+
+#include <QtCore/QFutureInterface>
+#include <QtCore/QRunnable>
+#include <QtCore/QThread>
+#include <QtCore/QThreadPool>
+
+#include <atomic>
+#include <exception>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+/// The one shape of every multi-threaded loop: a fixed number of workers on the global pool pull items from a shared
+/// counter, the caller waits for all of them and does no items itself. The families differ only in how many workers they
+/// use and in what an item is.
+namespace workers {
+
+/// Logical processors as the C++ library reports them; 0 when it does not know.
+inline int hardware() { return static_cast<int>(std::thread::hardware_concurrency()); }
+
+/// Logical processors as Qt reports them.
+inline int ideal() { return QThread::idealThreadCount(); }
+
+/// Worker count that stands for "on the calling thread".
+constexpr int onCaller = 0;
+
+/// Line passes and the composition of a selection: up to two processors the caller works alone.
+constexpr int forLines(int n) { return n <= 2 ? onCaller : n - 1; }
+
+/// Fixed-point convolution: one processor means the caller.
+constexpr int forConvolution(int n) { return n < 2 ? onCaller : n; }
+
+/// What reaches the caller when a worker threw something that is no QException: its text is that of the original.
+class WorkerException : public QUnhandledException {
+public:
+    explicit WorkerException(std::string text)
+        : m_text(std::move(text))
+    {
+    }
+    const char *what() const noexcept override { return m_text.c_str(); }
+    void raise() const override { throw *this; }
+    WorkerException *clone() const override { return new WorkerException(*this); }
+
+private:
+    std::string m_text;
+};
+
+namespace detail {
+
+template <class Body>
+class Task : public QRunnable {
+public:
+    Task(QFutureInterface<void> future, Body &body)
+        : m_future(std::move(future))
+        , m_body(body)
+    {
+    }
+
+    void run() override
+    {
+        if (!m_future.isCanceled()) {
+            try {
+                m_body();
+            } catch (const QException &e) {
+                m_future.reportException(e);
+            } catch (const std::exception &e) {
+                m_future.reportException(WorkerException(e.what()));
+            } catch (...) {
+                m_future.reportException(QUnhandledException());
+            }
+        }
+        m_future.reportFinished();
+    }
+
+private:
+    QFutureInterface<void> m_future;
+    Body &m_body;
+};
+
+} // namespace detail
+
+/// Runs @p body once on each of @p count workers of the global pool and waits for all of them, also when some throw;
+/// then the exception of the first worker that threw leaves. With a count of 0 or less nothing runs.
+///
+/// @p body is shared by the workers. The caller may itself sit on a pool thread: a worker that has not started by the
+/// time the caller waits for it is run by the caller.
+template <class Body>
+void run(int count, Body &&body)
+{
+    std::vector<QFutureInterface<void>> futures;
+    futures.reserve(count > 0 ? size_t(count) : 0);
+    const auto wait = [&futures] {
+        std::exception_ptr first;
+        for (auto &future : futures) {
+            try {
+                future.waitForFinished();
+            } catch (...) {
+                if (!first)
+                    first = std::current_exception();
+            }
+        }
+        return first;
+    };
+    try {
+        QThreadPool *const pool = QThreadPool::globalInstance();
+        for (int i = 0; i < count; ++i) {
+            QFutureInterface<void> future;
+            auto *const task = new detail::Task<std::remove_reference_t<Body>>(future, body);
+            future.setThreadPool(pool);
+            future.setRunnable(task);
+            future.reportStarted();
+            futures.push_back(future);
+            pool->start(task, 0);
+        }
+    } catch (...) { // no memory for a further worker: those that run still use the caller's frame
+        wait();
+        throw;
+    }
+    if (const std::exception_ptr first = wait())
+        std::rethrow_exception(first);
+}
+
+/// Calls @p item(i) for i in [first, last), each once, in increasing order of hand-out, on @p count workers.
+/// @c onCaller runs nothing on the pool and all items here, in order. A false result of @p item ends its worker.
+/// @p makeItem is called once per worker and returns that worker's item function: what it holds is the worker's own.
+template <class MakeItem>
+void forEachItem(int count, int first, int last, MakeItem &&makeItem)
+{
+    if (first >= last)
+        return;
+    if (count == onCaller) {
+        auto item = makeItem();
+        for (int i = first; i < last && item(i); ++i) { }
+        return;
+    }
+    std::atomic<int> counter { first };
+    run(count, [&] {
+        auto item = makeItem();
+        for (int i = counter.fetch_add(1); i < last && item(i); i = counter.fetch_add(1)) { }
+    });
+}
+
+/// Row loop without state per worker: @p row(i) for i in [0, rows) on @p count workers. A count of 0 or less does
+/// nothing at all: families that leave one processor to the caller have no worker on a machine with a single one.
+template <class Row>
+void forEachRow(int count, int rows, Row &&row)
+{
+    if (count > 0)
+        forEachItem(count, 0, rows, [&row] {
+            return [&row](int i) {
+                row(i);
+                return true;
+            };
+        });
+}
+
+/// Row loop in chunks: @p rows(first, last) for consecutive [first, last) that cover [0, count of rows), handed out from
+/// one counter. @p count must not be 0.
+template <class Rows>
+void forEachChunk(int count, int rowCount, Rows &&rows)
+{
+    const int chunk = rowCount / count > 1 ? rowCount / count : 1;
+    std::atomic<int> counter { 0 };
+    run(count, [&] {
+        for (int i = counter.fetch_add(chunk); i < rowCount; i = counter.fetch_add(chunk))
+            rows(i, rowCount - i < chunk ? rowCount : i + chunk);
+    });
+}
+
+} // namespace workers

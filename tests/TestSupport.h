@@ -1,0 +1,57 @@
+#pragma once
+
+#include "AVX2LIB.h"
+
+#include <QtGui/QGuiApplication>
+#include <QtTest/QtTest>
+
+#include <cstring>
+
+/// main() of a test program. With KXCORE_TEST_MODULE=none in the environment everything runs on the plain code.
+#define KXCORE_TEST_MAIN(Class)                                                                                        \
+    int main(int argc, char **argv)                                                                                    \
+    {                                                                                                                  \
+        if (qgetenv("KXCORE_TEST_MODULE") == "none")                                                                   \
+            AVX2LIB::UseModule(nullptr);                                                                               \
+        QGuiApplication application(argc, argv);                                                                       \
+        Class test;                                                                                                    \
+        return QTest::qExec(&test, argc, argv);                                                                        \
+    }
+
+namespace testing {
+
+/// Collects what the debug log prints while it lives, instead of printing it.
+class LogCapture {
+public:
+    LogCapture()
+    {
+        lines().clear();
+        m_previous =
+            qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) { lines() << text; });
+    }
+    ~LogCapture() { qInstallMessageHandler(m_previous); }
+
+    /// The lines so far, without the line number in their "[path:line]".
+    QStringList texts() const
+    {
+        QStringList result;
+        const QMutexLocker lock(&state().mutex);
+        for (QString line : state().lines)
+            result << line.replace(QRegularExpression("^\\[([^:\\]]*):\\d+\\]"), "[\\1]");
+        return result;
+    }
+
+private:
+    struct State {
+        QMutex mutex;
+        QStringList lines;
+    };
+    static State &state()
+    {
+        static State instance;
+        return instance;
+    }
+    QtMessageHandler m_previous;
+};
+
+} // namespace testing
