@@ -4,7 +4,9 @@
 /// Everything that the library offers.
 
 #include "AVX2LIB.h"
+#include "KXBlend.h"
 #include "KXCMSProfile.h"
+#include "KXComposer.h"
 #include "KXEXIFElement.h"
 #include "KXGlobal.h"
 #include "KXImage.h"

@@ -12,7 +12,7 @@
 
 /// The main pixel: bytes blue, green, red, alpha in memory, which is a little-endian QImage::Format_ARGB32 pixel; as a
 /// word 0xAARRGGBB. Word 0 is fully transparent black.
-union OPRGBA32i {
+union KX_EXPORT OPRGBA32i {
     unsigned int word;
     struct {
         unsigned char b, g, r, a;
@@ -59,7 +59,7 @@ union OPRGBA32i {
 };
 
 /// Cyan, magenta, yellow, black, alpha, one byte each; three spare bytes follow, which the library writes as 0.
-union OPCMYKA {
+union KX_EXPORT OPCMYKA {
     quint64 word = 0;
     struct {
         unsigned char c, m, y, k, a, spare[3];
@@ -68,7 +68,7 @@ union OPCMYKA {
 
 /// Hue in hundredths of a degree (the library produces 0 to 35900), saturation, lightness and alpha 0 to 255; three
 /// spare bytes follow, which the library writes as 0.
-union OPHSLA {
+union KX_EXPORT OPHSLA {
     quint64 word = 0;
     struct {
         quint16 h;
@@ -77,7 +77,7 @@ union OPHSLA {
 };
 
 /// Four 16-bit channels: blue, green, red, alpha.
-union OPRGBA64i {
+union KX_EXPORT OPRGBA64i {
     quint64 word = 0;
     struct {
         quint16 b, g, r, a;
@@ -85,7 +85,7 @@ union OPRGBA64i {
 };
 
 /// Four IEEE 754 binary16 channels, held as their bits: blue, green, red, alpha.
-union OPRGBA64f {
+union KX_EXPORT OPRGBA64f {
     quint64 word = 0;
     struct {
         quint16 b, g, r, a;
@@ -93,7 +93,7 @@ union OPRGBA64f {
 };
 
 /// Four 32-bit integer channels: blue, green, red, alpha. Only an argument of colour transformations.
-union OPRGBA128i {
+union KX_EXPORT OPRGBA128i {
     qint32 channels[4] = {};
     struct {
         qint32 b, g, r, a;
@@ -101,7 +101,7 @@ union OPRGBA128i {
 };
 
 /// Four 32-bit float channels: blue, green, red, alpha. Only an argument of colour transformations.
-union OPRGBA128f {
+union KX_EXPORT OPRGBA128f {
     float channels[4] = {};
     struct {
         float b, g, r, a;

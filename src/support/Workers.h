@@ -17,8 +17,12 @@
 /// use and in what an item is.
 namespace workers {
 
-/// Logical processors as the C++ library reports them; 0 when it does not know.
-inline int hardware() { return static_cast<int>(std::thread::hardware_concurrency()); }
+/// Logical processors as the C++ library reports them; 1 when it does not know.
+inline int hardware()
+{
+    const int n = static_cast<int>(std::thread::hardware_concurrency());
+    return n > 0 ? n : 1;
+}
 
 /// Logical processors as Qt reports them.
 inline int ideal() { return QThread::idealThreadCount(); }
