@@ -11,5 +11,8 @@ configure_package_config_file(cmake/KXCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/KXCoreConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/KXCoreConfig.cmake ${PROJECT_BINARY_DIR}/KXCoreConfigVersion.cmake
     DESTINATION ${package})
+# Relative to the file itself, so that the installed tree may be moved.
+file(RELATIVE_PATH KXCORE_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" KXCORE_PC_TO_PREFIX "${KXCORE_PC_TO_PREFIX}")
 configure_file(cmake/kxcore.pc.in ${PROJECT_BINARY_DIR}/kxcore.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kxcore.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,40 @@
+# Installs the build tree into a folder of its own, builds the outside program against it, and runs it.
+cmake_minimum_required(VERSION 3.25)
+
+function(run)
+    execute_process(COMMAND ${ARGN} RESULT_VARIABLE status)
+    if(NOT status EQUAL 0)
+        list(JOIN ARGN " " line)
+        message(FATAL_ERROR "status ${status}: ${line}")
+    endif()
+endfunction()
+
+file(REMOVE_RECURSE ${scratch})
+set(prefix ${scratch}/installed)
+run(${CMAKE_COMMAND} --install ${build} --prefix ${prefix} --config ${config})
+if(place STREQUAL moved)
+    set(prefix ${scratch}/moved)
+    file(RENAME ${scratch}/installed ${prefix})
+endif()
+
+if(way STREQUAL find_package)
+    run(${CMAKE_COMMAND} -S ${programs} -B ${scratch}/build -G ${generator} -DCMAKE_BUILD_TYPE=${config}
+        -DCMAKE_CXX_COMPILER=${compiler} -DCMAKE_CXX_FLAGS=${flags} -DCMAKE_PREFIX_PATH=${prefix})
+    run(${CMAKE_COMMAND} --build ${scratch}/build)
+else()
+    set(ENV{PKG_CONFIG_PATH} ${prefix}/${libdir}/pkgconfig)
+    execute_process(COMMAND pkg-config --cflags --libs kxcore
+        OUTPUT_VARIABLE arguments OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    separate_arguments(arguments)
+    separate_arguments(flags)
+    file(MAKE_DIRECTORY ${scratch}/build)
+    run(${compiler} ${flags} ${programs}/outside.cpp -o ${scratch}/build/outside ${arguments}
+        -Wl,-rpath,${prefix}/${libdir})
+endif()
+
+if(module)
+    set(module module)
+else()
+    set(module "")
+endif()
+run(${scratch}/build/outside ${module})
