@@ -11,3 +11,4 @@
 #include "KXGlobal.h"
 #include "KXImage.h"
 #include "KXPixels.h"
+#include "KXTileManager64.h"
