@@ -25,9 +25,11 @@ class LogCapture {
 public:
     LogCapture()
     {
-        lines().clear();
-        m_previous =
-            qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) { lines() << text; });
+        state().lines.clear();
+        m_previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
+            const QMutexLocker lock(&state().mutex);
+            state().lines << text;
+        });
     }
     ~LogCapture() { qInstallMessageHandler(m_previous); }
 
