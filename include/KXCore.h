@@ -4,6 +4,7 @@
 /// Everything that the library offers.
 
 #include "AVX2LIB.h"
+#include "BaseTransformation.h"
 #include "KXBlend.h"
 #include "KXCMSProfile.h"
 #include "KXComposer.h"
@@ -12,3 +13,5 @@
 #include "KXImage.h"
 #include "KXPixels.h"
 #include "KXTileManager64.h"
+#include "OPColorTransformBase.h"
+#include "OPTransformImageColors.h"

@@ -7,8 +7,10 @@
 
 #include <atomic>
 #include <exception>
+#include <memory>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -53,12 +55,13 @@ private:
 
 namespace detail {
 
+/// A worker: runs its body once. @p Body is a reference where the caller waits and so keeps the body alive.
 template <class Body>
 class Task : public QRunnable {
 public:
-    Task(QFutureInterface<void> future, Body &body)
+    Task(QFutureInterface<void> future, Body body)
         : m_future(std::move(future))
-        , m_body(body)
+        , m_body(static_cast<Body &&>(body))
     {
     }
 
@@ -80,8 +83,21 @@ public:
 
 private:
     QFutureInterface<void> m_future;
-    Body &m_body;
+    Body m_body;
 };
+
+template <class Body>
+QFutureInterface<void> start(Body &&body)
+{
+    QThreadPool *const pool = QThreadPool::globalInstance();
+    QFutureInterface<void> future;
+    auto *const task = new Task<Body>(future, std::forward<Body>(body));
+    future.setThreadPool(pool);
+    future.setRunnable(task);
+    future.reportStarted();
+    pool->start(task, 0);
+    return future;
+}
 
 } // namespace detail
 
@@ -108,16 +124,8 @@ void run(int count, Body &&body)
         return first;
     };
     try {
-        QThreadPool *const pool = QThreadPool::globalInstance();
-        for (int i = 0; i < count; ++i) {
-            QFutureInterface<void> future;
-            auto *const task = new detail::Task<std::remove_reference_t<Body>>(future, body);
-            future.setThreadPool(pool);
-            future.setRunnable(task);
-            future.reportStarted();
-            futures.push_back(future);
-            pool->start(task, 0);
-        }
+        for (int i = 0; i < count; ++i)
+            futures.push_back(detail::start<std::remove_reference_t<Body> &>(body));
     } catch (...) { // no memory for a further worker: those that run still use the caller's frame
         wait();
         throw;
@@ -144,6 +152,21 @@ void forEachItem(int count, int first, int last, MakeItem &&makeItem)
         auto item = makeItem();
         for (int i = counter.fetch_add(1); i < last && item(i); i = counter.fetch_add(1)) { }
     });
+}
+
+/// As @c forEachItem, but the workers are started and not waited for. Each has its own copy of @p item; what that refers
+/// to must live until the workers have ended. What an item throws ends its worker and goes nowhere. A count of 0 or less
+/// does nothing.
+template <class Item>
+void startForEachItem(int count, int first, int last, Item item)
+{
+    if (first >= last)
+        return;
+    const auto counter = std::make_shared<std::atomic<int>>(first);
+    for (int worker = 0; worker < count; ++worker)
+        detail::start([counter, last, item] {
+            for (int i = counter->fetch_add(1); i < last && item(i); i = counter->fetch_add(1)) { }
+        });
 }
 
 /// Row loop without state per worker: @p row(i) for i in [0, rows) on @p count workers. A count of 0 or less does

@@ -1,0 +1,54 @@
+#pragma once
+
+/// @file
+/// The base of the per-pixel colour adjustments.
+
+#include "KXGlobal.h"
+#include "KXPixels.h"
+
+/// One adjustment of a pixel: a small value that knows how to change an OPRGBA32i.
+///
+/// Slots    A class fills what it serves; every other operation has an empty body and leaves its pixels as they are. The
+///          order of the virtual operations is part of the interface: the kernel module calls through it. A class that
+///          overrides some of the operators names the others with @c using BaseTransformation::operator();
+/// Pixels   Straight alpha. Alpha stays unless a class says otherwise.
+/// Values   Copyable and assignable; tables are owned and copied. A copy takes over whether a kernel is bound and binds
+///          nothing itself. Immutable after construction but for the setters of a class, which must not run while a walk
+///          uses the object.
+/// Kernels  An accelerated class holds its kernel in a public static function object that all its objects share. Each
+///          constructor looks it up if it is still empty, and sets @c m_HasKernel if it is bound then:
+///          @code m_HasKernel = kernels::bind(m_InvertAVX2, "InvertTransformationAVX2"); @endcode
+///          That is not locked: construct the first object of a class on one thread.
+/// Threads  All operations but the destructor are const and touch no shared state: one object serves many threads.
+/// Errors   None; bad parameters are clamped by the class that takes them.
+class KX_EXPORT BaseTransformation {
+public:
+    BaseTransformation() = default;
+    BaseTransformation(const BaseTransformation &) = default;
+    BaseTransformation &operator=(const BaseTransformation &) = default;
+    virtual ~BaseTransformation();
+
+    /// A block of pixels that begins at image position (@p x, @p y): what @c HasKernel promises for a stage that
+    /// depends on the position. For the kernel module, which fixes the length of a block and the meaning of @p flag.
+    virtual void operator()(int /*x*/, int /*y*/, unsigned char * /*pixels*/, bool /*flag*/) const { }
+
+    /// One pixel at image position (@p x, @p y), in place, for stages that depend on the position.
+    virtual void operator()(int /*x*/, int /*y*/, OPRGBA32i & /*pixel*/) const { }
+
+    /// A block of pixels, in place, through the kernel of the class. **Does nothing at all while no kernel is bound**: a
+    /// caller looks at @c HasKernel first. The library itself never calls it; it is the way in for the kernel module,
+    /// which fixes the length of a block and the meaning of @p flag.
+    virtual void operator()(unsigned char * /*pixels*/, bool /*flag*/) const { }
+
+    /// One pixel, in place: the adjustment itself.
+    virtual void operator()(OPRGBA32i & /*pixel*/) const { }
+
+    /// The pixel @p index of the buffer that a per-index class was given beforehand; it must have been given one.
+    virtual void operator()(int /*index*/) const { }
+
+    /// Whether the kernel of the class was bound when the object, or the one that it was copied from, was made.
+    bool HasKernel() const { return m_HasKernel; }
+
+protected:
+    bool m_HasKernel = false;
+};

@@ -1,0 +1,3 @@
+#include "BaseTransformation.h"
+
+BaseTransformation::~BaseTransformation() = default;

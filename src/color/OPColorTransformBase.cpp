@@ -1,0 +1,3 @@
+#include "OPColorTransformBase.h"
+
+OPColorTransformBase::~OPColorTransformBase() = default;

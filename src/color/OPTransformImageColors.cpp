@@ -1,0 +1,189 @@
+#include "OPTransformImageColors.h"
+
+#include "support/Kernels.h"
+#include "support/Log.h"
+#include "support/Workers.h"
+
+#include <algorithm>
+#include <mutex>
+
+namespace {
+
+constexpr char path[] = "include/OPTransformImageColors";
+
+/// The kernel of one form of walk for one type of image. Walks begin on any thread, so it is looked up under a lock.
+template <class... Arguments>
+class WalkKernel {
+public:
+    explicit WalkKernel(const char *name)
+        : m_name(name)
+    {
+    }
+
+    /// The kernel, looked up if it is not bound yet; empty when the module does not have it.
+    std::function<void(Arguments...)> Bound()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        kernels::bind(m_function, m_name);
+        return m_function;
+    }
+
+private:
+    const char *m_name;
+    std::mutex m_mutex;
+    std::function<void(Arguments...)> m_function;
+};
+
+using PlainKernel = WalkKernel<OPRGBA32i *, int, const QRect &, BaseTransformation *>;
+using IterativeKernel =
+    WalkKernel<OPRGBA32i *, int, const QRect &, BaseTransformation *, const std::atomic<bool> &, std::function<void()>>;
+
+PlainKernel plainKernel("VectorProcess");
+PlainKernel plainKernelOfQImage("VectorProcess");
+IterativeKernel iterativeKernel("IterativeVectorProcess");
+IterativeKernel positionAwareKernel("PixelTransformIterativeVectorProcess");
+
+/// One worker fewer than there are processors: the caller's thread waits. None on a single processor.
+int workerCount() { return workers::hardware() - 1; }
+
+/// The part of @p rect that a walk visits. QRect's own intersection fails on rectangles wider than an int can tell.
+QRect clipped(const QRect &rect, const QRect &image)
+{
+    if (!rect.isValid())
+        return image;
+    return QRect(QPoint(std::max(rect.left(), image.left()), std::max(rect.top(), image.top())),
+        QPoint(std::min(rect.right(), image.right()), std::min(rect.bottom(), image.bottom())));
+}
+
+/// How an adjustment is applied to @p count pixels of row @p y, from column @p x on.
+using ApplyToRun = void (*)(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int x, int y);
+
+void applyToColours(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int, int)
+{
+    for (int i = 0; i < count; ++i)
+        transformation(pixels[i]);
+}
+
+void applyAtPosition(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int x, int y)
+{
+    for (int i = 0; i < count; ++i)
+        transformation(x + i, y, pixels[i]);
+}
+
+/// Row @p y of @p area, left to right. Tiles are written through the table as they are, shared ones too.
+void walkRow(const BaseTransformation &transformation, RGBA32iImage &image, const QRect &area, int y, ApplyToRun apply)
+{
+    constexpr int tileW = RGBA32iImage::TileWidth, tileH = RGBA32iImage::TileHeight;
+    if (!image.IsTiled()) {
+        apply(transformation, image.Bits() + size_t(y) * size_t(image.Width()) + area.x(), area.width(), area.x(), y);
+        return;
+    }
+    const int end = area.x() + area.width();
+    for (int x = area.x(), n = 0; x < end; x += n) {
+        n = std::min(end - x, tileW - x % tileW);
+        if (OPRGBA32i *const tile = image.TileData(y / tileH * image.TilesX() + x / tileW, false))
+            apply(transformation, tile + y % tileH * tileW + x % tileW, n, x, y);
+    }
+}
+
+/// Rows [first, last) on @p count workers. A count that is not positive does nothing, unlike workers::onCaller.
+template <class Row>
+void walkRows(int count, int first, int last, const Row &row)
+{
+    if (count > 0)
+        workers::forEachItem(count, first, last, [&row] { return row; });
+}
+
+} // namespace
+
+void OPImageWalk::Plain(
+    const std::shared_ptr<BaseTransformation> &transformation, RGBA32iImage &image, const QRect &rect)
+{
+    support::guarded({ path, __LINE__ }, [&] {
+        const QRect area = clipped(rect, image.Rect());
+        if (area.isEmpty())
+            return;
+        if (!image.IsTiled())
+            if (const auto kernel = plainKernel.Bound())
+                return kernel(image.Bits(), image.Width(), area, transformation.get());
+        const auto row = [&](int y) {
+            walkRow(*transformation, image, area, y, applyToColours);
+            return true;
+        };
+        const int first = area.y(), last = area.y() + area.height();
+        if (image.IsTiled())
+            walkRows(std::min(workerCount(), 1), first, last, row);
+        else
+            walkRows(workerCount(), first, last - 1, row); // without the last row: told at the class
+    });
+}
+
+void OPImageWalk::Plain(const std::shared_ptr<BaseTransformation> &transformation, QImage &image, const QRect &rect)
+{
+    support::guarded({ path, __LINE__ }, [&] {
+        const QRect area = clipped(rect, image.rect());
+        if (area.isEmpty() || image.depth() != 32 || !image.bits())
+            return;
+        int y = area.y();
+        const int last = area.y() + area.height();
+        const bool packed = image.bytesPerLine() == image.width() * 4; // not so over some foreign buffers
+        if (const auto kernel = packed ? plainKernelOfQImage.Bound() : nullptr) {
+            kernel(reinterpret_cast<OPRGBA32i *>(image.bits()), image.width(), area, transformation.get());
+            y = last - 1; // the kernel gives what the walk over a flat KXImage gives, which ends before the last row
+        }
+        for (; y < last; ++y)
+            applyToColours(*transformation, reinterpret_cast<OPRGBA32i *>(image.scanLine(y)) + area.x(), area.width(),
+                area.x(), y);
+    });
+}
+
+void OPImageWalk::Iterative(const std::shared_ptr<BaseTransformation> &transformation, RGBA32iImage &image,
+    const QRect &rect, const std::atomic<bool> &cancel, const std::function<void()> &progress)
+{
+    support::guarded({ path, __LINE__ }, [&] {
+        const QRect area = clipped(rect, image.Rect());
+        if (area.isEmpty())
+            return;
+        if (!image.IsTiled())
+            if (const auto kernel = iterativeKernel.Bound(); kernel && transformation->HasKernel())
+                return kernel(image.Bits(), image.Width(), area, transformation.get(), cancel, progress);
+        walkRows(workerCount(), area.y(), area.y() + area.height(), [&](int y) {
+            if (cancel)
+                return false;
+            walkRow(*transformation, image, area, y, applyToColours);
+            if (progress)
+                progress();
+            return true;
+        });
+    });
+}
+
+void OPImageWalk::PositionAware(const std::shared_ptr<BaseTransformation> &transformation, RGBA32iImage &image,
+    const QRect &rect, const std::atomic<bool> &cancel, const std::function<void()> &progress)
+{
+    support::guarded({ path, __LINE__ }, [&] {
+        const QRect area = clipped(rect, image.Rect());
+        if (area.isEmpty())
+            return;
+        if (!image.IsTiled())
+            if (const auto kernel = positionAwareKernel.Bound(); kernel && transformation->HasKernel())
+                return kernel(image.Bits(), image.Width(), area, transformation.get(), cancel, progress);
+        const auto row = [transformation, &image, area, &cancel, progress](int y) {
+            if (cancel)
+                return false;
+            walkRow(*transformation, image, area, y, applyAtPosition);
+            if (progress)
+                progress();
+            return true;
+        };
+        const int first = area.y(), last = area.y() + area.height();
+        if (image.IsTiled()) // not waited for: a worker logs what it throws, nobody else would
+            workers::startForEachItem(workerCount(), first, last, [row](int y) {
+                bool goOn = true;
+                support::guarded({ path, __LINE__ }, [&] { goOn = row(y); });
+                return goOn;
+            });
+        else
+            walkRows(workerCount(), first, last, row);
+    });
+}
