@@ -1,0 +1,28 @@
+#pragma once
+
+/// @file
+/// Fixed-point kernels for short convolutions, and the pair of transformations that stands around a convolution of
+/// straight pixels.
+
+#include "KXGlobal.h"
+
+#include <vector>
+
+/// Kernels are an odd number of entries in Q14, 16384 being 1.0, symmetric about the middle one. Their sum is near 16384
+/// but is not corrected to it; the rounding of a convolution hides the difference for most values.
+namespace KXBlur {
+
+/// A Gaussian that reaches @c KXGaussianBase::Reach(sigma) entries to either side of the middle.
+///
+/// A sigma of 0, infinity or NaN gives a kernel of zeros, and so does a sigma above about 13000, where each weight rounds
+/// to 0: a convolution with it clears the image. Negative values reach 1. Throws as @c Reach does for kernels of more
+/// than eight million entries, and std::bad_alloc.
+KX_EXPORT std::vector<short> CreateGaussianKernel(double sigma);
+
+/// Three entries. An amount of 255 is the mean of three, 0 the identity; each entry is truncated to 16 bits.
+KX_EXPORT std::vector<short> CreateSimpleBoxKernel(int amount);
+
+/// Three entries. An amount of 0 is the identity; each entry is truncated to 16 bits, which fits amounts up to 127.
+KX_EXPORT std::vector<short> CreateSimpleSharpenKernel(int amount);
+
+} // namespace KXBlur

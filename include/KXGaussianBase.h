@@ -1,0 +1,47 @@
+#pragma once
+
+/// @file
+/// Gaussian weights in double precision.
+///
+/// Plain values: copies are deep, and any thread may use a copy of its own.
+
+#include "KXGlobal.h"
+
+#include <vector>
+
+/// The weights of a Gaussian over 2 * radius + 1 samples; they sum to 1 up to rounding. Empty until @c Init is called.
+class KX_EXPORT KXGaussianBase {
+public:
+    static constexpr double PI = 3.141592653589793;
+
+    /// The largest reach of a Gaussian. A larger one would be a kernel of more than eight million entries, all of which
+    /// are 0 in fixed point.
+    static constexpr unsigned MaximumRadius = (1u << 22) - 1;
+
+    /// The reach of a Gaussian: three times @p sigma, truncated, and at least 1. What does not fit 32 bits, and NaN, gives
+    /// 1, as does a negative sigma. Throws std::length_error above @c MaximumRadius.
+    static int Reach(double sigma);
+
+    /// Sets the weights to a Gaussian whose sigma is a third of @p radius. A radius of 0 gives the single weight 1. Throws
+    /// std::length_error above @c MaximumRadius.
+    void Init(unsigned int radius);
+
+    /// How many samples the weights reach to either side.
+    unsigned int Left() const { return m_radius; }
+    unsigned int Right() const { return m_radius; }
+
+    /// Left() + 1 + Right() weights, symmetric.
+    const std::vector<double> &Weights() const { return m_weights; }
+
+protected:
+    /// @c Init with a sigma of its own. The weights are w(i) = exp(i * i * (-1 / (2 s s))) * (1 / pi) / (2 s s), each
+    /// multiplied by the reciprocal of their sum.
+    void Init(unsigned int radius, double sigma);
+
+private:
+    unsigned int m_radius = 0;
+    std::vector<double> m_weights;
+};
+
+class KX_EXPORT KXGaussianKernel : public KXGaussianBase { };
+class KX_EXPORT KXGaussianKernelPremul : public KXGaussianBase { };

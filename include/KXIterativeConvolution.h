@@ -1,0 +1,102 @@
+#pragma once
+
+/// @file
+/// Convolution of an image with a short fixed-point kernel, along rows, along columns, or both.
+///
+/// Value per channel: the sum of sample * entry in signed 32 bits, begun at 8192, shifted right by 14, clamped to 0..255.
+/// All four channels go through the same kernel. The edge of the *rectangle* is replicated: a caller who wants real
+/// neighbours passes it enlarged by the kernel's reach.
+
+#include "KXGlobal.h"
+#include "KXImage.h"
+#include "OPImageUtils.h"
+
+#include <atomic>
+#include <functional>
+#include <vector>
+
+/// One pass: convolves each line of a rectangle, in place.
+///
+/// Shape    Works inside the rectangle clipped to the image; an invalid one stands for the whole image. Where nothing is
+///          left, nothing happens.
+/// Storage  Rows: flat or tiled; in a tiled image all tiles of the rectangle are made private first. Columns: flat only, a
+///          tiled image is left as it is, though each column is counted. **Flat buffers are shared by copies of an
+///          image**, and are written here.
+/// Errors   None but std::bad_alloc, and what @p progress throws. A set cancel flag stops between lines; the lines finished
+///          by then stay.
+/// Threads  Runs on the global pool with a worker per processor, and waits; with one processor on the calling thread.
+///          Progress, where it holds a target, is called once per finished line from any of these threads.
+/// Owner    Keeps its own copy of the kernel; borrows the image.
+/// Cost     One multiplication per entry, channel and pixel; two line buffers per line in hand and worker.
+template <class Image, class Direction>
+class KXIterativeConvolutionFast1D {
+public:
+    /// @p kernel has an odd number of entries, in Q14.
+    KXIterativeConvolutionFast1D(const std::vector<short> &kernel, Image &image, const QRect &rect);
+    virtual ~KXIterativeConvolutionFast1D();
+
+    void Run(const std::atomic<bool> &cancel, const std::function<void()> &progress);
+
+    /// How many lines the pass walks, and so how often it calls progress.
+    int LineCount() const { return m_clip.isValid() ? m_direction.LineCount() : 0; }
+
+    /// Whether the rectangle is premultiplied before the pass and made straight again after it. False at first.
+    void SetPremultiply(bool premultiply) { m_premultiply = premultiply; }
+
+protected:
+    // Five slots of the virtual table that nothing uses; they keep its shape.
+    virtual void Reserved1() { }
+    virtual void Reserved2() { }
+    virtual void Reserved3() { }
+    virtual void Reserved4() { }
+    virtual void Reserved5() { }
+
+private:
+    std::vector<short> m_kernel;
+    unsigned m_radius; ///< the number of entries halved
+    Image *m_image;
+    QRect m_clip;
+    Direction m_direction;
+    unsigned m_paddedLength; ///< of the source line: its length, the reach on both sides, up to a multiple of 4
+    bool m_premultiply = false;
+};
+
+/// Both passes over one rectangle: rows to their end, then columns.
+///
+/// With premultiplication, colour counts by its alpha: the rectangle is premultiplied once before both passes and made
+/// straight once after them, also after a cancel. These two steps do not count as progress, and they go through the plain
+/// walk of colour transformations, which leaves out **the last row of the rectangle of a flat image**: that row is
+/// convolved as straight pixels. An image of one row is therefore blurred without regard to alpha.
+template <class Image>
+class KXIterativeConvolutionFast2D {
+public:
+    KXIterativeConvolutionFast2D(const std::vector<short> &kernel, Image &image, const QRect &rect);
+    virtual ~KXIterativeConvolutionFast2D();
+
+    void Run(const std::atomic<bool> &cancel, const std::function<void()> &progress);
+
+    /// How often a run calls progress: the number of rows plus that of columns.
+    int LineCount() const { return m_horizontal.LineCount() + m_vertical.LineCount(); }
+
+    void SetPremultiply(bool premultiply) { m_premultiply = premultiply; }
+
+protected:
+    virtual void Reserved1() { }
+    virtual void Reserved2() { }
+    virtual void Reserved3() { }
+    virtual void Reserved4() { }
+    virtual void Reserved5() { }
+
+private:
+    Image *m_image;
+    QRect m_clip;
+    KXIterativeConvolutionFast1D<Image, OPImageUtils::HorizontalDirection<Image>> m_horizontal;
+    KXIterativeConvolutionFast1D<Image, OPImageUtils::VerticalDirection<Image>> m_vertical;
+    bool m_premultiply = false;
+};
+
+extern template class KX_EXPORT
+    KXIterativeConvolutionFast1D<RGBA32iImage, OPImageUtils::HorizontalDirection<RGBA32iImage>>;
+extern template class KX_EXPORT
+    KXIterativeConvolutionFast1D<RGBA32iImage, OPImageUtils::VerticalDirection<RGBA32iImage>>;
+extern template class KX_EXPORT KXIterativeConvolutionFast2D<RGBA32iImage>;

@@ -1,0 +1,70 @@
+#pragma once
+
+/// @file
+/// The frame of all filters.
+///
+/// A filter is an object for one run: construct it with a cancel flag, connect its signals, call @c run once. @c run may
+/// be called from any thread and blocks until the work is done; the work is spread over the global thread pool, and
+/// **signals may be emitted from pool threads**. Input comes in one data value, which owns its images in the sense of
+/// @c KXImage: tiles are shared until written, flat buffers are shared for good.
+///
+/// Cancelling: the caller owns the flag, and it must outlive the filter. Workers read it between lines. A cancelled run
+/// returns what it has, with no error; who set the flag knows to discard the result. Bad parameters and rectangles raise
+/// nothing either: rectangles shrink to what the images hold.
+
+#include "KXGlobal.h"
+#include "KXImage.h"
+
+#include <QtCore/QObject>
+#include <QtCore/QPoint>
+#include <QtCore/QRect>
+
+#include <atomic>
+
+/// Base of all filters: progress.
+class KX_EXPORT OPAdjustmentProcessing : public QObject {
+    Q_OBJECT
+
+public:
+    OPAdjustmentProcessing();
+    ~OPAdjustmentProcessing() override;
+
+    /// One step more: adds 1 and emits @c ProgressChanged with the new value. Safe from any number of threads at once; the
+    /// order in which a directly connected slot sees the values is not defined, but it sees each of them once.
+    void IncrementProgress();
+
+    /// Sets the progress and emits it. For applications; the library does not call it.
+    void SetProgress(unsigned int value);
+
+Q_SIGNALS:
+    /// Emitted once per run, before the first step: progress will go up by @p maximum steps.
+    void RangeChanged(int minimum, int maximum);
+
+    /// Emitted for each finished line. A second run on one object counts on from the first run's last value.
+    void ProgressChanged(int value);
+
+protected:
+    /// Sets the range and emits (0, @p value). The progress stays.
+    void SetRange(unsigned int value);
+
+private:
+    std::atomic<quint32> m_range { 0 };
+    std::atomic<quint32> m_progress { 0 };
+};
+
+/// What every filter takes, beside its parameters.
+struct KXFilterData {
+    RGBA32iImage image; ///< the layer; filtered and returned. Filters with vertical passes need it flat
+    RGBA32iImage mask; ///< the layer's own mask; the blurs do not look at it
+    RGBA32iImage selection; ///< coverage of the selection in its alpha
+    QRect selectionRect; ///< bounds of the selection; empty: there is none, the whole image is filtered
+    QPoint selectionOffset; ///< added to selectionRect to get image coordinates
+    QPoint maskOffset; ///< position of the mask against the image
+    bool maskInverted = false; ///< whether what lies outside the mask counts as covered
+};
+
+/// An image that may have grown, and where its top left corner now lies.
+struct KXFilterResult {
+    RGBA32iImage image;
+    QPoint origin;
+};

@@ -1,0 +1,64 @@
+#pragma once
+
+/// @file
+/// Box blur of a layer. See OPAdjustmentProcessing.h for what all filters have in common.
+
+#include "KXGlobal.h"
+#include "OPAdjustmentProcessing.h"
+
+#include <QtCore/QDataStream>
+
+/// Blurs a layer with the mean of a square, one direction after the other; colour counts by its alpha.
+///
+/// Costs the same for any radius. Means are truncated, so that semi-transparent pixels lose a little colour even with a
+/// radius of 0; see @c OPRGBABlurAccumulatorPremul.
+class KX_EXPORT OPBoxBlurProcessing : public OPAdjustmentProcessing {
+public:
+    struct KX_EXPORT Params {
+        /// In pixels: the square has 2 * radius + 1 to a side. Sensible from 0 to the size of the image. Negative values
+        /// count as 0, those above 4194303 as that.
+        int radius = 5;
+
+        /// Writes "KXBoxBlur 1.00000", then the radius. False when the stream fails.
+        bool Write(QDataStream &stream) const;
+        /// Reads what @c Write wrote, with the version and byte order that the stream is set to. False, with nothing
+        /// stored, when the signature is another; false when the stream fails.
+        bool Read(QDataStream &stream);
+    };
+
+    struct BlurData : KXFilterData {
+        Params params;
+    };
+
+    struct BlurDataEx : BlurData {
+        QRect region; ///< the area that the layer may grow into, in image coordinates
+        QPoint origin; ///< position of the layer
+    };
+
+    using ResultEx = KXFilterResult;
+
+    explicit OPBoxBlurProcessing(const std::atomic<bool> &cancel);
+    ~OPBoxBlurProcessing() override;
+
+    /// Blurs the image, or what is selected of it, and returns it.
+    ///
+    /// Storage    As for @c OPGaussianBlurProcessing::run: the image must be flat, and **its buffer, which the caller's
+    ///            image shares, receives the result**.
+    /// Selection  Each pixel moves from the old value to the blurred one by the alpha of the selection. Pixels around the
+    ///            selection count as neighbours; the rows above and below it, which the vertical pass reads, have not been
+    ///            through the horizontal one.
+    /// Memory     No copy of the image without a selection, one with it.
+    /// Progress   A step per row and column of the blurred rectangle, and one per merged row.
+    RGBA32iImage run(BlurData data);
+
+    /// Like @c run, but first grows the canvas by the radius; see @c OPGaussianBlurProcessing::runEx.
+    ResultEx runEx(BlurDataEx data);
+
+private:
+    const std::atomic<bool> &m_cancel;
+};
+
+/// @c Params::Write; a failure is reported to the debug log.
+KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPBoxBlurProcessing::Params &params);
+/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
+KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPBoxBlurProcessing::Params &params);

@@ -1,0 +1,70 @@
+#pragma once
+
+/// @file
+/// Gaussian blur of a layer. See OPAdjustmentProcessing.h for what all filters have in common.
+
+#include "KXGlobal.h"
+#include "OPAdjustmentProcessing.h"
+
+#include <QtCore/QDataStream>
+
+/// Blurs a layer with a separable Gaussian in fixed point; colour counts by its alpha.
+///
+/// The kernel reaches three times sigma to either side, and the cost grows with it. The last row of the filtered
+/// rectangle is blurred without regard to alpha; see @c KXIterativeConvolutionFast2D.
+class KX_EXPORT OPGaussianBlurProcessing : public OPAdjustmentProcessing {
+public:
+    struct KX_EXPORT Params {
+        /// In pixels. Sensible from 0.2, which is close to no blur, to some hundreds. 0 and NaN, and anything above
+        /// 13000, clear what they blur; see @c KXBlur::CreateGaussianKernel, whose exceptions leave @c run.
+        double sigma = 5.0;
+
+        /// Writes "KXGaussianBlur 1.00000", then sigma. False when the stream fails.
+        bool Write(QDataStream &stream) const;
+        /// Reads what @c Write wrote, with the version, byte order and precision that the stream is set to. False, with
+        /// nothing stored, when the signature is another; false when the stream fails.
+        bool Read(QDataStream &stream);
+    };
+
+    struct BlurData : KXFilterData {
+        Params params;
+    };
+
+    struct BlurDataEx : BlurData {
+        QRect region; ///< the area that the layer may grow into, in image coordinates
+        QPoint origin; ///< position of the layer
+    };
+
+    using ResultEx = KXFilterResult;
+
+    explicit OPGaussianBlurProcessing(const std::atomic<bool> &cancel);
+    ~OPGaussianBlurProcessing() override;
+
+    /// Blurs the image, or what is selected of it, and returns it.
+    ///
+    /// Storage    The image must be flat: the vertical pass reaches nothing else, and a tiled image comes back blurred
+    ///            along its rows only. **Without a selection the blur is written into the buffer of @c data.image, which
+    ///            the caller's image shares**; with one, that buffer receives the merged result. Pass a copy made with
+    ///            @c CopyTo to keep the original.
+    /// Selection  Each pixel moves from the old value to the blurred one by the alpha of the selection. Pixels around the
+    ///            selection count as neighbours.
+    /// Memory     No copy of the image without a selection, one with it.
+    /// Progress   A step per row and column of the blurred rectangle, and one per merged row.
+    RGBA32iImage run(BlurData data);
+
+    /// Like @c run, but first grows the canvas, so that the blur can spill over the layer's edge.
+    ///
+    /// The canvas grows by the kernel's reach on each side, as far as @c region (cut to the selection, where there is one)
+    /// allows; the layer never shrinks. A grown image is a new flat one, transparent where the layer was not, with a
+    /// resolution and metadata of its own, and the result's origin moves with its top left corner. Growing needs the
+    /// composition slots: @c loadAVX2Functions(true) must have been called, std::bad_function_call otherwise.
+    ResultEx runEx(BlurDataEx data);
+
+private:
+    const std::atomic<bool> &m_cancel;
+};
+
+/// @c Params::Write; a failure is reported to the debug log.
+KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPGaussianBlurProcessing::Params &params);
+/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
+KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPGaussianBlurProcessing::Params &params);
