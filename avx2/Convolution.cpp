@@ -1,0 +1,199 @@
+#include "Kernel.h"
+
+#include <immintrin.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+// Fixed-point convolution of one line. Every form below gives the sums of the plain loop modulo 2^32: a sample is at
+// most 255 and the sum of two at most 510, so a product with a 16-bit tap and the sum of two such products fit 32 bits,
+// and everything beyond is 32-bit addition.
+//
+// Lines are worked on in chunks whose two halves lie side by side: element i of a buffer holds, in its low 128 bits,
+// pixel i of the left half and in its high 128 bits pixel i of the right half. So a step of one pixel is a step of one
+// whole vector and every load of the inner loop is aligned. The halves overlap where the chunk is no whole number of
+// groups; pixels of the overlap are computed twice, alike.
+
+namespace {
+
+constexpr int roundingTerm = 8192;
+constexpr int fractionBits = 14;
+
+constexpr int groupElements = 4; ///< elements that one round of the inner loop computes: four pixels of each half
+constexpr int maxElements = 256; ///< elements of a chunk
+constexpr int maxStride = 128; ///< taps of one side that one sweep over a chunk takes; a longer kernel takes several
+constexpr int windowElements = maxElements + maxStride + 2;
+
+struct Scratch {
+    alignas(32) __m256i forward[windowElements]; ///< per pixel and channel: (x[i], x[i + 1]), 16 bits each
+    alignas(32) __m256i backward[windowElements]; ///< (x[i + 1], x[i])
+    alignas(32) __m256i sums[maxElements];
+};
+
+/// One chunk: where its halves begin in a line.
+struct Halves {
+    const unsigned *left, *right;
+    const unsigned *end; ///< of the source; nothing is read from there on
+};
+
+__m256i load8(const unsigned *left, const unsigned *right)
+{
+    const __m128i l = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(left));
+    const __m128i both = _mm_castpd_si128(_mm_loadh_pd(_mm_castsi128_pd(l), reinterpret_cast<const double *>(right)));
+    return _mm256_cvtepu8_epi16(both);
+}
+
+/// Pixels i and i + 1 of both halves as 16-bit channels, zeros for what lies behind the end of the source.
+__m256i loadSafely(const Halves &from, qptrdiff i)
+{
+    unsigned left[2] = {}, right[2] = {};
+    for (int k = 0; k < 2; ++k) {
+        if (from.left + i + k < from.end)
+            left[k] = from.left[i + k];
+        if (from.right + i + k < from.end)
+            right[k] = from.right[i + k];
+    }
+    return load8(left, right);
+}
+
+/// Fills elements 0 to @p count - 1, rounded up to even, with neighbouring pixels, in one order or in the other.
+template <bool backward>
+void expand(const Halves &from, qptrdiff first, int count, __m256i *pairs)
+{
+    const qptrdiff available = from.end - from.right - first; // the left half ends before the right one
+    const Halves at { from.left + first, from.right + first, from.end };
+    __m256i here = loadSafely(at, 0);
+    for (int i = 0; i < count; i += 2) {
+        const __m256i next = i + 4 <= available ? load8(at.left + i + 2, at.right + i + 2) : loadSafely(at, i + 2);
+        const __m256i between = _mm256_alignr_epi8(next, here, 8);
+        pairs[i] = backward ? _mm256_unpacklo_epi16(between, here) : _mm256_unpacklo_epi16(here, between);
+        pairs[i + 1] = backward ? _mm256_unpackhi_epi16(between, here) : _mm256_unpackhi_epi16(here, between);
+        here = next;
+    }
+}
+
+__m256i broadcastPair(const short *taps)
+{
+    int pair;
+    std::memcpy(&pair, taps, sizeof pair);
+    return _mm256_set1_epi32(pair);
+}
+
+/// Ends four sums of each half: shifts them, clamps them to bytes and stores the pixels.
+void finish(const __m256i sums[groupElements], unsigned *left, unsigned *right)
+{
+    __m256i v[groupElements];
+    for (int g = 0; g < groupElements; ++g)
+        v[g] = _mm256_srai_epi32(sums[g], fractionBits);
+    // A shifted sum has 18 bits; saturating to 16 signed bits first does not change what the clamp to bytes gives.
+    const __m256i pixels = _mm256_packus_epi16(_mm256_packs_epi32(v[0], v[1]), _mm256_packs_epi32(v[2], v[3]));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(left), _mm256_castsi256_si128(pixels));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(right), _mm256_extracti128_si256(pixels, 1));
+}
+
+/// The plain loop, for lines that are too short for a group.
+void convolvePlain(const unsigned *source, unsigned *destination, int length, const std::vector<short> &kernel)
+{
+    for (int i = 0; i < length; ++i) {
+        unsigned pixel = 0;
+        for (int shift = 0; shift < 32; shift += 8) {
+            unsigned sum = roundingTerm;
+            for (size_t j = 0; j < kernel.size(); ++j)
+                sum += (source[size_t(i) + j] >> shift & 0xFF) * unsigned(int(kernel[j]));
+            pixel |= unsigned(std::clamp(int(sum) >> fractionBits, 0, 255)) << shift;
+        }
+        destination[i] = pixel;
+    }
+}
+
+/// Convolves @p elements pixels of each half. Taps are taken in pairs of neighbours; where their count is odd (on one
+/// side and the middle, if @p mirrored), a head of a single tap or of the middle and its neighbour comes first.
+///
+/// Mirrored: the kernel is symmetric about its middle c, and the samples at c + j and c - j are added before they are
+/// multiplied, which halves the multiplications. The pair (x[c + j], x[c + j + 1]) stands forward at c + j, its mirror
+/// (x[c - j], x[c - j - 1]) backward at c - j - 1.
+template <bool mirrored>
+void convolveChunk(Scratch &scratch, const Halves &from, int elements, const std::vector<short> &kernel, unsigned *left,
+    unsigned *right)
+{
+    const int count = int(kernel.size());
+    const int middle = mirrored ? count / 2 : 0;
+    const int taps = mirrored ? middle + 1 : count; // kernel[middle] to kernel[middle + taps - 1]
+    const short *const tap = kernel.data() + middle;
+    const bool single = taps % 2 != 0; // the head is tap 0 alone
+    const bool head = single || mirrored;
+    const __m256i headTaps = single ? _mm256_set1_epi32(tap[0] & 0xFFFF) : broadcastPair(tap);
+    // Of the middle's own pair (x[c], x[c + 1]) only x[c + 1] has a mirror.
+    const __m256i secondOnly = _mm256_set1_epi32(int(0xFFFF0000));
+
+    for (int first = 0; first < taps;) {
+        const int last = std::min(taps, first + maxStride + (first == 0 && single));
+        const int begin = first > 0 ? first : single ? 1 : head ? 2 : 0; // of the pairs after the head
+        expand<false>(from, middle + first, elements + last - first, scratch.forward);
+        if (mirrored)
+            expand<true>(from, middle - last + 1, elements + last - first, scratch.backward);
+        for (int e = 0; e < elements; e += groupElements) {
+            const __m256i *const forward = scratch.forward + e - first;
+            const __m256i *const backward = scratch.backward + e + last - 2;
+            __m256i sums[groupElements];
+            for (int g = 0; g < groupElements; ++g)
+                sums[g] = first == 0 ? _mm256_set1_epi32(roundingTerm) : scratch.sums[e + g];
+            if (first == 0 && head) {
+                for (int g = 0; g < groupElements; ++g) {
+                    __m256i samples = forward[g];
+                    if (!single)
+                        samples = _mm256_add_epi16(samples, _mm256_and_si256(backward[g], secondOnly));
+                    sums[g] = _mm256_add_epi32(sums[g], _mm256_madd_epi16(samples, headTaps));
+                }
+            }
+            for (int j = begin; j < last; j += 2) {
+                const __m256i pair = broadcastPair(tap + j);
+                for (int g = 0; g < groupElements; ++g) {
+                    __m256i samples = forward[j + g];
+                    if (mirrored)
+                        samples = _mm256_add_epi16(samples, backward[g - j]);
+                    sums[g] = _mm256_add_epi32(sums[g], _mm256_madd_epi16(samples, pair));
+                }
+            }
+            if (last == taps)
+                finish(sums, left + e, right + e);
+            else
+                std::copy_n(sums, groupElements, scratch.sums + e);
+        }
+        first = last;
+    }
+}
+
+bool isSymmetric(const std::vector<short> &kernel)
+{
+    return kernel.size() % 2 != 0 && std::equal(kernel.begin(), kernel.begin() + kernel.size() / 2, kernel.rbegin());
+}
+
+} // namespace
+
+/// One line of the fixed-point convolution: @p source holds @p length + kernel.size() - 1 pixels at least, @p destination
+/// takes @p length.
+KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
+    const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &kernel)
+{
+    // Up to a handful of taps the second buffer of the mirrored form costs more than it saves.
+    const bool mirrored = kernel.size() > 7 && isSymmetric(kernel);
+    const unsigned *const end = source + length + kernel.size() - 1;
+    Scratch scratch;
+    while (length >= groupElements && !kernel.empty()) {
+        const int pixels = int(std::min(length, 2u * maxElements));
+        // Half of them, a whole number of groups; the right half is moved back so that it ends with the chunk.
+        const int elements = ((pixels + 1) / 2 + groupElements - 1) / groupElements * groupElements;
+        const int right = pixels - elements;
+        const Halves from { source, source + right, end };
+        if (mirrored)
+            convolveChunk<true>(scratch, from, elements, kernel, destination, destination + right);
+        else
+            convolveChunk<false>(scratch, from, elements, kernel, destination, destination + right);
+        source += pixels;
+        destination += pixels;
+        length -= unsigned(pixels);
+    }
+    convolvePlain(source, destination, int(length), kernel);
+}
