@@ -255,6 +255,13 @@ public:
         return block;
     }
 
+    /// Makes tile @p index null: nothing is stored there any more. Does nothing when @p index is out of range.
+    void ReleaseTile(int index)
+    {
+        if (HasTile(index))
+            tiles[size_t(index)].reset();
+    }
+
     /// The block of tile @p index, TileW * TileH pixels, row-major. With @p forWriting a block that anything else shares
     /// is first replaced by a private copy (throws std::bad_alloc). Null for a null tile, also with @p forWriting, and,
     /// reported to the debug log, for an index out of range.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AVX2LIB.h"
+#include "KXPixels.h"
 
 #include <QtGui/QGuiApplication>
 #include <QtTest/QtTest>
@@ -17,6 +18,17 @@
         Class test;                                                                                                    \
         return QTest::qExec(&test, argc, argv);                                                                        \
     }
+
+namespace QTest {
+
+/// Pixels in failed comparisons: 0xAARRGGBB.
+template <>
+inline char *toString(const OPRGBA32i &pixel)
+{
+    return qstrdup(QByteArray::number(pixel.word, 16).rightJustified(8, '0').prepend("0x").constData());
+}
+
+} // namespace QTest
 
 namespace testing {
 
