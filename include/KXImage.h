@@ -92,7 +92,7 @@ struct KX_EXPORT KXImageLog {
 /// A tiled image may carry a *flat window*: pixels in a flat buffer that stand for its fake tiles within one rectangle.
 /// The window's pixel for image position p is p + offset - origin.
 template <class T, int TileW, int TileH>
-class KXImage {
+class KX_EXPORT KXImage {
     static_assert(size_t(TileW) * TileH * sizeof(T) == 65536, "every tile is 65,536 bytes");
     static_assert((TileW & (TileW - 1)) == 0 && (TileH & (TileH - 1)) == 0, "tile sides are powers of two");
 
