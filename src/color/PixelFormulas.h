@@ -1,0 +1,184 @@
+#pragma once
+
+#include "KXPixels.h"
+#include "support/Arithmetic.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+/// One pixel in another pixel type: each formula once. The order of the floating-point operations is part of the results.
+namespace color {
+
+constexpr double perByte = 0.00392156862745098; // 1 / 255; formulas multiply by it and never divide by 255
+
+constexpr unsigned char roundedByte(double value)
+{
+    return static_cast<unsigned char>(arithmetic::clamp8(arithmetic::roundHalfUp(value)));
+}
+
+/// Cyan, magenta or yellow of a channel of red, green or blue. @p black is 0 or 1; with 0 the division gives infinity,
+/// and what is rounded is minus infinity or NaN, so that the ink is 0. The second 0.5, on top of that of the rounding,
+/// is intended.
+inline unsigned char inkOfChannel(int channel, int black)
+{
+    const double k = black, inverse = 1.0 / k;
+    return roundedByte((k - channel * perByte) * 255.0 * inverse + 0.5);
+}
+
+/// Black is the largest channel as a fraction of 1, truncated: 1 exactly when some channel is 255.
+inline OPCMYKA toCmyk(OPRGBA32i pixel)
+{
+    static const auto inkAtFullBlack = [] {
+        std::array<unsigned char, 256> table {};
+        for (int channel = 0; channel < 256; ++channel)
+            table[size_t(channel)] = inkOfChannel(channel, 1);
+        return table;
+    }();
+    OPCMYKA result;
+    result.k = std::max({ pixel.r, pixel.g, pixel.b }) == 255;
+    if (result.k) { // at black 0 every ink is 0
+        result.c = inkAtFullBlack[pixel.r];
+        result.m = inkAtFullBlack[pixel.g];
+        result.y = inkAtFullBlack[pixel.b];
+    }
+    result.a = pixel.a;
+    return result;
+}
+
+/// A channel of red, green or blue of its ink; the second 0.5 is intended here too.
+constexpr unsigned char channelOfInk(int ink, double black) { return roundedByte(255.0 - (255.0 - ink) * black + 0.5); }
+
+inline OPRGBA32i toRgb(OPCMYKA pixel)
+{
+    if ((pixel.c | pixel.m | pixel.y | pixel.k) == 0)
+        return OPRGBA32i(0, 0, 0, pixel.a);
+    const double black = pixel.k * perByte;
+    return OPRGBA32i(channelOfInk(pixel.y, black), channelOfInk(pixel.m, black), channelOfInk(pixel.c, black), pixel.a);
+}
+
+inline OPHSLA toHsl(OPRGBA32i pixel)
+{
+    const int max = std::max({ pixel.r, pixel.g, pixel.b }), min = std::min({ pixel.r, pixel.g, pixel.b });
+    OPHSLA result;
+    result.l = static_cast<unsigned char>((max + min) >> 1);
+    result.a = pixel.a;
+    if (max == min)
+        return result;
+
+    const double twiceLightness = (max + min) * perByte;
+    const double range = twiceLightness * 0.5 > 0.5 ? 2.0 - twiceLightness : twiceLightness;
+    result.s = static_cast<unsigned char>(arithmetic::truncate((max - min) / range));
+
+    const double perRange = 255.0 / (max - min), r = pixel.r * perByte, g = pixel.g * perByte, b = pixel.b * perByte;
+    const double sextant = pixel.r == max ? (g - b) * perRange
+        : pixel.g == max                  ? (b - r) * perRange + 2.0
+                                          : (r - g) * perRange + 4.0;
+    int degrees = arithmetic::truncate(sextant) * 60; // truncated first: hues are whole sextants
+    if (degrees < 0)
+        degrees += 360;
+    if (degrees >= 360)
+        degrees -= 360;
+    result.h = static_cast<quint16>(degrees * 100);
+    return result;
+}
+
+/// One channel of a hue at @p position, which is meant as a fraction of a turn.
+constexpr unsigned char channelOfHue(double position, double m1, double m2)
+{
+    const double t = position > 1.0 ? position - 1.0 : position;
+    const double value = t < 0.16666666666666666 ? m1 + (m2 - m1) * 6.0 * t
+        : t < 0.5                                ? m2
+        : t < 0.6666666666666666                 ? m1 + (m2 - m1) * (0.6666666666666666 - t) * 6.0
+                                                 : m1;
+    return roundedByte(value * 255.0);
+}
+
+/// The hue is in degrees and is used as a fraction of a turn. That is the result wanted: hue 0 keeps its red, and hues
+/// from about two degrees up give the grey m1.
+inline OPRGBA32i toRgb(OPHSLA pixel)
+{
+    const double h = (pixel.h % 36000) * 0.01, s = pixel.s * perByte, l = pixel.l * perByte;
+    const double m2 = l >= 0.5 ? l + s - l * s : (s + 1.0) * pixel.l * perByte;
+    const double m1 = l + l - m2;
+    const double red = h < -0.3333333333333333 ? h + 1.3333333333333333 : h + 0.3333333333333333;
+    const double green = h < 0 ? h + 1.0 : h;
+    const double blue = h >= 0.3333333333333333 ? h - 0.3333333333333333 : h + 0.6666666666666667;
+    return OPRGBA32i(channelOfHue(blue, m1, m2), channelOfHue(green, m1, m2), channelOfHue(red, m1, m2), pixel.a);
+}
+
+inline OPRGBA64i to16Bit(OPRGBA32i pixel)
+{
+    OPRGBA64i result;
+    result.b = quint16(pixel.b << 8);
+    result.g = quint16(pixel.g << 8);
+    result.r = quint16(pixel.r << 8);
+    result.a = quint16(pixel.a << 8);
+    return result;
+}
+
+inline OPRGBA32i toRgb(OPRGBA64i pixel)
+{
+    return OPRGBA32i(static_cast<unsigned char>(pixel.b >> 8), static_cast<unsigned char>(pixel.g >> 8),
+        static_cast<unsigned char>(pixel.r >> 8), static_cast<unsigned char>(pixel.a >> 8));
+}
+
+/// The bits of the half of @p value, which is 0 or lies in the range of normal halves. Halves of the last place go up.
+inline quint16 halfBits(float value)
+{
+    quint32 bits;
+    static_assert(sizeof bits == sizeof value, "single precision");
+    std::memcpy(&bits, &value, sizeof bits);
+    constexpr quint32 biasDifference = 127 - 15;
+    return bits == 0 ? quint16(0) : quint16((bits - (biasDifference << 23) + 4096) >> 13);
+}
+
+/// The value of a half, exact in single precision.
+inline float halfValue(quint16 bits)
+{
+    const int exponent = bits >> 10 & 31, mantissa = bits & 1023;
+    const float magnitude = exponent == 0 ? std::ldexp(float(mantissa), -24)
+        : exponent < 31                   ? std::ldexp(float(1024 + mantissa), exponent - 25)
+        : mantissa == 0                   ? HUGE_VALF
+                                          : std::nanf("");
+    return bits & 0x8000 ? -magnitude : magnitude;
+}
+
+inline OPRGBA64f toHalf(OPRGBA32i pixel)
+{
+    static const auto halves = [] {
+        std::array<quint16, 256> table {};
+        for (int channel = 0; channel < 256; ++channel)
+            table[size_t(channel)] = halfBits(channel * 1.0073664f);
+        return table;
+    }();
+    OPRGBA64f result;
+    result.b = halves[pixel.b];
+    result.g = halves[pixel.g];
+    result.r = halves[pixel.r];
+    result.a = halves[pixel.a];
+    return result;
+}
+
+inline OPRGBA32i toRgb(OPRGBA64f pixel)
+{
+    // The low eight bits of the truncated product; nothing is clamped.
+    static const auto bytes = [] {
+        std::vector<unsigned char> table(65536);
+        for (unsigned bits = 0; bits < 65536; ++bits)
+            table[bits] = static_cast<unsigned char>(arithmetic::truncate(halfValue(quint16(bits)) * 0.9926875f));
+        return table;
+    }();
+    return OPRGBA32i(bytes[pixel.b], bytes[pixel.g], bytes[pixel.r], bytes[pixel.a]);
+}
+
+/// Blue, green and red replaced by the grey value.
+inline OPRGBA32i toGrey(OPRGBA32i pixel)
+{
+    const unsigned grey = arithmetic::grey<unsigned>(pixel.r, pixel.g, pixel.b);
+    return (pixel.word & 0xFF000000u) | grey * 0x010101u;
+}
+
+} // namespace color
