@@ -4,8 +4,10 @@
 /// Fixed-point kernels for short convolutions, and the pair of transformations that stands around a convolution of
 /// straight pixels.
 
+#include "BaseTransformation.h"
 #include "KXGlobal.h"
 
+#include <functional>
 #include <vector>
 
 /// Kernels are an odd number of entries in Q14, 16384 being 1.0, symmetric about the middle one. Their sum is near 16384
@@ -24,5 +26,32 @@ KX_EXPORT std::vector<short> CreateSimpleBoxKernel(int amount);
 
 /// Three entries. An amount of 0 is the identity; each entry is truncated to 16 bits, which fits amounts up to 127.
 KX_EXPORT std::vector<short> CreateSimpleSharpenKernel(int amount);
+
+/// Weights colour by alpha: c becomes (c * a + 127) / 255.
+///
+/// Its kernel is "PremultiplyAlphaAVX2", looked up by the first object that is made, from whatever thread.
+class KX_EXPORT PremultiplyAlpha : public BaseTransformation {
+public:
+    PremultiplyAlpha();
+    using BaseTransformation::operator();
+    void operator()(unsigned char *pixels, bool flag) const override;
+    void operator()(OPRGBA32i &pixel) const override;
+
+    static std::function<void(unsigned char *, bool)> m_PremultiplyAlphaAVX2;
+};
+
+/// The way back: c becomes (c * 255 + a / 2) / a; where alpha is 0 all four bytes become 0.
+///
+/// **Not clamped**: the result is stored in a byte, so that a colour above its alpha wraps. Convolved pixels may have such
+/// colours, by rounding.
+class KX_EXPORT ReturnAlpha : public BaseTransformation {
+public:
+    ReturnAlpha();
+    using BaseTransformation::operator();
+    void operator()(unsigned char *pixels, bool flag) const override;
+    void operator()(OPRGBA32i &pixel) const override;
+
+    static std::function<void(unsigned char *, bool)> m_ReturnAlphaAVX2;
+};
 
 } // namespace KXBlur

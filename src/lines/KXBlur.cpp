@@ -3,6 +3,7 @@
 #include "KXGaussianBase.h"
 
 #include "support/Arithmetic.h"
+#include "support/Kernels.h"
 
 #include "Gaussian.h"
 
@@ -35,4 +36,49 @@ std::vector<short> KXBlur::CreateSimpleSharpenKernel(int amount)
     // 16384 / 255. The outer taps are negative and truncate toward zero.
     const short outer = entry(0.5 - amount * 64.25098039215686);
     return { outer, entry(amount * 128.50196078431372 + 16384.5), outer };
+}
+
+std::function<void(unsigned char *, bool)> KXBlur::PremultiplyAlpha::m_PremultiplyAlphaAVX2;
+std::function<void(unsigned char *, bool)> KXBlur::ReturnAlpha::m_ReturnAlphaAVX2;
+
+KXBlur::PremultiplyAlpha::PremultiplyAlpha()
+{
+    static const bool bound = kernels::bind(m_PremultiplyAlphaAVX2, "PremultiplyAlphaAVX2");
+    m_HasKernel = bound;
+}
+
+void KXBlur::PremultiplyAlpha::operator()(unsigned char *pixels, bool flag) const
+{
+    if (m_PremultiplyAlphaAVX2)
+        m_PremultiplyAlphaAVX2(pixels, flag);
+}
+
+void KXBlur::PremultiplyAlpha::operator()(OPRGBA32i &pixel) const
+{
+    const unsigned alpha = pixel.a;
+    const auto weighted = [alpha](unsigned c) { return static_cast<unsigned char>((c * alpha + 127) / 255); };
+    pixel = OPRGBA32i(weighted(pixel.b), weighted(pixel.g), weighted(pixel.r), pixel.a);
+}
+
+KXBlur::ReturnAlpha::ReturnAlpha()
+{
+    static const bool bound = kernels::bind(m_ReturnAlphaAVX2, "ReturnAlphaAVX2");
+    m_HasKernel = bound;
+}
+
+void KXBlur::ReturnAlpha::operator()(unsigned char *pixels, bool flag) const
+{
+    if (m_ReturnAlphaAVX2)
+        m_ReturnAlphaAVX2(pixels, flag);
+}
+
+void KXBlur::ReturnAlpha::operator()(OPRGBA32i &pixel) const
+{
+    const unsigned alpha = pixel.a;
+    if (alpha == 0) {
+        pixel = OPRGBA32i();
+        return;
+    }
+    const auto straight = [alpha](unsigned c) { return static_cast<unsigned char>((c * 255 + (alpha >> 1)) / alpha); };
+    pixel = OPRGBA32i(straight(pixel.b), straight(pixel.g), straight(pixel.r), pixel.a);
 }

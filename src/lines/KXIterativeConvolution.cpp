@@ -1,0 +1,123 @@
+#include "KXIterativeConvolution.h"
+
+#include "KXBlur.h"
+#include "OPTransformImageColors.h"
+
+#include "support/Kernels.h"
+
+#include "Convolve.h"
+#include "LinePass.h"
+
+namespace {
+
+using ConvolutionKernel = std::function<void(
+    const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &kernel)>;
+
+/// Looked up once, when the first pass is made.
+const ConvolutionKernel &convolutionKernel()
+{
+    static const ConvolutionKernel bound = [] {
+        ConvolutionKernel slot;
+        kernels::bind(slot, "KXIterativeConvolutionFast1DAVX2Convolve");
+        return slot;
+    }();
+    return bound;
+}
+
+/// Runs @p passes on premultiplied pixels if @p premultiply is set. However they end, cancelled or thrown out of, the
+/// pixels become straight again.
+template <class Passes>
+void premultiplied(bool premultiply, RGBA32iImage &image, const QRect &rect, Passes passes)
+{
+    if (!premultiply) {
+        passes();
+        return;
+    }
+    const auto straighten = [&] { OPTransformImageColors<KXBlur::ReturnAlpha>(KXBlur::ReturnAlpha(), &image, rect)(); };
+    lines::makePrivate(image, rect); // the walks write shared tiles as they are
+    OPTransformImageColors<KXBlur::PremultiplyAlpha>(KXBlur::PremultiplyAlpha(), &image, rect)();
+    try {
+        passes();
+    } catch (...) {
+        straighten();
+        throw;
+    }
+    straighten();
+}
+
+/// Repeats the end pixels of the @p length pixels in the middle of @p line @p radius times on either side.
+void pad(OPRGBA32i *line, unsigned radius, unsigned length)
+{
+    std::fill_n(line, radius, OPRGBA32i(line[radius]));
+    std::fill_n(line + radius + length, radius, OPRGBA32i(line[radius + length - 1]));
+}
+
+} // namespace
+
+template <class Image, class Direction>
+KXIterativeConvolutionFast1D<Image, Direction>::KXIterativeConvolutionFast1D(
+    const std::vector<short> &kernel, Image &image, const QRect &rect)
+    : m_kernel(kernel)
+    , m_radius(unsigned(kernel.size() / 2))
+    , m_image(&image)
+    , m_clip(lines::clipped(rect, image))
+    , m_direction(image, m_clip, int(m_radius))
+    , m_paddedLength((unsigned(m_direction.Length()) + 2 * m_radius + 3) & ~3u)
+{
+    convolutionKernel();
+}
+
+template <class Image, class Direction>
+KXIterativeConvolutionFast1D<Image, Direction>::~KXIterativeConvolutionFast1D() = default;
+
+template <class Image, class Direction>
+void KXIterativeConvolutionFast1D<Image, Direction>::Run(
+    const std::atomic<bool> &cancel, const std::function<void()> &progress)
+{
+    if (!m_clip.isValid())
+        return;
+    premultiplied(m_premultiply, *m_image, m_clip, [&] {
+        const int length = m_direction.Length();
+        const lines::PassShape shape { m_direction.firstLine, m_direction.lastLine, m_direction.first, length,
+            int(m_radius), int(m_paddedLength), m_direction.first, length };
+        const ConvolutionKernel &fast = convolutionKernel();
+        const lines::Taps taps(m_kernel);
+        lines::runPass<Direction>(*m_image, shape, workers::forConvolution(workers::hardware()), cancel, progress, [&] {
+            return [&](std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) {
+                pad(source.data(), m_radius, unsigned(length));
+                if (fast)
+                    fast(&source[0].word, &destination[0].word, unsigned(length), m_kernel);
+                else
+                    lines::convolve(source.data(), destination.data(), length, taps);
+            };
+        });
+    });
+}
+
+template <class Image>
+KXIterativeConvolutionFast2D<Image>::KXIterativeConvolutionFast2D(
+    const std::vector<short> &kernel, Image &image, const QRect &rect)
+    : m_image(&image)
+    , m_clip(lines::clipped(rect, image))
+    , m_horizontal(kernel, image, rect)
+    , m_vertical(kernel, image, rect)
+{
+}
+
+template <class Image>
+KXIterativeConvolutionFast2D<Image>::~KXIterativeConvolutionFast2D() = default;
+
+template <class Image>
+void KXIterativeConvolutionFast2D<Image>::Run(const std::atomic<bool> &cancel, const std::function<void()> &progress)
+{
+    if (!m_clip.isValid())
+        return;
+    premultiplied(m_premultiply, *m_image, m_clip, [&] {
+        m_horizontal.Run(cancel, progress);
+        m_vertical.Run(cancel, progress);
+    });
+}
+
+template class KXIterativeConvolutionFast1D<RGBA32iImage, OPImageUtils::HorizontalDirection<RGBA32iImage>>;
+template class KXIterativeConvolutionFast1D<RGBA32iImage, OPImageUtils::VerticalDirection<RGBA32iImage>>;
+template class KXIterativeConvolutionFast2D<RGBA32iImage>;

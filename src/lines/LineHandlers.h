@@ -1,0 +1,166 @@
+#pragma once
+
+#include "KXKernels.h"
+
+#include "support/Kernels.h"
+
+#include "LinePass.h"
+#include "WindowSlide.h"
+
+/// The line passes of the filters, one object per pass. They read real neighbours outside of their rectangle, as far as
+/// the image has them; beyond its edge the outermost pixel repeats. They borrow the image, and the accumulator.
+namespace lines {
+
+/// The kernel "LineHandlerAVX2": a window slide over one line. All positions are those in the image; the source begins
+/// at readFirst, the destination at first.
+using WindowKernel = std::function<void(OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *source,
+    OPRGBA32i *destination, int readFirst, int readLast, int first, int last, int radius)>;
+
+/// The kernel "LineHandlerConvolutionAVX2": all of a destination line, from the lines that the kernel is set to.
+using LineKernel = std::function<void(OPKernelBase *kernel)>;
+
+/// Looked up once, when the first handler of the kind is made.
+inline const WindowKernel &windowKernel()
+{
+    static const WindowKernel bound = [] {
+        WindowKernel slot;
+        kernels::bind(slot, "LineHandlerAVX2");
+        return slot;
+    }();
+    return bound;
+}
+
+inline const LineKernel &lineKernel()
+{
+    static const LineKernel bound = [] {
+        LineKernel slot;
+        kernels::bind(slot, "LineHandlerConvolutionAVX2");
+        return slot;
+    }();
+    return bound;
+}
+
+/// What both handlers have: the rectangle's lines and their reach.
+template <class Direction>
+class LineHandlerBase {
+public:
+    /// How many lines a run walks, and so how often it calls progress.
+    int LineCount() const { return m_clip.isValid() ? m_lines.LineCount() : 0; }
+
+protected:
+    LineHandlerBase(RGBA32iImage &image, const QRect &rect, int radius)
+        : m_image(image)
+        , m_clip(clipped(rect, image))
+        , m_lines(image, m_clip, radius)
+    {
+    }
+
+    PassShape Shape() const
+    {
+        return { m_lines.firstLine, m_lines.lastLine, m_lines.readFirst, m_lines.ReadLength(), 0, m_lines.ReadLength(),
+            m_lines.first, m_lines.Length() };
+    }
+
+    RGBA32iImage &m_image;
+    QRect m_clip;
+    Direction m_lines;
+};
+
+/// Slides an accumulator along each line. @p Accumulator is its own class, not a base of it.
+template <class Accumulator, class Direction>
+class LineHandler : public LineHandlerBase<Direction> {
+public:
+    LineHandler(const Accumulator &accumulator, RGBA32iImage &image, const QRect &rect)
+        : LineHandlerBase<Direction>(image, rect, accumulator.GetRadius())
+        , m_accumulator(accumulator)
+        , m_kernel(windowKernel())
+    {
+    }
+
+    void Run(const std::atomic<bool> &cancel, const Progress &progress) const
+    {
+        if (!this->m_clip.isValid())
+            return;
+        const PassShape shape = this->Shape();
+        const auto &record = this->m_lines;
+        runPass<Direction>(this->m_image, shape, workers::forLines(workers::hardware()), cancel, progress, [&] {
+            return [&, window = m_accumulator, radius = m_accumulator.GetRadius()](
+                       std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) mutable {
+                if (m_kernel)
+                    m_kernel(&window, source.data(), destination.data(), record.readFirst, record.readLast,
+                        record.first, record.last, radius);
+                else
+                    slideWindow(window, source.data(), shape.readLength, destination.data(), shape.length,
+                        shape.first - shape.readFirst, radius);
+            };
+        });
+    }
+
+private:
+    const Accumulator &m_accumulator;
+    const WindowKernel &m_kernel;
+};
+
+/// Runs a one-dimensional kernel over each line.
+template <class Kernel, class Direction>
+class LineHandlerConvolution : public LineHandlerBase<Direction> {
+public:
+    LineHandlerConvolution(const Kernel &kernel, RGBA32iImage &image, const QRect &rect)
+        : LineHandlerBase<Direction>(image, rect, kernel.Left())
+        , m_kernel(kernel)
+        , m_lineKernel(lineKernel())
+    {
+    }
+
+    void Run(const std::atomic<bool> &cancel, const Progress &progress) const
+    {
+        if (!this->m_clip.isValid())
+            return;
+        const PassShape shape = this->Shape();
+        runPass<Direction>(this->m_image, shape, workers::forLines(workers::hardware()), cancel, progress, [&] {
+            return [&, kernel = m_kernel](std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) mutable {
+                kernel.SetSource(&source);
+                kernel.SetDestination(&destination);
+                kernel.SetSourceOffset(shape.first - shape.readFirst);
+                if (m_lineKernel && kernel.Type() != KernelPlain)
+                    m_lineKernel(&kernel);
+                else
+                    for (int i = 0; i < shape.length; ++i)
+                        kernel(i);
+            };
+        });
+    }
+
+private:
+    Kernel m_kernel;
+    const LineKernel &m_lineKernel;
+};
+
+/// A one-dimensional kernel over rows, to their end, then over columns.
+template <class Kernel>
+class LineHandlerConvolution2D {
+public:
+    LineHandlerConvolution2D(const Kernel &kernel, RGBA32iImage &image, const QRect &rect)
+        : m_clip(clipped(rect, image))
+        , m_horizontal(kernel, image, m_clip)
+        , m_vertical(kernel, image, m_clip)
+    {
+    }
+
+    int LineCount() const { return m_clip.isValid() ? m_horizontal.LineCount() + m_vertical.LineCount() : 0; }
+
+    void Run(const std::atomic<bool> &cancel, const Progress &progress) const
+    {
+        if (!m_clip.isValid())
+            return;
+        m_horizontal.Run(cancel, progress);
+        m_vertical.Run(cancel, progress);
+    }
+
+private:
+    QRect m_clip;
+    LineHandlerConvolution<Kernel, HorizontalDirection> m_horizontal;
+    LineHandlerConvolution<Kernel, VerticalDirection> m_vertical;
+};
+
+} // namespace lines

@@ -1,0 +1,197 @@
+#pragma once
+
+#include "KXImage.h"
+#include "OPImageUtils.h"
+
+#include "support/Workers.h"
+
+#include "Transpose.h"
+
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <vector>
+
+/// The one pass over the lines of an image: rows or columns, with whatever is to be done to a line.
+namespace lines {
+
+using Progress = std::function<void()>;
+using HorizontalDirection = OPImageUtils::HorizontalDirection<RGBA32iImage>;
+using VerticalDirection = OPImageUtils::VerticalDirection<RGBA32iImage>;
+
+/// Which lines a pass takes, what it reads of each and what it writes.
+struct PassShape {
+    int firstLine, lastLine;
+    int readFirst, readLength; ///< the pixels that are read
+    int lead; ///< where in the source buffer they begin
+    int sourceLength; ///< size of the source buffer
+    int first, length; ///< the pixels that are written
+};
+
+/// The part of an image that @p rect stands for: an invalid rectangle is all of it.
+inline QRect clipped(const QRect &rect, const RGBA32iImage &image)
+{
+    return rect.isValid() ? rect & image.Rect() : image.Rect();
+}
+
+/// Makes all tiles of a tiled image private that @p rect touches. Workers that write rows of one tile must not resolve it
+/// at the same time, so it is done before they start.
+inline void makePrivate(RGBA32iImage &image, const QRect &rect)
+{
+    const QRect area = rect & image.Rect();
+    if (!image.IsTiled() || area.isEmpty())
+        return;
+    const QMutexLocker lock(&image.Mutex());
+    for (int y = area.top() / RGBA32iImage::TileHeight; y <= area.bottom() / RGBA32iImage::TileHeight; ++y)
+        for (int x = area.left() / RGBA32iImage::TileWidth; x <= area.right() / RGBA32iImage::TileWidth; ++x)
+            image.TileData(y * image.TilesX() + x, true);
+}
+
+/// One worker's access to lines, by direction. Items are groups of neighbouring lines: @c Load is called once per group,
+/// then @c Read and @c Write in order for each line of it that is still wanted, then @c Flush.
+template <class Direction>
+class LineAccess;
+
+/// Rows: a group is one row, read and written where it is.
+template <>
+class LineAccess<HorizontalDirection> {
+public:
+    static void Prepare(RGBA32iImage &image, const PassShape &shape)
+    {
+        makePrivate(image, QRect(shape.first, shape.firstLine, shape.length, shape.lastLine - shape.firstLine + 1));
+    }
+
+    LineAccess(RGBA32iImage &image, const PassShape &shape)
+        : m_image(image)
+        , m_shape(shape)
+    {
+    }
+
+    int GroupCount() const { return m_shape.lastLine - m_shape.firstLine + 1; }
+    int Load(int group)
+    {
+        m_row = unsigned(m_shape.firstLine + group);
+        return 1;
+    }
+    void Read(int, OPRGBA32i *pixels) const
+    {
+        if (m_image.IsTiled()) // a null tile reads as empty, not as what an earlier row left here
+            std::memset(static_cast<void *>(pixels), 0, size_t(m_shape.readLength) * sizeof(OPRGBA32i));
+        m_image.ReadRow(m_row, unsigned(m_shape.readFirst), pixels, unsigned(m_shape.readLength) * 4u);
+    }
+    void Write(int, const OPRGBA32i *pixels)
+    {
+        m_image.WriteRow(m_row, unsigned(m_shape.first), pixels, unsigned(m_shape.length) * 4u);
+    }
+    void Flush() { }
+
+private:
+    RGBA32iImage &m_image;
+    const PassShape &m_shape;
+    unsigned m_row = 0;
+};
+
+/// Columns, of flat images only: in any other nothing is read and nothing written.
+///
+/// A cache line holds sixteen pixels of a row, so a column alone would bring sixteen times what it needs from memory, and
+/// workers on neighbouring columns would take cache lines from each other. A group is a block of columns that begins and
+/// ends on cache lines, where the image's rows allow it; it is turned into contiguous lines, and back.
+template <>
+class LineAccess<VerticalDirection> {
+public:
+    static void Prepare(RGBA32iImage &, const PassShape &) { }
+
+    LineAccess(RGBA32iImage &image, const PassShape &shape)
+        : m_image(image)
+        , m_shape(shape)
+        , m_pixels(image.IsTiled() ? nullptr : image.Bits())
+        , m_origin(shape.firstLine - int((reinterpret_cast<quintptr>(m_pixels) / 4 + unsigned(shape.firstLine)) % 16))
+        , m_stride((qptrdiff(shape.readLength) + 15) / 16 * 16 + 16) // no power of two: lines must not share cache sets
+    {
+    }
+
+    int GroupCount() const { return (m_shape.lastLine - m_origin) / width + 1; }
+    int Load(int group)
+    {
+        const int first = m_origin + group * width;
+        m_first = std::max(first, m_shape.firstLine);
+        m_done = 0;
+        const int count = std::min(first + width - 1, m_shape.lastLine) - m_first + 1;
+        if (m_pixels) {
+            m_block.resize(size_t(m_stride) * width);
+            transpose(At(m_shape.readFirst), m_image.Width(), m_block.data(), m_stride, count, m_shape.readLength);
+        }
+        return count;
+    }
+    void Read(int line, OPRGBA32i *pixels) const
+    {
+        if (m_pixels)
+            std::memcpy(static_cast<void *>(pixels), m_block.data() + line * m_stride,
+                size_t(m_shape.readLength) * sizeof(OPRGBA32i));
+    }
+    void Write(int line, const OPRGBA32i *pixels)
+    {
+        if (m_pixels)
+            std::memcpy(static_cast<void *>(m_block.data() + line * m_stride + Written()), pixels,
+                size_t(m_shape.length) * sizeof(OPRGBA32i));
+        m_done = line + 1;
+    }
+    void Flush()
+    {
+        if (m_pixels)
+            transpose(m_block.data() + Written(), m_stride, At(m_shape.first), m_image.Width(), m_shape.length, m_done);
+    }
+
+private:
+    static constexpr int width = 32; ///< of a block; two cache lines, which the processor fetches as a pair
+
+    OPRGBA32i *At(int row) const { return m_pixels + size_t(row) * size_t(m_image.Width()) + m_first; }
+    /// Where in a line of the block the pixels lie that are written back.
+    int Written() const { return m_shape.first - m_shape.readFirst; }
+
+    RGBA32iImage &m_image;
+    const PassShape &m_shape;
+    OPRGBA32i *m_pixels;
+    int m_origin; ///< first column of the first group, up to 15 before the first line
+    qptrdiff m_stride;
+    std::vector<OPRGBA32i> m_block;
+    int m_first = 0; ///< first column of the group in hand
+    int m_done = 0; ///< how many of its lines are finished
+};
+
+/// Runs a process over all lines of @p shape on @p count workers (see @c workers::forEachItem). Each line is read,
+/// processed, written, and reported to @p progress if that holds a target; the cancel flag is read before each line, and
+/// a line that comes after that stays as it was.
+///
+/// @p makeProcess is called once per worker and returns its process, called as process(source, destination) with the
+/// worker's two buffers, which are zeros at first.
+template <class Direction, class MakeProcess>
+void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
+    const Progress &progress, MakeProcess makeProcess)
+{
+    using Access = LineAccess<Direction>;
+    Access::Prepare(image, shape);
+    workers::forEachItem(count, 0, Access(image, shape).GroupCount(), [&] {
+        return [&, access = Access(image, shape), process = makeProcess(),
+                   source = std::vector<OPRGBA32i>(size_t(shape.sourceLength)),
+                   destination = std::vector<OPRGBA32i>(size_t(shape.length))](int group) mutable {
+            const int lineCount = access.Load(group);
+            struct Flush { // also when the progress function throws: its line was finished
+                Access &access;
+                ~Flush() { access.Flush(); }
+            } flush { access };
+            for (int line = 0; line < lineCount; ++line) {
+                if (cancel)
+                    return false;
+                access.Read(line, source.data() + shape.lead);
+                process(source, destination);
+                access.Write(line, destination.data());
+                if (progress)
+                    progress();
+            }
+            return true;
+        };
+    });
+}
+
+} // namespace lines
