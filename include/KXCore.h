@@ -8,7 +8,6 @@
 #include "KXBlend.h"
 #include "KXBlur.h"
 #include "KXCMSProfile.h"
-#include "KXCMSTransform.h"
 #include "KXComposer.h"
 #include "KXConverter.h"
 #include "KXEXIFElement.h"
@@ -25,5 +24,4 @@
 #include "OPColorTransformStack.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPImageUtils.h"
-#include "OPRGBA32ColorProfileTransform.h"
 #include "OPTransformImageColors.h"

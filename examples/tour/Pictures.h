@@ -1,0 +1,37 @@
+#pragma once
+
+#include <KXImage.h>
+
+#include <QtCore/QVector>
+#include <QtGui/QImage>
+
+namespace tour {
+
+/// What the blocks behind an image's tiles are.
+enum class Tile : quint8 {
+    Private, ///< only this image holds the block
+    Shared, ///< another image, or another tile, shows the same block
+    Fake ///< the image's uniform block: counts as empty
+};
+
+/// The tiles of an image, row by row.
+struct TileMap {
+    int columns = 0;
+    QVector<Tile> tiles;
+
+    int count(Tile state) const { return int(std::count(tiles.begin(), tiles.end(), state)); }
+};
+
+/// The states of the tiles of @p image, where @p others are all other images that are alive.
+TileMap tileMap(const RGBA32iImage &image, const QVector<const RGBA32iImage *> &others);
+
+/// @p image, flat or tiled, averaged down to fit into @p box; never enlarged.
+QImage preview(const RGBA32iImage &image, const QSize &box);
+
+/// @p image on a checkerboard that shows where it is transparent.
+QImage onCheckerboard(const QImage &image);
+
+/// The largest size of the proportions of @p size that fits into @p box and is not above @p size.
+QSize fitted(const QSize &size, const QSize &box);
+
+} // namespace tour

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+
+namespace tour {
+
+/// A bar in the terminal, driven by a filter's signals; where the output is no terminal, a few percentages on a line.
+/// May be called from any thread, and with values that overtake one another.
+class ProgressBar {
+public:
+    explicit ProgressBar(const std::string &label);
+    ~ProgressBar();
+    ProgressBar(const ProgressBar &) = delete;
+    ProgressBar &operator=(const ProgressBar &) = delete;
+
+    void setRange(int maximum);
+    void setValue(int value);
+
+private:
+    void show(int percent);
+
+    std::mutex m_mutex;
+    std::string m_label;
+    bool m_terminal;
+    int m_maximum = 0;
+    int m_percent = -1; ///< the last one shown
+};
+
+} // namespace tour

@@ -1,0 +1,155 @@
+#include "Document.h"
+#include "Failure.h"
+#include "Gallery.h"
+#include "OutputFolder.h"
+#include "Report.h"
+#include "Scene.h"
+
+#include <AVX2LIB.h>
+#include <KXComposer.h>
+
+#include <QtCore/QCommandLineParser>
+#include <QtCore/QCoreApplication>
+#include <QtCore/QFileInfo>
+#include <QtGui/QImageReader>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <new>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr qint64 largestPhoto = 100'000'000; // pixels
+
+std::atomic<bool> stop { false }; // lock-free, so that a signal handler may set it
+
+void checkSize(const QString &path, const QSize &size)
+{
+    if (qint64(size.width()) * size.height() > largestPhoto)
+        throw tour::Failure(QString("'%1' has %2 x %3 pixels; 100 megapixels are the most")
+                                .arg(path)
+                                .arg(size.width())
+                                .arg(size.height()));
+}
+
+/// While it lives nothing reaches stderr: the libraries below Qt's image plug-ins print there in their own words.
+class QuietErrors {
+public:
+    QuietErrors()
+        : m_kept(dup(STDERR_FILENO))
+    {
+        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+        dup2(nowhere, STDERR_FILENO);
+        close(nowhere);
+    }
+    ~QuietErrors()
+    {
+        dup2(m_kept, STDERR_FILENO);
+        close(m_kept);
+    }
+    QuietErrors(const QuietErrors &) = delete;
+    QuietErrors &operator=(const QuietErrors &) = delete;
+
+private:
+    int m_kept;
+};
+
+QImage readPhoto(const QString &path)
+{
+    const QFileInfo info(path);
+    if (!info.exists())
+        throw tour::Failure(QString("'%1' does not exist").arg(path));
+    if (info.isDir())
+        throw tour::Failure(QString("'%1' is a folder, not a photo").arg(path));
+    if (info.size() == 0)
+        throw tour::Failure(QString("'%1' is empty").arg(path));
+    const QuietErrors quiet;
+    QImageReader reader(path);
+    reader.setDecideFormatFromContent(true);
+    reader.setAutoTransform(true);
+    checkSize(path, reader.size());
+    const QImage photo = reader.read();
+    if (photo.isNull())
+        throw tour::Failure(QString("cannot read '%1': %2").arg(path, reader.errorString()));
+    checkSize(path, photo.size());
+    return photo.convertToFormat(QImage::Format_ARGB32);
+}
+
+/// @p image as a QImage that borrows its pixels; @p image must be flat and stay.
+QImage borrowed(const RGBA32iImage &image)
+{
+    return QImage(reinterpret_cast<const uchar *>(image.Bits()), image.Width(), image.Height(), image.Width() * 4,
+        QImage::Format_ARGB32);
+}
+
+void run(const QString &path, const QSize &sceneSize, const QString &out)
+{
+    const bool own = path.isEmpty();
+    QImage photo = own ? tour::drawScene(sceneSize) : readPhoto(path);
+    tour::OutputFolder folder(out);
+
+    const tour::Summary summary { own ? "built-in scene" : QFileInfo(path).fileName(), photo.size(),
+        AVX2LIB::Instance() != nullptr };
+    std::printf("%s, %d x %d pixels, %s\n", qPrintable(summary.photo), photo.width(), photo.height(),
+        summary.module ? "with the kernel module" : "plain code (no kernel module)");
+
+    const tour::Gallery gallery = tour::composeGallery(photo);
+    tour::Document document(photo, stop);
+    photo = QImage();
+    const QVector<tour::Step> steps = document.run();
+    std::printf("%9.2f ms  Every composition mode once: %d\n", gallery.milliseconds, int(gallery.entries.size()));
+    std::printf("Writing the pictures ...\n");
+    std::fflush(stdout);
+    tour::writeReport(folder, summary, steps, borrowed(document.result()), gallery);
+    if (stop)
+        throw tour::Stopped();
+    const QStringList names = folder.publish();
+    std::printf("%d files in %s\nOpen %s/index.html\n", int(names.size()), qPrintable(folder.path()),
+        qPrintable(folder.path()));
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    // Image plug-ins and the library warn and debug in their own words; the tour says what matters in one line.
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName("kxcore_tour");
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription("A photo becomes layers, a selection is blurred, the layers become a picture.");
+    parser.addHelpOption();
+    parser.addPositionalArgument(
+        "photo", "The photo, in any format that Qt reads; a scene of its own without.", "[photo]");
+    const QCommandLineOption outOption("out", "Writes the pictures and index.html to <folder>.", "folder", "tour");
+    const QCommandLineOption sceneOption("scene", "Size of the built-in scene.", "width>x<height", "1536x1024");
+    parser.addOptions({ outOption, sceneOption });
+    parser.process(application);
+    const QStringList photos = parser.positionalArguments(), scene = parser.value(sceneOption).split('x');
+    const QSize sceneSize = scene.size() == 2 ? QSize(scene[0].toInt(), scene[1].toInt()) : QSize();
+    if (photos.size() > 1 || sceneSize.isEmpty() || (photos.size() == 1 && photos[0].isEmpty())) {
+        std::fprintf(stderr, "kxcore_tour: one photo at most, and a scene of at least 1x1; see --help\n");
+        return 1;
+    }
+
+    std::signal(SIGINT, [](int) { stop = true; });
+    std::signal(SIGTERM, [](int) { stop = true; });
+    try {
+        loadAVX2Functions(true);
+        run(photos.value(0), sceneSize, parser.value(outOption));
+        return 0;
+    } catch (const tour::Stopped &) {
+        std::fprintf(stderr, "kxcore_tour: stopped; nothing was written\n");
+        return 130;
+    } catch (const tour::Failure &failure) {
+        std::fprintf(stderr, "kxcore_tour: %s\n", failure.what());
+    } catch (const std::bad_alloc &) {
+        std::fprintf(stderr, "kxcore_tour: not enough memory for '%s'\n", qPrintable(photos.value(0)));
+    }
+    return 1;
+}

@@ -1,0 +1,22 @@
+# The README shows the program that is compiled, word for word, and no link between the documents is dead.
+cmake_minimum_required(VERSION 3.25)
+
+file(READ ${root}/README.md readme)
+file(READ ${root}/examples/readme.cpp program)
+string(FIND "${readme}" "```cpp\n${program}```" place)
+if(place EQUAL -1)
+    message(SEND_ERROR "README.md does not show examples/readme.cpp as it is")
+endif()
+
+file(GLOB documents ${root}/*.md ${root}/docs/*.md)
+foreach(document IN LISTS documents)
+    get_filename_component(folder ${document} DIRECTORY)
+    file(READ ${document} text)
+    string(REGEX MATCHALL "\\]\\([^)]+\\)" links "${text}")
+    foreach(link IN LISTS links)
+        string(REGEX REPLACE "^\\]\\(([^)#]*).*$" "\\1" target "${link}")
+        if(target AND NOT target MATCHES "^https?:" AND NOT EXISTS ${folder}/${target})
+            message(SEND_ERROR "${document}: nothing lies at ${target}")
+        endif()
+    endforeach()
+endforeach()
