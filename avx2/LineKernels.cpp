@@ -1,0 +1,174 @@
+#include "Kernel.h"
+#include "Lanes.h"
+
+#include "KXKernels.h"
+
+#include <algorithm>
+#include <vector>
+
+// The one-dimensional kernels, each over one whole line.
+
+namespace {
+
+using Line = std::vector<OPRGBA32i>;
+
+/// What stands for the samples beyond the ends of a line.
+enum class Outside { Repeat, Zero };
+
+/// The alphas of a line with @p padding more of them on both sides, and room for @p slack behind. They are this thread's
+/// until the next call.
+template <class Number>
+Number *paddedAlpha(const Line &source, int padding, Outside outside, int slack)
+{
+    thread_local std::vector<Number> alpha;
+    const size_t length = source.size(), before = size_t(padding);
+    alpha.resize(std::max(alpha.size(), length + 2 * before + size_t(slack)));
+    const bool repeat = outside == Outside::Repeat;
+    std::fill_n(alpha.data(), before, Number(repeat ? source.front().a : 0));
+    for (size_t i = 0; i < length; ++i)
+        alpha[before + i] = Number(source[i].a);
+    std::fill_n(alpha.data() + before + length, before, Number(repeat ? source.back().a : 0));
+    return alpha.data() + before;
+}
+
+/// Four pixels at a time: each sums its products in double precision from left to right.
+void blurAlpha(OPGaussianAlpha1D &kernel, int length)
+{
+    constexpr int pixels = 16; // four vectors, so that additions need not wait for one another
+    const int radius = kernel.Left();
+    const double *const weights = kernel.Weights().data();
+    const double *const alpha = paddedAlpha<double>(*kernel.Source(), radius, Outside::Repeat, 0);
+    const OPRGBA32i *const source = kernel.Source()->data() + kernel.SourceOffset();
+    OPRGBA32i *const out = kernel.Destination()->data();
+    int i = 0;
+    for (; i + pixels <= length; i += pixels) {
+        const double *const window = alpha + kernel.SourceOffset() + i - radius;
+        __m256d sums[pixels / 4];
+        std::fill(std::begin(sums), std::end(sums), _mm256_setzero_pd());
+        for (int j = 0; j <= 2 * radius; ++j) {
+            const __m256d weight = _mm256_set1_pd(weights[j]);
+            for (int k = 0; k < pixels / 4; ++k)
+                sums[k] = _mm256_add_pd(sums[k], _mm256_mul_pd(_mm256_loadu_pd(window + j + 4 * k), weight));
+        }
+        for (int k = 0; k < pixels / 4; ++k) {
+            // A NaN converts to -2147483648, as in scalar code, and is clamped to 0.
+            __m128i a = _mm256_cvttpd_epi32(_mm256_add_pd(sums[k], _mm256_set1_pd(0.5)));
+            a = _mm_max_epi32(_mm_min_epi32(a, _mm_set1_epi32(255)), _mm_setzero_si128());
+            const __m128i pixel = _mm_loadu_si128(reinterpret_cast<const __m128i *>(source + i + 4 * k));
+            const __m128i color = _mm_and_si128(pixel, _mm_set1_epi32(0x00FFFFFF));
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(out + i + 4 * k), _mm_or_si128(color, _mm_slli_epi32(a, 24)));
+        }
+    }
+    for (; i < length; ++i)
+        kernel(i);
+}
+
+/// v = centre * (2 * amount + 1785) - (left + right) * amount + 765 in 32 bits that wrap, then v / 1785 clamped to bytes.
+/// v is clamped first, to what gives 0 to 255; below 2^19 the quotient is trunc((v + 0.5f) * (1.0f / 1785)), whose roundings
+/// are off by less than 256 * 2^-23, far from the 0.5 / 1785 that (v + 0.5) / 1785 keeps from the integers.
+void sharpen(OPSimpleSharpenKernel1D &kernel, int length)
+{
+    const int offset = kernel.SourceOffset();
+    const OPRGBA32i *const source = kernel.Source()->data() + offset;
+    OPRGBA32i *const out = kernel.Destination()->data();
+    if (kernel.Amount() == 0) {
+        std::copy_n(source, length, out);
+        return;
+    }
+    const __m256i amount = _mm256_set1_epi32(kernel.Amount());
+    const __m256i centreFactor = _mm256_add_epi32(_mm256_set1_epi32(kernel.DoubleAmount()), _mm256_set1_epi32(1785));
+    const __m256 reciprocal = _mm256_set1_ps(1.0f / 1785);
+    const auto load2 = [](const OPRGBA32i *p) {
+        return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)));
+    };
+    const auto two = [&](const OPRGBA32i *p) {
+        const __m256i sides = _mm256_add_epi32(load2(p - 1), load2(p + 1));
+        const __m256i product =
+            _mm256_sub_epi32(_mm256_mullo_epi32(load2(p), centreFactor), _mm256_mullo_epi32(sides, amount));
+        __m256i v = _mm256_add_epi32(product, _mm256_set1_epi32(765));
+        v = _mm256_max_epi32(_mm256_min_epi32(v, _mm256_set1_epi32(256 * 1785 - 1)), _mm256_setzero_si256());
+        const __m256 halfUp = _mm256_add_ps(_mm256_cvtepi32_ps(v), _mm256_set1_ps(0.5f));
+        return _mm256_cvttps_epi32(_mm256_mul_ps(halfUp, reciprocal));
+    };
+    // Pixels whose neighbours all lie in the line; the others are left to the kernel itself.
+    const int first = std::clamp(1 - offset, 0, length), last = std::min(length, kernel.LastIndex() - offset);
+    int i = 0;
+    for (; i < first; ++i)
+        kernel(i);
+    for (; i + 4 <= last; i += 4) {
+        const __m256i words = _mm256_packs_epi32(two(source + i), two(source + i + 2)); // pixels 0 2 | 1 3
+        const __m256i bytes = _mm256_packus_epi16(words, words);
+        const __m128i pixels = _mm_unpacklo_epi32(_mm256_castsi256_si128(bytes), _mm256_extracti128_si256(bytes, 1));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + i), pixels);
+    }
+    for (; i < length; ++i)
+        kernel(i);
+}
+
+/// Alpha becomes the lowest (@p shrink) or the highest of all within reach.
+///
+/// That is what the table of cases of the kernel comes to: shrinking, both tracked alphas start at the centre's, so
+/// neither exceeds it, and each case yields the smaller of them; growing, each case yields the largest of the three.
+/// Outside of the line stands 0, which shrinks a cover and is nothing to a growing one. Further than one pixel past the
+/// far end of the line there is nothing left to meet.
+template <bool shrink>
+void shiftEdge(OPShiftEdge1D &kernel, int length)
+{
+    constexpr int pixels = 32;
+    const auto extreme = [](const unsigned char *a, const unsigned char *b) {
+        const __m256i x = lanes::load(a), y = lanes::load(b);
+        return shrink ? _mm256_min_epu8(x, y) : _mm256_max_epu8(x, y);
+    };
+    const int reach = std::min(kernel.Left(), kernel.LastIndex() + 1), window = 2 * reach + 1;
+    unsigned char *const alpha =
+        paddedAlpha<unsigned char>(*kernel.Source(), reach, Outside::Zero, 2 * pixels) + kernel.SourceOffset() - reach;
+    // alpha[i] comes to stand for the windows [i, i + width) of doubling width; two of them cover the whole window.
+    int width = 1;
+    for (; 2 * width <= window; width *= 2)
+        for (int i = 0; i < length + window - width; i += pixels)
+            lanes::store(alpha + i, extreme(alpha + i, alpha + i + width));
+
+    const OPRGBA32i *const source = kernel.Source()->data() + kernel.SourceOffset();
+    OPRGBA32i *const out = kernel.Destination()->data();
+    for (int i = 0; i < length; i += pixels) {
+        alignas(32) unsigned char result[pixels];
+        lanes::store(result, extreme(alpha + i, alpha + i + window - width));
+        for (int k = 0; k < std::min(pixels, length - i); ++k) {
+            OPRGBA32i pixel = source[i + k];
+            pixel.a = result[k];
+            out[i + k] = pixel;
+        }
+    }
+}
+
+template <class Kernel>
+void runPlain(Kernel &kernel, int length)
+{
+    for (int i = 0; i < length; ++i)
+        kernel(i);
+}
+
+} // namespace
+
+/// Computes the whole destination of a kernel whose source, destination and offset have been set.
+KXCORE_KERNEL void LineHandlerConvolutionAVX2(OPKernelBase *kernel)
+{
+    auto *const line = dynamic_cast<OPLineKernelBase *>(kernel);
+    if (!line || !line->Source() || !line->Destination())
+        return;
+    const int length = int(line->Destination()->size());
+    if (length == 0)
+        return;
+    // Every pixel of the destination has one in the source, so that only neighbours need to be repeated at the ends.
+    const bool inside =
+        line->SourceOffset() >= 0 && qint64(line->SourceOffset()) + length <= qint64(line->Source()->size());
+
+    if (auto *const blur = dynamic_cast<OPGaussianAlpha1D *>(line))
+        inside ? blurAlpha(*blur, length) : runPlain(*blur, length);
+    else if (auto *const shift = dynamic_cast<OPShiftEdge1D *>(line))
+        !inside || shift->Shift() == 0 ? runPlain(*shift, length)
+            : shift->Shift() < 0       ? shiftEdge<true>(*shift, length)
+                                       : shiftEdge<false>(*shift, length);
+    else if (auto *const sharper = dynamic_cast<OPSimpleSharpenKernel1D *>(line))
+        inside ? sharpen(*sharper, length) : runPlain(*sharper, length);
+}

@@ -1,0 +1,66 @@
+#include "Blocks.h"
+#include "Kernel.h"
+
+#include "support/Workers.h"
+
+#include <QtCore/QRect>
+
+#include <atomic>
+#include <functional>
+
+// The walks of a flat image: rows, workers and order as in the library's own walk, each row in blocks.
+
+namespace {
+
+/// @p row(y) for y in [first, last) on one worker fewer than there are processors; nothing on a single processor.
+template <class Row>
+void walkRows(int first, int last, const Row &row)
+{
+    if (const int count = workers::hardware() - 1; count > 0)
+        workers::forEachItem(count, first, last, [&row] { return row; });
+}
+
+/// All rows of @p rect with cancel and progress.
+template <class ApplyToRow>
+void walkIteratively(const QRect &rect, const std::atomic<bool> &cancel, const std::function<void()> &progress,
+    const ApplyToRow &applyToRow)
+{
+    walkRows(rect.y(), rect.y() + rect.height(), [&](int y) {
+        if (cancel)
+            return false;
+        applyToRow(y);
+        if (progress)
+            progress();
+        return true;
+    });
+}
+
+OPRGBA32i *pixelsAt(OPRGBA32i *data, int stride, int x, int y) { return data + qptrdiff(y) * stride + x; }
+
+} // namespace
+
+/// The plain walk. Like the library's it leaves the last row of @p rect as it is.
+KXCORE_KERNEL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *transformation)
+{
+    walkRows(rect.y(), rect.y() + rect.height() - 1, [&](int y) {
+        blocks::apply(*transformation, pixelsAt(data, stride, rect.x(), y), rect.width());
+        return true;
+    });
+}
+
+/// The walk with cancel and progress, over all rows.
+KXCORE_KERNEL void IterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
+    BaseTransformation *transformation, const std::atomic<bool> &cancel, std::function<void()> progress)
+{
+    walkIteratively(rect, cancel, progress,
+        [&](int y) { blocks::apply(*transformation, pixelsAt(data, stride, rect.x(), y), rect.width()); });
+}
+
+/// The same for a transformation that is told each pixel's position.
+KXCORE_KERNEL void PixelTransformIterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
+    BaseTransformation *transformation, const std::atomic<bool> &cancel, std::function<void()> progress)
+{
+    walkIteratively(rect, cancel, progress, [&](int y) {
+        blocks::applyAt(*transformation, rect.x(), y, pixelsAt(data, stride, rect.x(), y), rect.width());
+    });
+}

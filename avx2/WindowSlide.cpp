@@ -1,0 +1,301 @@
+#include "Kernel.h"
+#include "Lanes.h"
+
+#include "KXKernels.h"
+
+#include <algorithm>
+#include <typeinfo>
+#include <vector>
+
+// The window slide along one line. Its sums depend on one another from pixel to pixel, so the line is cut into four
+// quarters that slide side by side: element i of a buffer holds pixel i of each quarter, 64 bits for its four channels, the
+// first two quarters in the low half of the vector. Quarters overlap where the line is not four times their length; pixels
+// of the overlap are computed twice, alike.
+
+namespace {
+
+/// The four channels of a pixel of each quarter, 16 bits each.
+struct alignas(32) Element {
+    __m256i v;
+};
+
+/// Divides the sums of a window by its size, 2 * radius + 1.
+///
+/// Narrow: sums fit 16 bits, which is so up to a size of 257. Division of any 16-bit number n by d, not a power of two,
+/// with s = floor(log2 d): where 2^(16+s) lies at most 2^s below a multiple of d, it is n * ceil(2^(16+s) / d) >> (16+s);
+/// everywhere else it is (n + 1) * floor(2^(16+s) / d) >> (16+s). Division by 1 is the second form with s = 0 and the
+/// factor 65535. n + 1 cannot wrap: the largest sum, 255 * 257 = 65535, belongs to a size of the first form.
+class NarrowWindow {
+public:
+    static constexpr int maximumSize = 257;
+
+    explicit NarrowWindow(int size)
+    {
+        int shift = 0;
+        while (size >> (shift + 1))
+            ++shift;
+        const unsigned power = 1u << (16 + shift), d = unsigned(size);
+        const bool up = size > 1 && (d - power % d) <= 1u << shift;
+        m_factor = _mm256_set1_epi16(short(size == 1 ? 65535 : power / d + up));
+        m_increment = _mm256_set1_epi16(up ? 0 : 1);
+        m_shift = _mm_cvtsi32_si128(shift);
+    }
+
+    void Add(__m256i sample) { m_sum = _mm256_add_epi16(m_sum, sample); }
+    void Slide(__m256i in, __m256i out) { m_sum = _mm256_add_epi16(m_sum, _mm256_sub_epi16(in, out)); }
+    __m256i Means() const
+    {
+        const __m256i n = _mm256_add_epi16(m_sum, m_increment);
+        return _mm256_srl_epi16(_mm256_mulhi_epu16(n, m_factor), m_shift);
+    }
+
+private:
+    __m256i m_sum = _mm256_setzero_si256();
+    __m256i m_factor, m_increment;
+    __m128i m_shift;
+};
+
+/// Wide: sums n <= 255 * size of 32 bits. trunc((n + 0.5f) * (1.0f / size)) is exact below a size of 16384: n + 0.5 is,
+/// as n < 2^22, the roundings of the reciprocal and of the product are off by less than 256 * 2^-23 = 0.5 / 16384, and
+/// (n + 0.5) / size keeps 0.5 / size from the next integer on either side.
+class WideWindow {
+public:
+    static constexpr int maximumSize = 16383;
+
+    explicit WideWindow(int size)
+        : m_reciprocal(_mm256_set1_ps(1.0f / float(size)))
+    {
+    }
+
+    void Add(__m256i sample)
+    {
+        m_low = _mm256_add_epi32(m_low, _mm256_unpacklo_epi16(sample, _mm256_setzero_si256()));
+        m_high = _mm256_add_epi32(m_high, _mm256_unpackhi_epi16(sample, _mm256_setzero_si256()));
+    }
+    void Slide(__m256i in, __m256i out)
+    {
+        const __m256i change = _mm256_sub_epi16(in, out), sign = _mm256_srai_epi16(change, 15);
+        m_low = _mm256_add_epi32(m_low, _mm256_unpacklo_epi16(change, sign));
+        m_high = _mm256_add_epi32(m_high, _mm256_unpackhi_epi16(change, sign));
+    }
+    __m256i Means() const { return _mm256_packus_epi32(Mean(m_low), Mean(m_high)); }
+
+private:
+    __m256i Mean(__m256i sum) const
+    {
+        const __m256 n = _mm256_add_ps(_mm256_cvtepi32_ps(sum), _mm256_set1_ps(0.5f));
+        return _mm256_cvttps_epi32(_mm256_mul_ps(n, m_reciprocal));
+    }
+
+    __m256i m_low = _mm256_setzero_si256(), m_high = _mm256_setzero_si256();
+    __m256 m_reciprocal;
+};
+
+/// The alphas of two elements, 32 bits each, in the order of interleaved().
+__m256i alphas(__m256i first, __m256i second)
+{
+    const __m256 redAlpha = _mm256_shuffle_ps(_mm256_castsi256_ps(first), _mm256_castsi256_ps(second), 0xDD);
+    return _mm256_srli_epi32(_mm256_castps_si256(redAlpha), 16);
+}
+
+// What an accumulator makes of a sample, and of the means of two neighbouring elements. The results are the pixels in the
+// order that packing leaves: first of quarter 0, first of quarter 1, second of 0, second of 1, then quarters 2 and 3.
+// `before` is what the destination holds, in the same order; only where readsDestination says so.
+
+/// OPRGBABlurAccumulator: each channel by itself.
+struct Plain {
+    static constexpr bool readsDestination = false;
+    static __m256i sample(__m256i pixels) { return pixels; }
+    __m256i finish(__m256i first, __m256i second, __m256i) const { return _mm256_packus_epi16(first, second); }
+};
+
+/// OPRGBABlurAccumulatorPremul: samples weighted by alpha; the means made straight again, q * 255 / mean alpha.
+///
+/// As c * a / 255 <= a, a mean q is at most the mean alpha m. The quotient is trunc(q * (K / m)) in single precision with
+/// K = 255 * (1 + 2^-20): what K adds, below 255 * 2^-20, outweighs both roundings, so that a whole quotient is reached,
+/// and stays below the 1 / m that any other is short of the next integer. Where m is 0 so is q.
+struct Premultiplied {
+    static constexpr bool readsDestination = false;
+    static __m256i sample(__m256i pixels)
+    {
+        return lanes::div255(_mm256_mullo_epi16(pixels, lanes::alphaFactors(pixels)));
+    }
+    __m256i finish(__m256i first, __m256i second, __m256i) const
+    {
+        const __m256i blueGreen =
+            _mm256_castps_si256(_mm256_shuffle_ps(_mm256_castsi256_ps(first), _mm256_castsi256_ps(second), 0x88));
+        const __m256i redAlpha =
+            _mm256_castps_si256(_mm256_shuffle_ps(_mm256_castsi256_ps(first), _mm256_castsi256_ps(second), 0xDD));
+        const __m256i lowWord = _mm256_set1_epi32(0xFFFF);
+        const __m256i a = _mm256_srli_epi32(redAlpha, 16);
+        const __m256 divisor = _mm256_cvtepi32_ps(_mm256_max_epi32(a, _mm256_set1_epi32(1)));
+        const __m256 factor = _mm256_div_ps(_mm256_set1_ps(255.0f * (1.0f + 1.0f / (1 << 20))), divisor);
+        const auto straight = [factor](__m256i q) {
+            return _mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(q), factor));
+        };
+        const __m256i b = straight(_mm256_and_si256(blueGreen, lowWord));
+        const __m256i g = straight(_mm256_srli_epi32(blueGreen, 16));
+        const __m256i r = straight(_mm256_and_si256(redAlpha, lowWord));
+        const __m256i bg = _mm256_or_si256(b, _mm256_slli_epi32(g, 8));
+        const __m256i ra = _mm256_or_si256(r, _mm256_slli_epi32(a, 8));
+        return _mm256_or_si256(bg, _mm256_slli_epi32(ra, 16));
+    }
+};
+
+/// OPAlphaBlurAccumulator, OPAlphaBlurAccumulatorWithInvert: alpha alone, complemented if @p complement is 255.
+struct Alpha {
+    static constexpr bool readsDestination = true;
+    unsigned complement;
+    static __m256i sample(__m256i pixels) { return pixels; }
+    __m256i finish(__m256i first, __m256i second, __m256i before) const
+    {
+        const __m256i a = _mm256_xor_si256(alphas(first, second), _mm256_set1_epi32(int(complement)));
+        const __m256i colors = _mm256_and_si256(before, _mm256_set1_epi32(0x00FFFFFF));
+        return _mm256_or_si256(colors, _mm256_slli_epi32(a, 24));
+    }
+};
+
+/// OPAlphaBlurAccumulatorWithRGBColorize: alpha under one colour.
+struct Colored {
+    static constexpr bool readsDestination = false;
+    unsigned color; ///< its alpha is 0
+    static __m256i sample(__m256i pixels) { return pixels; }
+    __m256i finish(__m256i first, __m256i second, __m256i) const
+    {
+        return _mm256_or_si256(_mm256_slli_epi32(alphas(first, second), 24), _mm256_set1_epi32(int(color)));
+    }
+};
+
+/// Two pixels of each quarter, the quarters one behind the other, to and from the order of finish(): it is its own inverse.
+__m256i interleaved(__m256i pixels) { return _mm256_shuffle_epi32(pixels, 0xD8); }
+
+__m256i loadQuarters(OPRGBA32i *const quarters[4], int i)
+{
+    const auto at = [&](int k) { return reinterpret_cast<const double *>(quarters[k] + i); };
+    const __m128d low = _mm_loadh_pd(_mm_load_sd(at(0)), at(1)), high = _mm_loadh_pd(_mm_load_sd(at(2)), at(3));
+    return _mm256_castpd_si256(_mm256_insertf128_pd(_mm256_castpd128_pd256(low), high, 1));
+}
+
+void storeQuarters(OPRGBA32i *const quarters[4], int i, __m256i pixels)
+{
+    const __m128d low = _mm_castsi128_pd(_mm256_castsi256_si128(pixels));
+    const __m128d high = _mm_castsi128_pd(_mm256_extracti128_si256(pixels, 1));
+    const auto at = [&](int k) { return reinterpret_cast<double *>(quarters[k] + i); };
+    _mm_storel_pd(at(0), low);
+    _mm_storeh_pd(at(1), low);
+    _mm_storel_pd(at(2), high);
+    _mm_storeh_pd(at(3), high);
+}
+
+/// The slide over a line whose ends are repeated already: pixel i of @p destination is the window from i to i + 2 * radius
+/// of @p padded, which may be read three pixels beyond its end.
+template <class Window, class Accumulator>
+void slide(const OPRGBA32i *padded, OPRGBA32i *destination, int length, int radius, const Accumulator &accumulator)
+{
+    thread_local std::vector<Element> scratch;
+
+    const int quarter = ((length + 3) / 4 + 1) & ~1; // even: a step finishes two elements
+    const int reach = 2 * radius, elements = quarter + reach;
+    scratch.resize(std::max(scratch.size(), size_t(elements) + 4));
+    Element *const line = scratch.data() + 1; // element -1, which the window leaves first, is nothing
+    line[-1].v = _mm256_setzero_si256();
+
+    const OPRGBA32i *from[4];
+    OPRGBA32i *to[4];
+    for (int k = 0; k < 4; ++k) {
+        const int start = std::min(k * quarter, length - quarter);
+        from[k] = padded + start;
+        to[k] = destination + start;
+    }
+
+    const __m256i zero = _mm256_setzero_si256();
+    for (int i = 0; i < elements; i += 4) {
+        const auto load = [&](int k) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(from[k] + i)); };
+        const __m256i even = _mm256_inserti128_si256(_mm256_castsi128_si256(load(0)), load(2), 1);
+        const __m256i odd = _mm256_inserti128_si256(_mm256_castsi128_si256(load(1)), load(3), 1);
+        const __m256i low = _mm256_unpacklo_epi32(even, odd), high = _mm256_unpackhi_epi32(even, odd);
+        line[i].v = Accumulator::sample(_mm256_unpacklo_epi8(low, zero));
+        line[i + 1].v = Accumulator::sample(_mm256_unpackhi_epi8(low, zero));
+        line[i + 2].v = Accumulator::sample(_mm256_unpacklo_epi8(high, zero));
+        line[i + 3].v = Accumulator::sample(_mm256_unpackhi_epi8(high, zero));
+    }
+
+    Window window(reach + 1);
+    for (int i = 0; i < reach; ++i)
+        window.Add(line[i].v);
+    for (int i = 0; i < quarter; i += 2) {
+        window.Slide(line[i + reach].v, line[i - 1].v);
+        const __m256i first = window.Means();
+        window.Slide(line[i + 1 + reach].v, line[i].v);
+        const __m256i second = window.Means();
+        const __m256i before = Accumulator::readsDestination ? interleaved(loadQuarters(to, i)) : zero;
+        storeQuarters(to, i, interleaved(accumulator.finish(first, second, before)));
+    }
+}
+
+/// The line with its end pixels repeated as far as the window overhangs it.
+const OPRGBA32i *repeatEnds(const OPRGBA32i *source, int readFirst, int readLast, int first, int last, int radius)
+{
+    thread_local std::vector<OPRGBA32i> padded;
+    const int begin = first - radius, end = last + radius + 1;
+    padded.resize(std::max(padded.size(), size_t(end - begin) + 4));
+    const int inside = std::clamp(readFirst, begin, end), behind = std::clamp(readLast + 1, inside, end);
+    OPRGBA32i *p = std::fill_n(padded.data(), inside - begin, source[0]);
+    p = std::copy(source + (inside - readFirst), source + (behind - readFirst), p);
+    std::fill_n(p, end - behind, source[readLast - readFirst]);
+    return padded.data();
+}
+
+template <class Accumulator>
+void slideLine(const OPRGBA32i *padded, OPRGBA32i *destination, int length, int radius, const Accumulator &accumulator)
+{
+    if (2 * radius + 1 <= NarrowWindow::maximumSize)
+        slide<NarrowWindow>(padded, destination, length, radius, accumulator);
+    else
+        slide<WideWindow>(padded, destination, length, radius, accumulator);
+}
+
+/// The slide as the library does it, for accumulators of an application, and for lines and windows without a vector form.
+void slidePlain(OPRGBABlurAccumulatorBase &accumulator, const OPRGBA32i *line, OPRGBA32i *out, int readFirst,
+    int readLast, int first, int last, int radius)
+{
+    accumulator.Reset();
+    for (int k = -radius; k <= radius; ++k)
+        accumulator.Add(line[std::max(std::min(first + k, readLast), readFirst) - readFirst]);
+    accumulator.Finalize(out[0]);
+    for (int x = first + 1; x <= last; ++x) {
+        accumulator.Subtract(line[std::max(x - radius - 1, readFirst) - readFirst]);
+        accumulator.Add(line[std::min(x + radius, readLast) - readFirst]);
+        accumulator.Finalize(out[x - first]);
+    }
+}
+
+} // namespace
+
+/// Slides the window of @p accumulator along one line: @p source holds positions @p readFirst to @p readLast, @p destination
+/// takes @p first to @p last.
+KXCORE_KERNEL void LineHandlerAVX2(OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *source, OPRGBA32i *destination,
+    int readFirst, int readLast, int first, int last, int radius)
+{
+    const std::type_info &type = typeid(*accumulator);
+    const int length = last - first + 1;
+    if (length < 2 || radius < 0 || radius > (WideWindow::maximumSize - 1) / 2 || radius != accumulator->GetRadius())
+        return slidePlain(*accumulator, source, destination, readFirst, readLast, first, last, radius);
+
+    const auto run = [&](const auto &form) {
+        slideLine(repeatEnds(source, readFirst, readLast, first, last, radius), destination, length, radius, form);
+    };
+    // By exact type: what an application derives may compute something else.
+    if (type == typeid(OPRGBABlurAccumulatorPremul))
+        run(Premultiplied {});
+    else if (type == typeid(OPRGBABlurAccumulator))
+        run(Plain {});
+    else if (type == typeid(OPAlphaBlurAccumulator))
+        run(Alpha { 0 });
+    else if (type == typeid(OPAlphaBlurAccumulatorWithInvert))
+        run(Alpha { 255 });
+    else if (type == typeid(OPAlphaBlurAccumulatorWithRGBColorize))
+        run(Colored { static_cast<OPAlphaBlurAccumulatorWithRGBColorize *>(accumulator)->Color().word });
+    else
+        slidePlain(*accumulator, source, destination, readFirst, readLast, first, last, radius);
+}

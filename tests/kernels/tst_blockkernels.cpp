@@ -1,0 +1,196 @@
+#include "BaseTransformation.h"
+#include "TestSupport.h"
+#include "avx2/Blocks.h"
+#include "kernels/Rows.h"
+
+#include <QtCore/QRect>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <set>
+#include <thread>
+
+using testing::Row;
+
+/// The kernels of the module that work on blocks of pixels, and the walks that cut images into blocks.
+class TestBlockKernels : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void premultiply();
+    void returnAlpha();
+    void opaqueBlocks();
+    void walk_data();
+    void walk();
+    void cancelledWalk();
+};
+
+namespace {
+
+using Block = void(unsigned char *, bool);
+using Plain = void(OPRGBA32i *, int, const QRect &, BaseTransformation *);
+using Iterative = void(
+    OPRGBA32i *, int, const QRect &, BaseTransformation *, const std::atomic<bool> &, std::function<void()>);
+
+/// Runs the block kernel @p name over every pair of a colour and an alpha and compares with @p formula(colour, alpha).
+template <class Formula>
+void compareWholeDomain(const char *name, Formula formula)
+{
+    Block *const kernel = testing::kernel<Block>(name);
+    QVERIFY(kernel);
+    std::vector<unsigned> expected(blocks::length);
+    for (unsigned i = 0; i < 65536; i += blocks::length) {
+        Row row(int(i / blocks::length % 8), blocks::length);
+        for (unsigned k = 0; k < unsigned(blocks::length); ++k) {
+            const unsigned c = (i + k) >> 8, a = (i + k) & 0xFF, other = (c * 7 + a) & 0xFF;
+            row.data()[k] = a << 24 | other << 16 | (255 - c) << 8 | c;
+            expected[k] = a << 24 | formula(other, a) << 16 | formula(255 - c, a) << 8 | formula(c, a);
+        }
+        kernel(row.bytes(), blocks::flag);
+        COMPARE_ROW(row, expected, QString("colour %1").arg(i >> 8));
+    }
+}
+
+/// Inverts colours, pixel by pixel or in blocks, and remembers what it was given.
+class Inversion : public BaseTransformation {
+public:
+    explicit Inversion(bool hasKernel) { m_HasKernel = hasKernel; }
+    using BaseTransformation::operator();
+    void operator()(OPRGBA32i &pixel) const override
+    {
+        pixel.word ^= 0xFFFFFF;
+        note();
+    }
+    void operator()(unsigned char *pixels, bool) const override
+    {
+        for (int i = 0; i < blocks::length; ++i)
+            reinterpret_cast<OPRGBA32i *>(pixels)[i].word ^= 0xFFFFFF;
+        note();
+    }
+    void operator()(int x, int y, OPRGBA32i &pixel) const override
+    {
+        pixel.word ^= unsigned(x) * 3 + unsigned(y) * 65599;
+        note();
+    }
+    void operator()(int x, int y, unsigned char *pixels, bool) const override
+    {
+        for (int i = 0; i < blocks::length; ++i)
+            reinterpret_cast<OPRGBA32i *>(pixels)[i].word ^= unsigned(x + i) * 3 + unsigned(y) * 65599;
+        note();
+    }
+
+    void note() const
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_threads.insert(std::this_thread::get_id());
+    }
+    int threads() const { return int(m_threads.size()); }
+
+private:
+    mutable std::mutex m_mutex;
+    mutable std::set<std::thread::id> m_threads;
+};
+
+} // namespace
+
+void TestBlockKernels::initTestCase()
+{
+    if (!AVX2LIB::Instance())
+        QSKIP("no kernel module, or no AVX2");
+}
+
+void TestBlockKernels::premultiply()
+{
+    compareWholeDomain("PremultiplyAlphaAVX2", [](unsigned c, unsigned a) { return (c * a + 127) / 255; });
+}
+
+void TestBlockKernels::returnAlpha()
+{
+    compareWholeDomain(
+        "ReturnAlphaAVX2", [](unsigned c, unsigned a) { return a ? ((c * 255 + (a >> 1)) / a & 0xFF) : 0; });
+}
+
+/// Blocks in which all but one pixel are opaque.
+void TestBlockKernels::opaqueBlocks()
+{
+    Block *const premultiply = testing::kernel<Block>("PremultiplyAlphaAVX2");
+    Block *const returnAlpha = testing::kernel<Block>("ReturnAlphaAVX2");
+    for (int odd = -1; odd < blocks::length; ++odd) {
+        std::vector<unsigned> expected(blocks::length, 0xFF336699);
+        Row row(0, blocks::length);
+        std::copy(expected.begin(), expected.end(), row.data());
+        if (odd >= 0) {
+            row.data()[odd] = 0x80FF0180;
+            expected[size_t(odd)] = 0x80800140; // (255, 1, 128) * 128 / 255, rounded
+        }
+        premultiply(row.bytes(), blocks::flag);
+        COMPARE_ROW(row, expected, QString("premultiplied, odd one %1").arg(odd));
+        if (odd >= 0)
+            expected[size_t(odd)] = 0x80FF0280; // and back: 1 * 255 / 128 is 2, rounded
+        returnAlpha(row.bytes(), blocks::flag);
+        COMPARE_ROW(row, expected, QString("straight again, odd one %1").arg(odd));
+    }
+}
+
+void TestBlockKernels::walk_data()
+{
+    QTest::addColumn<QByteArray>("symbol");
+    QTest::addColumn<bool>("hasKernel");
+    for (const char *symbol : { "VectorProcess", "IterativeVectorProcess", "PixelTransformIterativeVectorProcess" })
+        for (bool hasKernel : { false, true })
+            QTest::addRow("%s %s", symbol, hasKernel ? "in blocks" : "by pixels") << QByteArray(symbol) << hasKernel;
+}
+
+/// Rectangles of all widths around a block in a larger buffer: what is changed, what is not, and on which threads.
+void TestBlockKernels::walk()
+{
+    QFETCH(QByteArray, symbol);
+    QFETCH(bool, hasKernel);
+    const bool plain = symbol == "VectorProcess", positions = symbol.startsWith("Pixel");
+    QRandomGenerator random(20240611);
+    for (int width : { 1, 2, 7, 63, 64, 65, 127, 128, 129, 300 })
+        for (int height : { 1, 2, 9 }) {
+            const int stride = width + 5;
+            const QRect rect(3, 2, width, height);
+            Row image = Row::random(width % 8, stride * (height + 4), random);
+            std::vector<unsigned> expected(image.data(), image.data() + image.length());
+            const int rows = plain ? height - 1 : height; // the plain walk leaves its last row out
+            if (std::thread::hardware_concurrency() > 1)
+                for (int y = rect.y(); y < rect.y() + rows; ++y)
+                    for (int x = rect.x(); x < rect.x() + width; ++x)
+                        expected[size_t(y * stride + x)] ^=
+                            positions ? unsigned(x) * 3 + unsigned(y) * 65599 : 0xFFFFFF;
+            Inversion inversion(hasKernel);
+            std::atomic<bool> cancel { false };
+            std::atomic<int> steps { 0 };
+            OPRGBA32i *const data = reinterpret_cast<OPRGBA32i *>(image.data());
+            if (plain)
+                testing::kernel<Plain>(symbol)(data, stride, rect, &inversion);
+            else
+                testing::kernel<Iterative>(symbol)(data, stride, rect, &inversion, cancel, [&] { ++steps; });
+            COMPARE_ROW(image, expected, QString("%1 by %2").arg(width).arg(height));
+            QVERIFY(inversion.threads() < std::max(int(std::thread::hardware_concurrency()), 1));
+            if (!plain && std::thread::hardware_concurrency() > 1)
+                QCOMPARE(steps.load(), rows);
+        }
+}
+
+void TestBlockKernels::cancelledWalk()
+{
+    for (const char *symbol : { "IterativeVectorProcess", "PixelTransformIterativeVectorProcess" }) {
+        Row image(0, 40);
+        const std::vector<unsigned> before(image.data(), image.data() + 40);
+        const Inversion inversion(true);
+        std::atomic<bool> cancel { true };
+        int steps = 0;
+        testing::kernel<Iterative>(symbol)(reinterpret_cast<OPRGBA32i *>(image.data()), 10, QRect(0, 0, 10, 4),
+            const_cast<Inversion *>(&inversion), cancel, [&] { ++steps; });
+        COMPARE_ROW(image, before, QString(symbol));
+        QCOMPARE(steps, 0);
+    }
+}
+
+KXCORE_TEST_MAIN(TestBlockKernels)
+#include "tst_blockkernels.moc"
