@@ -33,8 +33,12 @@ constexpr Lane1 div255(Lane1 n) { return n / 255; }
 /// n / d for n below 2^24 and d from 1 to 2^24 - 1.
 constexpr Lane1 divide(Lane1 n, Lane1 d) { return n / d; }
 
+/// min(n / d, 255) for n below 2^24, and 255 for a d of 0.
+constexpr Lane1 quotient255(Lane1 n, Lane1 d) { return d ? min(n / d, 255) : 255; }
+
 /// min((b * wb + d * wd + s * ws) / W, 255), weights and W up to 65025, W not 0. Exact while the sum is below 2^24;
-/// beyond that the quotient is over 255 anyway, as W is at most 65025.
+/// beyond that the quotient is over 255 anyway, as W is at most 65025. The vector form leaves the minimum to the store,
+/// so the result may only be stored.
 constexpr Lane1 weighted(Lane1 b, Lane1 wb, Lane1 d, Lane1 wd, Lane1 s, Lane1 ws, Lane1 W)
 {
     return min((b * wb + d * wd + s * ws) / W, 255);

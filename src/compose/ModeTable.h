@@ -5,6 +5,8 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
+#include <type_traits>
 
 /// The mode table: for each mode the function that blends a row in its plain form and the one for its masked form.
 namespace compose {
@@ -33,12 +35,24 @@ struct BrushEntry {
     BlendBrushRow row;
 };
 
+/// Source at full opacity, unlocked, copies the row whatever the mask says; then this does it and returns true.
+template <class Mode>
+bool copiesRow(const OPRGBA32i *src, OPRGBA32i *dst, int count, quint32 opacity, bool lockAlpha)
+{
+    if (!std::is_same_v<Mode, Source> || lockAlpha || opacity != 256)
+        return false;
+    std::memmove(static_cast<void *>(dst), src, size_t(count) * sizeof(OPRGBA32i)); // an image may be laid on itself
+    return true;
+}
+
 /// Rows of plain code, pixel by pixel.
 struct PlainRows {
     template <class Mode>
     static void row(
         const OPRGBA32i *src, OPRGBA32i *dst, const OPRGBA32i *mask, int count, quint32 opacity, bool lockAlpha)
     {
+        if (copiesRow<Mode>(src, dst, count, opacity, lockAlpha))
+            return;
         for (int i = 0; i < count; ++i) {
             const PlainCoverage<Lane1> c { opacity, lockAlpha, mask != nullptr, mask ? mask[i].a : Lane1(255) };
             dst[i] = pack(Mode::blend(load(src[i]), load(dst[i]), c));

@@ -71,8 +71,15 @@ V greyOf(const Pixel<V> &p)
     return min(arithmetic::grey(p.r, p.g, p.b), V(255));
 }
 
+/// A pixel that nothing covers becomes 0. @p W is 255 times its alpha. Up to an opacity of 256 it is 0 only if both
+/// alphas are, and then the weights, and with them the mixed colours, are 0 already.
+template <class V, class Coverage>
+Pixel<V> zeroWhereUncovered(V W, const Pixel<V> &mixed, const Coverage &c)
+{
+    return c.opacity <= 256 ? mixed : select(W == V(0), Pixel<V> { V(0), V(0), V(0), V(0) }, mixed);
+}
+
 /// The frame of the separable modes: Mode::mix(s, d) where both pixels cover, each colour alone where only one does.
-/// A pixel that nothing covers becomes 0.
 template <class Mode, Forms available>
 struct Separable {
     static constexpr Forms forms = available;
@@ -82,11 +89,11 @@ struct Separable {
     {
         const V sa = c.sourceAlpha(s.a);
         const V wd = mul(V(255) - sa, d.a), wb = mul(d.a, sa), ws = mul(V(255) - d.a, sa);
-        const V ra = min(div255(mul(sa, V(255)) + wd), V(255));
+        const V sum = div255(mul(sa, V(255)) + wd), ra = c.opacity <= 256 ? sum : min(sum, V(255));
         const V W = mul(ra, V(255)), divisor = max(W, V(1));
         const auto mixed = perColour(s, d, c.lock ? d.a : ra,
             [&](V source, V dest) { return weighted(Mode::mix(source, dest), wb, dest, wd, source, ws, divisor); });
-        return select(W == V(0), Pixel<V> { V(0), V(0), V(0), V(0) }, mixed);
+        return zeroWhereUncovered(W, mixed, c);
     }
 };
 
@@ -114,7 +121,7 @@ struct SourceOver {
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
     {
         const V sa = c.masked(div255(mul(s.a, V(c.opacity))));
-        const Pixel<V> result = over(s, d, sa, c.lock);
+        const Pixel<V> result = over(s, d, sa, c);
         // An exact 255 replaces the pixel. Up to an opacity of 256 this takes a source alpha of 255, for which the
         // formula gives the source pixel too.
         return !c.lock && c.opacity > 256 ? select(sa == V(255), s, result) : result;
@@ -123,19 +130,19 @@ struct SourceOver {
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const MaskedCoverage<V> &c)
     {
-        return over(s, d, c.scaledAlpha(s.a, 65025), c.lock);
+        return over(s, d, c.scaledAlpha(s.a, 65025), c);
     }
 
 private:
-    template <class V>
-    static Pixel<V> over(const Pixel<V> &s, const Pixel<V> &d, V sa, bool lock)
+    template <class V, class Coverage>
+    static Pixel<V> over(const Pixel<V> &s, const Pixel<V> &d, V sa, const Coverage &c)
     {
         const V p = mul(sa, V(255)), q = mul(V(255) - sa, d.a);
         const V ra = min(div255(p + q), V(255));
         const V W = mul(ra, V(255)), divisor = max(W, V(1));
         const auto mixed = perColour(
-            s, d, lock ? d.a : ra, [&](V source, V dest) { return weightedWrapping(source, p, dest, q, divisor); });
-        return select(W == V(0), Pixel<V> { V(0), V(0), V(0), V(0) }, mixed);
+            s, d, c.lock ? d.a : ra, [&](V source, V dest) { return weightedWrapping(source, p, dest, q, divisor); });
+        return zeroWhereUncovered(W, mixed, c);
     }
 };
 
@@ -158,16 +165,9 @@ struct Source {
     static constexpr char name[] = "Source";
     static constexpr Forms forms = Forms::Both;
 
-    template <class V>
-    static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
-    {
-        if (!c.lock && c.opacity == 256) // a copy, whatever the mask says
-            return s;
-        return { s.b, s.g, s.r, c.lock ? d.a : c.sourceAlpha(s.a) };
-    }
-
-    template <class V>
-    static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const MaskedCoverage<V> &c)
+    /// The plain form at full opacity, unlocked, is a copy and never comes here.
+    template <class V, class Coverage>
+    static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const Coverage &c)
     {
         return { s.b, s.g, s.r, c.lock ? d.a : c.sourceAlpha(s.a) };
     }
@@ -283,8 +283,7 @@ struct ColorDodge : Separable<ColorDodge, Forms::Both> {
     template <class V>
     static V mix(V s, V d)
     {
-        const V free = V(255) - s;
-        return select(free == V(0), V(255), min(divide(mul(d, V(255)), max(free, V(1))), V(255)));
+        return quotient255(mul(d, V(255)), V(255) - s);
     }
 };
 
@@ -292,11 +291,11 @@ struct ColorBurn : Separable<ColorBurn, Forms::Both> {
     static constexpr auto id = KXCompositionMode::ColorBurn;
     static constexpr char name[] = "ColorBurn";
 
-    /// max((d - 255) * 256 / s + 255, 0) without negative numbers; the factor is 256.
+    /// max((d - 255) * 256 / s + 255, 0) without negative numbers, and 0 where s is 0; the factor is 256.
     template <class V>
     static V mix(V s, V d)
     {
-        return select(s == V(0), V(0), V(255) - min(divide((V(255) - d) << 8, max(s, V(1))), V(255)));
+        return V(255) - quotient255((V(255) - d) << 8, s);
     }
 };
 
@@ -588,15 +587,15 @@ struct VividLight : Separable<VividLight, Forms::Plain> {
     static constexpr auto id = KXCompositionMode::VividLight;
     static constexpr char name[] = "VividLight";
 
+    /// Only one of the two branches' quotients counts, so one division serves both: 255 - (65280 - 512 * d) / s, where
+    /// an s of 0 gives 0, and (510 * d - 65280) / (255 - s), where an s of 255 gives 255.
     template <class V>
     static V mix(V s, V d)
     {
-        const V free = V(255) - s;
         const auto dark = d < V(128);
-        // Only one of the two quotients counts, so one division serves both branches.
-        const V n = select(dark, V(65280) - (min(d, V(127)) << 9), mul(max(d, V(128)), V(510)) - V(65280));
-        const V q = min(divide(n, max(select(dark, s, free), V(1))), V(255));
-        return select(dark, select(s == V(0), V(0), V(255) - q), select(free == V(0), V(255), q));
+        const V n = select(dark, V(65280) - (d << 9), mul(d, V(510)) - V(65280));
+        const V q = quotient255(n, select(dark, s, V(255) - s));
+        return select(dark, V(255) - q, q);
     }
 };
 
@@ -711,8 +710,7 @@ struct DualColorDodge {
     template <class V>
     static V alpha(V s, V d)
     {
-        const V q = min(divide(mul(d, V(255)), max(V(255) - s, V(1))), V(255));
-        return select(d == V(0), V(0), select(s == V(255), V(255), q));
+        return select(d == V(0), V(0), quotient255(mul(d, V(255)), V(255) - s));
     }
 };
 

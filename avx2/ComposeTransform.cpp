@@ -1,0 +1,97 @@
+#include "Avx2Rows.h"
+#include "BaseTransformation.h"
+#include "Blocks.h"
+#include "Kernel.h"
+#include "compose/Composer.h"
+
+#include <algorithm>
+
+// Composition of a source whose pixels go through a colour adjustment first.
+
+namespace {
+
+using KX = RGBA32iImage;
+
+/// Blends adjusted copies of the source's pixels, block by block, so that the source is never written.
+class TransformingBlender {
+public:
+    TransformingBlender(const compose::Blender<compose::Avx2Rows> &blender, const BaseTransformation &transformation)
+        : m_blender(blender)
+        , m_transformation(transformation)
+    {
+    }
+
+    void Row(const OPRGBA32i *src, OPRGBA32i *dst, const OPRGBA32i *mask, int n) const
+    {
+        ForEachBlock(src, n, [&](const OPRGBA32i *adjusted, int i, int count) {
+            m_blender.Row(adjusted, dst + i, mask ? mask + i : nullptr, count);
+        });
+    }
+
+    void MaskedRow(const OPRGBA32i *src, const OPRGBA32i *second, OPRGBA32i *dst, const OPRGBA32i *mask1,
+        const OPRGBA32i *mask2, int n) const
+    {
+        const auto from = [](const OPRGBA32i *row, int i) { return row ? row + i : nullptr; };
+        ForEachBlock(src, n, [&](const OPRGBA32i *adjusted, int i, int count) {
+            m_blender.MaskedRow(adjusted, from(second, i), dst + i, from(mask1, i), from(mask2, i), count);
+        });
+    }
+
+private:
+    template <class Blend>
+    void ForEachBlock(const OPRGBA32i *src, int n, Blend blend) const
+    {
+        OPRGBA32i block[blocks::length];
+        for (int i = 0; i < n; i += blocks::length) {
+            const int count = std::min(blocks::length, n - i);
+            std::copy_n(src + i, count, block);
+            blocks::apply(m_transformation, block, count);
+            blend(block, i, count);
+        }
+    }
+
+    compose::Blender<compose::Avx2Rows> m_blender;
+    const BaseTransformation &m_transformation;
+};
+
+auto blending(const BaseTransformation &transformation, bool lockAlpha)
+{
+    return [&transformation, lockAlpha](KXCompositionMode mode, quint32 opacity256) {
+        return TransformingBlender(compose::Blender<compose::Avx2Rows>(mode, opacity256, lockAlpha), transformation);
+    };
+}
+
+} // namespace
+
+KXCORE_KERNEL void ComposeWithTransformation_RGBA32iImage_RGBA32iImage_avx2(const KX &src, const QRect &srcRect,
+    KXCompositionMode mode, KX &dst, const QRect &dstRect, BaseTransformation *transformation, double opacity,
+    bool lockAlpha)
+{
+    compose::composePlain(src, srcRect, mode, dst, dstRect, opacity, blending(*transformation, lockAlpha));
+}
+
+KXCORE_KERNEL void ComposeWithTransformationMaskOn_RGBA32iImage_RGBA32iImage_avx2(const KX &src, const QRect &srcRect,
+    KXCompositionMode mode, KX &dst, const QRect &dstRect, double opacity, const KX &mask, const QRect &maskRect,
+    bool outsideVisible, BaseTransformation *transformation, bool lockAlpha)
+{
+    compose::composeMaskOn(src, srcRect, mode, dst, dstRect, opacity, mask, maskRect, outsideVisible,
+        blending(*transformation, lockAlpha));
+}
+
+KXCORE_KERNEL void ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2(const KX &src,
+    const QRect &srcRect, KXCompositionMode mode, KX &dst, const QRect &dstRect, KX &clip, const QRect &clipRect,
+    KX &clipMask, const QRect &clipMaskRect, bool outsideVisible, BaseTransformation *transformation, double opacity,
+    bool lockAlpha)
+{
+    compose::composeClippingMaskOn(src, srcRect, mode, dst, dstRect, clip, clipRect, clipMask, clipMaskRect,
+        outsideVisible, opacity, blending(*transformation, lockAlpha));
+}
+
+KXCORE_KERNEL void ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2(const KX &src,
+    const QRect &srcRect, KXCompositionMode mode, KX &dst, const QRect &dstRect, double opacity, KX &clip,
+    const QRect &clipRect, KX &clipMask, const QRect &clipMaskRect, bool outsideVisible, const KX &mask,
+    const QRect &maskRect, bool maskOutsideVisible, BaseTransformation *transformation, bool lockAlpha)
+{
+    compose::composeClippingMaskAndMaskOn(src, srcRect, mode, dst, dstRect, opacity, clip, clipRect, clipMask,
+        clipMaskRect, outsideVisible, mask, maskRect, maskOutsideVisible, blending(*transformation, lockAlpha));
+}
