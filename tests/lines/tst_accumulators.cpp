@@ -10,7 +10,7 @@
 using Line = std::vector<OPRGBA32i>;
 Q_DECLARE_METATYPE(std::vector<short>)
 
-class TestLineKernels : public QObject {
+class TestAccumulators : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -69,7 +69,7 @@ constexpr double notANumber = std::numeric_limits<double>::quiet_NaN(),
 
 } // namespace
 
-void TestLineKernels::accumulators()
+void TestAccumulators::accumulators()
 {
     const OPRGBA32i a(10, 20, 200, 100), b(11, 21, 100, 50), c(13, 22, 255, 1);
     // Blue (10 + 11 + 13) / 3, green 63 / 3, red 555 / 3, alpha 151 / 3.
@@ -101,7 +101,7 @@ void TestLineKernels::accumulators()
     QCOMPARE(types, (QList<int> { 1, 2, 3, 4, 5, 3, 2, 2 }));
 }
 
-void TestLineKernels::radiusStaysInRange()
+void TestAccumulators::radiusStaysInRange()
 {
     QCOMPARE(OPRGBABlurAccumulatorBase().GetRadius(), 0);
     QCOMPARE(OPRGBABlurAccumulator(7).GetRadius(), 7);
@@ -112,7 +112,7 @@ void TestLineKernels::radiusStaysInRange()
     QCOMPARE(OPShiftEdge1D(INT_MIN).Left(), 4194303);
 }
 
-void TestLineKernels::shiftEdge_data()
+void TestAccumulators::shiftEdge_data()
 {
     QTest::addColumn<int>("shift");
     QTest::addColumn<QList<int>>("alphas");
@@ -145,7 +145,7 @@ void TestLineKernels::shiftEdge_data()
     QTest::newRow("0 copies") << 0 << QList<int> { 1, 10, 20 } << 1 << 10;
 }
 
-void TestLineKernels::shiftEdge()
+void TestAccumulators::shiftEdge()
 {
     QFETCH(int, shift);
     QFETCH(QList<int>, alphas);
@@ -158,7 +158,7 @@ void TestLineKernels::shiftEdge()
     QCOMPARE(applied(OPShiftEdge1D(shift), line, at)[0].word, pixel.word);
 }
 
-void TestLineKernels::sharpen_data()
+void TestAccumulators::sharpen_data()
 {
     QTest::addColumn<int>("amount");
     QTest::addColumn<QList<int>>("alphas");
@@ -172,7 +172,7 @@ void TestLineKernels::sharpen_data()
     QTest::newRow("negative blurs") << -100 << QList<int> { 10, 20, 40 } << QList<int> { 10, 20, 39 };
 }
 
-void TestLineKernels::sharpen()
+void TestAccumulators::sharpen()
 {
     QFETCH(int, amount);
     QFETCH(QList<int>, alphas);
@@ -187,7 +187,7 @@ void TestLineKernels::sharpen()
     applied(OPSimpleSharpenKernel1D(INT_MAX), line);
 }
 
-void TestLineKernels::gaussianOfAlpha()
+void TestAccumulators::gaussianOfAlpha()
 {
     const auto alphas = [](const Line &line) {
         QList<int> result;
@@ -207,7 +207,7 @@ void TestLineKernels::gaussianOfAlpha()
     QCOMPARE(QList<int>({ kernel.Left(), kernel.Right(), kernel.GetRadius() }), (QList<int> { 15, 15, 15 }));
 }
 
-void TestLineKernels::gaussianWeights()
+void TestAccumulators::gaussianWeights()
 {
     QCOMPARE(KXGaussianBase::Reach(5.0), 15);
     QCOMPARE(KXGaussianBase::Reach(0.7), 2); // 2.1
@@ -233,7 +233,7 @@ void TestLineKernels::gaussianWeights()
     QCOMPARE(KXGaussianBase::PI, 3.141592653589793);
 }
 
-void TestLineKernels::shortKernels_data()
+void TestAccumulators::shortKernels_data()
 {
     QTest::addColumn<std::vector<short>>("kernel");
     QTest::addColumn<std::vector<short>>("expected");
@@ -257,14 +257,14 @@ void TestLineKernels::shortKernels_data()
     row("sharpen, -6424.6 and 29234.7", KXBlur::CreateSimpleSharpenKernel(100), { -6424, 29234, -6424 });
 }
 
-void TestLineKernels::shortKernels()
+void TestAccumulators::shortKernels()
 {
     QFETCH(std::vector<short>, kernel);
     QFETCH(std::vector<short>, expected);
     QCOMPARE(kernel, expected);
 }
 
-void TestLineKernels::premultiplication()
+void TestAccumulators::premultiplication()
 {
     const auto changed = [](const BaseTransformation &transformation, OPRGBA32i pixel) {
         transformation(pixel);
@@ -280,5 +280,5 @@ void TestLineKernels::premultiplication()
     QCOMPARE(changed(KXBlur::ReturnAlpha(), OPRGBA32i(11, 10, 9, 10)).word, OPRGBA32i(25, 255, 230, 10).word);
 }
 
-KXCORE_TEST_MAIN(TestLineKernels)
-#include "tst_linekernels.moc"
+KXCORE_TEST_MAIN(TestAccumulators)
+#include "tst_accumulators.moc"
