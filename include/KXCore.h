@@ -8,6 +8,7 @@
 #include "KXBlend.h"
 #include "KXBlur.h"
 #include "KXCMSProfile.h"
+#include "KXCMSTransform.h"
 #include "KXComposer.h"
 #include "KXConverter.h"
 #include "KXEXIFElement.h"
@@ -24,4 +25,5 @@
 #include "OPColorTransformStack.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPImageUtils.h"
+#include "OPRGBA32ColorProfileTransform.h"
 #include "OPTransformImageColors.h"

@@ -2,15 +2,21 @@
 
 #include "support/Log.h"
 
+#include <QtCore/QByteArray>
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QString>
 #include <QtCore/QtEndian>
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
 #include <cstring>
+#include <map>
 #include <memory>
+#include <mutex>
+#include <new>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <lcms2.h>
@@ -21,8 +27,6 @@ static_assert(tintFormatBGRA8 == TYPE_BGRA_8, "the encoding of Little CMS");
 namespace {
 
 constexpr char sourcePath[] = "platform/tintlib/tintClass";
-
-using Bytes = std::vector<unsigned char>;
 
 // --- Contexts: they belong to this file, so that neither the messages nor the settings of the application's own use of
 // --- Little CMS and of ours meet. They live as long as the process.
@@ -54,14 +58,14 @@ cmsContext silentContext()
 /// times over.
 class OpenProfile {
 public:
-    OpenProfile(cmsContext context, const unsigned char *data, cmsUInt32Number size)
-        : m_data(data)
-        , m_size(size)
-        , m_allowance(8 * quint64(size) + 65536)
+    OpenProfile(cmsContext context, const QByteArray &bytes)
+        : m_data(bytes.constData())
+        , m_size(cmsUInt32Number(bytes.size()))
+        , m_allowance(4 * quint64(m_size) + 65536)
     {
         m_io.stream = this;
         m_io.ContextID = context;
-        m_io.ReportedSize = size;
+        m_io.ReportedSize = m_size;
         m_io.Read = read;
         m_io.Seek = seek;
         m_io.Tell = [](cmsIOHANDLER *io) { return self(io)->m_position; };
@@ -109,7 +113,7 @@ private:
         return TRUE;
     }
 
-    const unsigned char *m_data;
+    const char *m_data;
     cmsUInt32Number m_size;
     cmsUInt32Number m_position = 0;
     quint64 m_allowance;
@@ -117,13 +121,13 @@ private:
     cmsHPROFILE m_handle = nullptr;
 };
 
-quint32 wordAt(const unsigned char *data, quint64 offset) { return qFromBigEndian<quint32>(data + offset); }
+quint32 wordAt(const QByteArray &data, quint64 offset) { return qFromBigEndian<quint32>(data.constData() + offset); }
 
 constexpr quint64 directoryStart = 128, directoryEntry = 12;
 
 /// Whether every tag of the directory lies within the profile. Little CMS passes over those that do not, and would take
 /// half of a profile for a whole one.
-bool tagsLieInside(const unsigned char *data, quint64 size)
+bool tagsLieInside(const QByteArray &data, quint64 size)
 {
     const quint64 count = wordAt(data, directoryStart), first = directoryStart + 4;
     if (first + count * directoryEntry > size)
@@ -131,6 +135,20 @@ bool tagsLieInside(const unsigned char *data, quint64 size)
     for (quint64 entry = first; entry < first + count * directoryEntry; entry += directoryEntry)
         if (quint64(wordAt(data, entry + 4)) + wordAt(data, entry + 8) > size)
             return false;
+    return true;
+}
+
+/// Whether no tag is a chain of more elements than anyone has a use for. The elements of a chain may be one piece of data
+/// in turn, and each takes its time for every colour of a table that is made from the chain.
+bool chainsAreShort(const QByteArray &data, quint64 size)
+{
+    constexpr quint32 longest = 32;
+    const quint64 first = directoryStart + 4, count = wordAt(data, directoryStart);
+    for (quint64 entry = first; entry < first + count * directoryEntry; entry += directoryEntry) {
+        const quint64 tag = wordAt(data, entry + 4);
+        if (tag + 16 <= size && wordAt(data, tag) == cmsSigMultiProcessElementType && wordAt(data, tag + 12) > longest)
+            return false;
+    }
     return true;
 }
 
@@ -160,56 +178,149 @@ QString description(cmsHPROFILE profile)
 // --- Handles
 
 struct Profile {
-    Bytes bytes;
+    QByteArray bytes;
+    QByteArray digest; ///< SHA-256 of the bytes
     std::string info;
     tintColorSpaceSignature colorSpace;
 };
 
-/// Remembers converted colours, for any number of threads without a lock: an entry is one word that holds a colour
-/// together with its result, so that whatever a thread finds there is either of use or recognised as another colour's.
-class ColorCache {
+using EngineKey = std::tuple<QByteArray, unsigned int, QByteArray, unsigned int, unsigned int, unsigned int>;
+
+/// A transform of Little CMS: never changed once it is made, so that any number of handles and threads may use one.
+class Engine {
 public:
-    /// Whether the result for @p color is known, and then the result in @p result; colours have 24 bits.
-    bool find(quint32 color, quint32 &result) const
+    /// Takes @p transform over, which is not null.
+    explicit Engine(cmsHTRANSFORM transform)
+        : m_transform(transform)
+        , m_number(nextNumber())
     {
-        const quint64 entry = m_entries[slot(color)].load(std::memory_order_relaxed);
-        if (entry >> 24 != (Filled | color))
-            return false;
-        result = quint32(entry) & 0xffffff;
-        return true;
+    }
+    ~Engine() { cmsDeleteTransform(m_transform); }
+    Engine(const Engine &) = delete;
+    Engine &operator=(const Engine &) = delete;
+
+    void convert(const void *input, void *output, unsigned int count) const
+    {
+        cmsDoTransform(m_transform, input, output, count);
     }
 
-    void insert(quint32 color, quint32 result)
-    {
-        m_entries[slot(color)].store((Filled | color) << 24 | result, std::memory_order_relaxed);
-    }
+    /// A number that no other engine of this process has, or 0 when the numbers have run out.
+    quint32 number() const { return m_number; }
 
 private:
-    static constexpr quint64 Filled = 1 << 24;
-    static constexpr int Bits = 13;
-    static quint32 slot(quint32 color) { return color * 0x9e3779b1U >> (32 - Bits); }
+    static quint32 nextNumber()
+    {
+        static std::atomic<quint64> last { 0 };
+        const quint64 number = ++last;
+        return number <= 0xffffffffU ? quint32(number) : 0;
+    }
 
-    std::atomic<quint64> m_entries[1 << Bits] {};
+    cmsHTRANSFORM m_transform;
+    quint32 m_number;
 };
 
 struct Transform {
-    ~Transform() { cmsDeleteTransform(engine); }
-
-    cmsHTRANSFORM engine;
-    std::unique_ptr<ColorCache> cache; ///< none for formats other than tintFormatBGRA8
+    std::shared_ptr<const Engine> engine;
+    bool remembers; ///< whether single pixels go through the thread's ColorMemory
 };
 
-/// One pixel of tintFormatBGRA8. Its fourth byte takes no part and is not written.
-void convertPixel(Transform &transform, const unsigned char *input, unsigned char *output)
-{
-    const quint32 color = quint32(input[0]) | quint32(input[1]) << 8 | quint32(input[2]) << 16;
-    quint32 result;
-    if (!transform.cache->find(color, result)) {
-        unsigned char pixel[4] = { input[0], input[1], input[2], 0 };
-        cmsDoTransform(transform.engine, pixel, pixel, 1);
-        result = quint32(pixel[0]) | quint32(pixel[1]) << 8 | quint32(pixel[2]) << 16;
-        transform.cache->insert(color, result);
+/// The engines in use. Making one may take tens of milliseconds, and a walk over an image begins with a copy of its
+/// transform: copies that are alive at the same time share one engine.
+class Engines {
+public:
+    /// The engine for @p key: one in use, otherwise what @p make returns, which may be null.
+    template <class Make>
+    static std::shared_ptr<const Engine> get(const EngineKey &key, Make make)
+    {
+        static Engines &instance = *new Engines; // outlives whatever the application keeps in statics
+        {
+            const std::lock_guard<std::mutex> lock(instance.m_mutex);
+            const auto found = instance.m_engines.find(key);
+            if (found != instance.m_engines.end())
+                if (auto engine = found->second.lock())
+                    return engine;
+        }
+        std::shared_ptr<const Engine> engine = make(); // without the lock: others need not wait for it
+        const std::lock_guard<std::mutex> lock(instance.m_mutex);
+        for (auto i = instance.m_engines.begin(); i != instance.m_engines.end();)
+            i = i->second.expired() ? instance.m_engines.erase(i) : std::next(i);
+        if (engine)
+            instance.m_engines.emplace(key, engine);
+        return engine;
     }
+
+private:
+    std::mutex m_mutex;
+    std::map<EngineKey, std::weak_ptr<const Engine>> m_engines;
+};
+
+/// What one thread remembers of the colours that it has converted: a table without collision lists, in which a newer
+/// colour replaces an older one. Each thread has its own, so that there is nothing to lock and no cache line goes from
+/// one processor to another.
+///
+/// A colour's place is its green byte and the low four bits of red - green and of blue - green: in photographs the
+/// differences change slowly while brightness is noisy, so that the colours of a neighbourhood have places of their
+/// own. Eight bits of the colour are left to tell colours of one place apart; an entry holds them with the engine's
+/// number and the result:
+///
+///     number << 32 | tag << 24 | result
+///
+/// No engine has the number 0, so that an entry of a new table matches nothing.
+class ColorMemory {
+public:
+    /// The calling thread's; null when there is no memory for one, or while the thread ends.
+    static ColorMemory *ofThread() { return Q_LIKELY(s_ofThread) ? s_ofThread : make(); }
+
+    /// Converts @p color, 24 bits, by @p engine.
+    quint32 convert(const Engine &engine, quint32 color)
+    {
+        const quint32 green = color >> 8 & 0xff, red = (color >> 16) - green, blue = (color & 0xff) - green;
+        const quint64 tag = quint64(engine.number()) << 8 | (red & 0xf0) | (blue >> 4 & 0x0f);
+        quint64 &entry = m_entries[green | (red & 0x0f) << 8 | (blue & 0x0f) << 12];
+        if (entry >> 24 != tag) {
+            quint32 pixel = qToLittleEndian(color);
+            engine.convert(&pixel, &pixel, 1);
+            entry = tag << 24 | (qFromLittleEndian(pixel) & 0xffffff);
+        }
+        return quint32(entry) & 0xffffff;
+    }
+
+private:
+    static ColorMemory *make()
+    {
+        struct Owner {
+            ~Owner()
+            {
+                delete s_ofThread;
+                s_ofThread = nullptr;
+                ended = true;
+            }
+            bool ended = false;
+        };
+        static thread_local Owner owner;
+        if (!owner.ended)
+            s_ofThread = new (std::nothrow) ColorMemory;
+        return s_ofThread;
+    }
+
+    /// Beside its owner, since this one needs no initialisation and so no check on each use; at a fixed place of the
+    /// thread's storage, which saves a call for its address.
+    [[gnu::tls_model("initial-exec")]] static thread_local ColorMemory *s_ofThread;
+
+    quint64 m_entries[1 << 16] = {};
+};
+
+thread_local ColorMemory *ColorMemory::s_ofThread = nullptr;
+
+/// One pixel of tintFormatBGRA8. Its fourth byte takes no part and is not written.
+void convertPixel(const Engine &engine, const unsigned char *input, unsigned char *output)
+{
+    ColorMemory *const memory = ColorMemory::ofThread();
+    if (!memory) {
+        engine.convert(input, output, 1);
+        return;
+    }
+    const quint32 result = memory->convert(engine, qFromLittleEndian<quint32>(input) & 0xffffff);
     output[0] = static_cast<unsigned char>(result);
     output[1] = static_cast<unsigned char>(result >> 8);
     output[2] = static_cast<unsigned char>(result >> 16);
@@ -222,28 +333,29 @@ constexpr unsigned int rowCount = 8;
 
 void *tintClass::openProfileFromMem(const void *data, unsigned int size)
 {
-    if (!data)
+    if (!data || size > unsigned(INT_MAX))
         return nullptr;
-    const auto *const bytes = static_cast<const unsigned char *>(data);
-    const OpenProfile opened(loggingContext(), bytes, size);
+    const QByteArray given = QByteArray::fromRawData(static_cast<const char *>(data), int(size));
+    const OpenProfile opened(loggingContext(), given);
     if (!opened.handle())
         return nullptr;
-    const quint32 stated = wordAt(bytes, 0); // the header was read, so it is there
-    if (stated > size || !tagsLieInside(bytes, stated)) {
-        support::logLine({ sourcePath, __LINE__ }, "Profile data is incomplete.");
+    const quint32 stated = wordAt(given, 0); // the header was read, so it is there
+    const char *const fault = stated > size || !tagsLieInside(given, stated) ? "Profile data is incomplete."
+        : !chainsAreShort(given, stated)                                     ? "Profile has too many elements."
+        : !colorTagsAreReadable(opened.handle())                             ? "Profile has unreadable colour tags."
+                                                                             : nullptr;
+    if (fault) {
+        support::logLine({ sourcePath, __LINE__ }, fault);
         return nullptr;
     }
-    if (!colorTagsAreReadable(opened.handle()))
-        return nullptr;
     auto profile = std::make_unique<Profile>();
-    profile->bytes.assign(bytes, bytes + stated);
+    profile->bytes = QByteArray(given.constData(), int(stated));
+    profile->digest = QCryptographicHash::hash(profile->bytes, QCryptographicHash::Sha256);
     profile->colorSpace = tintColorSpaceSignature(cmsGetColorSpace(opened.handle()));
-    QCryptographicHash digest(QCryptographicHash::Sha256);
-    digest.addData(reinterpret_cast<const char *>(bytes), int(stated));
     QString info = description(opened.handle());
     if (!info.isEmpty())
         info += QLatin1Char('\n');
-    profile->info = (info + QLatin1String(digest.result().toHex())).toStdString();
+    profile->info = (info + QLatin1String(profile->digest.toHex())).toStdString();
     return profile.release();
 }
 
@@ -257,13 +369,14 @@ int tintClass::saveProfileToMem(void *profile, void *buffer, unsigned int *size)
 {
     if (!profile || !size)
         return 0;
-    const Bytes &bytes = static_cast<Profile *>(profile)->bytes;
+    const QByteArray &bytes = static_cast<Profile *>(profile)->bytes;
+    const auto needed = static_cast<unsigned int>(bytes.size());
     if (buffer) {
-        if (*size < bytes.size())
+        if (*size < needed)
             return 0;
-        std::memcpy(buffer, bytes.data(), bytes.size());
+        std::memcpy(buffer, bytes.constData(), needed);
     }
-    *size = static_cast<unsigned int>(bytes.size());
+    *size = needed;
     return 1;
 }
 
@@ -293,32 +406,37 @@ void *tintClass::createTransform(void *input, unsigned int inputFormat, void *ou
 {
     if (!input || !output)
         return nullptr;
-    const Bytes &from = static_cast<Profile *>(input)->bytes, &to = static_cast<Profile *>(output)->bytes;
-    const OpenProfile source(silentContext(), from.data(), cmsUInt32Number(from.size()));
-    const OpenProfile target(silentContext(), to.data(), cmsUInt32Number(to.size()));
-    if (!source.handle() || !target.handle())
-        return nullptr;
+    const Profile &from = *static_cast<Profile *>(input), &to = *static_cast<Profile *>(output);
+    const auto make = [&]() -> std::shared_ptr<const Engine> {
+        const OpenProfile source(silentContext(), from.bytes), target(silentContext(), to.bytes);
+        if (!source.handle() || !target.handle())
+            return nullptr;
+        const cmsHTRANSFORM transform = cmsCreateTransformTHR(
+            silentContext(), source.handle(), inputFormat, target.handle(), outputFormat, intent, flags);
+        return transform ? std::make_shared<const Engine>(transform) : nullptr;
+    };
     auto transform = std::make_unique<Transform>();
-    if (inputFormat == tintFormatBGRA8 && outputFormat == tintFormatBGRA8 && !(flags & cmsFLAGS_COPY_ALPHA))
-        transform->cache = std::make_unique<ColorCache>();
-    transform->engine = cmsCreateTransformTHR(
-        silentContext(), source.handle(), inputFormat, target.handle(), outputFormat, intent, flags);
-    return transform->engine ? transform.release() : nullptr;
+    transform->engine = Engines::get({ from.digest, inputFormat, to.digest, outputFormat, intent, flags }, make);
+    if (!transform->engine)
+        return nullptr;
+    transform->remembers = inputFormat == tintFormatBGRA8 && outputFormat == tintFormatBGRA8
+        && !(flags & cmsFLAGS_COPY_ALPHA) && transform->engine->number() != 0;
+    return transform.release();
 }
 
 void tintClass::doTransform(void *transform, const void *input, void *output, unsigned int count)
 {
     if (!transform)
         return;
-    Transform &t = *static_cast<Transform *>(transform);
-    if (!t.cache || count >= rowCount) {
-        cmsDoTransform(t.engine, input, output, count);
+    const Transform &t = *static_cast<Transform *>(transform);
+    if (!t.remembers || count >= rowCount) {
+        t.engine->convert(input, output, count);
         return;
     }
     const auto *in = static_cast<const unsigned char *>(input);
     auto *out = static_cast<unsigned char *>(output);
     for (unsigned int i = 0; i < count; ++i)
-        convertPixel(t, in + 4 * i, out + 4 * i);
+        convertPixel(*t.engine, in + 4 * i, out + 4 * i);
 }
 
 void tintClass::deleteTransform(void *transform) { delete static_cast<Transform *>(transform); }
