@@ -121,32 +121,42 @@ private:
     cmsHPROFILE m_handle = nullptr;
 };
 
+// The header and the directory were read by then: 128 bytes, the number of tags, and of each its signature, position and
+// size.
+
 quint32 wordAt(const QByteArray &data, quint64 offset) { return qFromBigEndian<quint32>(data.constData() + offset); }
 
-constexpr quint64 directoryStart = 128, directoryEntry = 12;
+struct DirectoryEntry {
+    quint64 position;
+    quint64 size;
+};
 
-/// Whether every tag of the directory lies within the profile. Little CMS passes over those that do not, and would take
-/// half of a profile for a whole one.
-bool tagsLieInside(const QByteArray &data, quint64 size)
+DirectoryEntry entryAt(const QByteArray &data, quint32 index)
 {
-    const quint64 count = wordAt(data, directoryStart), first = directoryStart + 4;
-    if (first + count * directoryEntry > size)
-        return false;
-    for (quint64 entry = first; entry < first + count * directoryEntry; entry += directoryEntry)
-        if (quint64(wordAt(data, entry + 4)) + wordAt(data, entry + 8) > size)
+    return { wordAt(data, 132 + 12 * index + 4), wordAt(data, 132 + 12 * index + 8) };
+}
+
+/// Whether every tag lies within the profile. Little CMS passes over those that do not, and would take half of a profile
+/// for a whole one.
+bool tagsLieInside(const QByteArray &data)
+{
+    for (quint32 i = 0; i < wordAt(data, 128); ++i) {
+        const DirectoryEntry entry = entryAt(data, i);
+        if (entry.position + entry.size > quint64(data.size()))
             return false;
+    }
     return true;
 }
 
 /// Whether no tag is a chain of more elements than anyone has a use for. The elements of a chain may be one piece of data
 /// in turn, and each takes its time for every colour of a table that is made from the chain.
-bool chainsAreShort(const QByteArray &data, quint64 size)
+bool chainsAreShort(const QByteArray &data)
 {
     constexpr quint32 longest = 32;
-    const quint64 first = directoryStart + 4, count = wordAt(data, directoryStart);
-    for (quint64 entry = first; entry < first + count * directoryEntry; entry += directoryEntry) {
-        const quint64 tag = wordAt(data, entry + 4);
-        if (tag + 16 <= size && wordAt(data, tag) == cmsSigMultiProcessElementType && wordAt(data, tag + 12) > longest)
+    for (quint32 i = 0; i < wordAt(data, 128); ++i) {
+        const DirectoryEntry entry = entryAt(data, i);
+        if (entry.size >= 16 && wordAt(data, entry.position) == cmsSigMultiProcessElementType
+            && wordAt(data, entry.position + 12) > longest)
             return false;
     }
     return true;
@@ -335,21 +345,22 @@ void *tintClass::openProfileFromMem(const void *data, unsigned int size)
 {
     if (!data || size > unsigned(INT_MAX))
         return nullptr;
-    const QByteArray given = QByteArray::fromRawData(static_cast<const char *>(data), int(size));
+    const auto *const bytes = static_cast<const char *>(data);
+    const unsigned int stated = size < 4 ? 0 : qFromBigEndian<quint32>(bytes);
+    const QByteArray given = QByteArray::fromRawData(bytes, int(std::min(size, stated)));
     const OpenProfile opened(loggingContext(), given);
     if (!opened.handle())
         return nullptr;
-    const quint32 stated = wordAt(given, 0); // the header was read, so it is there
-    const char *const fault = stated > size || !tagsLieInside(given, stated) ? "Profile data is incomplete."
-        : !chainsAreShort(given, stated)                                     ? "Profile has too many elements."
-        : !colorTagsAreReadable(opened.handle())                             ? "Profile has unreadable colour tags."
-                                                                             : nullptr;
+    const char *const fault = stated > size || !tagsLieInside(given) ? "Profile data is incomplete."
+        : !chainsAreShort(given)                                     ? "Profile has too many elements."
+        : !colorTagsAreReadable(opened.handle())                     ? "Profile has unreadable colour tags."
+                                                                     : nullptr;
     if (fault) {
         support::logLine({ sourcePath, __LINE__ }, fault);
         return nullptr;
     }
     auto profile = std::make_unique<Profile>();
-    profile->bytes = QByteArray(given.constData(), int(stated));
+    profile->bytes = QByteArray(given.constData(), given.size());
     profile->digest = QCryptographicHash::hash(profile->bytes, QCryptographicHash::Sha256);
     profile->colorSpace = tintColorSpaceSignature(cmsGetColorSpace(opened.handle()));
     QString info = description(opened.handle());
