@@ -3,7 +3,7 @@
 #include "AVX2LIB.h"
 #include "KXPixels.h"
 
-#include <QtGui/QGuiApplication>
+#include <QtCore/QCoreApplication>
 #include <QtTest/QtTest>
 
 #include <cstring>
@@ -14,7 +14,7 @@
     {                                                                                                                  \
         if (qgetenv("KXCORE_TEST_MODULE") == "none")                                                                   \
             AVX2LIB::UseModule(nullptr);                                                                               \
-        QGuiApplication application(argc, argv);                                                                       \
+        QCoreApplication application(argc, argv);                                                                      \
         Class test;                                                                                                    \
         return QTest::qExec(&test, argc, argv);                                                                        \
     }

@@ -129,7 +129,6 @@ template <class Clip, class Mask2, class Blender>
 void blendMasked(const QRect &area, const SourcePlane &source, const MaskPlane &second, const Clip &clip,
     const Mask2 &mask2, const TargetPlane &target, const Blender &blender)
 {
-    static constexpr OPRGBA32i ones(0xFFFFFFFFu);
     constexpr bool hasClip = !std::is_same_v<Clip, NoClip>;
     const auto block = [&](int x, int y, int limit, int rows) {
         const Stretch from = source.At(x, y), coverage = second.At(x, y), clipping = clip.At(x, y),
