@@ -169,22 +169,21 @@ struct Colored {
 /// Two pixels of each quarter, the quarters one behind the other, to and from the order of finish(): it is its own inverse.
 __m256i interleaved(__m256i pixels) { return _mm256_shuffle_epi32(pixels, 0xD8); }
 
+// By integers of 64 bits: those may be loaded from and stored to any address, doubles may not.
 __m256i loadQuarters(OPRGBA32i *const quarters[4], int i)
 {
-    const auto at = [&](int k) { return reinterpret_cast<const double *>(quarters[k] + i); };
-    const __m128d low = _mm_loadh_pd(_mm_load_sd(at(0)), at(1)), high = _mm_loadh_pd(_mm_load_sd(at(2)), at(3));
-    return _mm256_castpd_si256(_mm256_insertf128_pd(_mm256_castpd128_pd256(low), high, 1));
+    const auto at = [&](int k) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(quarters[k] + i)); };
+    return _mm256_setr_m128i(_mm_unpacklo_epi64(at(0), at(1)), _mm_unpacklo_epi64(at(2), at(3)));
 }
 
 void storeQuarters(OPRGBA32i *const quarters[4], int i, __m256i pixels)
 {
-    const __m128d low = _mm_castsi128_pd(_mm256_castsi256_si128(pixels));
-    const __m128d high = _mm_castsi128_pd(_mm256_extracti128_si256(pixels, 1));
-    const auto at = [&](int k) { return reinterpret_cast<double *>(quarters[k] + i); };
-    _mm_storel_pd(at(0), low);
-    _mm_storeh_pd(at(1), low);
-    _mm_storel_pd(at(2), high);
-    _mm_storeh_pd(at(3), high);
+    const __m128i low = _mm256_castsi256_si128(pixels), high = _mm256_extracti128_si256(pixels, 1);
+    const auto store = [&](int k, __m128i two) { _mm_storel_epi64(reinterpret_cast<__m128i *>(quarters[k] + i), two); };
+    store(0, low);
+    store(1, _mm_unpackhi_epi64(low, low));
+    store(2, high);
+    store(3, _mm_unpackhi_epi64(high, high));
 }
 
 /// The slide over a line whose ends are repeated already: pixel i of @p destination is the window from i to i + 2 * radius
