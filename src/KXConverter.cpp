@@ -77,16 +77,38 @@ void convert(const RGB32iRawImage &from, RGBA32iImage &to)
 template <class Pixel, int TileW, int TileH, class To>
 void convert(const KXImage<Pixel, TileW, TileH> &from, To &to)
 {
-    map(from, to, [](const Pixel &pixel) { return color::toRgb(pixel); });
+    map(from, to, [](const auto &pixel) { return color::toRgb(pixel); });
 }
 
-void convert(const RGBA32iImage &from, CMYKAImage &to) { map(from, to, color::toCmyk); }
-void convert(const RGBA32iImage &from, HSLAImage &to) { map(from, to, color::toHsl); }
-void convert(const RGBA32iImage &from, RGBA64iImage &to) { map(from, to, color::to16Bit); }
-void convert(const RGBA32iImage &from, RGBA64fImage &to) { map(from, to, color::toHalf); }
+void convert(const RGBA32iImage &from, CMYKAImage &to)
+{
+    map(from, to, [](const auto &pixel) { return color::toCmyk(pixel); });
+}
+void convert(const RGBA32iImage &from, HSLAImage &to)
+{
+    map(from, to, [](const auto &pixel) { return color::toHsl(pixel); });
+}
+void convert(const RGBA32iImage &from, RGBA64iImage &to)
+{
+    map(from, to, [](const auto &pixel) { return color::to16Bit(pixel); });
+}
+void convert(const RGBA32iImage &from, RGBA64fImage &to)
+{
+    map(from, to, [](const auto &pixel) { return color::toHalf(pixel); });
+}
 void convert(const RGBA32iImage &from, QImage &to) { copy(from, to); }
-void convert(const QImage &from, CMYKAImage &to) { map(from, to, color::toCmyk); }
+void convert(const QImage &from, CMYKAImage &to)
+{
+    map(from, to, [](const auto &pixel) { return color::toCmyk(pixel); });
+}
 void convert(const QImage &from, RGBA32iImage &to) { copy(from, to); }
+
+/// Works on words: compilers turn that into vectors, and do not for an array of unions.
+void makeGrey(OPRGBA32i *pixels, size_t count)
+{
+    unsigned *const words = reinterpret_cast<unsigned *>(pixels);
+    std::transform(words, words + count, words, [](unsigned word) { return color::greyWord(word); });
+}
 
 } // namespace
 
@@ -114,17 +136,13 @@ template KX_EXPORT RGBA32iImage ConvertImage<QImage, RGBA32iImage>(const QImage 
 
 void OPToGrayScaleImage::operator()(RGBA32iImage &image) const
 {
-    if (image.IsTiled())
-        return;
-    OPRGBA32i *const pixels = image.Bits();
-    std::transform(pixels, pixels + size_t(image.Width()) * size_t(image.Height()), pixels, color::toGrey);
+    if (!image.IsTiled())
+        makeGrey(image.Bits(), size_t(image.Width()) * size_t(image.Height()));
 }
 
 void OPToGrayScaleImage::operator()(QImage &image) const
 {
     image = image.convertToFormat(QImage::Format_ARGB32);
-    for (int y = 0; y < image.height(); ++y) {
-        OPRGBA32i *const row = reinterpret_cast<OPRGBA32i *>(image.scanLine(y));
-        std::transform(row, row + image.width(), row, color::toGrey);
-    }
+    for (int y = 0; y < image.height(); ++y)
+        makeGrey(reinterpret_cast<OPRGBA32i *>(image.scanLine(y)), size_t(image.width()));
 }

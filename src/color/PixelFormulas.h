@@ -14,6 +14,18 @@ namespace color {
 
 constexpr double perByte = 0.00392156862745098; // 1 / 255; formulas multiply by it and never divide by 255
 
+/// Wide pixels are put together as words: to store channels and read the word back would stall the processor.
+template <class Pixel>
+Pixel fromWord(quint64 word)
+{
+    Pixel pixel;
+    pixel.word = word;
+    return pixel;
+}
+
+/// Four 16-bit channels as a word.
+constexpr quint64 fourShorts(quint64 b, quint64 g, quint64 r, quint64 a) { return b | g << 16 | r << 32 | a << 48; }
+
 constexpr unsigned char roundedByte(double value)
 {
     return static_cast<unsigned char>(arithmetic::clamp8(arithmetic::roundHalfUp(value)));
@@ -28,7 +40,7 @@ inline unsigned char inkOfChannel(int channel, int black)
     return roundedByte((k - channel * perByte) * 255.0 * inverse + 0.5);
 }
 
-/// Black is the largest channel as a fraction of 1, truncated: 1 exactly when some channel is 255.
+/// Black is the largest channel as a fraction of 1, truncated: 1 exactly when some channel is 255. At 0 every ink is 0.
 inline OPCMYKA toCmyk(OPRGBA32i pixel)
 {
     static const auto inkAtFullBlack = [] {
@@ -37,15 +49,11 @@ inline OPCMYKA toCmyk(OPRGBA32i pixel)
             table[size_t(channel)] = inkOfChannel(channel, 1);
         return table;
     }();
-    OPCMYKA result;
-    result.k = std::max({ pixel.r, pixel.g, pixel.b }) == 255;
-    if (result.k) { // at black 0 every ink is 0
-        result.c = inkAtFullBlack[pixel.r];
-        result.m = inkAtFullBlack[pixel.g];
-        result.y = inkAtFullBlack[pixel.b];
-    }
-    result.a = pixel.a;
-    return result;
+    const quint64 alpha = quint64(pixel.a) << 32;
+    if (pixel.r != 255 && pixel.g != 255 && pixel.b != 255)
+        return fromWord<OPCMYKA>(alpha);
+    return fromWord<OPCMYKA>(inkAtFullBlack[pixel.r] | quint64(inkAtFullBlack[pixel.g]) << 8
+        | quint64(inkAtFullBlack[pixel.b]) << 16 | quint64(1) << 24 | alpha);
 }
 
 /// A channel of red, green or blue of its ink; the second 0.5 is intended here too.
@@ -62,15 +70,13 @@ inline OPRGBA32i toRgb(OPCMYKA pixel)
 inline OPHSLA toHsl(OPRGBA32i pixel)
 {
     const int max = std::max({ pixel.r, pixel.g, pixel.b }), min = std::min({ pixel.r, pixel.g, pixel.b });
-    OPHSLA result;
-    result.l = static_cast<unsigned char>((max + min) >> 1);
-    result.a = pixel.a;
+    const quint64 lightnessAndAlpha = quint64((max + min) >> 1) << 24 | quint64(pixel.a) << 32;
     if (max == min)
-        return result;
+        return fromWord<OPHSLA>(lightnessAndAlpha);
 
     const double twiceLightness = (max + min) * perByte;
     const double range = twiceLightness * 0.5 > 0.5 ? 2.0 - twiceLightness : twiceLightness;
-    result.s = static_cast<unsigned char>(arithmetic::truncate((max - min) / range));
+    const quint64 saturation = static_cast<unsigned char>(arithmetic::truncate((max - min) / range));
 
     const double perRange = 255.0 / (max - min), r = pixel.r * perByte, g = pixel.g * perByte, b = pixel.b * perByte;
     const double sextant = pixel.r == max ? (g - b) * perRange
@@ -81,8 +87,7 @@ inline OPHSLA toHsl(OPRGBA32i pixel)
         degrees += 360;
     if (degrees >= 360)
         degrees -= 360;
-    result.h = static_cast<quint16>(degrees * 100);
-    return result;
+    return fromWord<OPHSLA>(quint64(degrees * 100) | saturation << 16 | lightnessAndAlpha);
 }
 
 /// One channel of a hue at @p position, which is meant as a fraction of a turn.
@@ -111,12 +116,7 @@ inline OPRGBA32i toRgb(OPHSLA pixel)
 
 inline OPRGBA64i to16Bit(OPRGBA32i pixel)
 {
-    OPRGBA64i result;
-    result.b = quint16(pixel.b << 8);
-    result.g = quint16(pixel.g << 8);
-    result.r = quint16(pixel.r << 8);
-    result.a = quint16(pixel.a << 8);
-    return result;
+    return fromWord<OPRGBA64i>(fourShorts(pixel.b, pixel.g, pixel.r, pixel.a) << 8);
 }
 
 inline OPRGBA32i toRgb(OPRGBA64i pixel)
@@ -154,12 +154,7 @@ inline OPRGBA64f toHalf(OPRGBA32i pixel)
             table[size_t(channel)] = halfBits(channel * 1.0073664f);
         return table;
     }();
-    OPRGBA64f result;
-    result.b = halves[pixel.b];
-    result.g = halves[pixel.g];
-    result.r = halves[pixel.r];
-    result.a = halves[pixel.a];
-    return result;
+    return fromWord<OPRGBA64f>(fourShorts(halves[pixel.b], halves[pixel.g], halves[pixel.r], halves[pixel.a]));
 }
 
 inline OPRGBA32i toRgb(OPRGBA64f pixel)
@@ -174,11 +169,11 @@ inline OPRGBA32i toRgb(OPRGBA64f pixel)
     return OPRGBA32i(bytes[pixel.b], bytes[pixel.g], bytes[pixel.r], bytes[pixel.a]);
 }
 
-/// Blue, green and red replaced by the grey value.
-inline OPRGBA32i toGrey(OPRGBA32i pixel)
+/// A pixel, as a word, with blue, green and red replaced by the grey value.
+constexpr unsigned greyWord(unsigned word)
 {
-    const unsigned grey = arithmetic::grey<unsigned>(pixel.r, pixel.g, pixel.b);
-    return (pixel.word & 0xFF000000u) | grey * 0x010101u;
+    const unsigned grey = arithmetic::grey(word >> 16 & 255, word >> 8 & 255, word & 255);
+    return (word & 0xFF000000u) | grey << 16 | grey << 8 | grey;
 }
 
 } // namespace color
