@@ -28,8 +28,8 @@ public:
     BaseTransformation &operator=(const BaseTransformation &) = default;
     virtual ~BaseTransformation();
 
-    /// A block of pixels that begins at image position (@p x, @p y): what @c HasKernel promises for a stage that
-    /// depends on the position. For the kernel module, which fixes the length of a block and the meaning of @p flag.
+    /// A block of pixels that begins at image position (@p x, @p y), in place, through the kernel of a class whose result
+    /// depends on the position. Called by the kernel module alone, as the block form below.
     virtual void operator()(int /*x*/, int /*y*/, unsigned char * /*pixels*/, bool /*flag*/) const { }
 
     /// One pixel at image position (@p x, @p y), in place, for stages that depend on the position.

@@ -28,8 +28,8 @@ class QImage;
 /// | `QImage`         | `RGBA32iImage` | the same bytes                                                |
 ///
 /// Units    CMYK: **black is 1 where some channel is 255, and 0 otherwise**; only with 1 do cyan, magenta and yellow
-///          hold anything, so that everything without a channel at 255 comes back as black. CMYK back to RGB takes ink
-///          bytes as amounts left out, scaled by black.
+///          hold anything, so that everything without a channel at 255 comes back as black. CMYK back to RGB takes the
+///          three bytes as light rather than ink: 255 gives 255, and what is missing to it is scaled by black.
 ///          HSL: hue in hundredths of a degree, **a multiple of 60 degrees** from RGB. HSL back to RGB takes the hue as
 ///          turns, though it is degrees: hues of about two degrees and more give a grey, so that an HSL image does not come
 ///          back from RGB as it was.
