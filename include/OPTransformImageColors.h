@@ -57,7 +57,7 @@ public:
 /// Rows     **On a flat KXImage the last row of the rectangle is left as it is**, so that an image of one row passes
 ///          unchanged; tiled images and QImages are changed in all rows. This is intended, and relied on.
 /// Threads  Flat: as above. Tiled: one worker does all rows in order. QImage: the calling thread does, also on a single
-///          processor.
+///          processor; with the kernel, whose workers do all rows but the last.
 /// QImage   32-bit pixels in the order of OPRGBA32i; the format is not looked at. An image of another depth is left as it
 ///          is. As with any write, an image that shares its pixels is detached first.
 template <class Transformation, class Image = RGBA32iImage>

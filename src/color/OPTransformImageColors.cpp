@@ -126,10 +126,12 @@ void OPImageWalk::Plain(const std::shared_ptr<BaseTransformation> &transformatio
             return;
         int y = area.y();
         const int last = area.y() + area.height();
-        const bool packed = image.bytesPerLine() == image.width() * 4; // not so over some foreign buffers
-        if (const auto kernel = packed ? plainKernelOfQImage.Bound() : nullptr) {
+        // The kernel gives what the walk over a flat KXImage gives, which does nothing on a single processor and ends
+        // before the last row. Its stride is the width; rows of a foreign buffer may lie further apart.
+        const bool served = workerCount() > 0 && image.bytesPerLine() == image.width() * 4;
+        if (const auto kernel = served ? plainKernelOfQImage.Bound() : nullptr) {
             kernel(reinterpret_cast<OPRGBA32i *>(image.bits()), image.width(), area, transformation.get());
-            y = last - 1; // the kernel gives what the walk over a flat KXImage gives, which ends before the last row
+            y = last - 1;
         }
         for (; y < last; ++y)
             applyToColours(*transformation, reinterpret_cast<OPRGBA32i *>(image.scanLine(y)) + area.x(), area.width(),

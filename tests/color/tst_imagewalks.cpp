@@ -330,9 +330,10 @@ void TestImageWalks::exceptionNobodyWaitsFor()
     QCOMPARE(int(at(pixels, 11, 39).r), 0);
 }
 
+/// The last row of a QImage is done on the caller's thread in any case: exceptions keep their type.
 void TestImageWalks::exceptionsOnTheCaller()
 {
-    QImage image(2, 2, QImage::Format_ARGB32);
+    QImage image(2, 1, QImage::Format_ARGB32);
     const testing::LogCapture log;
     image.fill(77);
     QVERIFY_EXCEPTION_THROWN(OPTransformImageColors(Raise(), &image)(), std::runtime_error);
