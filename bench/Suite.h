@@ -1,0 +1,77 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+/// What is measured: operations, each by several implementations, on images of one size.
+namespace bench {
+
+constexpr int width = 3840, height = 2160;
+constexpr double pixels = double(width) * height;
+
+/// The columns of the table. Ours appears twice in it: a process is either plain or has the module.
+enum class Column { Plain, Module, PainterStraight, PainterPremultiplied, OpenCV, Vips };
+constexpr int columnCount = 6;
+const char *columnName(Column column);
+constexpr bool isPeer(Column column) { return column > Column::Module; }
+
+/// What a process measures. One process cannot measure ours both ways, as kernels are bound once.
+enum class Role { Plain, Module, Peers };
+
+/// A time that an operation is to be compared with: that of a peer, or with @c operation set ours for another one.
+struct Goal {
+    Column column = Column::Module;
+    std::string operation;
+    double ratio = 0; ///< reference time divided by our time, at least; 0: no goal
+};
+
+/// A row of the table.
+struct Row {
+    std::string operation;
+    Goal goal;
+    std::map<Column, double> nanosecondsPerPixel;
+};
+
+/// Collects what there is to measure for one role.
+class Suite {
+public:
+    explicit Suite(Role role)
+        : m_role(role)
+    {
+    }
+
+    /// A row, in the order of the calls.
+    void addRow(const std::string &operation, const Goal &goal = {});
+
+    /// Ours: @p run is timed, @p prepare before each run is not. @p repetitions in a round.
+    void addOurs(
+        const std::string &operation, int repetitions, std::function<void()> prepare, std::function<void()> run);
+    void addPeer(const std::string &operation, Column column, int repetitions, std::function<void()> prepare,
+        std::function<void()> run);
+
+    const std::vector<Row> &rows() const { return m_rows; }
+
+private:
+    void add(const std::string &operation, Column column, int repetitions, std::function<void()> prepare,
+        std::function<void()> run);
+
+    Role m_role;
+    std::vector<Row> m_rows;
+};
+
+void addComposition(Suite &suite);
+void addFilters(Suite &suite);
+void addOpenCV(Suite &suite); ///< only where it is installed
+void addVips(Suite &suite); ///< only where it is installed
+
+/// Names of operations that a peer has too.
+std::string gaussianName(int sigma);
+std::string boxName(int radius);
+std::string composeName(int mode);
+
+/// Prints the table, and writes it to @p jsonFile if that is not empty. False when the file cannot be written.
+bool report(const std::vector<Row> &rows, const std::string &jsonFile);
+
+} // namespace bench

@@ -1,0 +1,116 @@
+#include "Suite.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <optional>
+
+namespace bench {
+
+namespace {
+
+std::optional<double> timeOf(const Row &row, Column column)
+{
+    const auto found = row.nanosecondsPerPixel.find(column);
+    return found == row.nanosecondsPerPixel.end() ? std::nullopt : std::optional<double>(found->second);
+}
+
+std::optional<double> ratio(std::optional<double> reference, std::optional<double> ours)
+{
+    return reference && ours && *ours > 0 ? std::optional<double>(*reference / *ours) : std::nullopt;
+}
+
+/// Ours with the module; the plain form where there is no module.
+std::optional<double> ours(const Row &row)
+{
+    const auto module = timeOf(row, Column::Module);
+    return module ? module : timeOf(row, Column::Plain);
+}
+
+std::optional<double> bestPeer(const Row &row)
+{
+    std::optional<double> best;
+    for (const auto &[column, time] : row.nanosecondsPerPixel)
+        if (isPeer(column) && (!best || time < *best))
+            best = time;
+    return best;
+}
+
+std::optional<double> reached(const std::vector<Row> &rows, const Row &row)
+{
+    if (row.goal.operation.empty())
+        return ratio(timeOf(row, row.goal.column), ours(row));
+    const auto other =
+        std::find_if(rows.begin(), rows.end(), [&row](const Row &r) { return r.operation == row.goal.operation; });
+    return other == rows.end() ? std::nullopt : ratio(ours(*other), ours(row));
+}
+
+std::string goalText(const Goal &goal)
+{
+    char text[160];
+    std::snprintf(text, sizeof text, "%g x %s", goal.ratio,
+        goal.operation.empty() ? columnName(goal.column) : goal.operation.c_str());
+    return text;
+}
+
+std::string number(std::optional<double> value, const char *format)
+{
+    char text[32] = "-";
+    if (value)
+        std::snprintf(text, sizeof text, format, *value);
+    return text;
+}
+
+std::string json(std::optional<double> value) { return value ? number(value, "%.6g") : "null"; }
+
+} // namespace
+
+bool report(const std::vector<Row> &rows, const std::string &jsonFile)
+{
+    std::printf("Nanoseconds per pixel at %d x %d, minimum of all runs; composition at opacity 0.7. best: best peer / "
+                "ours. reached: reference / "
+                "ours,\nwhich the goal wants to be at least the number before the x.\n\n",
+        width, height);
+    std::printf("%-34s", "operation");
+    const char *const heads[columnCount] = { "plain", "module", "QP strt", "QP prem", "OpenCV", "libvips" };
+    for (const char *head : heads)
+        std::printf(" %8s", head);
+    std::printf(" %7s %8s  %s\n", "best", "reached", "goal");
+    for (const Row &row : rows) {
+        if (row.nanosecondsPerPixel.empty())
+            continue; // filtered out
+        std::printf("%-34s", row.operation.c_str());
+        for (int c = 0; c < columnCount; ++c)
+            std::printf(" %8s", number(timeOf(row, Column(c)), "%.3f").c_str());
+        const auto got = row.goal.ratio > 0 ? reached(rows, row) : std::nullopt;
+        std::printf(" %7s %8s", number(ratio(bestPeer(row), ours(row)), "%.2f").c_str(), number(got, "%.2f").c_str());
+        if (row.goal.ratio > 0)
+            std::printf("  %s%s", goalText(row.goal).c_str(), got && *got < row.goal.ratio ? "  MISSED" : "");
+        std::printf("\n");
+    }
+
+    if (jsonFile.empty())
+        return true;
+    std::ofstream out(jsonFile);
+    out << "{ \"width\": " << width << ", \"height\": " << height << ", \"unit\": \"ns/pixel\", \"operations\": [";
+    const char *separator = "\n";
+    for (const Row &row : rows) {
+        if (row.nanosecondsPerPixel.empty())
+            continue;
+        out << separator << "  { \"operation\": \"" << row.operation << "\"";
+        for (int c = 0; c < columnCount; ++c)
+            out << ", \"" << columnName(Column(c)) << "\": " << json(timeOf(row, Column(c)));
+        out << ", \"ratio to best peer\": " << json(ratio(bestPeer(row), ours(row)));
+        if (row.goal.ratio > 0)
+            out << ", \"goal\": \"" << goalText(row.goal) << "\", \"reached\": " << json(reached(rows, row));
+        out << " }";
+        separator = ",\n";
+    }
+    out << "\n] }\n";
+    out.flush();
+    if (!out)
+        std::fprintf(stderr, "cannot write %s\n", jsonFile.c_str());
+    return bool(out);
+}
+
+} // namespace bench
