@@ -34,31 +34,47 @@ inline void transpose4x4(const OPRGBA32i *from, qptrdiff fromStride, OPRGBA32i *
 #endif
 }
 
+/// Asks for the cache lines of a few rows that will be read soon: they lie too far apart for the processor to foresee.
+inline void prefetch(const OPRGBA32i *from, qptrdiff stride, int columns, int rows)
+{
+#ifdef __SSE2__
+    for (int y = 0; y < rows; ++y)
+        for (int x = 0; x < columns; x += 16)
+            _mm_prefetch(reinterpret_cast<const char *>(from + y * stride + x), _MM_HINT_T0);
+#else
+    Q_UNUSED(from);
+    Q_UNUSED(stride);
+    Q_UNUSED(columns);
+    Q_UNUSED(rows);
+#endif
+}
+
 } // namespace detail
 
 /// to[x * toStride + y] = from[y * fromStride + x] for all x < @p columns and y < @p rows. Strides are in pixels.
 ///
-/// Goes in squares of 16 by 16, which touch each cache line of either side once.
+/// Goes along the longer side in strips of four, so that a tall block of an image is read, and a wide one written, row
+/// after row.
 inline void transpose(
     const OPRGBA32i *from, qptrdiff fromStride, OPRGBA32i *to, qptrdiff toStride, int columns, int rows)
 {
-    constexpr int square = 16;
-    for (int top = 0; top < rows; top += square)
-        for (int left = 0; left < columns; left += square) {
-            const int bottom = std::min(top + square, rows), right = std::min(left + square, columns);
-            for (int y = top; y < bottom; y += 4)
-                for (int x = left; x < right; x += 4) {
-                    const OPRGBA32i *const source = from + y * fromStride + x;
-                    OPRGBA32i *const target = to + x * toStride + y;
-                    if (bottom - y >= 4 && right - x >= 4) {
-                        detail::transpose4x4(source, fromStride, target, toStride);
-                        continue;
-                    }
-                    for (int j = 0; j < std::min(bottom - y, 4); ++j)
-                        for (int i = 0; i < std::min(right - x, 4); ++i)
-                            target[i * toStride + j] = source[j * fromStride + i];
-                }
+    const int wholeColumns = columns & ~3, wholeRows = rows & ~3;
+    const auto block = [&](int x, int y) {
+        detail::transpose4x4(from + y * fromStride + x, fromStride, to + x * toStride + y, toStride);
+    };
+    if (rows > columns)
+        for (int y = 0; y < wholeRows; y += 4) {
+            detail::prefetch(from + (y + 16) * fromStride, fromStride, columns, std::min(rows - y - 16, 4));
+            for (int x = 0; x < wholeColumns; x += 4)
+                block(x, y);
         }
+    else
+        for (int x = 0; x < wholeColumns; x += 4)
+            for (int y = 0; y < wholeRows; y += 4)
+                block(x, y);
+    for (int y = 0; y < rows; ++y) // what is left on the right and at the bottom
+        for (int x = y < wholeRows ? wholeColumns : 0; x < columns; ++x)
+            to[x * toStride + y] = from[y * fromStride + x];
 }
 
 } // namespace lines
