@@ -326,7 +326,7 @@ Step Document::composeClippingGroup()
 
 Step Document::composeAll()
 {
-    return composed("Everything, composed anew", "What a redraw of the whole document costs.",
+    Step step = composed("Everything, composed anew", "What a redraw of the whole document costs.",
         "blurred copy of the photo", m_retouched, [this] {
             putPhoto();
             putPaint();
@@ -334,6 +334,8 @@ Step Document::composeAll()
             putMoon();
             putLens();
         });
+    step.before = show(m_photo);
+    return step;
 }
 
 template <class Action>

@@ -72,7 +72,7 @@ QImage onCheckerboard(const QImage &image)
     for (int y = 0; y < result.height(); ++y) {
         QRgb *line = reinterpret_cast<QRgb *>(result.scanLine(y));
         for (int x = 0; x < result.width(); ++x)
-            line[x] = (x / side + y / side) % 2 ? 0xFFC9CCD2 : 0xFFE9EBEE;
+            line[x] = (x / side + y / side) % 2 ? 0xFF848A98 : 0xFF6E7482;
     }
     QPainter(&result).drawImage(0, 0, image);
     return result;

@@ -2,6 +2,7 @@
 
 #include "Failure.h"
 #include "OutputFolder.h"
+#include "QuietErrors.h"
 
 #include <QtCore/QBuffer>
 #include <QtCore/QFile>
@@ -13,6 +14,7 @@ namespace {
 
 void save(OutputFolder &folder, const QString &name, const QImage &image)
 {
+    const QuietErrors quiet;
     if (!image.save(folder.fileFor(name), "PNG"))
         throw Failure(QString("cannot write '%1/%2'").arg(folder.path(), name));
 }

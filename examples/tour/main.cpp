@@ -2,6 +2,7 @@
 #include "Failure.h"
 #include "Gallery.h"
 #include "OutputFolder.h"
+#include "QuietErrors.h"
 #include "Report.h"
 #include "Scene.h"
 
@@ -18,9 +19,6 @@
 #include <cstdio>
 #include <new>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 namespace {
 
 constexpr qint64 largestPhoto = 100'000'000; // pixels
@@ -36,28 +34,6 @@ void checkSize(const QString &path, const QSize &size)
                                 .arg(size.height()));
 }
 
-/// While it lives nothing reaches stderr: the libraries below Qt's image plug-ins print there in their own words.
-class QuietErrors {
-public:
-    QuietErrors()
-        : m_kept(dup(STDERR_FILENO))
-    {
-        const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-        dup2(nowhere, STDERR_FILENO);
-        close(nowhere);
-    }
-    ~QuietErrors()
-    {
-        dup2(m_kept, STDERR_FILENO);
-        close(m_kept);
-    }
-    QuietErrors(const QuietErrors &) = delete;
-    QuietErrors &operator=(const QuietErrors &) = delete;
-
-private:
-    int m_kept;
-};
-
 QImage readPhoto(const QString &path)
 {
     const QFileInfo info(path);
@@ -67,7 +43,7 @@ QImage readPhoto(const QString &path)
         throw tour::Failure(QString("'%1' is a folder, not a photo").arg(path));
     if (info.size() == 0)
         throw tour::Failure(QString("'%1' is empty").arg(path));
-    const QuietErrors quiet;
+    const tour::QuietErrors quiet;
     QImageReader reader(path);
     reader.setDecideFormatFromContent(true);
     reader.setAutoTransform(true);
