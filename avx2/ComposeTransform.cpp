@@ -67,15 +67,17 @@ KXCORE_KERNEL void ComposeWithTransformation_RGBA32iImage_RGBA32iImage_avx2(cons
     KXCompositionMode mode, KX &dst, const QRect &dstRect, BaseTransformation *transformation, double opacity,
     bool lockAlpha)
 {
-    compose::composePlain(src, srcRect, mode, dst, dstRect, opacity, blending(*transformation, lockAlpha));
+    if (transformation)
+        compose::composePlain(src, srcRect, mode, dst, dstRect, opacity, blending(*transformation, lockAlpha));
 }
 
 KXCORE_KERNEL void ComposeWithTransformationMaskOn_RGBA32iImage_RGBA32iImage_avx2(const KX &src, const QRect &srcRect,
     KXCompositionMode mode, KX &dst, const QRect &dstRect, double opacity, const KX &mask, const QRect &maskRect,
     bool outsideVisible, BaseTransformation *transformation, bool lockAlpha)
 {
-    compose::composeMaskOn(src, srcRect, mode, dst, dstRect, opacity, mask, maskRect, outsideVisible,
-        blending(*transformation, lockAlpha));
+    if (transformation)
+        compose::composeMaskOn(src, srcRect, mode, dst, dstRect, opacity, mask, maskRect, outsideVisible,
+            blending(*transformation, lockAlpha));
 }
 
 KXCORE_KERNEL void ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2(const KX &src,
@@ -83,8 +85,9 @@ KXCORE_KERNEL void ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iI
     KX &clipMask, const QRect &clipMaskRect, bool outsideVisible, BaseTransformation *transformation, double opacity,
     bool lockAlpha)
 {
-    compose::composeClippingMaskOn(src, srcRect, mode, dst, dstRect, clip, clipRect, clipMask, clipMaskRect,
-        outsideVisible, opacity, blending(*transformation, lockAlpha));
+    if (transformation)
+        compose::composeClippingMaskOn(src, srcRect, mode, dst, dstRect, clip, clipRect, clipMask, clipMaskRect,
+            outsideVisible, opacity, blending(*transformation, lockAlpha));
 }
 
 KXCORE_KERNEL void ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2(const KX &src,
@@ -92,6 +95,7 @@ KXCORE_KERNEL void ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_R
     const QRect &clipRect, KX &clipMask, const QRect &clipMaskRect, bool outsideVisible, const KX &mask,
     const QRect &maskRect, bool maskOutsideVisible, BaseTransformation *transformation, bool lockAlpha)
 {
-    compose::composeClippingMaskAndMaskOn(src, srcRect, mode, dst, dstRect, opacity, clip, clipRect, clipMask,
-        clipMaskRect, outsideVisible, mask, maskRect, maskOutsideVisible, blending(*transformation, lockAlpha));
+    if (transformation)
+        compose::composeClippingMaskAndMaskOn(src, srcRect, mode, dst, dstRect, opacity, clip, clipRect, clipMask,
+            clipMaskRect, outsideVisible, mask, maskRect, maskOutsideVisible, blending(*transformation, lockAlpha));
 }

@@ -10,11 +10,11 @@
 ///           image's edge, and any difference in size, is cut off. Nothing in common means that nothing happens.
 /// Storage   Flat and tiled images in all pairings unless told otherwise. A QImage must be Format_ARGB32; otherwise the
 ///           call logs "Wrong input qimage format %1" and does nothing. Null and fake tiles of a tiled source are skipped,
-///           so that the tiles under them stay shared; a flat window of the source stands for its fake tiles, and then
-///           every destination tile below the rectangle becomes private.
+///           so that the tiles under them stay shared. A flat window of the source stands for its null and fake tiles;
+///           Compose and ComposeSource from such a source make every destination tile below the rectangle private.
 /// Opacity   0..1, times 256 and truncated; a result of 0 changes nothing. Between two flat images, and in everything
 ///           with masks, it is clamped to 0..1 first (NaN counts as 0). Where a tiled image takes part in a plain
-///           Compose it is not: a larger one gives a defined picture that is of no use.
+///           Compose it is not: one outside 0..1, NaN included, gives a defined picture that is of no use.
 /// lockAlpha Leaves the destination's alpha as it is (see KXCompositionMode for the exceptions).
 /// Modes     One that is unknown, or Destination, changes nothing.
 /// Masks     Their alpha is the coverage. The mask rectangle's top left corner lies on that of the destination
@@ -22,9 +22,11 @@
 ///           fully covered with @c outsideVisible and is not composed without it. Masks never narrow the composed area.
 /// Threads   May be called from any thread, also from a pool thread; the call returns when all is done. Flat
 ///           destinations are mostly written by as many pool workers as there are processors, tiled ones by the calling
-///           thread. Two calls must not write one image at once.
+///           thread. Two calls must not write one image at once. An image may be laid on itself; with flat images (and
+///           copies of one share its pixels) the two rectangles must then not overlap in different rows.
 /// Errors    std::bad_function_call before @c loadAVX2Functions(true). What is thrown inside (std::bad_alloc above all)
 ///           is logged as "[src/KXComposer:line] Unexpected exception ..." and leaves; part of the rows may be composed.
+///           From a pool worker only its text arrives, in a QUnhandledException; catch std::exception.
 
 #include "KXBlend.h"
 #include "KXGlobal.h"
@@ -67,7 +69,8 @@ KX_EXPORT void ComposeMaskOn(const Src &src, const QRect &srcRect, KXComposition
 ///
 /// The area is what source, clip and destination have in common. An empty @p clipMaskRect means that there is no clip
 /// mask. Where source, clip and clip mask are all tiled the clip mask is ignored. Fake tiles of the clip are read, null
-/// ones hide the source. A tiled destination is not served: the call logs "ClippingMask composer is missing ..." and
+/// ones hide the source. A flat window of the source counts only where there is a clip mask, and those of clip and clip
+/// mask never do. A tiled destination is not served: the call logs "ClippingMask composer is missing ..." and
 /// does nothing. Neither @p clip nor @p clipMask is changed.
 template <class Src, class Dst>
 KX_EXPORT void ComposeClippingMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst,
@@ -87,7 +90,7 @@ KX_EXPORT void ComposeClippingMaskAndMaskOn(const Src &src, const QRect &srcRect
 
 /// The four functions above with a source whose pixels go through @p transformation first; the source itself is not
 /// changed. Only the kernel module implements them: **without it they do nothing, in silence.** The transformation is
-/// borrowed for the call, may be used by several threads at once, and must not be null.
+/// borrowed for the call and used by several threads at once; a null one composes nothing.
 template <class Src, class Dst>
 KX_EXPORT void ComposeWithTransformation(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst,
     const QRect &dstRect, BaseTransformation *transformation, double opacity, bool lockAlpha);
@@ -116,13 +119,14 @@ KX_EXPORT void ComposeWithTransformationClippingMaskAndMaskOn(const Src &src, co
 /// Colours move towards the stamp's by its alpha times @p opacity; alpha grows towards @p opacity, or towards
 /// @p averageOpacity if that is the larger one; @p flow scales that growth (1.0: all of it). All three are in 0..1.
 /// A first stamp on transparent pixels copies the stamp's colour exactly. @p src is read as 32-bit pixels whatever its
-/// format. @p dst must be tiled; a flat one is left as it is, with "Invalid tile index ..." in the log. Every tile below the
+/// format; one with fewer bits per pixel composes nothing. @p dst must be tiled; a flat one is left as it is, with "Invalid tile index ..." in the log. Every tile below the
 /// stamp's rectangle becomes private, also under transparent pixels. Runs in the calling thread.
 KX_EXPORT void ComposeAlphaDarken(const QImage &src, const QRect &srcRect, RGBA32iImage &dst, const QRect &dstRect,
     double opacity, double averageOpacity, double flow);
 
 /// Combines the alpha of two brush tips; colours stay. Modes: Multiply, Darken, Overlay, DualColorDodge, ColorBurn,
-/// LinearBurnBrush, HardMix; any other changes nothing. Both images are read as 32-bit pixels whatever their format.
+/// LinearBurnBrush, HardMix; any other changes nothing. Both images are read as 32-bit pixels whatever their format;
+/// with fewer bits per pixel nothing happens.
 /// Runs in the calling thread.
 KX_EXPORT void ComposeDualBrush(
     const QImage &src, const QRect &srcRect, QImage &dst, const QRect &dstRect, KXCompositionMode mode);

@@ -26,6 +26,7 @@
 #include <QtCore/QSharedPointer>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -41,13 +42,23 @@ struct KXOverlap {
     int width, height;
 };
 
+/// The part of @p rect inside of @p imageRect; unlike QRect's operator it holds for rectangles of any size.
+inline QRect ClippedTo(const QRect &imageRect, const QRect &rect)
+{
+    if (!rect.isValid() || !imageRect.isValid())
+        return imageRect & rect;
+    const QRect inside(QPoint(std::max(rect.left(), imageRect.left()), std::max(rect.top(), imageRect.top())),
+        QPoint(std::min(rect.right(), imageRect.right()), std::min(rect.bottom(), imageRect.bottom())));
+    return inside.isValid() ? inside : QRect();
+}
+
 /// Lays the top left corner of @p rectA (source side) on that of @p rectB (destination side) and clips both to their
 /// images. Only the corners matter for the offset; a difference in size just narrows the result. Nothing when no pixel
 /// remains. All positions are valid input, however far outside the images they lie.
 inline std::optional<KXOverlap> ClipRects(
     const QRect &imageRectA, const QRect &rectA, const QRect &imageRectB, const QRect &rectB)
 {
-    const QRect a = imageRectA & rectA, b = imageRectB & rectB;
+    const QRect a = ClippedTo(imageRectA, rectA), b = ClippedTo(imageRectB, rectB);
     if (a.isEmpty() || b.isEmpty())
         return std::nullopt;
     const qint64 dx = qint64(rectB.x()) - rectA.x(), dy = qint64(rectB.y()) - rectA.y();
@@ -59,23 +70,7 @@ inline std::optional<KXOverlap> ClipRects(
     return KXOverlap { int(left - dx), int(top - dy), int(left), int(top), int(right - left), int(bottom - top) };
 }
 
-/// Owner of EXIF elements: deletes them when the last image that shares the list lets go of it.
-class KXEXIFElementList {
-public:
-    explicit KXEXIFElementList(const QList<KXEXIFElement *> &elements)
-        : m_elements(elements)
-    {
-    }
-    ~KXEXIFElementList() { qDeleteAll(m_elements); }
-    KXEXIFElementList(const KXEXIFElementList &) = delete;
-    KXEXIFElementList &operator=(const KXEXIFElementList &) = delete;
-    const QList<KXEXIFElement *> &Elements() const { return m_elements; }
-
-private:
-    QList<KXEXIFElement *> m_elements;
-};
-
-/// Reports of the image template; they go to the debug log as "[include/KXImage:line] text".
+/// Internal: reports of the image template. They go to the debug log as "[include/KXImage:line] text".
 struct KX_EXPORT KXImageLog {
     /// "Invalid tile index for getting the tile data %1" with @p index in the place of %1.
     static void InvalidTileRead(int index, int line);
@@ -165,7 +160,8 @@ public:
 
     KXImage &operator=(KXImage &&other) noexcept
     {
-        Swap(other);
+        KXImage taken(std::move(other));
+        Swap(taken);
         return *this;
     }
 
@@ -186,7 +182,8 @@ public:
     /// Makes @p target a deep copy, tiled if this image is or @p forceTiled is set. Taken over are the pixels, the
     /// resolution, the EXIF list (shared) and the application's words; **not** the profile, the metadata flags, the flat
     /// window and the meaning of fake tiles. Every tile that is not null becomes a private block of @p target, so that
-    /// none counts as fake there. From flat to tiled the pixels are copied by workers (see @c CopyRect).
+    /// none counts as fake there. From flat to tiled the pixels are copied by workers (see @c CopyRect): with a single
+    /// processor there are none, and the copy is transparent.
     void CopyTo(KXImage &target, bool forceTiled) const
     {
         KXImage copy(width, height, forceTiled || tiled);
@@ -219,6 +216,7 @@ public:
     ///           every pixel in any case.
     /// Threads   Runs on the global pool with one worker fewer than there are processors, and waits. With a single
     ///           processor nothing is copied; flat to flat asserts against that in a debug build.
+    /// Overlap   Two images may share a flat buffer; the two areas of it must then not overlap.
     /// Errors    A std::exception is logged as "[src/KXImage:line] text" and ends the copy.
     KX_EXPORT static void CopyRect(
         KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite);
@@ -274,7 +272,10 @@ public:
             return nullptr;
         }
         std::shared_ptr<T> &tile = tiles[size_t(index)];
-        if (tile && tile.use_count() != 1) {
+        const long users = tile.use_count();
+        // Whoever let go of the block last may still have been reading it: order that before what is written now.
+        std::atomic_thread_fence(std::memory_order_acquire);
+        if (users > 1) {
             std::shared_ptr<T> own = NewTile();
             std::memcpy(static_cast<void *>(own.get()), tile.get(), TileBytes);
             tile = std::move(own);
@@ -305,11 +306,14 @@ public:
         return tiles[size_t(index)].get() == fakeTile.get();
     }
 
+    /// Whether @p index lies in the tile table. The entry may still be null.
     bool HasTile(int index) const { return index >= 0 && size_t(index) < tiles.size(); }
 
     /// Copies @p bytes bytes of row @p y, from pixel @p x on, into @p buffer. False when (x, y) lies outside the image.
     ///
-    /// Flat     One copy, with no test of the row's end; a null buffer gives true and nothing is read.
+    /// A null buffer gives true, and nothing is read.
+    ///
+    /// Flat     One copy, with no test of the row's end.
     /// Tiled    Ends at the last tile of the row. A null tile is passed over and leaves its part of the buffer as it was.
     ///          Where the image has a flat window, what lies in it replaces the pixels of fake tiles.
     bool ReadRow(unsigned y, unsigned x, void *buffer, unsigned bytes) const
@@ -317,11 +321,13 @@ public:
         if (y >= unsigned(height) || x >= unsigned(width))
             return false;
         if (!tiled) {
-            if (buffer && bytes)
+            if (buffer)
                 std::memcpy(buffer, flatData.data() + size_t(y) * size_t(width) + x, bytes);
             return true;
         }
         unsigned char *out = static_cast<unsigned char *>(buffer);
+        if (!out)
+            return true;
         ForEachTileOfRow(y, x, bytes, [&](int index, int inTile, unsigned position, unsigned offset, unsigned count) {
             const T *tile = TileData(index);
             if (tile)
@@ -339,11 +345,13 @@ public:
         if (y >= unsigned(height) || x >= unsigned(width))
             return false;
         if (!tiled) {
-            if (buffer && bytes)
+            if (buffer)
                 std::memcpy(static_cast<void *>(flatData.data() + size_t(y) * size_t(width) + x), buffer, bytes);
             return true;
         }
         const unsigned char *in = static_cast<const unsigned char *>(buffer);
+        if (!in)
+            return true;
         ForEachTileOfRow(y, x, bytes, [&](int index, int inTile, unsigned, unsigned offset, unsigned count) {
             if (T *tile = TileData(index, true))
                 std::memcpy(static_cast<void *>(tile + inTile), in + offset, count);
@@ -355,10 +363,12 @@ public:
     QMutex &Mutex() const { return mutex; }
 
     /// Gives a tiled image a flat window: @p pixels, shared, holds @p rect.width() * rect.height() pixels with the
-    /// stride rect.width(), and the pixel for image position p is the one at p + @p offset - @p origin. @p rect is the
-    /// window in its own coordinates; its top left corner is normally (0, 0).
+    /// stride rect.width(), and the pixel for image position p is the one at p + @p offset - @p origin, counted from the
+    /// first pixel whatever the top left corner of @p rect is, which should be (0, 0). A flat image is left as it is.
     void SetFlatWindow(const QSharedPointer<T> &pixels, const QRect &rect, const QPoint &offset, const QPoint &origin)
     {
+        if (!tiled)
+            return;
         flatData = pixels;
         hasFlatWindow = true;
         flatWindowRect = rect;
@@ -386,7 +396,7 @@ public:
         int length;
     };
 
-    /// What the flat window holds from image position (x, y) to the right, and for how many pixels that answer holds.
+    /// For composition: what the flat window holds from image position (x, y) to the right, and for how many pixels that answer holds.
     Run FlatWindowRun(int x, int y) const
     {
         const qint64 wx = qint64(x) + flatWindowOffset.x() - flatWindowOrigin.x();
@@ -418,15 +428,31 @@ public:
     quint64 MetadataFlags() const { return metadataFlags; }
     void SetMetadataFlags(quint64 flags) { metadataFlags = flags; }
 
-    /// The EXIF elements, shared with all copies and deleted with the last of them.
+    /// The EXIF elements. They belong to the image and its copies and are deleted with the last of these that has them.
     QList<KXEXIFElement *> ExifElements() const
     {
-        return exifElements ? exifElements->Elements() : QList<KXEXIFElement *>();
+        QList<KXEXIFElement *> elements;
+        if (exifElements)
+            for (const auto &element : *exifElements)
+                elements << element.get();
+        return elements;
     }
-    /// Takes ownership of @p elements; copies of this image keep the list that they have.
+    /// Makes @p elements those of this image: its present ones, which it goes on sharing with its copies, or new ones, of
+    /// which it takes ownership. **Never those of another image**: assign, or copy the elements. Copies of this image keep
+    /// what they have.
     void SetExifElements(const QList<KXEXIFElement *> &elements)
     {
-        exifElements = elements.isEmpty() ? nullptr : std::make_shared<const KXEXIFElementList>(elements);
+        auto list = std::make_shared<ExifList>();
+        for (KXEXIFElement *element : elements) {
+            std::shared_ptr<KXEXIFElement> owner;
+            for (const ExifList *known : { exifElements.get(), static_cast<const ExifList *>(list.get()) })
+                if (known && !owner)
+                    for (const auto &present : *known)
+                        if (present.get() == element)
+                            owner = present;
+            list->push_back(owner ? owner : std::shared_ptr<KXEXIFElement>(element));
+        }
+        exifElements = std::move(list);
     }
 
     /// Two words and a byte for the application: kept, copied, and never read by the library.
@@ -436,6 +462,8 @@ public:
     void SetApplicationByte(quint8 value) { applicationByte = value; }
 
 private:
+    using ExifList = std::vector<std::shared_ptr<KXEXIFElement>>;
+
     static std::shared_ptr<T> NewTile()
     {
         T *block = static_cast<T *>(std::malloc(TileBytes));
@@ -525,7 +553,7 @@ private:
     int dpiX = 96;
     int dpiY = 0;
     quint64 metadataFlags = 0;
-    std::shared_ptr<const KXEXIFElementList> exifElements;
+    std::shared_ptr<const ExifList> exifElements;
     bool fakeIsContent = false;
 };
 

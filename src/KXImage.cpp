@@ -20,7 +20,7 @@ template <class T>
 void copyRun(T *dst, const T *src, int n, bool overwrite)
 {
     if (overwrite)
-        std::memcpy(static_cast<void *>(dst), src, size_t(n) * sizeof(T));
+        std::memmove(static_cast<void *>(dst), src, size_t(n) * sizeof(T));
     else
         copyOpaque(dst, src, n);
 }

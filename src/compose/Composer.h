@@ -58,29 +58,46 @@ inline Window windowFor(const RGBA32iImage &image, const KXOverlap &area)
         return Window::Ignored;
     const QRect window = image.FlatWindowRect();
     const Shift move = shiftBetween(image.FlatWindowOrigin(), image.FlatWindowOffset());
-    const auto meets = [](qint64 start, int length, qint64 windowStart, int windowLength) {
-        return start < windowStart + windowLength && windowStart < start + length;
+    const auto meets = [](qint64 start, int length, qint64 first, qint64 last) {
+        return start <= last && first < start + length;
     };
-    return meets(area.sourceX + move.x, area.width, window.x(), window.width())
-            && meets(area.sourceY + move.y, area.height, window.y(), window.height())
+    return meets(area.sourceX + move.x, area.width, window.left(), window.right())
+            && meets(area.sourceY + move.y, area.height, window.top(), window.bottom())
         ? Window::Used
         : Window::Ignored;
 }
 inline Window windowFor(const QImage &, const KXOverlap &) { return Window::Ignored; }
 
-enum class Threads { Caller, Pool };
+/// Who walks: the calling thread, in blocks of rows or row by row, or the pool, row by row.
+enum class Threads { Caller, CallerByRows, Pool };
 
-/// Runs @p walk over @p area: at once, or row by row on as many workers as there are processors. What it throws is logged.
+/// The calling thread walks blocks. Only where an image is laid on itself, moved, does the order of the rows matter.
+inline Threads onCaller(const void *source, const void *destination)
+{
+    return source == destination ? Threads::CallerByRows : Threads::Caller;
+}
+
+/// Runs @p walk over @p area: at once, or row by row, on as many workers as there are processors or on the calling
+/// thread. What a run of it throws is logged where it is thrown.
 template <class Walk>
 void runWalk(const QRect &area, Threads threads, Walk walk)
 {
-    support::guarded({ logPath, __LINE__ }, [&] {
-        if (threads == Threads::Caller)
-            walk(area);
-        else
-            workers::forEachRow(workers::hardware(), area.height(),
-                [&](int row) { walk(QRect(area.x(), area.y() + row, area.width(), 1)); });
-    });
+    const auto guardedWalk = [&walk](const QRect &part) {
+        support::guarded({ logPath, __LINE__ }, [&] { walk(part); });
+    };
+    const auto walkRow = [&](int row) { guardedWalk(QRect(area.x(), area.y() + row, area.width(), 1)); };
+    switch (threads) {
+    case Threads::Caller:
+        guardedWalk(area);
+        break;
+    case Threads::CallerByRows:
+        for (int row = 0; row < area.height(); ++row)
+            walkRow(row);
+        break;
+    case Threads::Pool:
+        workers::forEachRow(workers::hardware(), area.height(), walkRow);
+        break;
+    }
 }
 
 /// Blends what @p source holds, in the mode's plain form. @p clip, if there is one, is a mask that covers the whole area;
@@ -97,7 +114,7 @@ void blendPlain(const QRect &area, const SourcePlane &source, const SourcePlane 
             mask = clip->At(x, y);
             n = std::min(n, mask.length);
         }
-        OPRGBA32i *to = source.UsesWindow() ? target.Writable(x, y) : nullptr;
+        OPRGBA32i *to = source.HasWindow() ? target.Writable(x, y) : nullptr;
         if (!from.pixels || (clip && !mask.pixels))
             return n;
         if (!to)
@@ -163,7 +180,7 @@ void composePlain(const Src &src, const QRect &srcRect, KXCompositionMode mode, 
     const SourcePlane source(src, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(src, *area));
     const TargetPlane target(dst);
     const auto blender = makeBlender(mode, quint32(opacity256));
-    runWalk(destinationOf(*area), allFlat ? Threads::Pool : Threads::Caller,
+    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&src, &dst),
         [&](const QRect &part) { blendPlain(part, source, nullptr, target, blender); });
 }
 
@@ -175,7 +192,7 @@ void composeMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode,
     if (!hasRightFormat(src))
         return;
     const bool allFlat = !isTiled(src) && !dst.IsTiled() && !mask.IsTiled();
-    if (allFlat && maskRect.width() == 0 && maskRect.height() == 0 && outsideVisible)
+    if (allFlat && maskRect.isNull() && outsideVisible)
         return composePlain(src, srcRect, mode, dst, dstRect, opacity, makeBlender);
 
     const int opacity256 = clampedOpacity256(opacity);
@@ -183,14 +200,14 @@ void composeMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode,
     if (!composes(mode, opacity256) || !area || mask.Rect().isEmpty())
         return;
     // The whole mask rectangle moves with what clipping took off the start; its position in the mask does not change.
-    const qint64 right = qint64(maskRect.x()) + maskRect.width() + area->destinationX - dstRect.x();
-    const qint64 bottom = qint64(maskRect.y()) + maskRect.height() + area->destinationY - dstRect.y();
+    const qint64 right = qint64(maskRect.right()) + 1 + area->destinationX - dstRect.x();
+    const qint64 bottom = qint64(maskRect.bottom()) + 1 + area->destinationY - dstRect.y();
     const MaskPlane second(mask, shiftBetween(dstRect.topLeft(), maskRect.topLeft()), Window::Used,
         int(qBound<qint64>(0, right, mask.Width())), int(qBound<qint64>(0, bottom, mask.Height())), outsideVisible);
     const SourcePlane source(src, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(src, *area));
     const TargetPlane target(dst);
     const auto blender = makeBlender(mode, quint32(opacity256));
-    runWalk(destinationOf(*area), allFlat ? Threads::Pool : Threads::Caller,
+    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&src, &dst),
         [&](const QRect &part) { blendMasked(part, source, second, NoClip(), NoMask(), target, blender); });
 }
 
@@ -218,7 +235,7 @@ inline std::optional<ClippedArea> clipThree(const RGBA32iImage &src, const QRect
 inline MaskPlane clippingMask(
     const RGBA32iImage &mask, const QRect &maskRect, const QRect &dstRect, bool outsideVisible)
 {
-    const QRect bounds = mask.Rect() & maskRect;
+    const QRect bounds = ClippedTo(mask.Rect(), maskRect);
     return MaskPlane(mask, shiftBetween(dstRect.topLeft(), maskRect.topLeft()), Window::Ignored,
         bounds.x() + bounds.width(), bounds.y() + bounds.height(), outsideVisible);
 }
@@ -425,9 +442,8 @@ void composeAlphaDarken(
     const QImage &src, const QRect &srcRect, RGBA32iImage &dst, const QRect &dstRect, StampRow stampRow)
 {
     const auto area = ClipRects(src.rect(), srcRect, dst.Rect(), dstRect);
-    if (!src.constBits() || !area)
+    if (src.depth() < 32 || !area)
         return;
-    Q_ASSERT_X(src.depth() == 32, "ComposeAlphaDarken", "a stamp has 32-bit pixels");
     const SourcePlane source(src, sourceShift(*area), EmptyTiles::NullAndFake, Window::Ignored);
     const TargetPlane target(dst, TargetPlane::AlwaysTiled);
     runWalk(destinationOf(*area), Threads::Caller, [&](const QRect &part) {
@@ -449,9 +465,8 @@ void composeDualBrush(const QImage &src, const QRect &srcRect, QImage &dst, cons
     KXCompositionMode mode, const Table &table)
 {
     const auto area = ClipRects(src.rect(), srcRect, dst.rect(), dstRect);
-    if (!area)
+    if (src.depth() < 32 || dst.depth() < 32 || !area)
         return;
-    Q_ASSERT_X(src.depth() == 32 && dst.depth() == 32, "ComposeDualBrush", "brush tips have 32-bit pixels");
     const QImage reading = src; // shared: the destination may be this very image
     const SourcePlane source(reading, sourceShift(*area), EmptyTiles::NullAndFake, Window::Ignored);
     const TargetPlane target(dst);

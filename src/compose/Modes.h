@@ -116,7 +116,7 @@ struct SourceOver {
     static constexpr Forms forms = Forms::Both;
 
     /// With an opacity of 256 an opaque source has sa = 256, and 255 - sa wraps. The result is intended: alpha stays
-    /// full, and a colour of 0 over one that is not becomes 255.
+    /// full, and a colour of 0 over one that is not, where the destination is not transparent, becomes 255.
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
     {

@@ -50,7 +50,8 @@ public:
         , m_width(image.Width())
         , m_shift(shift)
         , m_empty(empty)
-        , m_window(image.IsTiled() && image.HasFlatWindow() ? window : Window::Ignored)
+        , m_hasWindow(image.IsTiled() && image.HasFlatWindow())
+        , m_window(m_hasWindow ? window : Window::Ignored)
     {
     }
     SourcePlane(const QImage &image, Shift shift, EmptyTiles empty, Window)
@@ -62,6 +63,8 @@ public:
     {
     }
 
+    /// Whether the image has a flat window at all, and whether it stands for empty tiles here.
+    bool HasWindow() const { return m_hasWindow; }
     bool UsesWindow() const { return m_window == Window::Used; }
 
     int RowsAt(int y) const
@@ -103,6 +106,7 @@ private:
     int m_width;
     Shift m_shift;
     EmptyTiles m_empty;
+    bool m_hasWindow = false;
     Window m_window = Window::Ignored;
 };
 

@@ -55,6 +55,16 @@ private:
 
 namespace detail {
 
+/// Shared by the workers of a loop. Every worker runs past the end once, so it is wider than the items.
+using Counter = std::atomic<qint64>;
+
+/// Takes items from @p counter, @p step apart, until they reach @p last or @p item returns false.
+template <class Item>
+void takeItems(Counter &counter, int last, int step, Item &&item)
+{
+    for (qint64 i = counter.fetch_add(step); i < last && item(static_cast<int>(i)); i = counter.fetch_add(step)) { }
+}
+
 /// A worker: runs its body once. @p Body is a reference where the caller waits and so keeps the body alive.
 template <class Body>
 class Task : public QRunnable {
@@ -147,10 +157,10 @@ void forEachItem(int count, int first, int last, MakeItem &&makeItem)
         for (int i = first; i < last && item(i); ++i) { }
         return;
     }
-    std::atomic<int> counter { first };
+    detail::Counter counter { first };
     run(count, [&] {
         auto item = makeItem();
-        for (int i = counter.fetch_add(1); i < last && item(i); i = counter.fetch_add(1)) { }
+        detail::takeItems(counter, last, 1, item);
     });
 }
 
@@ -162,11 +172,9 @@ void startForEachItem(int count, int first, int last, Item item)
 {
     if (first >= last)
         return;
-    const auto counter = std::make_shared<std::atomic<int>>(first);
+    const auto counter = std::make_shared<detail::Counter>(first);
     for (int worker = 0; worker < count; ++worker)
-        detail::start([counter, last, item] {
-            for (int i = counter->fetch_add(1); i < last && item(i); i = counter->fetch_add(1)) { }
-        });
+        detail::start([counter, last, item] { detail::takeItems(*counter, last, 1, item); });
 }
 
 /// Row loop without state per worker: @p row(i) for i in [0, rows) on @p count workers. A count of 0 or less does
@@ -189,10 +197,12 @@ template <class Rows>
 void forEachChunk(int count, int rowCount, Rows &&rows)
 {
     const int chunk = rowCount / count > 1 ? rowCount / count : 1;
-    std::atomic<int> counter { 0 };
+    detail::Counter counter { 0 };
     run(count, [&] {
-        for (int i = counter.fetch_add(chunk); i < rowCount; i = counter.fetch_add(chunk))
-            rows(i, rowCount - i < chunk ? rowCount : i + chunk);
+        detail::takeItems(counter, rowCount, chunk, [&](int first) {
+            rows(first, rowCount - first < chunk ? rowCount : first + chunk);
+            return true;
+        });
     });
 }
 

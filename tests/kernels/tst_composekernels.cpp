@@ -20,6 +20,9 @@ private Q_SLOTS:
     void wholeImages_data();
     void wholeImages();
     void overlapsItself();
+    void serveEveryEntry();
+    void letExceptionsOut_data();
+    void letExceptionsOut();
     void transformsTheSource_data();
     void transformsTheSource();
     void stamps_data();
@@ -185,10 +188,10 @@ void TestComposeKernels::wholeDomains()
     QFETCH(int, mode);
     const Entries fast = moduleEntries();
     QRandomGenerator random(4711);
-    const auto compare = [&](Pictures &p, const QString &where) {
+    const auto compare = [&](Pictures &p, const QString &where, double opacity = 1.0, bool lock = false) {
         for (const Form form : { Bare, Masked })
-            COMPARE_IMAGES(fast.composed(form, p, p.start.Rect(), KXCompositionMode(mode), 1.0, false),
-                plain.composed(form, p, p.start.Rect(), KXCompositionMode(mode), 1.0, false), where);
+            COMPARE_IMAGES(fast.composed(form, p, p.start.Rect(), KXCompositionMode(mode), opacity, lock),
+                plain.composed(form, p, p.start.Rect(), KXCompositionMode(mode), opacity, lock), where);
     };
     using Byte = unsigned char;
     Pictures p(256, 256, false, false, random);
@@ -209,7 +212,9 @@ void TestComposeKernels::wholeDomains()
         q.source.Bits()[i].a = Byte(i);
         q.start.Bits()[i].a = Byte(i >> 8);
     }
-    compare(q, "all alphas");
+    for (const bool lock : { false, true })
+        for (const double opacity : { 1.0, 255 / 256.0, 100 / 256.0 })
+            compare(q, QString("all alphas, opacity %1, lock %2").arg(opacity).arg(lock), opacity, lock);
 }
 
 void TestComposeKernels::wholeImages_data()
@@ -239,10 +244,28 @@ void TestComposeKernels::wholeImages()
         }
 }
 
-/// A row laid on itself, moved: each pixel reads what the pixels before it wrote.
+/// An image laid on itself, moved: each pixel reads what the pixels before it, row by row, wrote.
 void TestComposeKernels::overlapsItself()
 {
     QRandomGenerator random(3);
+    for (const QPoint &move : { QPoint(0, 1), QPoint(-1, 1), QPoint(3, -2), QPoint(2, 0) }) {
+        KX actual = Pictures::picture(200, 150, true, random);
+        QVector<quint32> pixels(200 * 150);
+        for (unsigned y = 0; y < 150; ++y)
+            actual.ReadRow(y, 0, pixels.data() + 200 * y, 800);
+        const QRect from = QRect(0, 0, 200, 150) & QRect(0, 0, 200, 150).translated(-move);
+        for (int y = from.top(); y <= from.bottom(); ++y) // at full opacity Source copies runs, each at once
+            for (int x = from.left(), n; x <= from.right(); x += n) {
+                n = std::min({ 128 - x % 128, 128 - (x + move.x()) % 128, from.right() + 1 - x });
+                std::memmove(&pixels[(y + move.y()) * 200 + x + move.x()], &pixels[y * 200 + x], size_t(n) * 4);
+            }
+        moduleEntries().bare(actual, from, KXCompositionMode::Source, actual, from.translated(move), 1.0, false);
+        QVector<quint32> row(200);
+        for (int y = 0; y < 150; ++y) {
+            actual.ReadRow(unsigned(y), 0, row.data(), 800);
+            QVERIFY2(row == pixels.mid(200 * y, 200), qPrintable(QString("row %1").arg(y)));
+        }
+    }
     for (int move = -10; move <= 10; ++move) {
         KX row = Pictures::picture(64, 1, false, random), expected, actual;
         row.CopyTo(expected, false);
@@ -252,6 +275,56 @@ void TestComposeKernels::overlapsItself()
         moduleEntries().bare(actual, from, KXCompositionMode::Multiply, actual, from.translated(move, 0), 0.5, false);
         COMPARE_IMAGES(actual, expected, QString("moved by %1").arg(move));
     }
+}
+
+/// The module that is built has every composition entry, so that none of them falls back on its default form.
+void TestComposeKernels::serveEveryEntry()
+{
+    testing::LogCapture log;
+    loadAVX2Functions(true);
+    QCOMPARE(log.texts(), QStringList());
+}
+
+void TestComposeKernels::letExceptionsOut_data()
+{
+    QTest::addColumn<bool>("tiledDestination");
+    QTest::newRow("from a worker") << false;
+    QTest::newRow("from the calling thread") << true;
+}
+
+/// A transformation that throws in one row of the source.
+void TestComposeKernels::letExceptionsOut()
+{
+    QFETCH(bool, tiledDestination);
+    class Throwing : public BaseTransformation {
+    public:
+        using BaseTransformation::operator();
+        void operator()(OPRGBA32i &pixel) const override
+        {
+            if (pixel == 0xFF123456u)
+                throw std::runtime_error("no more colours");
+        }
+    } throwing;
+    loadAVX2Functions(true);
+    KX source(40, 200, false), dst(40, 200, tiledDestination);
+    source.Fill(OPRGBA32i(0xFF00FF00u));
+    source.Bits()[100 * 40 + 7] = OPRGBA32i(0xFF123456u);
+    testing::LogCapture log;
+    bool thrown = false;
+    try {
+        ComposeWithTransformation(
+            source, source.Rect(), KXCompositionMode::Source, dst, dst.Rect(), &throwing, 1.0, false);
+    } catch (const std::exception &e) {
+        thrown = QByteArray(e.what()) == "no more colours";
+    }
+    QVERIFY(thrown);
+    QCOMPARE(log.texts(), QStringList { "[src/KXComposer] Unexpected exception no more colours" });
+    QVector<quint32> row(40);
+    dst.ReadRow(99, 0, row.data(), 160);
+    QCOMPARE(row, QVector<quint32>(40, 0xFF00FF00u));
+    // The other workers go on; the calling thread has no others.
+    dst.ReadRow(199, 0, row.data(), 160);
+    QCOMPARE(row, QVector<quint32>(40, tiledDestination || workers::hardware() < 2 ? 0u : 0xFF00FF00u));
 }
 
 void TestComposeKernels::transformsTheSource_data()
