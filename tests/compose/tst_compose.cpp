@@ -123,9 +123,10 @@ void TestCompose::tilesAfterwards()
     for (int round = 0; round < 20; ++round) {
         RGBA32iImage source = pictures::patchy(random, { 500, 400 }, Storage::Tiled);
         const QRect sourceRect(random.bounded(-50, 200), random.bounded(-50, 200), 300, 250);
-        if (withWindow) // one that has to do with the area
+        if (withWindow) // near the area or far from it
             pictures::addWindow(random, source,
-                QRect(sourceRect.center() - QPoint(random.bounded(90, 210), random.bounded(70, 130)), QSize(220, 140)));
+                QRect(sourceRect.center() - QPoint(random.bounded(90, 210), random.bounded(70, 130)), QSize(220, 140))
+                    .translated(round % 4 == 3 ? 5000 : 0, 0));
         const QRect rect(QPoint(random.bounded(-50, 90), random.bounded(-50, 90)), sourceRect.size());
         for (const Storage storage : { Storage::Flat, Storage::Tiled }) {
             const RGBA32iImage before = pictures::noise(random, { 390, 420 }, storage);

@@ -98,6 +98,7 @@ private Q_SLOTS:
     void clipRects_data();
     void clipRects();
     void exifElementsAreDeletedOnce();
+    void whatIsNotThereIsLeftAlone();
     void metaType();
 };
 
@@ -613,6 +614,8 @@ void TestImage::clipRects_data()
     QTest::newRow("from the origin to the highest")
         << corners(0, 0, high - 1, high - 1) << corners(10, 10, high - 1, high - 1) << QRect(0, 0, 50, 80)
         << QPoint(10, 10);
+    QTest::newRow("everything") << corners(low, low, high, high) << corners(low, low, high, high) << QRect(0, 0, 60, 80)
+                                << QPoint(0, 0);
     QTest::newRow("lowest on highest") << corners(low, low, low, low) << corners(high, high, high, high) << none
                                        << QPoint();
 }
@@ -645,13 +648,30 @@ void TestImage::exifElementsAreDeletedOnce()
             survivor = image;
             QCOMPARE(alive.use_count(), 3L); // shared, also by a deep copy
             QCOMPARE(copy.ExifElements(), image.ExifElements());
-            image.SetExifElements({ element() }); // the copies keep theirs
+            image.SetExifElements(image.ExifElements() << element()); // the copies keep theirs
+            QCOMPARE(alive.use_count(), 4L);
+            image.SetExifElements(image.ExifElements().mid(2) + image.ExifElements().mid(2)); // one, listed twice
             QCOMPARE(alive.use_count(), 4L);
             QCOMPARE(survivor.ExifElements().size(), 2);
         }
         QCOMPARE(alive.use_count(), 3L);
     }
     QCOMPARE(alive.use_count(), 1L);
+}
+
+void TestImage::whatIsNotThereIsLeftAlone()
+{
+    RGBA32iImage flat(10, 10, false), tiled(200, 10, true);
+    OPRGBA32i *const bits = flat.Bits();
+    flat.SetFlatWindow(QSharedPointer<OPRGBA32i>(new OPRGBA32i), QRect(0, 0, 1, 1), QPoint(), QPoint());
+    QVERIFY(!flat.HasFlatWindow() && flat.Bits() == bits);
+    for (RGBA32iImage *image : { &flat, &tiled })
+        QVERIFY(image->ReadRow(5, 5, nullptr, 20) && image->WriteRow(5, 5, nullptr, 20));
+    QVERIFY(tiled.IsFakeTile(0));
+    flat.Fill(red);
+    RGBA32iImage copy = flat;
+    RGBA32iImage::CopyRect(copy, flat, QRect(0, 0, 9, 10), QRect(1, 0, 9, 10), true); // one buffer, row by row
+    QCOMPARE(flat.Bits()[9], red);
 }
 
 void TestImage::metaType()
