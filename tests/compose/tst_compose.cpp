@@ -3,6 +3,8 @@
 #include "KXComposer.h"
 #include "Pictures.h"
 
+#include <QtCore/QThreadPool>
+
 #include <limits>
 
 using pictures::Storage;
@@ -43,6 +45,7 @@ private Q_SLOTS:
     void opacitiesThatAreNone();
     void copies();
     void ontoItself();
+    void onAPoolThread();
 };
 
 void TestCompose::places_data()
@@ -355,6 +358,29 @@ void TestCompose::ontoItself()
     Canvas expected(source);
     reference::compose(expected, r.translated(9, 2), { source, r }, 12, 200, false);
     Compose(source, r, KXCompositionMode::Plus, destination, r.translated(9, 2), 200 / 256.0, false);
+    VERIFY_SAME(pictures::difference(expected, destination));
+}
+
+/// The caller may itself sit on a thread of the pool that it waits for, with no other thread free.
+void TestCompose::onAPoolThread()
+{
+    QRandomGenerator random(19);
+    const QRect r(0, 0, 90, 70);
+    RGBA32iImage source = pictures::noise(random, r.size(), Storage::Flat), clip = source, none;
+    RGBA32iImage destination = pictures::noise(random, r.size(), Storage::Flat);
+    Canvas expected(destination);
+    reference::compose(expected, r, { source, r }, int(multiply), 256, false);
+    reference::composeClipped(expected, r, { source, r }, { clip, r }, nullptr, nullptr, int(multiply), 256, false);
+    QThreadPool *const pool = QThreadPool::globalInstance();
+    const int threads = pool->maxThreadCount();
+    pool->setMaxThreadCount(1);
+    pool->start(QRunnable::create([&] {
+        Compose(source, r, multiply, destination, r, 1.0, false);
+        ComposeClippingMaskOn(source, r, multiply, destination, r, clip, r, none, QRect(), false, 1.0, false);
+    }));
+    const bool finished = pool->waitForDone(60000);
+    pool->setMaxThreadCount(threads);
+    QVERIFY(finished);
     VERIFY_SAME(pictures::difference(expected, destination));
 }
 

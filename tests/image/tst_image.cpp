@@ -154,26 +154,37 @@ void TestImage::sizes()
     }
 }
 
-void TestImage::eightBytePixels()
+/// Storage of 8-byte pixels: tiles of 128 by 64.
+template <class Image>
+void eightBytePixelsOf()
 {
-    CMYKAImage image(300, 130, true);
-    QVERIFY(image.TilesX() == 3 && image.TilesY() == 3); // tiles of 128 by 64
+    using T = typename Image::Pixel;
+    Image image(300, 130, true);
+    QVERIFY(image.TilesX() == 3 && image.TilesY() == 3);
     paint(image);
     for (const QPoint p : { QPoint(0, 0), QPoint(127, 63), QPoint(128, 64), QPoint(299, 129) }) {
-        const OPCMYKA expected = pixelFor<OPCMYKA>(p.x(), p.y());
-        QCOMPARE(at(image, p.x(), p.y()).word, expected.word);
-        QCOMPARE(image.TileData(p.y() / 64 * 3 + p.x() / 128)[p.y() % 64 * 128 + p.x() % 128].word, expected.word);
+        const quint64 expected = pixelFor<T>(p.x(), p.y()).word;
+        QCOMPARE(at(image, p.x(), p.y()).word, expected);
+        QCOMPARE(image.TileData(p.y() / 64 * 3 + p.x() / 128)[p.y() % 64 * 128 + p.x() % 128].word, expected);
     }
     if (QThread::idealThreadCount() < 2)
         return;
-    CMYKAImage flat(300, 130, false), back(1, 1, true);
-    CMYKAImage::CopyRect(flat, image, image.Rect(), flat.Rect(), true);
+    Image flat(300, 130, false), back(1, 1, true);
+    Image::CopyRect(flat, image, image.Rect(), flat.Rect(), true);
     flat.CopyTo(back, true);
     for (int y = 0; y < 130; ++y)
         for (int x = 0; x < 300; ++x) {
-            QCOMPARE(at(flat, x, y).word, pixelFor<OPCMYKA>(x, y).word);
-            QCOMPARE(at(back, x, y).word, pixelFor<OPCMYKA>(x, y).word);
+            QCOMPARE(at(flat, x, y).word, pixelFor<T>(x, y).word);
+            QCOMPARE(at(back, x, y).word, pixelFor<T>(x, y).word);
         }
+}
+
+void TestImage::eightBytePixels()
+{
+    eightBytePixelsOf<CMYKAImage>();
+    eightBytePixelsOf<HSLAImage>();
+    eightBytePixelsOf<RGBA64iImage>();
+    eightBytePixelsOf<RGBA64fImage>();
 }
 
 void TestImage::copiesShare()
@@ -400,12 +411,13 @@ void TestImage::rowsOutside()
     const RGBA32iImage flat(130, 5, false);
     QVERIFY(flat.ReadRow(0, 0, nullptr, 520));
 
-    // A tiled row ends with its last tile, 256 pixels here, not with the image.
-    RGBA32iImage tiled(130, 5, true);
+    // A tiled row ends with its last tile, 256 pixels here, not with the image, and does not go on in the next row of tiles.
+    RGBA32iImage tiled(130, 130, true);
     std::fill(std::begin(row), std::end(row), red);
     QVERIFY(tiled.WriteRow(3, 2, row, sizeof row));
     QCOMPARE(tiled.TileData(1)[3 * 128 + 127], red);
     QCOMPARE(tiled.TileData(0)[3 * 128 + 1], OPRGBA32i());
+    QVERIFY(tiled.IsFakeTile(2));
     tiled.Fill(faint);
     QVERIFY(tiled.ReadRow(3, 2, row, sizeof row));
     QCOMPARE(row[253], faint);
@@ -616,6 +628,8 @@ void TestImage::clipRects_data()
         << QPoint(10, 10);
     QTest::newRow("everything") << corners(low, low, high, high) << corners(low, low, high, high) << QRect(0, 0, 60, 80)
                                 << QPoint(0, 0);
+    QTest::newRow("turned round, very far apart") // more apart than an int holds
+        << corners(2000000000, 0, 50, 50) << corners(-2000000000, 0, 50, 50) << none << QPoint();
     QTest::newRow("lowest on highest") << corners(low, low, low, low) << corners(high, high, high, high) << none
                                        << QPoint();
 }
