@@ -303,24 +303,25 @@ private:
             {
                 delete s_ofThread;
                 s_ofThread = nullptr;
-                ended = true;
+                s_threadEnds = true;
             }
-            bool ended = false;
         };
         static thread_local Owner owner;
-        if (!owner.ended)
+        if (!s_threadEnds)
             s_ofThread = new (std::nothrow) ColorMemory;
         return s_ofThread;
     }
 
-    /// Beside its owner, since this one needs no initialisation and so no check on each use; at a fixed place of the
-    /// thread's storage, which saves a call for its address.
+    /// Beside the owner, since these need no initialisation and so no check on each use; the pointer at a fixed place of
+    /// the thread's storage, which saves a call for its address.
     [[gnu::tls_model("initial-exec")]] static thread_local ColorMemory *s_ofThread;
+    static thread_local bool s_threadEnds;
 
     quint64 m_entries[1 << 16] = {};
 };
 
 thread_local ColorMemory *ColorMemory::s_ofThread = nullptr;
+thread_local bool ColorMemory::s_threadEnds = false;
 
 /// One pixel of tintFormatBGRA8. Its fourth byte takes no part and is not written.
 void convertPixel(const Engine &engine, const unsigned char *input, unsigned char *output)
