@@ -279,7 +279,7 @@ private:
 class ColorMemory {
 public:
     /// The calling thread's; null when there is no memory for one, or while the thread ends.
-    static ColorMemory *ofThread() { return Q_LIKELY(s_ofThread) ? s_ofThread : make(); }
+    static ColorMemory *ofThread();
 
     /// Converts @p color, 24 bits, by @p engine.
     quint32 convert(const Engine &engine, quint32 color)
@@ -287,47 +287,56 @@ public:
         const quint32 green = color >> 8 & 0xff, red = (color >> 16) - green, blue = (color & 0xff) - green;
         const quint64 tag = quint64(engine.number()) << 8 | (red & 0xf0) | (blue >> 4 & 0x0f);
         quint64 &entry = m_entries[green | (red & 0x0f) << 8 | (blue & 0x0f) << 12];
-        if (entry >> 24 != tag) {
-            quint32 pixel = qToLittleEndian(color);
-            engine.convert(&pixel, &pixel, 1);
-            entry = tag << 24 | (qFromLittleEndian(pixel) & 0xffffff);
-        }
+        if (entry >> 24 != tag)
+            fill(entry, tag, engine, color);
         return quint32(entry) & 0xffffff;
     }
 
 private:
-    static ColorMemory *make()
+    /// Out of line, so that what is remembered takes few instructions.
+    Q_NEVER_INLINE static void fill(quint64 &entry, quint64 tag, const Engine &engine, quint32 color)
     {
-        struct Owner {
-            ~Owner()
-            {
-                delete s_ofThread;
-                s_ofThread = nullptr;
-                s_threadEnds = true;
-            }
-        };
-        static thread_local Owner owner;
-        if (!s_threadEnds)
-            s_ofThread = new (std::nothrow) ColorMemory;
-        return s_ofThread;
+        unsigned char pixel[4];
+        qToLittleEndian(color, pixel);
+        engine.convert(pixel, pixel, 1);
+        // Read byte by byte, as Little CMS wrote it: a word would have to wait until its bytes have left for the cache.
+        entry = tag << 24 | quint32(pixel[2]) << 16 | quint32(pixel[1]) << 8 | pixel[0];
     }
 
-    /// Beside the owner, since these need no initialisation and so no check on each use; the pointer at a fixed place of
-    /// the thread's storage, which saves a call for its address.
-    [[gnu::tls_model("initial-exec")]] static thread_local ColorMemory *s_ofThread;
-    static thread_local bool s_threadEnds;
+    static ColorMemory *make();
 
     quint64 m_entries[1 << 16] = {};
 };
 
-thread_local ColorMemory *ColorMemory::s_ofThread = nullptr;
-thread_local bool ColorMemory::s_threadEnds = false;
+// Beside the owner, since these need no initialisation and so no check on each use. The model of the first saves a call for
+// its address; a pointer always finds room in what the loader keeps for that.
+[[gnu::tls_model("initial-exec")]] thread_local ColorMemory *memoryOfThread = nullptr;
+thread_local bool threadEnds = false;
+
+struct MemoryOwner {
+    ~MemoryOwner()
+    {
+        delete memoryOfThread;
+        memoryOfThread = nullptr;
+        threadEnds = true;
+    }
+};
+
+ColorMemory *ColorMemory::ofThread() { return Q_LIKELY(memoryOfThread) ? memoryOfThread : make(); }
+
+Q_NEVER_INLINE ColorMemory *ColorMemory::make()
+{
+    static thread_local MemoryOwner owner;
+    if (!threadEnds)
+        memoryOfThread = new (std::nothrow) ColorMemory;
+    return memoryOfThread;
+}
 
 /// One pixel of tintFormatBGRA8. Its fourth byte takes no part and is not written.
 void convertPixel(const Engine &engine, const unsigned char *input, unsigned char *output)
 {
     ColorMemory *const memory = ColorMemory::ofThread();
-    if (!memory) {
+    if (Q_UNLIKELY(!memory)) {
         engine.convert(input, output, 1);
         return;
     }
@@ -336,9 +345,6 @@ void convertPixel(const Engine &engine, const unsigned char *input, unsigned cha
     output[1] = static_cast<unsigned char>(result >> 8);
     output[2] = static_cast<unsigned char>(result >> 16);
 }
-
-/// From here on the engine's own loop over a row costs less per pixel than the look-up.
-constexpr unsigned int rowCount = 8;
 
 } // namespace
 
@@ -441,14 +447,10 @@ void tintClass::doTransform(void *transform, const void *input, void *output, un
     if (!transform)
         return;
     const Transform &t = *static_cast<Transform *>(transform);
-    if (!t.remembers || count >= rowCount) {
+    if (count == 1 && t.remembers)
+        convertPixel(*t.engine, static_cast<const unsigned char *>(input), static_cast<unsigned char *>(output));
+    else
         t.engine->convert(input, output, count);
-        return;
-    }
-    const auto *in = static_cast<const unsigned char *>(input);
-    auto *out = static_cast<unsigned char *>(output);
-    for (unsigned int i = 0; i < count; ++i)
-        convertPixel(*t.engine, in + 4 * i, out + 4 * i);
 }
 
 void tintClass::deleteTransform(void *transform) { delete static_cast<Transform *>(transform); }
