@@ -12,8 +12,8 @@ constexpr int width = 3840, height = 2160;
 constexpr double pixels = double(width) * height;
 
 /// The columns of the table. Ours appears twice in it: a process is either plain or has the module.
-enum class Column { Plain, Module, PainterStraight, PainterPremultiplied, OpenCV, Vips };
-constexpr int columnCount = 6;
+enum class Column { Plain, Module, PainterStraight, PainterPremultiplied, OpenCV, Vips, LittleCms };
+constexpr int columnCount = 7;
 const char *columnName(Column column);
 constexpr bool isPeer(Column column) { return column > Column::Module; }
 
@@ -63,6 +63,7 @@ private:
 
 void addComposition(Suite &suite);
 void addFilters(Suite &suite);
+void addProfiles(Suite &suite);
 void addOpenCV(Suite &suite); ///< only where it is installed
 void addVips(Suite &suite); ///< only where it is installed
 

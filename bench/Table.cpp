@@ -72,7 +72,7 @@ bool report(const std::vector<Row> &rows, const std::string &jsonFile)
                 "ours,\nwhich the goal wants to be at least the number before the x.\n\n",
         width, height);
     std::printf("%-34s", "operation");
-    const char *const heads[columnCount] = { "plain", "module", "QP strt", "QP prem", "OpenCV", "libvips" };
+    const char *const heads[columnCount] = { "plain", "module", "QP strt", "QP prem", "OpenCV", "libvips", "lcms2" };
     for (const char *head : heads)
         std::printf(" %8s", head);
     std::printf(" %7s %8s  %s\n", "best", "reached", "goal");

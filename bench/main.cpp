@@ -27,6 +27,7 @@ Suite makeSuite(Role role)
     Suite suite(role);
     addFilters(suite);
     addComposition(suite);
+    addProfiles(suite);
 #ifdef KXCORE_BENCH_OPENCV
     addOpenCV(suite);
 #endif
@@ -122,6 +123,7 @@ int main(int argc, char **argv)
     Suite names(Role::Peers); // for the rows alone
     addFilters(names);
     addComposition(names);
+    addProfiles(names);
     std::vector<Row> rows = names.rows();
     for (int round = 1; round <= rounds; ++round)
         for (const Role role : roles) {
