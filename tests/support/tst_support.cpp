@@ -4,6 +4,8 @@
 #include "support/Log.h"
 #include "support/Workers.h"
 
+#include <QtGui/QColor>
+
 #include <limits>
 
 namespace {
@@ -50,6 +52,8 @@ private Q_SLOTS:
     void anExceptionLeavesTheOthersAtWork();
     void whatLeaves();
     void callerOnAPoolThread();
+    void startedAndNotWaitedFor();
+    void itemsUpToTheLargestNumber();
 };
 
 void TestSupport::roundHalfUp_data()
@@ -305,6 +309,41 @@ void TestSupport::callerOnAPoolThread()
     pool->setMaxThreadCount(threads);
     QVERIFY(finished);
     QCOMPARE(sum.load(), 2 * 100 * 5);
+}
+
+void TestSupport::startedAndNotWaitedFor()
+{
+    QThreadPool *const pool = QThreadPool::globalInstance();
+    const auto seen = handedOut(100, [pool](auto take) {
+        workers::startForEachItem(0, 0, 100, [take](int i) {
+            take(i);
+            return true;
+        });
+        workers::startForEachItem(3, 0, 100, [take](int i) {
+            if (i == 50)
+                throw std::runtime_error("goes nowhere");
+            take(i);
+            return true;
+        });
+        QVERIFY(pool->waitForDone(60000));
+    });
+    std::vector<int> expected(100, 1);
+    expected[50] = 0;
+    QCOMPARE(seen, expected);
+}
+
+/// Every worker counts past the last item once, which must not turn round.
+void TestSupport::itemsUpToTheLargestNumber()
+{
+    const int last = std::numeric_limits<int>::max();
+    std::atomic<int> items { 0 };
+    workers::forEachItem(8, last - 5, last, [&] {
+        return [&](int i) {
+            items += i >= last - 5 ? 1 : 1000;
+            return true;
+        };
+    });
+    QCOMPARE(items.load(), 5);
 }
 
 KXCORE_TEST_MAIN(TestSupport)
