@@ -44,29 +44,30 @@ KXCORE_KERNEL void PremultiplyAlphaAVX2(unsigned char *pixels, bool)
 
 /// c = (c * 255 + (a >> 1)) / a for the colours of a block, modulo 256; where a is 0 the whole pixel becomes 0.
 ///
-/// With n = c * 255 + (a >> 1) <= 65152, the quotient is floor((2n + 1) * (0.5 / a)) in single precision: 2n + 1 is exact,
-/// the two roundings are off by less than 2^-22 of the result, and that is less than the 0.5 / a which (n + 0.5) / a keeps
-/// from the next integer on either side. 2n + 1 is c * 510 + (a | 1). Where a is 0 the product is infinite, its conversion
-/// 0x80000000, and the low byte of that 0.
+/// With n = c * 255 + (a >> 1) <= 65152 the quotient is floor((2n + 1) / 2a), and that is what (2n + 1 - a) / 2a rounds to:
+/// (2n + 1) / 2a keeps 1 / 2a from the integers on either side. The numerator is c * 510 + 1 - (a & 1). In single
+/// precision the reciprocal 0.5 / a and the product round off less than 2^-22 of a value below 2^16 / a, far less than
+/// 1 / 2a; adding 1.5 * 2^23, where floats are whole numbers, rounds to the quotient and leaves it in the low bits.
+/// Where a is 0 the product is infinite, and so is the sum: its low bits are 0.
 KXCORE_KERNEL void ReturnAlphaAVX2(unsigned char *pixels, bool)
 {
     if (isOpaque(pixels))
         return;
-    const __m256i byte = _mm256_set1_epi32(0xFF), factor = _mm256_set1_epi32(510), one = _mm256_set1_epi32(1);
+    const __m256i lowBytes = _mm256_set1_epi16(0xFF);
+    const __m256i first = _mm256_set1_epi32(510), second = _mm256_set1_epi32(510 << 16);
+    const __m256 whole = _mm256_set1_ps(1.5f * (1 << 23));
     for (int i = 0; i < vectors; ++i) {
         const __m256i v = lanes::load(pixels + 32 * i);
-        const __m256i a = _mm256_srli_epi32(v, 24);
-        const __m256i odd = _mm256_or_si256(a, one);
+        const __m256i blueRed = _mm256_and_si256(v, lowBytes), greenAlpha = _mm256_srli_epi16(v, 8);
+        const __m256i a = _mm256_srli_epi32(v, 24), isEven = _mm256_andnot_si256(a, _mm256_set1_epi32(1));
         const __m256 halfReciprocal = _mm256_div_ps(_mm256_set1_ps(0.5f), _mm256_cvtepi32_ps(a));
-        const auto straight = [&](__m256i c) {
-            const __m256i n = _mm256_add_epi32(_mm256_madd_epi16(c, factor), odd);
-            return _mm256_and_si256(_mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(n), halfReciprocal)), byte);
+        const auto straight = [&](__m256i pair, __m256i factors) { // of the channel whose factor is not 0
+            const __m256 n = _mm256_cvtepi32_ps(_mm256_add_epi32(_mm256_madd_epi16(pair, factors), isEven));
+            return _mm256_castps_si256(_mm256_add_ps(_mm256_mul_ps(n, halfReciprocal), whole));
         };
-        const __m256i b = straight(_mm256_and_si256(v, byte));
-        const __m256i g = straight(_mm256_and_si256(_mm256_srli_epi32(v, 8), byte));
-        const __m256i r = straight(_mm256_and_si256(_mm256_srli_epi32(v, 16), byte));
-        const __m256i bg = _mm256_or_si256(b, _mm256_slli_epi32(g, 8));
-        const __m256i ra = _mm256_or_si256(_mm256_slli_epi32(r, 16), _mm256_slli_epi32(a, 24));
-        lanes::store(pixels + 32 * i, _mm256_or_si256(bg, ra));
+        const __m256i b = straight(blueRed, first), r = straight(blueRed, second), g = straight(greenAlpha, first);
+        const __m256i br = _mm256_blend_epi16(b, _mm256_slli_epi32(r, 16), 0xAA);
+        const __m256i ga = _mm256_blend_epi16(g, greenAlpha, 0xAA);
+        lanes::store(pixels + 32 * i, _mm256_or_si256(_mm256_and_si256(br, lowBytes), _mm256_slli_epi16(ga, 8)));
     }
 }

@@ -1,6 +1,5 @@
 #include "Kernel.h"
-
-#include <immintrin.h>
+#include "Lanes.h"
 
 #include <algorithm>
 #include <cstring>
@@ -37,39 +36,45 @@ struct Halves {
     const unsigned *end; ///< of the source; nothing is read from there on
 };
 
-__m256i load8(const unsigned *left, const unsigned *right)
+/// Four pixels of each half from @p i on.
+__m256i loadHalves(const Halves &from, qptrdiff i)
 {
-    const __m128i l = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(left));
-    const __m128i both = _mm_castpd_si128(_mm_loadh_pd(_mm_castsi128_pd(l), reinterpret_cast<const double *>(right)));
-    return _mm256_cvtepu8_epi16(both);
+    const auto load = [](const unsigned *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); };
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(load(from.left + i)), load(from.right + i), 1);
 }
 
-/// Pixels i and i + 1 of both halves as 16-bit channels, zeros for what lies behind the end of the source.
+/// The same with zeros for what lies behind the end of the source.
 __m256i loadSafely(const Halves &from, qptrdiff i)
 {
-    unsigned left[2] = {}, right[2] = {};
-    for (int k = 0; k < 2; ++k) {
+    unsigned halves[2][4] = {};
+    for (int k = 0; k < 4; ++k) {
         if (from.left + i + k < from.end)
-            left[k] = from.left[i + k];
+            halves[0][k] = from.left[i + k];
         if (from.right + i + k < from.end)
-            right[k] = from.right[i + k];
+            halves[1][k] = from.right[i + k];
     }
-    return load8(left, right);
+    return lanes::load(halves);
 }
 
-/// Fills elements 0 to @p count - 1, rounded up to even, with neighbouring pixels, in one order or in the other.
+/// Fills elements 0 to @p count - 1, rounded up to even, with the pairs that begin at pixel @p first of each half.
 template <bool backward>
 void expand(const Halves &from, qptrdiff first, int count, __m256i *pairs)
 {
+    // Bytes k and k + 4 of a half, which are one channel of two neighbours, as 16-bit numbers; then one pixel further.
+    const auto shuffle = [](int pixel) {
+        const int near = 4 * (backward ? pixel + 1 : pixel), far = 4 * (backward ? pixel : pixel + 1);
+        const auto words = [&](int channel) {
+            return (near + channel) | 0x8000 | (far + channel) << 16 | int(0x80000000);
+        };
+        const __m128i half = _mm_setr_epi32(words(0), words(1), words(2), words(3));
+        return _mm256_broadcastsi128_si256(half);
+    };
+    const __m256i ofFirst = shuffle(0), ofSecond = shuffle(1);
     const qptrdiff available = from.end - from.right - first; // the left half ends before the right one
-    const Halves at { from.left + first, from.right + first, from.end };
-    __m256i here = loadSafely(at, 0);
     for (int i = 0; i < count; i += 2) {
-        const __m256i next = i + 4 <= available ? load8(at.left + i + 2, at.right + i + 2) : loadSafely(at, i + 2);
-        const __m256i between = _mm256_alignr_epi8(next, here, 8);
-        pairs[i] = backward ? _mm256_unpacklo_epi16(between, here) : _mm256_unpacklo_epi16(here, between);
-        pairs[i + 1] = backward ? _mm256_unpackhi_epi16(between, here) : _mm256_unpackhi_epi16(here, between);
-        here = next;
+        const __m256i pixels = i + 4 <= available ? loadHalves(from, first + i) : loadSafely(from, first + i);
+        pairs[i] = _mm256_shuffle_epi8(pixels, ofFirst);
+        pairs[i + 1] = _mm256_shuffle_epi8(pixels, ofSecond);
     }
 }
 

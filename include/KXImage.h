@@ -35,6 +35,10 @@
 #include <optional>
 #include <vector>
 
+/// Asks the system to back a large fresh buffer with large pages, where it can. Only a hint: a walk down columns touches
+/// another page with every row, and looking pages up would be most of its cost.
+KX_EXPORT void KXAdviseLargePages(void *buffer, size_t bytes);
+
 /// The area that two images have in common once their rectangles are laid on one another.
 struct KXOverlap {
     int sourceX, sourceY; ///< its top left corner in the source
@@ -480,6 +484,7 @@ private:
         T *block = pixels > INT_MAX ? nullptr : static_cast<T *>(std::calloc(size_t(pixels), sizeof(T)));
         if (!block)
             throw std::bad_alloc();
+        KXAdviseLargePages(block, size_t(pixels) * sizeof(T));
         return QSharedPointer<T>(block, [](T *p) { std::free(p); });
     }
 

@@ -3,6 +3,10 @@
 #include "support/Log.h"
 #include "support/Workers.h"
 
+#if __has_include(<sys/mman.h>)
+#include <sys/mman.h>
+#endif
+
 namespace {
 
 constexpr char headerPath[] = "include/KXImage";
@@ -38,6 +42,21 @@ void forEachTileRun(const Image &image, int x, int y, int width, Run run)
 }
 
 } // namespace
+
+void KXAdviseLargePages(void *buffer, size_t bytes)
+{
+#ifdef MADV_HUGEPAGE
+    // Whole pages inside the buffer. Its first and last ones may hold something else besides.
+    constexpr quintptr page = 4096;
+    const quintptr begin = (quintptr(buffer) + page - 1) & ~(page - 1), end = (quintptr(buffer) + bytes) & ~(page - 1);
+    constexpr quintptr large = 2 << 20; // smaller buffers cannot hold a large page
+    if (begin < end && end - begin >= large)
+        madvise(reinterpret_cast<void *>(begin), end - begin, MADV_HUGEPAGE);
+#else
+    Q_UNUSED(buffer)
+    Q_UNUSED(bytes)
+#endif
+}
 
 void KXImageLog::InvalidTileRead(int index, int line)
 {
