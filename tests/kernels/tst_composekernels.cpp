@@ -47,12 +47,13 @@ struct Pictures {
 
     static KX picture(int width, int height, bool tiled, QRandomGenerator &random)
     {
-        KX flat(width, height, false);
-        auto *bytes = reinterpret_cast<unsigned char *>(flat.Bits());
-        for (int i = 0; i < 4 * width * height; ++i)
-            bytes[i] = testing::saltedByte(random);
-        KX result;
-        flat.CopyTo(result, tiled);
+        KX result(width, height, tiled);
+        std::vector<unsigned char> row(4 * size_t(width));
+        for (int y = 0; y < height; ++y) {
+            for (unsigned char &byte : row)
+                byte = testing::saltedByte(random);
+            result.WriteRow(unsigned(y), 0, row.data(), unsigned(row.size()));
+        }
         return result;
     }
 
