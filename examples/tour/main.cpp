@@ -11,6 +11,7 @@
 
 #include <QtCore/QCommandLineParser>
 #include <QtCore/QCoreApplication>
+#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtGui/QImageReader>
 
@@ -36,15 +37,13 @@ void checkSize(const QString &path, const QSize &size)
 
 QImage readPhoto(const QString &path)
 {
-    const QFileInfo info(path);
-    if (!info.exists())
-        throw tour::Failure(QString("'%1' does not exist").arg(path));
-    if (info.isDir())
-        throw tour::Failure(QString("'%1' is a folder, not a photo").arg(path));
-    if (info.size() == 0)
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        throw tour::Failure(QString("cannot read '%1': %2").arg(path, file.errorString()));
+    if (file.size() == 0)
         throw tour::Failure(QString("'%1' is empty").arg(path));
     const tour::QuietErrors quiet;
-    QImageReader reader(path);
+    QImageReader reader(&file);
     reader.setDecideFormatFromContent(true);
     reader.setAutoTransform(true);
     checkSize(path, reader.size());
