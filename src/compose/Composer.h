@@ -35,6 +35,12 @@ inline int clampedOpacity256(double opacity)
     return arithmetic::opacity256(!(opacity >= 0) ? 0 : opacity < 1 ? opacity : 1);
 }
 
+/// QRect::isNull(), which overflows at the ends of the number range.
+inline bool hasNoSize(const QRect &rect)
+{
+    return rect.right() == qint64(rect.x()) - 1 && rect.bottom() == qint64(rect.y()) - 1;
+}
+
 /// Whether anything can be composed at all.
 inline bool composes(KXCompositionMode mode, int opacity)
 {
@@ -192,7 +198,7 @@ void composeMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode,
     if (!hasRightFormat(src))
         return;
     const bool allFlat = !isTiled(src) && !dst.IsTiled() && !mask.IsTiled();
-    if (allFlat && maskRect.isNull() && outsideVisible)
+    if (allFlat && hasNoSize(maskRect) && outsideVisible)
         return composePlain(src, srcRect, mode, dst, dstRect, opacity, makeBlender);
 
     const int opacity256 = clampedOpacity256(opacity);
