@@ -19,8 +19,8 @@
 ///
 /// Shape    Works inside the rectangle clipped to the image; an invalid one stands for the whole image. Where nothing is
 ///          left, nothing happens.
-/// Storage  Rows: flat or tiled; in a tiled image all tiles of the rectangle are made private first. Columns: flat only, a
-///          tiled image is left as it is, though each column is counted. **Flat buffers are shared by copies of an
+/// Storage  Rows: flat or tiled; in a tiled image all tiles of the rectangle are made private first, so that a flat window
+///          of it is not looked at. Columns: flat only, a tiled image is left as it is, though each column is counted. **Flat buffers are shared by copies of an
 ///          image**, and are written here.
 /// Errors   None but std::bad_alloc, and what @p progress throws. A set cancel flag stops between lines; the lines finished
 ///          by then stay.

@@ -43,9 +43,9 @@ public:
     /// Blurs the image, or what is selected of it, and returns it.
     ///
     /// Storage    The image must be flat: the vertical pass reaches nothing else, and a tiled image comes back blurred
-    ///            along its rows only. **Without a selection the blur is written into the buffer of @c data.image, which
-    ///            the caller's image shares**; with one, that buffer receives the merged result. Pass a copy made with
-    ///            @c CopyTo to keep the original.
+    ///            along its rows only, without regard to its flat window. **Without a selection the blur is written into
+    ///            the buffer of @c data.image, which the caller's image shares**; with one, that buffer receives the
+    ///            merged result. Pass a copy made with @c CopyTo to keep the original.
     /// Selection  Each pixel moves from the old value to the blurred one by the alpha of the selection. Pixels around the
     ///            selection count as neighbours.
     /// Memory     No copy of the image without a selection, one with it.

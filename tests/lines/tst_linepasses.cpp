@@ -423,6 +423,17 @@ void TestLinePasses::tiledImagesInRows()
     COMPARE_PICTURE(Picture::of(before), picture); // shared tiles were copied
     QCOMPARE(image.TileData(6), before.TileData(6)); // below the rectangle they are still shared
 
+    // A null tile reads as empty, not as what a worker read before, and stays null.
+    RGBA32iImage holed(300, 130, true);
+    holed.Fill(OPRGBA32i(0xFFFFFFFFu));
+    holed.ReleaseTile(4);
+    slide<HorizontalDirection>(OPRGBABlurAccumulatorPremul(1), holed, QRect());
+    QVERIFY(!holed.TileData(4));
+    for (int y = 0; y < 2; ++y) {
+        QCOMPARE(holed.TileData(3)[y * 128 + 127].word, OPRGBA32i(255, 255, 255, 170).word);
+        QCOMPARE(holed.TileData(5)[y * 128].word, OPRGBA32i(255, 255, 255, 170).word);
+    }
+
     // With workers that meet in tiles which all are one block at first.
     RGBA32iImage fresh(500, 500, true);
     fresh.Fill(OPRGBA32i(1u));
