@@ -9,7 +9,7 @@
 /// Transforms One transform handle may be used by any number of threads at once, without a lock. Handles are separate, and
 ///            while one lives, further ones for the same conversion are cheap to make.
 /// Log        What Little CMS has to say about bytes that it cannot read goes to the debug log as
-///            "[platform/tintlib/tintClass:line] text". Making a transform says nothing.
+///            "[platform/tintlib/...:line] text". Making a transform says nothing.
 /// Errors     Null or 0, as told at each operation; std::bad_alloc passes through. Handles of one kind must not be passed
 ///            for the other.
 

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "Profile.h"
+
+#include <memory>
+
+#include <lcms2.h>
+
+namespace tint {
+
+/// A transform of Little CMS: never changed once it is made, so that any number of handles and threads may use one.
+class Engine {
+public:
+    /// Takes @p transform over, which is not null.
+    explicit Engine(cmsHTRANSFORM transform)
+        : m_transform(transform)
+        , m_number(nextNumber())
+    {
+    }
+    ~Engine() { cmsDeleteTransform(m_transform); }
+    Engine(const Engine &) = delete;
+    Engine &operator=(const Engine &) = delete;
+
+    void convert(const void *input, void *output, unsigned int count) const
+    {
+        cmsDoTransform(m_transform, input, output, count);
+    }
+
+    /// A number that no other engine of this process has, or 0 when the numbers have run out.
+    quint32 number() const { return m_number; }
+
+private:
+    static quint32 nextNumber();
+
+    cmsHTRANSFORM m_transform;
+    quint32 m_number;
+};
+
+/// The engine that converts from @p source to @p target in this way; null when Little CMS cannot, which is not reported.
+///
+/// Making one may take tens of milliseconds, and a walk over an image begins with a copy of its transform: while an engine
+/// is in use, whoever asks for the same conversion gets that one. May be called from any thread.
+std::shared_ptr<const Engine> engineFor(const Profile &source, unsigned int inputFormat, const Profile &target,
+    unsigned int outputFormat, unsigned int intent, unsigned int flags);
+
+} // namespace tint

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QtCore/QByteArray>
+
+#include <lcms2.h>
+#include <lcms2_plugin.h>
+
+namespace tint {
+
+/// Contexts of Little CMS of our own, so that neither the messages nor the settings of an application's own use of Little
+/// CMS meet ours. They live as long as the process. The one writes messages to the debug log, the other drops them.
+cmsContext loggingContext();
+cmsContext silentContext();
+
+/// A profile as Little CMS sees it, read from bytes that must outlive it.
+///
+/// Tags may overlap and may refer to one piece of data over and over, so that a few bytes can stand for any amount of
+/// work. Hence the allowance: an honest profile is read about once, and reading fails when the whole has been read some
+/// times over.
+class OpenProfile {
+public:
+    OpenProfile(cmsContext context, const QByteArray &bytes);
+    ~OpenProfile();
+    OpenProfile(const OpenProfile &) = delete;
+    OpenProfile &operator=(const OpenProfile &) = delete;
+
+    /// Null when Little CMS refused the header or the tag directory.
+    cmsHPROFILE handle() const { return m_handle; }
+
+private:
+    static cmsUInt32Number read(cmsIOHANDLER *io, void *buffer, cmsUInt32Number size, cmsUInt32Number count);
+    static cmsBool seek(cmsIOHANDLER *io, cmsUInt32Number offset);
+
+    const char *m_data;
+    cmsUInt32Number m_size;
+    cmsUInt32Number m_position = 0;
+    quint64 m_allowance;
+    cmsIOHANDLER m_io {};
+    cmsHPROFILE m_handle = nullptr;
+};
+
+} // namespace tint
