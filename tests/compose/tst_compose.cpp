@@ -36,14 +36,12 @@ private Q_SLOTS:
     void tilesAfterwards();
     void onlyFakeTiles();
     void nullDestinationTiles();
-    void splitAtTheSourcesTiles();
     void windows_data();
     void windows();
     void fakeTilesThatAreContent();
     void wrongFormats();
     void nothingToDo();
     void opacitiesThatAreNone();
-    void copies();
     void ontoItself();
     void onAPoolThread();
 };
@@ -175,18 +173,6 @@ void TestCompose::nullDestinationTiles()
         QVERIFY(!destination.TileData(1));
     }
     QVERIFY(!destination.IsFakeTile(0) && !destination.IsFakeTile(2));
-}
-
-/// A border between tiles of the source alone.
-void TestCompose::splitAtTheSourcesTiles()
-{
-    RGBA32iImage source(256, 1, true), destination(256, 1, true);
-    std::fill_n(source.TileData(0, true), 128, red);
-    std::fill_n(source.TileData(1, true), 128, faint);
-    Compose(source, QRect(64, 0, 128, 1), KXCompositionMode::Source, destination, QRect(0, 0, 128, 1), 1.0, false);
-    for (int x = 0; x < 128; ++x)
-        QCOMPARE(pictures::at(destination, x, 0), x < 64 ? red : faint);
-    QVERIFY(destination.IsFakeTile(1));
 }
 
 void TestCompose::windows_data()
@@ -335,17 +321,6 @@ void TestCompose::opacitiesThatAreNone()
                 VERIFY_SAME(pictures::difference(expected, flat));
                 VERIFY_SAME(pictures::difference(masked, throughMask));
             }
-}
-
-/// ComposeSource copies transparent pixels too; fake tiles keep what lies under them.
-void TestCompose::copies()
-{
-    RGBA32iImage source(256, 1, true), destination(256, 1, false);
-    destination.Fill(red);
-    source.TileData(1, true)[3] = faint;
-    ComposeSource(source, source.Rect(), destination, source.Rect());
-    for (int x = 0; x < 256; ++x)
-        QCOMPARE(pictures::at(destination, x, 0), x < 128 ? red : x == 131 ? faint : OPRGBA32i());
 }
 
 /// A source that shares its tiles with the destination is read as it was.

@@ -80,7 +80,6 @@ private Q_SLOTS:
     void maskRectangles_data();
     void maskRectangles();
     void withoutAMask();
-    void emptyMaskImage();
     void clippingMask_data();
     void clippingMask();
     void clippingMaskAndMask_data();
@@ -218,19 +217,6 @@ void TestMasks::withoutAMask()
             compose(onto, mask, QRect());
             VERIFY_SAME(pictures::difference(masked, onto));
         }
-}
-
-void TestMasks::emptyMaskImage()
-{
-    QRandomGenerator random(6);
-    const QRect r(0, 0, 20, 20);
-    const RGBA32iImage source = pictures::noise(random, r.size(), Storage::Flat);
-    for (const bool tiled : { false, true }) {
-        RGBA32iImage destination = pictures::noise(random, r.size(), storageOf(tiled));
-        const Canvas expected(destination);
-        ComposeMaskOn(source, r, KXCompositionMode::Source, destination, r, 1.0, RGBA32iImage(), r, true, false);
-        VERIFY_SAME(pictures::difference(expected, destination));
-    }
 }
 
 void TestMasks::clippingMask_data()
@@ -405,6 +391,7 @@ void TestMasks::rectanglesFarOutside()
             image, r, mode, destination, r, 1.0, clip, odd, clipMask, r, true, image, r, true, false);
         // Masks that hide all.
         ComposeMaskOn(image, r, mode, destination, r, 1.0, image, odd, false, false);
+        ComposeMaskOn(image, r, mode, destination, r, 1.0, RGBA32iImage(), r, true, false); // one without pixels
         ComposeClippingMaskAndMaskOn(
             image, r, mode, destination, r, 1.0, clip, r, clipMask, r, true, image, odd, false, false);
         VERIFY_SAME(pictures::difference(expected, destination));
