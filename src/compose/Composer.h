@@ -176,7 +176,9 @@ template <class Src, class Dst, class MakeBlender>
 void composePlain(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst, const QRect &dstRect,
     double opacity, const MakeBlender &makeBlender)
 {
-    if (!hasRightFormat(src) || !hasRightFormat(dst))
+    // Both are asked, for each wrong one is logged.
+    const bool sourceFits = hasRightFormat(src), destinationFits = hasRightFormat(dst);
+    if (!sourceFits || !destinationFits)
         return;
     const bool allFlat = !isTiled(src) && !isTiled(dst);
     const int opacity256 = allFlat ? clampedOpacity256(opacity) : arithmetic::opacity256(opacity);

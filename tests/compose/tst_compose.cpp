@@ -251,9 +251,10 @@ void TestCompose::wrongFormats()
         // Before every other test: the rectangles, the mode, the opacity.
         QCOMPARE(logOf([&] { Compose(wrong, QRect(), KXCompositionMode::Destination, image, r, 0, false); }), once);
         QCOMPARE(logOf([&] { ComposeMaskOn(wrong, QRect(), multiply, image, r, 0, mask, r, true, false); }), once);
-        // The source is looked at first.
-        QCOMPARE(logOf([&] { Compose(wrong, r, multiply, alsoWrong, r, 1.0, false); }), once);
-        QCOMPARE(logOf([&] { ComposeSource(wrong, r, alsoWrong, r); }), once);
+        // Both are refused, the source first.
+        const QStringList twice { line.arg(format), line.arg(QImage::Format_RGB16) };
+        QCOMPARE(logOf([&] { Compose(wrong, r, multiply, alsoWrong, r, 1.0, false); }), twice);
+        QCOMPARE(logOf([&] { ComposeSource(wrong, r, alsoWrong, r); }), twice);
 
         QCOMPARE(wrong, wrongBefore);
         QCOMPARE(right, rightBefore);
