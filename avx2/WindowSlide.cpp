@@ -2,6 +2,7 @@
 #include "Lanes.h"
 
 #include "KXKernels.h"
+#include "lines/WindowSlide.h"
 
 #include <algorithm>
 #include <typeinfo>
@@ -254,7 +255,7 @@ void slideLine(const OPRGBA32i *padded, OPRGBA32i *destination, int length, int 
         slide<WideWindow>(padded, destination, length, radius, accumulator);
 }
 
-/// The slide as the library does it, for accumulators of an application, and for lines and windows without a vector form.
+/// The slide through the virtual table, for accumulators of an application.
 void slidePlain(OPRGBABlurAccumulatorBase &accumulator, const OPRGBA32i *line, OPRGBA32i *out, int readFirst,
     int readLast, int first, int last, int radius)
 {
@@ -278,23 +279,28 @@ KXCORE_KERNEL void LineHandlerAVX2(OPRGBABlurAccumulatorBase *accumulator, OPRGB
 {
     const std::type_info &type = typeid(*accumulator);
     const int length = last - first + 1;
-    if (length < 2 || radius < 0 || radius > (WideWindow::maximumSize - 1) / 2 || radius != accumulator->GetRadius())
+    if (radius < 0 || radius != accumulator->GetRadius())
         return slidePlain(*accumulator, source, destination, readFirst, readLast, first, last, radius);
 
-    const auto run = [&](const auto &form) {
-        slideLine(repeatEnds(source, readFirst, readLast, first, last, radius), destination, length, radius, form);
+    // Each class by its vector form, or by the library's own slide where a line or a window is too short or too long.
+    const auto run = [&](auto *own, const auto &form) {
+        if (length < 2 || radius > (WideWindow::maximumSize - 1) / 2)
+            lines::slideWindow(*own, source, readLast - readFirst + 1, destination, length, first - readFirst, radius);
+        else
+            slideLine(repeatEnds(source, readFirst, readLast, first, last, radius), destination, length, radius, form);
     };
     // By exact type: what an application derives may compute something else.
     if (type == typeid(OPRGBABlurAccumulatorPremul))
-        run(Premultiplied {});
+        run(static_cast<OPRGBABlurAccumulatorPremul *>(accumulator), Premultiplied {});
     else if (type == typeid(OPRGBABlurAccumulator))
-        run(Plain {});
+        run(static_cast<OPRGBABlurAccumulator *>(accumulator), Plain {});
     else if (type == typeid(OPAlphaBlurAccumulator))
-        run(Alpha { 0 });
+        run(static_cast<OPAlphaBlurAccumulator *>(accumulator), Alpha { 0 });
     else if (type == typeid(OPAlphaBlurAccumulatorWithInvert))
-        run(Alpha { 255 });
-    else if (type == typeid(OPAlphaBlurAccumulatorWithRGBColorize))
-        run(Colored { static_cast<OPAlphaBlurAccumulatorWithRGBColorize *>(accumulator)->Color().word });
-    else
+        run(static_cast<OPAlphaBlurAccumulatorWithInvert *>(accumulator), Alpha { 255 });
+    else if (type == typeid(OPAlphaBlurAccumulatorWithRGBColorize)) {
+        auto *const colorize = static_cast<OPAlphaBlurAccumulatorWithRGBColorize *>(accumulator);
+        run(colorize, Colored { colorize->Color().word });
+    } else
         slidePlain(*accumulator, source, destination, readFirst, readLast, first, last, radius);
 }

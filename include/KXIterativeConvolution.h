@@ -19,12 +19,14 @@
 ///
 /// Shape    Works inside the rectangle clipped to the image; an invalid one stands for the whole image. Where nothing is
 ///          left, nothing happens.
-/// Storage  Rows: flat or tiled; in a tiled image all tiles of the rectangle are made private first, so that a flat window
-///          of it is not looked at. Columns: flat only, a tiled image is left as it is, though each column is counted. **Flat buffers are shared by copies of an
-///          image**, and are written here.
-/// Errors   None but std::bad_alloc, and what @p progress throws. A set cancel flag stops between lines; the lines finished
-///          by then stay.
-/// Threads  Runs on the global pool with a worker per processor, and waits; with one processor on the calling thread.
+/// Storage  Rows: flat or tiled; in a tiled image all tiles of the rectangle are made private first and take over what a flat
+///          window shows in their place. Columns: flat only, a tiled image is left as it is, though each column is counted.
+///          **Flat buffers are shared by copies of an image**, and are written here.
+/// Errors   None but std::bad_alloc, and what @p progress throws; from a pool worker only its text arrives, in a
+///          QUnhandledException: catch std::exception. A set cancel flag stops between lines; the lines finished by then
+///          stay.
+/// Threads  Runs on the global pool with a worker per processor, and waits; with one processor on the calling thread,
+///          where a flat image is not weighted by alpha (the walks that do so have no worker then).
 ///          Progress, where it holds a target, is called once per finished line from any of these threads.
 /// Owner    Keeps its own copy of the kernel; borrows the image.
 /// Cost     One multiplication per entry, channel and pixel; two line buffers per line in hand and worker.

@@ -10,7 +10,7 @@
 
 /// Blurs a layer with the mean of a square, one direction after the other; colour counts by its alpha.
 ///
-/// Costs the same for any radius. Means are truncated, so that semi-transparent pixels lose a little colour even with a
+/// Costs the same for any radius up to the size of the image, and little more beyond. Means are truncated, so that semi-transparent pixels lose a little colour even with a
 /// radius of 0; see @c OPRGBABlurAccumulatorPremul.
 class KX_EXPORT OPBoxBlurProcessing : public OPAdjustmentProcessing {
 public:

@@ -15,8 +15,8 @@
 class KX_EXPORT OPGaussianBlurProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {
-        /// In pixels. Sensible from 0.2, which is close to no blur, to some hundreds. 0 and NaN, and anything above
-        /// 13000, clear what they blur; see @c KXBlur::CreateGaussianKernel, whose exceptions leave @c run.
+        /// In pixels. Sensible from 0.2, which is close to no blur, to some hundreds. 0 and NaN, and values
+        /// above 13000, clear what they blur; see @c KXBlur::CreateGaussianKernel, whose exceptions leave @c run.
         double sigma = 5.0;
 
         /// Writes "KXGaussianBlur 1.00000", then sigma. False when the stream fails.
@@ -43,9 +43,9 @@ public:
     /// Blurs the image, or what is selected of it, and returns it.
     ///
     /// Storage    The image must be flat: the vertical pass reaches nothing else, and a tiled image comes back blurred
-    ///            along its rows only, without regard to its flat window. **Without a selection the blur is written into
-    ///            the buffer of @c data.image, which the caller's image shares**; with one, that buffer receives the
-    ///            merged result. Pass a copy made with @c CopyTo to keep the original.
+    ///            along its rows only. **Without a selection the blur is written into the buffer of @c data.image, which
+    ///            the caller's image shares**; with one, that buffer receives the merged result. Pass a copy made with
+    ///            @c CopyTo to keep the original.
     /// Selection  Each pixel moves from the old value to the blurred one by the alpha of the selection. Pixels around the
     ///            selection count as neighbours.
     /// Memory     No copy of the image without a selection, one with it.
@@ -57,7 +57,8 @@ public:
     /// The canvas grows by the kernel's reach on each side, as far as @c region (cut to the selection, where there is one)
     /// allows; the layer never shrinks. A grown image is a new flat one, transparent where the layer was not, with a
     /// resolution and metadata of its own, and the result's origin moves with its top left corner. Growing needs the
-    /// composition slots: @c loadAVX2Functions(true) must have been called, std::bad_function_call otherwise.
+    /// composition slots: @c loadAVX2Functions(true) must have been called, std::bad_function_call otherwise. Throws
+    /// std::bad_alloc where the canvas would be too large; an image of no area grows too.
     ResultEx runEx(BlurDataEx data);
 
 private:

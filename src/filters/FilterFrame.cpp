@@ -10,6 +10,7 @@
 #include <QtCore/QWriteLocker>
 
 #include <algorithm>
+#include <climits>
 #include <vector>
 
 namespace filters {
@@ -32,7 +33,8 @@ QRect moved(const QRect &rect, qint64 dx, qint64 dy)
 
 QPoint difference(const QPoint &a, const QPoint &b)
 {
-    return QPoint(nearer(qint64(a.x()) - b.x()), nearer(qint64(a.y()) - b.y()));
+    const auto coordinate = [](qint64 v) { return int(std::clamp<qint64>(v, INT_MIN, INT_MAX)); };
+    return QPoint(coordinate(qint64(a.x()) - b.x()), coordinate(qint64(a.y()) - b.y()));
 }
 
 /// What a worker needs to merge a row: the pixels of the three sides.

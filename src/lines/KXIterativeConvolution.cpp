@@ -86,7 +86,7 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Run(
             return [&](std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) {
                 pad(source.data(), m_radius, unsigned(length));
                 if (fast)
-                    fast(&source[0].word, &destination[0].word, unsigned(length), m_kernel);
+                    fast(&source[taps.offset].word, &destination[0].word, unsigned(length), taps.entries);
                 else
                     lines::convolve(source.data(), destination.data(), length, taps);
             };

@@ -31,20 +31,34 @@ struct PassShape {
 /// The part of an image that @p rect stands for: an invalid rectangle is all of it.
 inline QRect clipped(const QRect &rect, const RGBA32iImage &image)
 {
-    return rect.isValid() ? rect & image.Rect() : image.Rect();
+    return rect.isValid() ? ClippedTo(image.Rect(), rect) : image.Rect();
 }
 
 /// Makes all tiles of a tiled image private that @p rect touches. Workers that write rows of one tile must not resolve it
-/// at the same time, so it is done before they start.
+/// at the same time, so it is done before they start. A tile for which a flat window stands takes over what the window
+/// shows.
 inline void makePrivate(RGBA32iImage &image, const QRect &rect)
 {
-    const QRect area = rect & image.Rect();
+    constexpr int width = RGBA32iImage::TileWidth, height = RGBA32iImage::TileHeight;
+    const QRect area = ClippedTo(image.Rect(), rect);
     if (!image.IsTiled() || area.isEmpty())
         return;
+    std::vector<OPRGBA32i> shown;
     const QMutexLocker lock(&image.Mutex());
-    for (int y = area.top() / RGBA32iImage::TileHeight; y <= area.bottom() / RGBA32iImage::TileHeight; ++y)
-        for (int x = area.left() / RGBA32iImage::TileWidth; x <= area.right() / RGBA32iImage::TileWidth; ++x)
-            image.TileData(y * image.TilesX() + x, true);
+    for (int y = area.top() / height; y <= area.bottom() / height; ++y)
+        for (int x = area.left() / width; x <= area.right() / width; ++x) {
+            const int tile = y * image.TilesX() + x;
+            const bool behindWindow = image.HasFlatWindow() && image.IsFakeTile(tile);
+            if (behindWindow) {
+                shown.resize(size_t(width) * height);
+                for (int row = 0; row < height; ++row)
+                    image.ReadRow(unsigned(y * height + row), unsigned(x * width), &shown[size_t(row) * width],
+                        unsigned(width * sizeof(OPRGBA32i)));
+            }
+            OPRGBA32i *const block = image.TileData(tile, true);
+            if (behindWindow && block)
+                std::copy(shown.begin(), shown.end(), block);
+        }
 }
 
 /// One worker's access to lines, by direction. Items are groups of neighbouring lines: @c Load is called once per group,

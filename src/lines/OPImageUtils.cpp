@@ -42,7 +42,7 @@ auto column(Image &image, unsigned line, unsigned start, unsigned &bytes) -> dec
 
 bool readRow(const QImage &image, unsigned line, unsigned start, unsigned char *buffer, unsigned bytes)
 {
-    if (line >= unsigned(image.height()) || !endsBefore(unsigned(image.width()), start, bytes))
+    if (image.depth() != 32 || line >= unsigned(image.height()) || !endsBefore(unsigned(image.width()), start, bytes))
         return false;
     std::memcpy(buffer, image.constScanLine(int(line)) + size_t(start) * 4, bytes);
     return true;
@@ -50,7 +50,7 @@ bool readRow(const QImage &image, unsigned line, unsigned start, unsigned char *
 
 bool writeRow(QImage &image, unsigned line, unsigned start, const unsigned char *buffer, unsigned bytes)
 {
-    if (line >= unsigned(image.height()) || !endsBefore(unsigned(image.width()), start, bytes))
+    if (image.depth() != 32 || line >= unsigned(image.height()) || !endsBefore(unsigned(image.width()), start, bytes))
         return false;
     std::memcpy(image.scanLine(int(line)) + size_t(start) * 4, buffer, bytes);
     return true;
@@ -58,7 +58,7 @@ bool writeRow(QImage &image, unsigned line, unsigned start, const unsigned char 
 
 bool readColumn(const QImage &image, unsigned line, unsigned start, unsigned char *buffer, unsigned bytes)
 {
-    if (line >= unsigned(image.width()) || !endsBefore(unsigned(image.height()), start, bytes))
+    if (image.depth() != 32 || line >= unsigned(image.width()) || !endsBefore(unsigned(image.height()), start, bytes))
         return false;
     copyPixels(image.constScanLine(int(start)) + size_t(line) * 4, image.bytesPerLine(), buffer, 4, bytes);
     return true;
@@ -66,7 +66,7 @@ bool readColumn(const QImage &image, unsigned line, unsigned start, unsigned cha
 
 bool writeColumn(QImage &image, unsigned line, unsigned start, const unsigned char *buffer, unsigned bytes)
 {
-    if (line >= unsigned(image.width()) || !endsBefore(unsigned(image.height()), start, bytes))
+    if (image.depth() != 32 || line >= unsigned(image.width()) || !endsBefore(unsigned(image.height()), start, bytes))
         return false;
     copyPixels(buffer, 4, image.scanLine(int(start)) + size_t(line) * 4, image.bytesPerLine(), bytes);
     return true;

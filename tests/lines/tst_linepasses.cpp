@@ -434,6 +434,19 @@ void TestLinePasses::tiledImagesInRows()
         QCOMPARE(holed.TileData(5)[y * 128].word, OPRGBA32i(255, 255, 255, 170).word);
     }
 
+    // A flat window stands for fake tiles: what it shows is filtered and kept.
+    RGBA32iImage windowed(300, 260, true);
+    const Picture white = Picture::of(Picture::random(200, 200, 33).image(false));
+    QSharedPointer<OPRGBA32i> pixels(new OPRGBA32i[200 * 200], [](OPRGBA32i *p) { delete[] p; });
+    std::copy(white.pixels.begin(), white.pixels.end(), pixels.data());
+    windowed.SetFlatWindow(pixels, QRect(0, 0, 200, 200), QPoint(), QPoint(50, 30));
+    const Picture seen = Picture::of(windowed);
+    QVERIFY(seen.pixels[size_t(30 * 300 + 50)] == white.pixels[0]);
+    slide<HorizontalDirection>(OPRGBABlurAccumulatorPremul(4), windowed, QRect());
+    Picture blurred = seen;
+    testing::premultipliedMean(blurred, QRect(0, 0, 300, 260), Qt::Horizontal, 4);
+    COMPARE_PICTURE(Picture::of(windowed), blurred);
+
     // With workers that meet in tiles which all are one block at first.
     RGBA32iImage fresh(500, 500, true);
     fresh.Fill(OPRGBA32i(1u));
