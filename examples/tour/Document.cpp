@@ -9,10 +9,10 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtGui/QPainter>
-#include <QtGui/QPainterPath>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <vector>
 
 namespace tour {
