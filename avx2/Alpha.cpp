@@ -1,6 +1,6 @@
-#include "Blocks.h"
 #include "Kernel.h"
 #include "Lanes.h"
+#include "color/Blocks.h"
 
 // Premultiplication of a block and its inverse. Opaque pixels pass both unchanged, so an opaque block, which is what most
 // of a photo is made of, is not even written.

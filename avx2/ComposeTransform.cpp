@@ -1,7 +1,7 @@
 #include "Avx2Rows.h"
 #include "BaseTransformation.h"
-#include "Blocks.h"
 #include "Kernel.h"
+#include "color/Blocks.h"
 #include "compose/Composer.h"
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-#include "Blocks.h"
 #include "Kernel.h"
+#include "color/Blocks.h"
 
 #include "support/Workers.h"
 

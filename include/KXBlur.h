@@ -36,6 +36,8 @@ public:
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
+    /// @p count pixels, by the kernel where there is one.
+    void Apply(OPRGBA32i *pixels, int count) const;
 
     static std::function<void(unsigned char *, bool)> m_PremultiplyAlphaAVX2;
 };
@@ -50,6 +52,8 @@ public:
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
+    /// @p count pixels, by the kernel where there is one.
+    void Apply(OPRGBA32i *pixels, int count) const;
 
     static std::function<void(unsigned char *, bool)> m_ReturnAlphaAVX2;
 };

@@ -15,6 +15,9 @@
 #include <functional>
 #include <vector>
 
+template <class Image>
+class KXIterativeConvolutionFast2D;
+
 /// One pass: convolves each line of a rectangle, in place.
 ///
 /// Shape    Works inside the rectangle clipped to the image; an invalid one stands for the whole image. Where nothing is
@@ -54,6 +57,13 @@ protected:
     virtual void Reserved5() { }
 
 private:
+    friend class KXIterativeConvolutionFast2D<Image>;
+
+    /// Runs the pass; @p before gets each line's coordinate and pixels as they were read, @p after as they will be written.
+    template <class Before, class After>
+    void Convolve(const std::atomic<bool> &cancel, const std::function<void()> &progress, const Before &before,
+        const After &after);
+
     std::vector<short> m_kernel;
     unsigned m_radius; ///< the number of entries halved
     Image *m_image;
@@ -90,6 +100,8 @@ protected:
     virtual void Reserved5() { }
 
 private:
+    void RunPremultiplied(const std::atomic<bool> &cancel, const std::function<void()> &progress);
+
     Image *m_image;
     QRect m_clip;
     KXIterativeConvolutionFast1D<Image, OPImageUtils::HorizontalDirection<Image>> m_horizontal;

@@ -2,6 +2,7 @@
 
 #include "KXGaussianBase.h"
 
+#include "color/Blocks.h"
 #include "support/Arithmetic.h"
 #include "support/Kernels.h"
 
@@ -10,6 +11,18 @@
 namespace {
 
 short entry(double value) { return short(arithmetic::truncate(value)); }
+
+/// @p transformation over a line, by its bound @p kernel where it has one.
+template <class Transformation>
+void apply(const Transformation &transformation, const std::function<void(unsigned char *, bool)> &kernel,
+    OPRGBA32i *pixels, int count)
+{
+    if (transformation.HasKernel())
+        blocks::forEach(pixels, count, [&kernel](unsigned char *block, int) { kernel(block, blocks::flag); });
+    else
+        for (int i = 0; i < count; ++i)
+            transformation.Transformation::operator()(pixels[i]);
+}
 
 } // namespace
 
@@ -82,3 +95,10 @@ void KXBlur::ReturnAlpha::operator()(OPRGBA32i &pixel) const
     const auto straight = [alpha](unsigned c) { return static_cast<unsigned char>((c * 255 + (alpha >> 1)) / alpha); };
     pixel = OPRGBA32i(straight(pixel.b), straight(pixel.g), straight(pixel.r), pixel.a);
 }
+
+void KXBlur::PremultiplyAlpha::Apply(OPRGBA32i *pixels, int count) const
+{
+    apply(*this, m_PremultiplyAlphaAVX2, pixels, count);
+}
+
+void KXBlur::ReturnAlpha::Apply(OPRGBA32i *pixels, int count) const { apply(*this, m_ReturnAlphaAVX2, pixels, count); }

@@ -8,6 +8,9 @@
 #include "Convolve.h"
 #include "LinePass.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace {
 
 using ConvolutionKernel = std::function<void(
@@ -45,6 +48,8 @@ void premultiplied(bool premultiply, RGBA32iImage &image, const QRect &rect, Pas
     straighten();
 }
 
+constexpr auto leaveLine = [](int, OPRGBA32i *) {};
+
 /// Repeats the end pixels of the @p length pixels in the middle of @p line @p radius times on either side.
 void pad(OPRGBA32i *line, unsigned radius, unsigned length)
 {
@@ -71,27 +76,35 @@ template <class Image, class Direction>
 KXIterativeConvolutionFast1D<Image, Direction>::~KXIterativeConvolutionFast1D() = default;
 
 template <class Image, class Direction>
+template <class Before, class After>
+void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
+    const std::atomic<bool> &cancel, const std::function<void()> &progress, const Before &before, const After &after)
+{
+    const int length = m_direction.Length();
+    const lines::PassShape shape { m_direction.firstLine, m_direction.lastLine, m_direction.first, length,
+        int(m_radius), int(m_paddedLength), m_direction.first, length };
+    const ConvolutionKernel &fast = convolutionKernel();
+    const lines::Taps taps(m_kernel);
+    lines::runPass<Direction>(*m_image, shape, workers::forConvolution(workers::hardware()), cancel, progress, [&] {
+        return [&](int line, std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) {
+            before(line, source.data() + m_radius);
+            pad(source.data(), m_radius, unsigned(length));
+            if (fast)
+                fast(&source[taps.offset].word, &destination[0].word, unsigned(length), taps.entries);
+            else
+                lines::convolve(source.data(), destination.data(), length, taps);
+            after(line, destination.data());
+        };
+    });
+}
+
+template <class Image, class Direction>
 void KXIterativeConvolutionFast1D<Image, Direction>::Run(
     const std::atomic<bool> &cancel, const std::function<void()> &progress)
 {
     if (!m_clip.isValid())
         return;
-    premultiplied(m_premultiply, *m_image, m_clip, [&] {
-        const int length = m_direction.Length();
-        const lines::PassShape shape { m_direction.firstLine, m_direction.lastLine, m_direction.first, length,
-            int(m_radius), int(m_paddedLength), m_direction.first, length };
-        const ConvolutionKernel &fast = convolutionKernel();
-        const lines::Taps taps(m_kernel);
-        lines::runPass<Direction>(*m_image, shape, workers::forConvolution(workers::hardware()), cancel, progress, [&] {
-            return [&](std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) {
-                pad(source.data(), m_radius, unsigned(length));
-                if (fast)
-                    fast(&source[taps.offset].word, &destination[0].word, unsigned(length), taps.entries);
-                else
-                    lines::convolve(source.data(), destination.data(), length, taps);
-            };
-        });
-    });
+    premultiplied(m_premultiply, *m_image, m_clip, [&] { Convolve(cancel, progress, leaveLine, leaveLine); });
 }
 
 template <class Image>
@@ -112,10 +125,62 @@ void KXIterativeConvolutionFast2D<Image>::Run(const std::atomic<bool> &cancel, c
 {
     if (!m_clip.isValid())
         return;
-    premultiplied(m_premultiply, *m_image, m_clip, [&] {
-        m_horizontal.Run(cancel, progress);
-        m_vertical.Run(cancel, progress);
-    });
+    // On a single processor the walks over a flat image do nothing; tiled images are walked tile by tile.
+    if (m_premultiply && !m_image->IsTiled() && workers::hardware() > 1)
+        RunPremultiplied(cancel, progress);
+    else
+        premultiplied(m_premultiply, *m_image, m_clip, [&] {
+            m_horizontal.Run(cancel, progress);
+            m_vertical.Run(cancel, progress);
+        });
+}
+
+/// A flat image, premultiplied row by row as the first pass takes them in hand and made straight column by column as the
+/// second leaves them. So the image is not walked twice more, on one worker fewer. The bytes are those of two plain walks
+/// around the passes, which leave the last row of the rectangle out, and also walk what a cancel keeps the passes from.
+template <class Image>
+void KXIterativeConvolutionFast2D<Image>::RunPremultiplied(
+    const std::atomic<bool> &cancel, const std::function<void()> &progress)
+{
+    const KXBlur::PremultiplyAlpha premultiply;
+    const KXBlur::ReturnAlpha straighten;
+    const int left = m_clip.x(), width = m_clip.width(), top = m_clip.y(), walkedRows = m_clip.height() - 1;
+    std::vector<char> rowDone(size_t(walkedRows) + 1), columnDone(static_cast<size_t>(width)); // not bool: threads
+    const auto pixelsAt = [&](int row) {
+        return m_image->Bits() + size_t(top + row) * size_t(m_image->Width()) + left;
+    };
+    const auto premultiplyRest = [&] {
+        for (int row = 0; row < walkedRows; ++row)
+            if (!std::exchange(rowDone[size_t(row)], 1))
+                premultiply.Apply(pixelsAt(row), width);
+    };
+    const auto straightenRest = [&] {
+        if (std::find(columnDone.begin(), columnDone.end(), 0) == columnDone.end())
+            return;
+        for (int row = 0; row < walkedRows; ++row)
+            for (int x = 0; x < width; ++x)
+                if (!columnDone[size_t(x)])
+                    straighten(pixelsAt(row)[x]);
+    };
+    try {
+        const auto takeRow = [&](int y, OPRGBA32i *pixels) {
+            if (y - top < walkedRows)
+                premultiply.Apply(pixels, width);
+            rowDone[size_t(y - top)] = 1;
+        };
+        m_horizontal.Convolve(cancel, progress, takeRow, leaveLine);
+        premultiplyRest();
+        const auto leaveColumn = [&](int x, OPRGBA32i *pixels) {
+            straighten.Apply(pixels, walkedRows);
+            columnDone[size_t(x - left)] = 1;
+        };
+        m_vertical.Convolve(cancel, progress, leaveLine, leaveColumn);
+    } catch (...) {
+        premultiplyRest();
+        straightenRest();
+        throw;
+    }
+    straightenRest();
 }
 
 template class KXIterativeConvolutionFast1D<RGBA32iImage, OPImageUtils::HorizontalDirection<RGBA32iImage>>;

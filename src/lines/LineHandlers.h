@@ -85,7 +85,7 @@ public:
         const auto &record = this->m_lines;
         runPass<Direction>(this->m_image, shape, workers::forLines(workers::hardware()), cancel, progress, [&] {
             return [&, window = m_accumulator, radius = m_accumulator.GetRadius()](
-                       std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) mutable {
+                       int, std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) mutable {
                 if (m_kernel)
                     m_kernel(&window, source.data(), destination.data(), record.readFirst, record.readLast,
                         record.first, record.last, radius);
@@ -118,7 +118,8 @@ public:
             return;
         const PassShape shape = this->Shape();
         runPass<Direction>(this->m_image, shape, workers::forLines(workers::hardware()), cancel, progress, [&] {
-            return [&, kernel = m_kernel](std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) mutable {
+            return [&, kernel = m_kernel](
+                       int, std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) mutable {
                 kernel.SetSource(&source);
                 kernel.SetDestination(&destination);
                 kernel.SetSourceOffset(shape.first - shape.readFirst);

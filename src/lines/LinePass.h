@@ -87,6 +87,7 @@ public:
         m_row = unsigned(m_shape.firstLine + group);
         return 1;
     }
+    int Line(int) const { return int(m_row); }
     void Read(int, OPRGBA32i *pixels) const
     {
         if (m_image.IsTiled()) // a null tile reads as empty, not as what an earlier row left here
@@ -137,6 +138,7 @@ public:
         }
         return count;
     }
+    int Line(int line) const { return m_first + line; }
     void Read(int line, OPRGBA32i *pixels) const
     {
         if (m_pixels)
@@ -177,8 +179,8 @@ private:
 /// processed, written, and reported to @p progress if that holds a target; the cancel flag is read before each line, and
 /// a line that comes after that stays as it was.
 ///
-/// @p makeProcess is called once per worker and returns its process, called as process(source, destination) with the
-/// worker's two buffers, which are zeros at first.
+/// @p makeProcess is called once per worker and returns its process, called as process(line, source, destination) with the
+/// line's coordinate and the worker's two buffers, which are zeros at first.
 template <class Direction, class MakeProcess>
 void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
     const Progress &progress, MakeProcess makeProcess)
@@ -198,7 +200,7 @@ void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::
                 if (cancel)
                     return false;
                 access.Read(line, source.data() + shape.lead);
-                process(source, destination);
+                process(access.Line(line), source, destination);
                 access.Write(line, destination.data());
                 if (progress)
                     progress();

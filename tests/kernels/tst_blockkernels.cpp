@@ -1,6 +1,6 @@
 #include "BaseTransformation.h"
 #include "TestSupport.h"
-#include "avx2/Blocks.h"
+#include "color/Blocks.h"
 #include "kernels/Rows.h"
 
 #include <QtCore/QRect>

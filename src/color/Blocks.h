@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
-/// What the routines of the module and the kernels of transformations agree on: the block forms of BaseTransformation
+/// What those who hand blocks of pixels to kernels and the kernels of transformations agree on: the block forms of BaseTransformation
 /// cover @c length pixels at any address, always all of them, so that the cost of a call is spread over many pixels and no
 /// kernel has a tail. The flag carries nothing: routines pass @c flag, kernels ignore it.
 namespace blocks {
