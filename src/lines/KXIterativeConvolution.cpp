@@ -86,14 +86,14 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
     const ConvolutionKernel &fast = convolutionKernel();
     const lines::Taps taps(m_kernel);
     lines::runPass<Direction>(*m_image, shape, workers::forConvolution(workers::hardware()), cancel, progress, [&] {
-        return [&](int line, std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) {
+        return [&](int line, std::vector<OPRGBA32i> &source, OPRGBA32i *target) {
             before(line, source.data() + m_radius);
             pad(source.data(), m_radius, unsigned(length));
             if (fast)
-                fast(&source[taps.offset].word, &destination[0].word, unsigned(length), taps.entries);
+                fast(&source[taps.offset].word, &target->word, unsigned(length), taps.entries);
             else
-                lines::convolve(source.data(), destination.data(), length, taps);
-            after(line, destination.data());
+                lines::convolve(source.data(), target, length, taps);
+            after(line, target);
         };
     });
 }

@@ -7,6 +7,10 @@
 #include "LinePass.h"
 #include "WindowSlide.h"
 
+#include <algorithm>
+#include <type_traits>
+#include <vector>
+
 /// The line passes of the filters, one object per pass. They read real neighbours outside of their rectangle, as far as
 /// the image has them; beyond its edge the outermost pixel repeats. They borrow the image, and the accumulator.
 namespace lines {
@@ -84,19 +88,26 @@ public:
         const PassShape shape = this->Shape();
         const auto &record = this->m_lines;
         runPass<Direction>(this->m_image, shape, workers::forLines(workers::hardware()), cancel, progress, [&] {
-            return [&, window = m_accumulator, radius = m_accumulator.GetRadius()](
-                       int, std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) mutable {
+            return [&, window = m_accumulator, radius = m_accumulator.GetRadius(),
+                       zeros = std::vector<OPRGBA32i>(keepsColors ? size_t(shape.length) : 0)](
+                       int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {
+                OPRGBA32i *const out = keepsColors ? zeros.data() : target;
                 if (m_kernel)
-                    m_kernel(&window, source.data(), destination.data(), record.readFirst, record.readLast,
-                        record.first, record.last, radius);
+                    m_kernel(&window, source.data(), out, record.readFirst, record.readLast, record.first, record.last,
+                        radius);
                 else
-                    slideWindow(window, source.data(), shape.readLength, destination.data(), shape.length,
+                    slideWindow(window, source.data(), shape.readLength, out, shape.length,
                         shape.first - shape.readFirst, radius);
+                if (keepsColors)
+                    std::copy_n(out, shape.length, target);
             };
         });
     }
 
 private:
+    /// Accumulators of alpha leave the colours of what they write into, which are to be 0.
+    static constexpr bool keepsColors = !std::is_base_of<OPRGBABlurAccumulator, Accumulator>::value;
+
     const Accumulator &m_accumulator;
     const WindowKernel &m_kernel;
 };
@@ -118,8 +129,8 @@ public:
             return;
         const PassShape shape = this->Shape();
         runPass<Direction>(this->m_image, shape, workers::forLines(workers::hardware()), cancel, progress, [&] {
-            return [&, kernel = m_kernel](
-                       int, std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) mutable {
+            return [&, kernel = m_kernel, destination = std::vector<OPRGBA32i>(size_t(shape.length))](
+                       int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {
                 kernel.SetSource(&source);
                 kernel.SetDestination(&destination);
                 kernel.SetSourceOffset(shape.first - shape.readFirst);
@@ -128,6 +139,7 @@ public:
                 else
                     for (int i = 0; i < shape.length; ++i)
                         kernel(i);
+                std::copy(destination.begin(), destination.end(), target);
             };
         });
     }

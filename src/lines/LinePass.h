@@ -62,7 +62,8 @@ inline void makePrivate(RGBA32iImage &image, const QRect &rect)
 }
 
 /// One worker's access to lines, by direction. Items are groups of neighbouring lines: @c Load is called once per group,
-/// then @c Read and @c Write in order for each line of it that is still wanted, then @c Flush.
+/// then @c Read, @c Target and @c Write in order for each line of it that is still wanted, then @c Flush. The target is
+/// where the line's new pixels are to be put: the buffer, or right where they belong.
 template <class Direction>
 class LineAccess;
 
@@ -94,9 +95,14 @@ public:
             std::memset(static_cast<void *>(pixels), 0, size_t(m_shape.readLength) * sizeof(OPRGBA32i));
         m_image.ReadRow(m_row, unsigned(m_shape.readFirst), pixels, unsigned(m_shape.readLength) * 4u);
     }
+    OPRGBA32i *Target(int, OPRGBA32i *buffer) const
+    {
+        return m_image.IsTiled() ? buffer : m_image.Bits() + size_t(m_row) * size_t(m_image.Width()) + m_shape.first;
+    }
     void Write(int, const OPRGBA32i *pixels)
     {
-        m_image.WriteRow(m_row, unsigned(m_shape.first), pixels, unsigned(m_shape.length) * 4u);
+        if (m_image.IsTiled())
+            m_image.WriteRow(m_row, unsigned(m_shape.first), pixels, unsigned(m_shape.length) * 4u);
     }
     void Flush() { }
 
@@ -145,13 +151,11 @@ public:
             std::memcpy(static_cast<void *>(pixels), m_block.data() + line * m_stride,
                 size_t(m_shape.readLength) * sizeof(OPRGBA32i));
     }
-    void Write(int line, const OPRGBA32i *pixels)
+    OPRGBA32i *Target(int line, OPRGBA32i *buffer)
     {
-        if (m_pixels)
-            std::memcpy(static_cast<void *>(m_block.data() + line * m_stride + Written()), pixels,
-                size_t(m_shape.length) * sizeof(OPRGBA32i));
-        m_done = line + 1;
+        return m_pixels ? m_block.data() + line * m_stride + Written() : buffer;
     }
+    void Write(int line, const OPRGBA32i *) { m_done = line + 1; }
     void Flush()
     {
         if (m_pixels)
@@ -179,8 +183,9 @@ private:
 /// processed, written, and reported to @p progress if that holds a target; the cancel flag is read before each line, and
 /// a line that comes after that stays as it was.
 ///
-/// @p makeProcess is called once per worker and returns its process, called as process(line, source, destination) with the
-/// line's coordinate and the worker's two buffers, which are zeros at first.
+/// @p makeProcess is called once per worker and returns its process, called as process(line, source, target) with the
+/// line's coordinate, the worker's source buffer, which is zeros at first, and where to put the @c length new pixels. All of
+/// them must be written: what is there before is undefined.
 template <class Direction, class MakeProcess>
 void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
     const Progress &progress, MakeProcess makeProcess)
@@ -190,7 +195,7 @@ void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::
     workers::forEachItem(count, 0, Access(image, shape).GroupCount(), [&] {
         return [&, access = Access(image, shape), process = makeProcess(),
                    source = std::vector<OPRGBA32i>(size_t(shape.sourceLength)),
-                   destination = std::vector<OPRGBA32i>(size_t(shape.length))](int group) mutable {
+                   buffer = std::vector<OPRGBA32i>(size_t(shape.length))](int group) mutable {
             const int lineCount = access.Load(group);
             struct Flush { // also when the progress function throws: its line was finished
                 Access &access;
@@ -200,8 +205,9 @@ void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::
                 if (cancel)
                     return false;
                 access.Read(line, source.data() + shape.lead);
-                process(access.Line(line), source, destination);
-                access.Write(line, destination.data());
+                OPRGBA32i *const target = access.Target(line, buffer.data());
+                process(access.Line(line), source, target);
+                access.Write(line, target);
                 if (progress)
                     progress();
             }

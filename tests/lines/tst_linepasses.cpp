@@ -50,9 +50,9 @@ static void addOne(RGBA32iImage &image, int workers, const std::atomic<bool> &ca
     const lines::PassShape shape { all.firstLine, all.lastLine, all.first, all.Length(), 2, all.Length() + 2, all.first,
         all.Length() };
     lines::runPass<Direction>(image, shape, workers, cancel, progress, [] {
-        return [](int, std::vector<OPRGBA32i> &source, std::vector<OPRGBA32i> &destination) {
-            for (size_t i = 0; i < destination.size(); ++i)
-                destination[i] = OPRGBA32i(source[i + 2].word + 1);
+        return [](int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) {
+            for (size_t i = 2; i < source.size(); ++i)
+                target[i - 2] = OPRGBA32i(source[i].word + 1);
         };
     });
 }
