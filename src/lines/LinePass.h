@@ -163,7 +163,7 @@ public:
     }
 
 private:
-    static constexpr int width = 32; ///< of a block; two cache lines, which the processor fetches as a pair
+    static constexpr int width = 64; ///< of a block; what of it lies in a page of the image is then worth the look-up
 
     OPRGBA32i *At(int row) const { return m_pixels + size_t(row) * size_t(m_image.Width()) + m_first; }
     /// Where in a line of the block the pixels lie that are written back.
