@@ -10,9 +10,9 @@
 #include <KXComposer.h>
 
 #include <QtCore/QCommandLineParser>
-#include <QtCore/QCoreApplication>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtGui/QGuiApplication>
 #include <QtGui/QImageReader>
 
 #include <atomic>
@@ -93,7 +93,9 @@ int main(int argc, char **argv)
 {
     // Image plug-ins and the library warn and debug in their own words; the tour says what matters in one line.
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    QCoreApplication application(argc, argv);
+    // Some picture formats (SVG) hold text, which takes an application with a screen to draw; this one is not shown.
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication application(argc, argv);
     QCoreApplication::setApplicationName("kxcore_tour");
 
     QCommandLineParser parser;
