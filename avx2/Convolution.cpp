@@ -1,8 +1,11 @@
 #include "Kernel.h"
 #include "Lanes.h"
+#include "Quarters.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 // Fixed-point convolution of one line. Every form below gives the sums of the plain loop modulo 2^32: a sample is at
@@ -175,6 +178,79 @@ bool isSymmetric(const std::vector<short> &kernel)
     return kernel.size() % 2 != 0 && std::equal(kernel.begin(), kernel.begin() + kernel.size() / 2, kernel.rbegin());
 }
 
+/// The places where a long, flat kernel changes. From one pixel to the next a sum changes by what the samples at these
+/// places add and take away, each times the change: out[i + 1] - out[i] = sum of (k[m - 1] - k[m]) * x[i + m].
+class Staircase {
+public:
+    explicit Staircase(const std::vector<short> &kernel)
+    {
+        for (size_t m = 0; m <= kernel.size() && m_isFlat; ++m) {
+            const int change = (m > 0 ? kernel[m - 1] : 0) - (m < kernel.size() ? kernel[m] : 0);
+            std::vector<int> &places = change > 0 ? m_added : m_taken;
+            m_isFlat = int(places.size()) + std::abs(change) <= maximumSteps;
+            if (m_isFlat)
+                places.insert(places.end(), size_t(std::abs(change)), int(m));
+        }
+    }
+
+    /// Whether a line is worth the look at the kernel, and the start-up.
+    static bool MayPay(size_t taps, unsigned length) { return taps >= 64 && length >= 256; }
+    /// Whether a line is then done sooner this way than by the whole sum for each pixel.
+    bool Pays(size_t taps) const { return m_isFlat && 3 * (m_added.size() + m_taken.size()) < 4 * taps; }
+
+    /// @p source holds @p length + kernel.size() pixels at least, and three more that may be anything.
+    void Convolve(const unsigned *source, unsigned *destination, int length, const std::vector<short> &kernel) const
+    {
+        constexpr int group = 8;
+        const int quarter = ((length + 3) / 4 + group - 1) / group * group, elements = quarter + int(kernel.size());
+        thread_local std::vector<quarters::Element> scratch;
+        scratch.resize(std::max(scratch.size(), size_t(elements) + 4));
+        quarters::Element *const line = scratch.data();
+        const quarters::Starts starts(length, quarter);
+        quarters::expand(source, starts, elements, line, [](__m256i pixels) { return pixels; });
+        unsigned *to[4];
+        for (int k = 0; k < 4; ++k)
+            to[k] = destination + starts.at[k];
+
+        const __m256i zero = _mm256_setzero_si256();
+        __m256i low = _mm256_set1_epi32(roundingTerm), high = low; // the sums of the current element, 32 bits each
+        for (size_t j = 0; j < kernel.size(); ++j) {
+            const __m256i tap = _mm256_set1_epi32(kernel[j] & 0xFFFF);
+            low = _mm256_add_epi32(low, _mm256_madd_epi16(_mm256_unpacklo_epi16(line[j].v, zero), tap));
+            high = _mm256_add_epi32(high, _mm256_madd_epi16(_mm256_unpackhi_epi16(line[j].v, zero), tap));
+        }
+        const auto next = [&](__m256i change) {
+            const __m256i words =
+                _mm256_packs_epi32(_mm256_srai_epi32(low, fractionBits), _mm256_srai_epi32(high, fractionBits));
+            const __m256i sign = _mm256_srai_epi16(change, 15);
+            low = _mm256_add_epi32(low, _mm256_unpacklo_epi16(change, sign));
+            high = _mm256_add_epi32(high, _mm256_unpackhi_epi16(change, sign));
+            return words;
+        };
+        for (int i = 0; i < quarter; i += group) {
+            __m256i changes[group];
+            std::fill(std::begin(changes), std::end(changes), zero);
+            for (const int m : m_added)
+                for (int g = 0; g < group; ++g)
+                    changes[g] = _mm256_add_epi16(changes[g], line[i + m + g].v);
+            for (const int m : m_taken)
+                for (int g = 0; g < group; ++g)
+                    changes[g] = _mm256_sub_epi16(changes[g], line[i + m + g].v);
+            for (int g = 0; g < group; g += 2) {
+                const __m256i first = next(changes[g]), second = next(changes[g + 1]);
+                quarters::store(to, i + g, quarters::interleaved(_mm256_packus_epi16(first, second)));
+            }
+        }
+    }
+
+private:
+    /// In either direction: a change is at most 128 * 255 = 32640 then, which fits 16 bits.
+    static constexpr int maximumSteps = 128;
+
+    bool m_isFlat = true;
+    std::vector<int> m_added, m_taken; ///< a place stands there as often as the kernel changes by 1
+};
+
 } // namespace
 
 /// One line of the fixed-point convolution: @p source holds @p length + kernel.size() - 1 pixels at least, @p destination
@@ -182,6 +258,15 @@ bool isSymmetric(const std::vector<short> &kernel)
 KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
     const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &kernel)
 {
+    if (Staircase::MayPay(kernel.size(), length)) {
+        const Staircase staircase(kernel);
+        if (staircase.Pays(kernel.size())) {
+            thread_local std::vector<unsigned> padded;
+            padded.resize(std::max(padded.size(), length + kernel.size() + 3));
+            std::copy_n(source, length + kernel.size() - 1, padded.data());
+            return staircase.Convolve(padded.data(), destination, int(length), kernel);
+        }
+    }
     // Up to a handful of taps the second buffer of the mirrored form costs more than it saves.
     const bool mirrored = kernel.size() > 7 && isSymmetric(kernel);
     const unsigned *const end = source + length + kernel.size() - 1;

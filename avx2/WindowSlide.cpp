@@ -1,5 +1,6 @@
 #include "Kernel.h"
 #include "Lanes.h"
+#include "Quarters.h"
 
 #include "KXKernels.h"
 #include "lines/WindowSlide.h"
@@ -8,17 +9,9 @@
 #include <typeinfo>
 #include <vector>
 
-// The window slide along one line. Its sums depend on one another from pixel to pixel, so the line is cut into four
-// quarters that slide side by side: element i of a buffer holds pixel i of each quarter, 64 bits for its four channels, the
-// first two quarters in the low half of the vector. Quarters overlap where the line is not four times their length; pixels
-// of the overlap are computed twice, alike.
+// The window slide along one line, its four quarters side by side: a sum depends on that of the pixel before.
 
 namespace {
-
-/// The four channels of a pixel of each quarter, 16 bits each.
-struct alignas(32) Element {
-    __m256i v;
-};
 
 /// Divides the sums of a window by its size, 2 * radius + 1.
 ///
@@ -167,58 +160,24 @@ struct Colored {
     }
 };
 
-/// Two pixels of each quarter, the quarters one behind the other, to and from the order of finish(): it is its own inverse.
-__m256i interleaved(__m256i pixels) { return _mm256_shuffle_epi32(pixels, 0xD8); }
-
-// By integers of 64 bits: those may be loaded from and stored to any address, doubles may not.
-__m256i loadQuarters(OPRGBA32i *const quarters[4], int i)
-{
-    const auto at = [&](int k) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(quarters[k] + i)); };
-    return _mm256_setr_m128i(_mm_unpacklo_epi64(at(0), at(1)), _mm_unpacklo_epi64(at(2), at(3)));
-}
-
-void storeQuarters(OPRGBA32i *const quarters[4], int i, __m256i pixels)
-{
-    const __m128i low = _mm256_castsi256_si128(pixels), high = _mm256_extracti128_si256(pixels, 1);
-    const auto store = [&](int k, __m128i two) { _mm_storel_epi64(reinterpret_cast<__m128i *>(quarters[k] + i), two); };
-    store(0, low);
-    store(1, _mm_unpackhi_epi64(low, low));
-    store(2, high);
-    store(3, _mm_unpackhi_epi64(high, high));
-}
-
 /// The slide over a line whose ends are repeated already: pixel i of @p destination is the window from i to i + 2 * radius
 /// of @p padded, which may be read three pixels beyond its end.
 template <class Window, class Accumulator>
 void slide(const OPRGBA32i *padded, OPRGBA32i *destination, int length, int radius, const Accumulator &accumulator)
 {
-    thread_local std::vector<Element> scratch;
+    thread_local std::vector<quarters::Element> scratch;
 
     const int quarter = ((length + 3) / 4 + 1) & ~1; // even: a step finishes two elements
     const int reach = 2 * radius, elements = quarter + reach;
     scratch.resize(std::max(scratch.size(), size_t(elements) + 4));
-    Element *const line = scratch.data() + 1; // element -1, which the window leaves first, is nothing
+    quarters::Element *const line = scratch.data() + 1; // element -1, which the window leaves first, is nothing
     line[-1].v = _mm256_setzero_si256();
 
-    const OPRGBA32i *from[4];
+    const quarters::Starts starts(length, quarter);
     OPRGBA32i *to[4];
-    for (int k = 0; k < 4; ++k) {
-        const int start = std::min(k * quarter, length - quarter);
-        from[k] = padded + start;
-        to[k] = destination + start;
-    }
-
-    const __m256i zero = _mm256_setzero_si256();
-    for (int i = 0; i < elements; i += 4) {
-        const auto load = [&](int k) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(from[k] + i)); };
-        const __m256i even = _mm256_inserti128_si256(_mm256_castsi128_si256(load(0)), load(2), 1);
-        const __m256i odd = _mm256_inserti128_si256(_mm256_castsi128_si256(load(1)), load(3), 1);
-        const __m256i low = _mm256_unpacklo_epi32(even, odd), high = _mm256_unpackhi_epi32(even, odd);
-        line[i].v = Accumulator::sample(_mm256_unpacklo_epi8(low, zero));
-        line[i + 1].v = Accumulator::sample(_mm256_unpackhi_epi8(low, zero));
-        line[i + 2].v = Accumulator::sample(_mm256_unpacklo_epi8(high, zero));
-        line[i + 3].v = Accumulator::sample(_mm256_unpackhi_epi8(high, zero));
-    }
+    for (int k = 0; k < 4; ++k)
+        to[k] = destination + starts.at[k];
+    quarters::expand(padded, starts, elements, line, Accumulator::sample);
 
     Window window(reach + 1);
     for (int i = 0; i < reach; ++i)
@@ -228,8 +187,9 @@ void slide(const OPRGBA32i *padded, OPRGBA32i *destination, int length, int radi
         const __m256i first = window.Means();
         window.Slide(line[i + 1 + reach].v, line[i].v);
         const __m256i second = window.Means();
-        const __m256i before = Accumulator::readsDestination ? interleaved(loadQuarters(to, i)) : zero;
-        storeQuarters(to, i, interleaved(accumulator.finish(first, second, before)));
+        const __m256i before =
+            Accumulator::readsDestination ? quarters::interleaved(quarters::load(to, i)) : _mm256_setzero_si256();
+        quarters::store(to, i, quarters::interleaved(accumulator.finish(first, second, before)));
     }
 }
 
