@@ -1,10 +1,12 @@
 #pragma once
 
-#include <QtCore/QByteArray>
+#include "KXCMSProfile.h"
+
 #include <QtCore/QList>
 
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include <lcms2.h>
 
@@ -25,76 +27,59 @@ inline QByteArray saved(cmsHPROFILE profile)
 
 inline QByteArray srgb() { return saved(cmsCreate_sRGBProfile()); }
 
-inline QByteArray rgb(double gamma, const cmsCIExyYTRIPLE &primaries)
+/// A profile of that gamma. Little CMS describes all of a kind with one text.
+inline QByteArray ofGamma(double gamma, bool grey)
 {
-    const cmsCIExyY d65 = { 0.3127, 0.3290, 1 };
-    cmsToneCurve *const curve = cmsBuildGamma(nullptr, gamma);
-    cmsToneCurve *const curves[] = { curve, curve, curve };
-    const QByteArray bytes = saved(cmsCreateRGBProfile(&d65, &primaries, curves));
+    const cmsCIExyYTRIPLE wide = { { 0.64, 0.33, 1 }, { 0.21, 0.71, 1 }, { 0.15, 0.06, 1 } };
+    cmsToneCurve *const curve = cmsBuildGamma(nullptr, gamma), *const curves[] = { curve, curve, curve };
+    const QByteArray bytes =
+        saved(grey ? cmsCreateGrayProfile(cmsD50_xyY(), curve) : cmsCreateRGBProfile(cmsD50_xyY(), &wide, curves));
     cmsFreeToneCurve(curve);
     return bytes;
 }
 
-/// Two profiles that Little CMS describes with one text.
-inline QByteArray wideGamut() { return rgb(2.2, { { 0.64, 0.33, 1 }, { 0.21, 0.71, 1 }, { 0.15, 0.06, 1 } }); }
-inline QByteArray linearWideGamut() { return rgb(1.0, { { 0.64, 0.33, 1 }, { 0.21, 0.71, 1 }, { 0.15, 0.06, 1 } }); }
+inline QByteArray wideGamut() { return ofGamma(2.2, false); }
+inline QByteArray linearWideGamut() { return ofGamma(1.0, false); }
+inline QByteArray grey() { return ofGamma(1.8, true); }
 
-inline QByteArray grey()
-{
-    cmsToneCurve *const curve = cmsBuildGamma(nullptr, 1.8);
-    const QByteArray bytes = saved(cmsCreateGrayProfile(cmsD50_xyY(), curve));
-    cmsFreeToneCurve(curve);
-    return bytes;
-}
-
-/// Any smooth map between 16-bit channels: the tables need not be good, only to differ from place to place.
-inline cmsInt32Number sample(const cmsUInt16Number in[], cmsUInt16Number out[], void *channels)
-{
-    const auto *const count = static_cast<const int *>(channels);
-    for (int o = 0; o < count[1]; ++o) {
-        double sum = 0;
-        for (int i = 0; i < count[0]; ++i)
-            sum += in[i] / 65535.0 * (i == o ? 0.7 : 0.3 / (count[0] - 1));
-        out[o] = cmsUInt16Number(65535 * std::pow(sum, 1 + 0.2 * o));
-    }
-    return TRUE;
-}
-
-/// Writes a table with @p points grid points, and curves around it, for the tag @p tag.
-inline void writeTable(cmsHPROFILE profile, cmsTagSignature tag, int in, int out, unsigned points)
-{
-    int channels[] = { in, out };
-    cmsPipeline *const lut = cmsPipelineAlloc(nullptr, unsigned(in), unsigned(out));
-    cmsStage *const table = cmsStageAllocCLut16bit(nullptr, points, unsigned(in), unsigned(out), nullptr);
-    cmsStageSampleCLut16bit(table, sample, channels, 0);
-    cmsPipelineInsertStage(lut, cmsAT_END, cmsStageAllocToneCurves(nullptr, unsigned(in), nullptr));
-    cmsPipelineInsertStage(lut, cmsAT_END, table);
-    cmsPipelineInsertStage(lut, cmsAT_END, cmsStageAllocToneCurves(nullptr, unsigned(out), nullptr));
-    cmsWriteTag(profile, tag, lut);
-    cmsPipelineFree(lut);
-}
-
-/// A profile of tables: version 2.1 stores them as lut16, version 4.3 as lutAToB and lutBToA.
-inline QByteArray tables(
-    cmsColorSpaceSignature space, int channels, cmsProfileClassSignature deviceClass, double version, unsigned points)
+/// A profile of tables, whose values need only differ from place to place, with curves around them. Version 2.1 stores
+/// them as lut16, version 4.3 as lutAToB and lutBToA.
+inline QByteArray tables(cmsColorSpaceSignature space, unsigned channels, double version)
 {
     cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
     cmsSetProfileVersion(profile, version);
-    cmsSetDeviceClass(profile, deviceClass);
+    cmsSetDeviceClass(profile, cmsSigOutputClass);
     cmsSetColorSpace(profile, space);
     cmsSetPCS(profile, cmsSigLabData);
-    writeTable(profile, cmsSigAToB0Tag, channels, 3, points);
-    writeTable(profile, cmsSigBToA0Tag, 3, channels, points);
+    for (const cmsTagSignature tag : { cmsSigAToB0Tag, cmsSigBToA0Tag }) {
+        const unsigned in = tag == cmsSigAToB0Tag ? channels : 3, out = channels + 3 - in;
+        std::vector<cmsUInt16Number> values(size_t(std::pow(5, in)) * out); // five points a side
+        for (size_t i = 0; i < values.size(); ++i)
+            values[i] = cmsUInt16Number(i * 40503);
+        cmsPipeline *const lut = cmsPipelineAlloc(nullptr, in, out);
+        cmsPipelineInsertStage(lut, cmsAT_END, cmsStageAllocToneCurves(nullptr, in, nullptr));
+        cmsPipelineInsertStage(lut, cmsAT_END, cmsStageAllocCLut16bit(nullptr, 5, in, out, values.data()));
+        cmsPipelineInsertStage(lut, cmsAT_END, cmsStageAllocToneCurves(nullptr, out, nullptr));
+        cmsWriteTag(profile, tag, lut);
+        cmsPipelineFree(lut);
+    }
     return saved(profile);
 }
 
-inline QByteArray cmyk() { return tables(cmsSigCmykData, 4, cmsSigOutputClass, 2.1, 5); }
-inline QByteArray rgbTables2() { return tables(cmsSigRgbData, 3, cmsSigDisplayClass, 2.1, 7); }
-inline QByteArray rgbTables4() { return tables(cmsSigRgbData, 3, cmsSigDisplayClass, 4.3, 7); }
+inline QByteArray cmyk() { return tables(cmsSigCmykData, 4, 2.1); }
+inline QByteArray rgbTables2() { return tables(cmsSigRgbData, 3, 2.1); }
+inline QByteArray rgbTables4() { return tables(cmsSigRgbData, 3, 4.3); }
 
 inline QList<QByteArray> all()
 {
     return { srgb(), wideGamut(), linearWideGamut(), grey(), cmyk(), rgbTables2(), rgbTables4() };
+}
+
+inline KXCMSProfile loaded(const QByteArray &bytes)
+{
+    KXCMSProfile profile;
+    profile.FromByteArray(bytes);
+    return profile;
 }
 
 } // namespace profiles
