@@ -1,6 +1,7 @@
+// A kernel module for tests: its walks change nothing, note what they are called with, and tell one row of progress.
+
 #include "fake_walks.h"
 
-#include <atomic>
 #include <functional>
 
 #define FAKE_SYMBOL extern "C" Q_DECL_EXPORT
@@ -8,59 +9,35 @@
 FAKE_SYMBOL FakeWalks fakeWalks;
 FakeWalks fakeWalks;
 
-namespace {
+using Cancel = std::atomic<bool>;
+using Progress = std::function<void()>;
 
-void record(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *transformation)
+static void note(char call, OPRGBA32i *data, int stride, const QRect &rect, const BaseTransformation *transformation,
+    const Cancel *cancel = nullptr, const Progress &progress = nullptr)
 {
-    fakeWalks.data = data;
-    fakeWalks.stride = stride;
-    fakeWalks.rect = rect;
-    fakeWalks.transformation = transformation;
+    fakeWalks = { fakeWalks.calls + call, data, stride, rect, transformation, cancel };
+    if (progress)
+        progress();
 }
 
-} // namespace
-
-// What the library's own walks do, in one thread.
-
-FAKE_SYMBOL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *transformation)
+FAKE_SYMBOL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *t)
 {
-    record(data, stride, rect, transformation);
-    ++fakeWalks.plain;
-    for (int y = rect.top(); y < rect.bottom(); ++y)
-        for (int x = rect.left(); x <= rect.right(); ++x)
-            (*transformation)(data[y * stride + x]);
+    note('P', data, stride, rect, t);
 }
 
-FAKE_SYMBOL void IterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
-    BaseTransformation *transformation, const std::atomic<bool> &cancel, std::function<void()> progress)
+FAKE_SYMBOL void IterativeVectorProcess(
+    OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *t, const Cancel &cancel, Progress progress)
 {
-    record(data, stride, rect, transformation);
-    ++fakeWalks.iterative;
-    for (int y = rect.top(); y <= rect.bottom() && !cancel; ++y) {
-        for (int x = rect.left(); x <= rect.right(); ++x)
-            (*transformation)(data[y * stride + x]);
-        if (progress)
-            progress();
-    }
+    note('I', data, stride, rect, t, &cancel, progress);
 }
 
-FAKE_SYMBOL void PixelTransformIterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
-    BaseTransformation *transformation, const std::atomic<bool> &cancel, std::function<void()> progress)
+FAKE_SYMBOL void PixelTransformIterativeVectorProcess(
+    OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *t, const Cancel &cancel, Progress progress)
 {
-    record(data, stride, rect, transformation);
-    ++fakeWalks.positionAware;
-    for (int y = rect.top(); y <= rect.bottom() && !cancel; ++y) {
-        for (int x = rect.left(); x <= rect.right(); ++x)
-            (*transformation)(x, y, data[y * stride + x]);
-        if (progress)
-            progress();
-    }
+    note('L', data, stride, rect, t, &cancel, progress);
 }
 
 FAKE_SYMBOL void AddOneAVX2(const BaseTransformation &self, unsigned char *pixels, bool flag)
 {
-    fakeWalks.transformation = &self;
-    fakeWalks.block = pixels;
-    fakeWalks.flag = flag;
-    pixels[0] = 99;
+    note('B', reinterpret_cast<OPRGBA32i *>(pixels), flag, QRect(), &self);
 }

@@ -4,13 +4,14 @@
 
 #include <QtCore/QRect>
 
+#include <atomic>
+
 /// What the fake kernels were called with last.
 struct FakeWalks {
-    int plain = 0, iterative = 0, positionAware = 0; ///< calls so far
+    QByteArray calls; ///< a letter for each: Plain, Iterative, Located, or Block for the kernel of a transformation
     OPRGBA32i *data = nullptr;
     int stride = 0;
     QRect rect;
     const BaseTransformation *transformation = nullptr;
-    unsigned char *block = nullptr; ///< of the kernel of a transformation
-    bool flag = false;
+    const std::atomic<bool> *cancel = nullptr;
 };

@@ -4,225 +4,118 @@
 
 #include <QtGui/QImage>
 
-/// Writes down which of its operations are called, in a list that it shares with others.
-class Recorder : public OPColorTransformBase {
-public:
-    Recorder(const QString &name, QStringList &calls)
-        : m_name(name)
-        , m_calls(calls)
-    {
-    }
-    ~Recorder() override { m_calls << m_name + " deleted"; }
+static QStringList calls;
 
-    void operator()(void *data, unsigned int bytes) const override { Memory("", data, bytes); }
-    void operator()(RGBA32iImage &) const override { m_calls << m_name + " image"; }
-    void operator()(QImage &) const override { m_calls << m_name + " qimage"; }
-    void operator()(OPHSLA &) const override { m_calls << m_name + " hsla"; }
-    void operator()(OPRGBA128f &) const override { m_calls << m_name + " 128f"; }
-    void operator()(OPRGBA128i &) const override { m_calls << m_name + " 128i"; }
-    void operator()(OPRGBA64f &) const override { m_calls << m_name + " 64f"; }
-    void operator()(OPRGBA64i &) const override { m_calls << m_name + " 64i"; }
-    void operator()(OPRGBA32i &) const override { m_calls << m_name + " 32i"; }
-    void Invert(void *data, unsigned int bytes) const override { Memory("-", data, bytes); }
-    void Invert(RGBA32iImage &) const override { m_calls << "-" + m_name + " image"; }
-    void Invert(QImage &) const override { m_calls << "-" + m_name + " qimage"; }
-    void Invert(OPRGBA128f &) const override { m_calls << "-" + m_name + " 128f"; }
-    void Invert(OPRGBA128i &) const override { m_calls << "-" + m_name + " 128i"; }
-    void Invert(OPRGBA64f &) const override { m_calls << "-" + m_name + " 64f"; }
-    void Invert(OPRGBA64i &) const override { m_calls << "-" + m_name + " 64i"; }
-    void Invert(OPRGBA32i &) const override { m_calls << "-" + m_name + " 32i"; }
+/// The calls since the last time.
+static QString newCalls() { return std::exchange(calls, QStringList()).join(", "); }
 
-    mutable void *lastData = nullptr;
+/// Writes down which of its operations are called.
+struct Recorder : OPColorTransformBase {
+    explicit Recorder(const QString &n) { name = n; }
+    ~Recorder() override { calls << name + " deleted"; }
 
-private:
-    void Memory(const QString &sign, void *data, unsigned int bytes) const
+#define RECORD(Form)                                                                                                   \
+    void operator()(Form &) const override { calls << name + " " #Form; }                                              \
+    void Invert(Form &) const override { calls << "-" + name + " " #Form; }
+    RECORD(QImage)
+    RECORD(OPRGBA128f)
+    RECORD(OPRGBA128i)
+    RECORD(OPRGBA64f)
+    RECORD(OPRGBA64i)
+    RECORD(OPRGBA32i)
+    void operator()(OPHSLA &) const override { calls << name + " OPHSLA"; }
+    void operator()(void *data, unsigned int bytes) const override { Memory(name, data, bytes); }
+    void Invert(void *data, unsigned int bytes) const override { Memory("-" + name, data, bytes); }
+    void Memory(const QString &call, void *data, unsigned int bytes) const
     {
         lastData = data;
-        m_calls << sign + m_name + QString(" memory %1").arg(bytes);
+        calls << call + QString(" memory %1").arg(bytes);
     }
 
-    QString m_name;
-    QStringList &m_calls;
+    QString name;
+    mutable void *lastData = nullptr;
 };
 
-/// Serves nothing but what it must.
-class Silent : public OPColorTransformBase {
-public:
-    using OPColorTransformBase::operator();
-    using OPColorTransformBase::Invert;
-    void operator()(void *, unsigned int) const override { }
-    void Invert(void *, unsigned int) const override { }
-};
+static void push(OPColorTransformStack &stack, std::initializer_list<OPColorTransformBase *> transforms)
+{
+    for (OPColorTransformBase *transform : transforms)
+        stack.Push(transform);
+}
 
 class TestColorStack : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void order();
-    void imagesAsMemory();
-    void ownership();
-    void popAllDeletesNothing();
-    void stacksNest();
-    void unservedFormsChangeNothing();
+    void init() { calls.clear(); }
+
+    void everyFormInItsOrder()
+    {
+        OPColorTransformStack stack;
+        const OPColorTransformBase &base = stack; // a stack is a transformation too
+        push(stack, { new Recorder("A"), nullptr, new Recorder("B") });
+        const auto check = [&](const char *form, auto value) {
+            base(value);
+            base.Invert(value);
+            QCOMPARE(newCalls(), QString("A %1, B %1, -B %1, -A %1").arg(form));
+        };
+        check("QImage", QImage());
+        check("OPRGBA128f", OPRGBA128f());
+        check("OPRGBA128i", OPRGBA128i());
+        check("OPRGBA64f", OPRGBA64f());
+        check("OPRGBA64i", OPRGBA64i());
+        check("OPRGBA32i", OPRGBA32i());
+        OPHSLA pixel;
+        base(pixel);
+        base(&pixel, 16);
+        base.Invert(&pixel, 16);
+        QCOMPARE(newCalls(), "A OPHSLA, B OPHSLA, A memory 16, B memory 16, -B memory 16, -A memory 16");
+    }
+
+    /// Images go to the raw-memory forms, last to first in both directions, with a count of pixels for bytes.
+    void imagesAsMemory()
+    {
+        RGBA32iImage flat(5, 3, false), tiled(5, 3, true);
+        // A flat window is smaller than the image and no stand-in for its pixels.
+        tiled.SetFlatWindow(QSharedPointer<OPRGBA32i>(new OPRGBA32i), QRect(0, 0, 1, 1), QPoint(), QPoint());
+        Recorder *const a = new Recorder("A"), *const b = new Recorder("B");
+        const auto inner = new OPColorTransformStack; // reached as memory, so in its own order
+        push(*inner, { a, b });
+        OPColorTransformStack stack;
+        push(stack, { nullptr, new Recorder("C"), inner, nullptr });
+        for (RGBA32iImage *image : { &flat, &tiled }) {
+            void *const data = image == &flat ? flat.Bits() : nullptr;
+            a->lastData = b->lastData = this;
+            stack(*image);
+            QVERIFY(a->lastData == data && b->lastData == data);
+            a->lastData = this;
+            stack.Invert(*image);
+            QVERIFY(a->lastData == data);
+            QCOMPARE(newCalls(), "A memory 15, B memory 15, C memory 15, -B memory 15, -A memory 15, -C memory 15");
+        }
+    }
+
+    void aStackOwnsWhatIsNotPopped()
+    {
+        Recorder c("C");
+        {
+            OPColorTransformStack stack;
+            stack.PopAll();
+            push(stack, { new Recorder("A"), new Recorder("B"), nullptr, &c });
+            QVERIFY(stack.Top() == &c && stack.Pop() == &c && stack.Top() == nullptr && !stack.isEmpty());
+        }
+        QCOMPARE(newCalls(), "A deleted, B deleted");
+        OPColorTransformStack stack;
+        push(stack, { &c, &c });
+        stack.PopAll();
+        QVERIFY(stack.isEmpty());
+        OPRGBA32i pixel(0x12345678u);
+        stack(pixel);
+        c.OPColorTransformBase::operator()(pixel); // what a class does not serve
+        c.OPColorTransformBase::Invert(pixel);
+        QCOMPARE(pixel.word, 0x12345678u);
+        QCOMPARE(newCalls(), "");
+    }
 };
-
-void TestColorStack::order()
-{
-    QStringList calls;
-    {
-        OPColorTransformStack stack;
-        stack.Push(new Recorder("A", calls));
-        stack.Push(nullptr); // skipped by every form but that for OPRGBA32i, which comes further down
-        stack.Push(new Recorder("B", calls));
-        const auto called = [&calls](auto call) {
-            calls.clear();
-            call();
-            return calls;
-        };
-        const auto forward = [&](auto value, const QString &form) {
-            QCOMPARE(called([&] { stack(value); }), (QStringList { "A " + form, "B " + form }));
-        };
-        const auto backward = [&](auto value, const QString &form) {
-            QCOMPARE(called([&] { stack.Invert(value); }), (QStringList { "-B " + form, "-A " + form }));
-        };
-        int memory[4];
-        QCOMPARE(called([&] { stack(memory, 16); }), (QStringList { "A memory 16", "B memory 16" }));
-        QCOMPARE(called([&] { stack.Invert(memory, 16); }), (QStringList { "-B memory 16", "-A memory 16" }));
-        forward(QImage(), "qimage");
-        forward(OPHSLA(), "hsla");
-        forward(OPRGBA128f(), "128f");
-        forward(OPRGBA128i(), "128i");
-        forward(OPRGBA64f(), "64f");
-        forward(OPRGBA64i(), "64i");
-        backward(QImage(), "qimage");
-        backward(OPRGBA128f(), "128f");
-        backward(OPRGBA128i(), "128i");
-        backward(OPRGBA64f(), "64f");
-        backward(OPRGBA64i(), "64i");
-        backward(OPRGBA32i(), "32i");
-    }
-    QCOMPARE(calls.mid(calls.size() - 2), (QStringList { "A deleted", "B deleted" }));
-
-    calls.clear();
-    OPColorTransformStack stack;
-    stack.Push(new Recorder("A", calls));
-    stack.Push(new Recorder("B", calls));
-    OPRGBA32i pixel;
-    stack(pixel);
-    QCOMPARE(calls, (QStringList { "A 32i", "B 32i" }));
-}
-
-/// Images go to the raw-memory forms, last to first in both directions, with a count of pixels for bytes.
-void TestColorStack::imagesAsMemory()
-{
-    QStringList calls;
-    const auto a = new Recorder("A", calls), b = new Recorder("B", calls);
-    OPColorTransformStack stack;
-    stack.Push(nullptr);
-    stack.Push(a);
-    stack.Push(b);
-    stack.Push(nullptr);
-
-    RGBA32iImage flat(5, 3, false);
-    stack(flat);
-    QCOMPARE(calls, (QStringList { "B memory 15", "A memory 15" }));
-    QVERIFY(a->lastData == flat.Bits() && b->lastData == flat.Bits());
-    calls.clear();
-    stack.Invert(flat);
-    QCOMPARE(calls, (QStringList { "-B memory 15", "-A memory 15" }));
-    QVERIFY(a->lastData == flat.Bits());
-
-    RGBA32iImage tiled(5, 3, true);
-    calls.clear();
-    stack(tiled);
-    QCOMPARE(calls, (QStringList { "B memory 15", "A memory 15" }));
-    QVERIFY(!a->lastData && !b->lastData);
-
-    // A flat window is smaller than the image and no stand-in for its pixels.
-    tiled.SetFlatWindow(QSharedPointer<OPRGBA32i>(new OPRGBA32i), QRect(0, 0, 1, 1), QPoint(), QPoint());
-    a->lastData = this;
-    stack.Invert(tiled);
-    QVERIFY(!a->lastData);
-}
-
-void TestColorStack::ownership()
-{
-    QStringList calls;
-    const auto a = new Recorder("A", calls), b = new Recorder("B", calls);
-    {
-        OPColorTransformStack stack;
-        QVERIFY(stack.isEmpty());
-        stack.Push(b);
-        stack.Push(a);
-        QCOMPARE(stack.Top(), a);
-        QCOMPARE(stack.Pop(), a);
-        QCOMPARE(stack.Top(), b);
-        QVERIFY(!stack.isEmpty());
-        stack.Push(nullptr);
-        QCOMPARE(stack.Top(), nullptr);
-    }
-    QCOMPARE(calls, QStringList { "B deleted" });
-    OPColorTransformStack one;
-    one.Push(a);
-    QCOMPARE(one.Pop(), a);
-    QVERIFY(one.isEmpty());
-    OPRGBA32i pixel;
-    one(pixel); // an empty stack changes nothing
-    (*a)(pixel);
-    QCOMPARE(calls.last(), "A 32i");
-    delete a;
-}
-
-void TestColorStack::popAllDeletesNothing()
-{
-    QStringList calls;
-    const auto a = new Recorder("A", calls), b = new Recorder("B", calls);
-    {
-        OPColorTransformStack stack;
-        stack.PopAll();
-        stack.Push(a);
-        stack.Push(b);
-        stack.PopAll();
-        QVERIFY(stack.isEmpty());
-    }
-    QVERIFY(calls.isEmpty());
-    delete a;
-    delete b;
-}
-
-/// A stack is a transformation too. Within an image the inner one is reached through raw memory: in its own order.
-void TestColorStack::stacksNest()
-{
-    QStringList calls;
-    const auto inner = new OPColorTransformStack;
-    inner->Push(new Recorder("B", calls));
-    inner->Push(new Recorder("C", calls));
-    OPColorTransformStack stack;
-    stack.Push(new Recorder("A", calls));
-    stack.Push(inner);
-    RGBA32iImage image(2, 2, false);
-    stack(image);
-    QCOMPARE(calls, (QStringList { "B memory 4", "C memory 4", "A memory 4" }));
-    calls.clear();
-    OPRGBA32i pixel;
-    stack.Invert(pixel);
-    QCOMPARE(calls, (QStringList { "-C 32i", "-B 32i", "-A 32i" }));
-}
-
-void TestColorStack::unservedFormsChangeNothing()
-{
-    OPColorTransformStack stack;
-    stack.Push(new Silent);
-    OPRGBA32i pixel(0x12345678u);
-    stack(pixel);
-    stack.Invert(pixel);
-    QCOMPARE(pixel.word, 0x12345678u);
-    RGBA32iImage image(2, 2, false);
-    image.Fill(pixel);
-    Silent()(image);
-    Silent().Invert(image);
-    QCOMPARE(image.Bits()[3].word, 0x12345678u);
-}
 
 KXCORE_TEST_MAIN(TestColorStack)
 #include "tst_colorstack.moc"
