@@ -5,36 +5,47 @@
 #include <QtCore/QRandomGenerator>
 #include <QtTest/QtTest>
 
+#include <array>
 #include <functional>
 #include <vector>
 
 namespace testing {
 
-/// A picture as the tests see it: pixels in rows, reached with clamped coordinates.
+/// A random byte; a quarter of them from the values at which rounding and clamping change.
+inline unsigned char saltedByte(QRandomGenerator &random)
+{
+    static const unsigned char salt[] = { 0, 1, 127, 128, 254, 255 };
+    const quint32 bits = random.generate();
+    return (bits & 3) == 0 ? salt[(bits >> 8) % 6] : static_cast<unsigned char>(bits >> 16);
+}
+
+inline unsigned char channel(OPRGBA32i pixel, int which) { return static_cast<unsigned char>(pixel.word >> 8 * which); }
+
+/// The pixel whose channels, blue first, are @p of(0) to @p of(3).
+template <class Channel>
+OPRGBA32i pixelOf(Channel of)
+{
+    unsigned word = 0;
+    for (int c = 0; c < 4; ++c)
+        word |= unsigned(static_cast<unsigned char>(of(c))) << 8 * c;
+    return OPRGBA32i(word);
+}
+
+/// A picture as the tests see it: pixels in rows.
 struct Picture {
-    Picture(int w, int h)
+    Picture(int w, int h, OPRGBA32i fill = OPRGBA32i())
         : width(w)
         , height(h)
-        , pixels(size_t(w) * size_t(h))
+        , pixels(size_t(w) * size_t(h), fill)
     {
     }
 
-    /// A quarter of the bytes from the values at which rounding and clamping change.
     static Picture random(int w, int h, quint32 seed)
     {
-        static const unsigned char salt[] = { 0, 1, 127, 128, 254, 255 };
         QRandomGenerator generator(seed);
         Picture picture(w, h);
-        const auto byte = [&] {
-            const quint32 bits = generator.generate();
-            return (bits & 3) == 0 ? salt[(bits >> 8) % 6] : static_cast<unsigned char>(bits >> 16);
-        };
-        for (OPRGBA32i &pixel : picture.pixels) {
-            pixel.b = byte();
-            pixel.g = byte();
-            pixel.r = byte();
-            pixel.a = byte();
-        }
+        for (OPRGBA32i &pixel : picture.pixels)
+            pixel = pixelOf([&](int) { return saltedByte(generator); });
         return picture;
     }
 
@@ -68,91 +79,78 @@ struct Picture {
     std::vector<OPRGBA32i> pixels;
 };
 
-inline unsigned char channel(OPRGBA32i pixel, int which) { return static_cast<unsigned char>(pixel.word >> 8 * which); }
-
-/// The pixel whose channels, blue first, are @p of(0) to @p of(3).
-inline OPRGBA32i pixelOf(const std::function<int(int)> &of)
+/// Gives each pixel of @p rect the value @p formula(at), where at(k) was the pixel k steps further on its line; beyond
+/// @p edge the last pixel before it counts.
+template <class Formula>
+void alongLines(Picture &picture, const QRect &rect, const QRect &edge, Qt::Orientation lines, Formula formula)
 {
-    unsigned word = 0;
-    for (int c = 0; c < 4; ++c)
-        word |= unsigned(static_cast<unsigned char>(of(c))) << 8 * c;
-    return OPRGBA32i(word);
-}
-
-/// Empty when the two are alike, otherwise the first difference.
-inline QByteArray difference(const Picture &actual, const Picture &expected)
-{
-    if (actual.rect() != expected.rect())
-        return "the sizes differ";
-    for (int y = 0; y < actual.height; ++y)
-        for (int x = 0; x < actual.width; ++x)
-            if (actual.at(x, y) != expected.at(x, y))
-                return QString("(%1, %2): expected %3, got %4")
-                    .arg(x)
-                    .arg(y)
-                    .arg(expected.at(x, y).word, 8, 16, QChar('0'))
-                    .arg(actual.at(x, y).word, 8, 16, QChar('0'))
-                    .toLatin1();
-    return {};
+    const Picture from = picture;
+    const int dx = lines == Qt::Horizontal, dy = 1 - dx;
+    for (int y = rect.top(); y <= rect.bottom(); ++y)
+        for (int x = rect.left(); x <= rect.right(); ++x)
+            picture.at(x, y) = formula([&](int k) {
+                return from.at(
+                    qBound(edge.left(), x + k * dx, edge.right()), qBound(edge.top(), y + k * dy, edge.bottom()));
+            });
 }
 
 /// Convolves the lines of @p rect with a kernel in Q14 whose entries lie anywhere, in 64 bits; the rectangle's edge is
 /// replicated.
 inline void convolve(Picture &picture, const QRect &rect, Qt::Orientation lines, const std::vector<short> &kernel)
 {
-    const Picture from = picture;
-    const int radius = int(kernel.size() / 2);
-    for (int y = rect.top(); y <= rect.bottom(); ++y)
-        for (int x = rect.left(); x <= rect.right(); ++x)
-            picture.at(x, y) = pixelOf([&](int c) {
-                qint64 sum = 8192;
-                for (int j = 0; j < int(kernel.size()); ++j) {
-                    const int dx = lines == Qt::Horizontal ? j - radius : 0,
-                              dy = lines == Qt::Vertical ? j - radius : 0;
-                    sum += qint64(channel(from.at(qBound(rect.left(), x + dx, rect.right()),
-                                              qBound(rect.top(), y + dy, rect.bottom())),
-                               c))
-                        * kernel[size_t(j)];
-                }
-                return int(qBound<qint64>(0, sum >> 14, 255));
-            });
+    alongLines(picture, rect, rect, lines, [&](auto at) {
+        return pixelOf([&](int c) {
+            qint64 sum = 8192;
+            for (int j = 0; j < int(kernel.size()); ++j)
+                sum += qint64(channel(at(j - int(kernel.size() / 2)), c)) * kernel[size_t(j)];
+            return int(qBound<qint64>(0, sum >> 14, 255));
+        });
+    });
 }
 
-/// The mean of 2 * radius + 1 samples along a line, each sample and the result passed through a function: what is
-/// outside the picture counts as its edge.
-inline void windowMean(Picture &picture, const QRect &rect, Qt::Orientation lines, int radius,
-    const std::function<int(OPRGBA32i, int)> &sample, const std::function<OPRGBA32i(const int *)> &result)
+/// The means of the channels of 2 * radius + 1 pixels around at(0), truncated; colour may count by its alpha.
+template <class At>
+std::array<int, 4> means(At at, int radius, bool weighted)
 {
-    const Picture from = picture;
-    for (int y = rect.top(); y <= rect.bottom(); ++y)
-        for (int x = rect.left(); x <= rect.right(); ++x) {
-            int means[4] = {};
-            for (int k = -radius; k <= radius; ++k)
-                for (int c = 0; c < 4; ++c)
-                    means[c] += sample(from.at(qBound(0, lines == Qt::Horizontal ? x + k : x, from.width - 1),
-                                           qBound(0, lines == Qt::Vertical ? y + k : y, from.height - 1)),
-                        c);
-            for (int &mean : means)
-                mean /= 2 * radius + 1;
-            picture.at(x, y) = result(means);
-        }
+    std::array<int, 4> sums {};
+    for (int k = -radius; k <= radius; ++k)
+        for (int c = 0; c < 4; ++c)
+            sums[size_t(c)] += weighted && c < 3 ? channel(at(k), c) * at(k).a / 255 : channel(at(k), c);
+    for (int &sum : sums)
+        sum /= 2 * radius + 1;
+    return sums;
 }
 
-/// @c windowMean of straight pixels whose colour counts by its alpha.
+/// The mean along lines of straight pixels whose colour counts by its alpha; what is outside counts as the picture's edge.
 inline void premultipliedMean(Picture &picture, const QRect &rect, Qt::Orientation lines, int radius)
 {
-    windowMean(
-        picture, rect, lines, radius, [](OPRGBA32i p, int c) { return c == 3 ? p.a : channel(p, c) * p.a / 255; },
-        [](const int *means) {
-            return means[3] == 0 ? OPRGBA32i()
-                                 : pixelOf([&](int c) { return c == 3 ? means[3] : means[c] * 255 / means[3]; });
-        });
+    alongLines(picture, rect, picture.rect(), lines, [&](auto at) {
+        const auto mean = means(at, radius, true);
+        return mean[3] == 0 ? OPRGBA32i()
+                            : pixelOf([&](int c) { return c == 3 ? mean[3] : mean[size_t(c)] * 255 / mean[3]; });
+    });
+}
+
+/// Empty when the two are alike, otherwise the first difference.
+inline QString difference(const Picture &actual, const Picture &expected)
+{
+    if (actual.rect() != expected.rect())
+        return "the sizes differ";
+    const auto [a, e] = std::mismatch(actual.pixels.begin(), actual.pixels.end(), expected.pixels.begin());
+    if (a == actual.pixels.end())
+        return {};
+    const int i = int(a - actual.pixels.begin());
+    return QString::asprintf("(%d, %d): expected %08x, got %08x", i % actual.width, i / actual.width, e->word, a->word);
 }
 
 } // namespace testing
 
-#define COMPARE_PICTURE(actual, expected)                                                                              \
+/// Fails with @p difference unless that is empty; @p where says where in the test's loops that was.
+#define VERIFY_SAME_AT(difference, where)                                                                              \
     do {                                                                                                               \
-        const QByteArray text = testing::difference(actual, expected);                                                 \
-        QVERIFY2(text.isEmpty(), text.constData());                                                                    \
+        const QString text = difference;                                                                               \
+        if (!text.isEmpty())                                                                                           \
+            QFAIL(qPrintable(QString(where) + ": " + text));                                                           \
     } while (false)
+
+#define COMPARE_PICTURE(actual, expected) VERIFY_SAME_AT(testing::difference(actual, expected), "")

@@ -1,13 +1,9 @@
 #include "KXIterativeConvolution.h"
 
-#include "lines/Convolve.h"
 #include "lines/LineHandlers.h"
-#include "lines/Transpose.h"
 
 #include "TestSupport.h"
 #include "lines/Pictures.h"
-
-#include <QtCore/QMutex>
 
 #include <stdexcept>
 
@@ -15,32 +11,87 @@ using lines::HorizontalDirection;
 using lines::VerticalDirection;
 using testing::Picture;
 using Kernel = std::vector<short>;
-Q_DECLARE_METATYPE(Kernel)
 
 class TestLinePasses : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void transposes();
-    void convolvesLines();
-    void visitsEachLineOnce_data();
-    void visitsEachLineOnce();
-    void stopsBetweenLines_data();
-    void stopsBetweenLines();
-    void finishesWhenAWorkerThrows();
-    void slidesWindows_data();
-    void slidesWindows();
-    void slidesWindowsOfAlpha();
-    void runsLineKernels();
-    void convolvesImages_data();
-    void convolvesImages();
-    void premultipliesAllButTheLastRow();
-    void isStraightAgainAfterAnException();
-    void tiledImagesInRows();
-    void columnsOfTiledImagesStay();
+    void records();
+    void linesOfImages();
+    void endsBetweenLines_data();
+    void endsBetweenLines();
+    void premultipliedPassesStop();
+    void filtersLines_data();
+    void filtersLines();
+    void tiledImages();
 };
 
 static const std::atomic<bool> goOn { false };
+
+void TestLinePasses::records()
+{
+    // First line, last line, first, last, read first, read last, of rows and of columns in an image of 40 by 30.
+    const auto check = [](const QRect &rect, int radius, const QList<int> &rows, const QList<int> &columns) {
+        const auto list = [](const OPImageUtils::LineRecord &r) {
+            return QList<int> { r.firstLine, r.lastLine, r.first, r.last, r.readFirst, r.readLast };
+        };
+        const QImage image(40, 30, QImage::Format_ARGB32);
+        const RGBA32iImage tiled(40, 30, true);
+        QCOMPARE(list(OPImageUtils::HorizontalDirection<QImage>(image, rect, radius)), rows);
+        QCOMPARE(list(OPImageUtils::VerticalDirection<QImage>(image, rect, radius)), columns);
+        QCOMPARE(list(HorizontalDirection(tiled, rect, radius)), rows);
+        QCOMPARE(list(VerticalDirection(tiled, rect, radius)), columns);
+    };
+    check({ 0, 0, 40, 30 }, 5, { 0, 29, 0, 39, 0, 39 }, { 0, 39, 0, 29, 0, 29 });
+    check({ 10, 8, 4, 3 }, 2, { 8, 10, 10, 13, 7, 15 }, { 10, 13, 8, 10, 5, 12 }); // one more before the first
+    check({ 2, 1, 36, 28 }, 3, { 1, 28, 2, 37, 0, 39 }, { 2, 37, 1, 28, 0, 29 });
+    check({ 10, 8, 1, 1 }, 0, { 8, 8, 10, 10, 9, 10 }, { 10, 10, 8, 8, 7, 8 });
+    check({ 10, 8, 1, 1 }, INT_MAX, { 8, 8, 10, 10, 0, 39 }, { 10, 10, 8, 8, 0, 29 });
+}
+
+/// Reads and writes stretches of the lines of an image of 6 by 5 whose memory is @p pixels.
+template <class Direction, class Image>
+static void checkLines(Image &image, const OPRGBA32i *pixels, Qt::Orientation lines)
+{
+    const Direction direction(image, QRect(0, 0, 6, 5), 0);
+    Picture expected(6, 5);
+    std::copy_n(pixels, 30, expected.pixels.begin());
+    const unsigned lineCount = lines == Qt::Horizontal ? 5 : 6, length = 11 - lineCount;
+    unsigned stamp = 0;
+    for (const unsigned line : { 0u, lineCount - 1, lineCount })
+        for (const unsigned start : { 0u, 2u, length - 1, length, UINT_MAX })
+            for (unsigned n = 0; n <= 8; ++n) {
+                // Of a QImage stretches up to the end of a line are refused, columns of other images end there.
+                const bool inRange =
+                    line < lineCount && (std::is_same_v<Image, QImage> ? quint64(start) + n < length : start < length);
+                const unsigned count = inRange ? std::min(n, length - start) : 0;
+                std::vector<OPRGBA32i> buffer(8, OPRGBA32i(0x11223344u));
+                auto *const raw = reinterpret_cast<unsigned char *>(buffer.data());
+                QCOMPARE(direction.Read(image, line, start, raw, 4 * n), inRange);
+                for (unsigned i = 0; i < 8; ++i)
+                    QCOMPARE(
+                        buffer[i], i < count ? expected.on(lines, int(line), int(start + i)) : OPRGBA32i(0x11223344u));
+                for (OPRGBA32i &pixel : buffer)
+                    pixel = OPRGBA32i(++stamp);
+                QCOMPARE(direction.Write(image, line, start, raw, 4 * n), inRange);
+                for (unsigned i = 0; i < count; ++i)
+                    expected.on(lines, int(line), int(start + i)) = buffer[i];
+                QVERIFY(std::equal(expected.pixels.begin(), expected.pixels.end(), pixels));
+            }
+}
+
+void TestLinePasses::linesOfImages()
+{
+    Picture picture = Picture::random(6, 5, 7);
+    QImage qImage(reinterpret_cast<unsigned char *>(picture.pixels.data()), 6, 5, QImage::Format_ARGB32);
+    RGBA32iImage flat = picture.image(false), tiled = picture.image(true);
+    checkLines<OPImageUtils::HorizontalDirection<QImage>>(qImage, picture.pixels.data(), Qt::Horizontal);
+    checkLines<OPImageUtils::VerticalDirection<QImage>>(qImage, picture.pixels.data(), Qt::Vertical);
+    checkLines<VerticalDirection>(flat, flat.Bits(), Qt::Vertical);
+    unsigned char raw[4] {};
+    const VerticalDirection columns(tiled, tiled.Rect(), 0); // columns are those of flat images
+    QVERIFY(!columns.Read(tiled, 0, 0, raw, 4) && !columns.Write(tiled, 0, 0, raw, 4));
+}
 
 /// A pass that reads whole lines and adds 1 to each word.
 template <class Direction>
@@ -57,366 +108,212 @@ static void addOne(RGBA32iImage &image, int workers, const std::atomic<bool> &ca
     });
 }
 
-static void addOne(RGBA32iImage &image, Qt::Orientation lines, int workers, const std::atomic<bool> &cancel,
-    const lines::Progress &progress)
+/// The lines of @p image that are as in @p after, where all others are as in @p before; -1 stands for one that is not.
+static QVector<int> doneLines(const RGBA32iImage &image, Picture before, Picture after, Qt::Orientation lines)
 {
-    if (lines == Qt::Horizontal)
-        addOne<HorizontalDirection>(image, workers, cancel, progress);
-    else
-        addOne<VerticalDirection>(image, workers, cancel, progress);
-}
-
-void TestLinePasses::transposes()
-{
-    for (int columns = 1; columns <= 37; columns += columns < 20 ? 1 : 17)
-        for (int rows = 1; rows <= 35; rows += rows < 18 ? 1 : 17) {
-            const Picture from = Picture::random(columns + 3, rows, 1);
-            Picture to(rows + 2, columns), expected(rows + 2, columns);
-            lines::transpose(&from.pixels[2], from.width, &to.pixels[0], to.width, columns, rows);
-            for (int y = 0; y < rows; ++y)
-                for (int x = 0; x < columns; ++x)
-                    expected.at(y, x) = from.at(x + 2, y);
-            COMPARE_PICTURE(to, expected); // what lies around it stays 0
+    QVector<int> result;
+    Picture actual = Picture::of(image);
+    const int lineCount = lines == Qt::Horizontal ? actual.height : actual.width;
+    for (int line = 0; line < lineCount; ++line) {
+        bool isBefore = true, isAfter = true;
+        for (int i = 0; i < actual.width + actual.height - lineCount; ++i) {
+            isBefore = isBefore && actual.on(lines, line, i) == before.on(lines, line, i);
+            isAfter = isAfter && actual.on(lines, line, i) == after.on(lines, line, i);
         }
-}
-
-void TestLinePasses::convolvesLines()
-{
-    QRandomGenerator random(5);
-    for (int round = 0; round < 400; ++round) {
-        const int length = random.bounded(1, 23);
-        Kernel kernel(size_t(random.bounded(0, 40)));
-        const int extreme = round % 4 == 0 ? 32767 : 3000; // the largest wrap, alike in every form
-        for (short &entry : kernel)
-            entry = random.bounded(3) == 0 ? short(0) : short(random.bounded(-extreme - 1, extreme + 1));
-        const Picture in = Picture::random(length + int(kernel.size()), 1, random.generate());
-        Picture out(length, 1), expected(length, 1);
-        lines::convolve(in.pixels.data(), out.pixels.data(), length, lines::Taps(kernel));
-        for (int i = 0; i < length; ++i)
-            expected.at(i, 0) = testing::pixelOf([&](int c) {
-                qint64 sum = 8192;
-                for (int j = 0; j < int(kernel.size()); ++j)
-                    sum += qint64(testing::channel(in.at(i + j, 0), c)) * kernel[size_t(j)];
-                return qBound(0, int(sum) >> 14, 255);
-            });
-        COMPARE_PICTURE(out, expected);
-        lines::convolvePixels(in.pixels.data(), out.pixels.data(), 0, length, lines::Taps(kernel));
-        COMPARE_PICTURE(out, expected);
+        if (!isBefore)
+            result << (isAfter ? line : -1);
     }
+    return result;
 }
 
-void TestLinePasses::visitsEachLineOnce_data()
+void TestLinePasses::endsBetweenLines_data()
 {
     QTest::addColumn<Qt::Orientation>("lines");
     QTest::addColumn<int>("workers");
-    for (const int workers : { 0, 1, 3 }) {
-        QTest::addRow("rows, %d workers", workers) << Qt::Horizontal << workers;
-        QTest::addRow("columns, %d workers", workers) << Qt::Vertical << workers;
-    }
+    QTest::addColumn<bool>("throws");
+    for (const auto lines : { Qt::Horizontal, Qt::Vertical })
+        for (const int workers : { 0, 1, 3 })
+            for (const bool throws : { false, true })
+                QTest::addRow("lines %d, workers %d, %s", lines, workers, throws ? "thrown out of" : "cancelled")
+                    << lines << workers << throws;
 }
 
-void TestLinePasses::visitsEachLineOnce()
+/// However a pass ends, lines are finished or left alone, and as many are finished as are reported.
+void TestLinePasses::endsBetweenLines()
 {
     QFETCH(Qt::Orientation, lines);
     QFETCH(int, workers);
-    for (const QSize size : { QSize(1, 1), QSize(1, 40), QSize(31, 2), QSize(32, 33), QSize(150, 7) }) {
-        Picture picture = Picture::random(size.width(), size.height(), 3);
-        RGBA32iImage image = picture.image(false);
-        std::atomic<int> calls { 0 };
-        addOne(image, lines, workers, goOn, [&] { ++calls; });
-        for (OPRGBA32i &pixel : picture.pixels)
-            pixel = OPRGBA32i(pixel.word + 1);
-        COMPARE_PICTURE(Picture::of(image), picture);
-        QCOMPARE(calls.load(), lines == Qt::Horizontal ? size.height() : size.width());
-        addOne(image, lines, workers, goOn, nullptr);
-    }
-}
-
-void TestLinePasses::stopsBetweenLines_data()
-{
-    QTest::addColumn<Qt::Orientation>("lines");
-    QTest::addColumn<int>("stopAfter");
-    for (const int stopAfter : { 0, 1, 31, 40, 69, 70 }) {
-        QTest::addRow("rows, after %d", stopAfter) << Qt::Horizontal << stopAfter;
-        QTest::addRow("columns, after %d", stopAfter) << Qt::Vertical << stopAfter;
-    }
-}
-
-void TestLinePasses::stopsBetweenLines()
-{
-    QFETCH(Qt::Orientation, lines);
-    QFETCH(int, stopAfter);
-    // On one thread the lines come in order: what was reported is finished, everything after it as it was.
-    Picture picture = Picture::random(70, 70, 3);
-    RGBA32iImage image = picture.image(false);
-    std::atomic<bool> cancel { stopAfter == 0 };
-    int calls = 0;
-    addOne(image, lines, 0, cancel, [&] { cancel = ++calls == stopAfter; });
-    QCOMPARE(calls, stopAfter);
-    for (int line = 0; line < stopAfter; ++line)
-        for (int i = 0; i < 70; ++i)
-            picture.on(lines, line, i) = OPRGBA32i(picture.on(lines, line, i).word + 1);
-    COMPARE_PICTURE(Picture::of(image), picture);
-
-    // With several workers each finishes the line in hand: the finished ones are as many as were reported.
-    const Picture before = Picture::random(70, 70, 4);
-    image = before.image(false);
-    cancel = false;
-    std::atomic<int> reported { 0 };
-    addOne(image, lines, 3, cancel, [&] {
-        if (++reported == stopAfter)
-            cancel = true;
-    });
-    Picture after = Picture::of(image);
-    int finished = 0;
-    for (int line = 0; line < 70; ++line) {
-        const unsigned step = after.on(lines, line, 0).word - Picture(before).on(lines, line, 0).word;
-        QVERIFY(step <= 1);
-        finished += int(step);
-        for (int i = 0; i < 70; ++i)
-            QCOMPARE(after.on(lines, line, i).word, Picture(before).on(lines, line, i).word + step);
-    }
-    QCOMPARE(finished, reported.load());
-    QVERIFY(stopAfter == 0 || finished >= stopAfter);
-}
-
-void TestLinePasses::finishesWhenAWorkerThrows()
-{
-    for (const auto lines : { Qt::Horizontal, Qt::Vertical })
-        for (const int workers : { 0, 2 }) {
-            const Picture before = Picture::random(96, 96, 9);
+    QFETCH(bool, throws);
+    for (const QSize size : { QSize(1, 1), QSize(1, 40), QSize(31, 2), QSize(32, 33), QSize(150, 7), QSize(70, 70) })
+        for (const int stopAfter : { 0, 1, 5, 31, 40, 70, INT_MAX }) {
+            const Picture before = Picture::random(size.width(), size.height(), 3);
+            Picture after = before;
+            for (OPRGBA32i &pixel : after.pixels)
+                ++pixel.word;
             RGBA32iImage image = before.image(false);
-            QMutex mutex;
-            int calls = 0;
-            QString text;
+            std::atomic<bool> cancel { stopAfter == 0 };
+            std::atomic<int> reported { 0 };
+            bool caught = false;
             try {
-                addOne(image, lines, workers, goOn, [&] {
-                    const QMutexLocker lock(&mutex);
-                    if (++calls == 5)
-                        throw std::runtime_error("five is enough");
-                });
+                (lines == Qt::Horizontal ? addOne<HorizontalDirection> : addOne<VerticalDirection>)(image, workers,
+                    cancel, [&] {
+                        const bool stop = ++reported == stopAfter;
+                        if (stop && throws)
+                            throw std::runtime_error("no more");
+                        cancel = cancel || stop;
+                    });
             } catch (const std::exception &e) {
-                text = e.what();
+                caught = e.what() == QString("no more");
             }
-            QCOMPARE(text, QString("five is enough"));
-            // The line that was reported is written; the other worker, if there is one, goes on to the end.
-            Picture after = Picture::of(image);
-            int finished = 0;
-            for (int line = 0; line < 96; ++line)
-                finished += after.on(lines, line, 50) != Picture(before).on(lines, line, 50);
-            QCOMPARE(finished, calls);
+            const QVector<int> done = doneLines(image, before, after, lines);
+            const int lineCount = lines == Qt::Horizontal ? size.height() : size.width();
+            const int least = std::min(stopAfter, lineCount);
+            QCOMPARE(caught, throws && least == stopAfter && least > 0);
+            QVERIFY(!done.contains(-1));
+            QCOMPARE(done.size(), reported.load());
+            QVERIFY(done.size() >= least); // workers finish the lines in hand
             if (workers == 0)
-                QCOMPARE(calls, 5);
-            else
-                QVERIFY(calls > 5);
+                QVERIFY(done.size() == least && (least == 0 || done.last() == least - 1));
         }
 }
 
-void TestLinePasses::slidesWindows_data()
+/// What a cancel or an exception leaves of a pair of passes with premultiplication around it.
+void TestLinePasses::premultipliedPassesStop()
+{
+    if (workers::hardware() < 2)
+        QSKIP("on a single processor pixels are not premultiplied at all");
+    const QRect rect(3, 2, 50, 40);
+    const Kernel kernel { 3000, 10384, 3000 };
+    const Picture picture = Picture::random(61, 47, 48);
+    const auto butForTheLastRow = [&](Picture &p, auto colour) {
+        for (int y = rect.top(); y < rect.bottom(); ++y)
+            for (int x = rect.left(); x <= rect.right(); ++x)
+                p.at(x, y) = testing::pixelOf([&, pixel = p.at(x, y)](int c) {
+                    return c == 3 ? pixel.a : colour(testing::channel(pixel, c), int(pixel.a));
+                });
+    };
+    Picture none = picture; // no line convolved; then all rows, then all columns, too
+    butForTheLastRow(none, [](int c, int a) { return (c * a + 127) / 255; });
+    Picture rows = none;
+    testing::convolve(rows, rect, Qt::Horizontal, kernel);
+    Picture all = rows;
+    testing::convolve(all, rect, Qt::Vertical, kernel);
+    for (Picture *p : { &none, &rows, &all })
+        butForTheLastRow(*p, [](int c, int a) { return a == 0 ? 0 : (c * 255 + a / 2) / a; });
+
+    for (const int stopAfter : { 0, 1, 7, 39, 40, 41, 60, 89, 90, 1000 })
+        for (const bool throws : { false, true }) {
+            RGBA32iImage image = picture.image(false);
+            std::atomic<bool> cancel { stopAfter == 0 };
+            std::atomic<int> steps { 0 };
+            KXIterativeConvolutionFast2D<RGBA32iImage> passes(kernel, image, rect);
+            passes.SetPremultiply(true);
+            bool caught = false;
+            try {
+                passes.Run(cancel, [&] {
+                    if (++steps < stopAfter)
+                        return;
+                    cancel = true;
+                    if (throws)
+                        throw std::runtime_error("enough");
+                });
+            } catch (const std::exception &) {
+                caught = true;
+            }
+            QCOMPARE(caught, throws && stopAfter > 0 && stopAfter <= 90);
+            const QVector<int> done =
+                steps < 40 ? doneLines(image, none, rows, Qt::Horizontal) : doneLines(image, rows, all, Qt::Vertical);
+            QVERIFY(!done.contains(-1));
+            QCOMPARE(done.size() + (steps < 40 ? 0 : 40), steps.load());
+        }
+}
+
+void TestLinePasses::filtersLines_data()
 {
     QTest::addColumn<QSize>("size");
     QTest::addColumn<QRect>("rect");
-    QTest::addColumn<int>("radius");
-    QTest::newRow("whole") << QSize(45, 37) << QRect() << 3;
-    QTest::newRow("no window") << QSize(20, 20) << QRect() << 0;
-    QTest::newRow("real neighbours around a rectangle") << QSize(50, 40) << QRect(20, 12, 9, 8) << 4;
-    QTest::newRow("over the edges") << QSize(40, 40) << QRect(-5, 30, 200, 200) << 2;
-    QTest::newRow("wider than the image") << QSize(17, 35) << QRect(3, 3, 10, 30) << 50;
-    QTest::newRow("one column") << QSize(1, 9) << QRect() << 2;
-    QTest::newRow("one row") << QSize(9, 1) << QRect() << 2;
-    QTest::newRow("outside") << QSize(9, 9) << QRect(9, 0, 5, 5) << 2;
+    QTest::newRow("whole") << QSize(45, 37) << QRect();
+    QTest::newRow("inside") << QSize(50, 40) << QRect(20, 12, 9, 8);
+    QTest::newRow("over the edges") << QSize(40, 40) << QRect(-5, 30, 200, 200);
+    QTest::newRow("one column") << QSize(1, 9) << QRect();
+    QTest::newRow("one row") << QSize(9, 1) << QRect();
+    QTest::newRow("outside") << QSize(9, 9) << QRect(9, 0, 5, 5);
 }
 
-template <class Direction, class Accumulator>
-static int slide(const Accumulator &window, RGBA32iImage &image, const QRect &rect)
+template <class Handler>
+static int runAndCount(Handler handler)
 {
-    const lines::LineHandler<Accumulator, Direction> handler(window, image, rect);
     std::atomic<int> calls { 0 };
     handler.Run(goOn, [&] { ++calls; });
     return calls == handler.LineCount() ? calls.load() : -1;
 }
 
-void TestLinePasses::slidesWindows()
+template <class Accumulator>
+static int slide(const Accumulator &window, RGBA32iImage &image, const QRect &rect)
+{
+    return runAndCount(lines::LineHandler<Accumulator, HorizontalDirection>(window, image, rect))
+        + runAndCount(lines::LineHandler<Accumulator, VerticalDirection>(window, image, rect));
+}
+
+/// Rows, then columns. Windows and line kernels see the image around the rectangle, convolutions repeat the edge.
+void TestLinePasses::filtersLines()
 {
     QFETCH(QSize, size);
     QFETCH(QRect, rect);
-    QFETCH(int, radius);
     const Picture picture = Picture::random(size.width(), size.height(), 11);
     const QRect area = rect.isValid() ? rect & picture.rect() : picture.rect();
-
-    RGBA32iImage image = picture.image(false), plain = picture.image(false);
-    Picture expected = picture, expectedPlain = picture;
-    const auto byte = [](OPRGBA32i p, int c) { return int(testing::channel(p, c)); };
-    const auto pixel = [](const int *means) { return testing::pixelOf([=](int c) { return means[c]; }); };
-
-    QCOMPARE(slide<HorizontalDirection>(OPRGBABlurAccumulatorPremul(radius), image, rect), area.height());
-    QCOMPARE(slide<HorizontalDirection>(OPRGBABlurAccumulator(radius), plain, rect), area.height());
-    testing::premultipliedMean(expected, area, Qt::Horizontal, radius);
-    testing::windowMean(expectedPlain, area, Qt::Horizontal, radius, byte, pixel);
-    COMPARE_PICTURE(Picture::of(image), expected);
-    COMPARE_PICTURE(Picture::of(plain), expectedPlain);
-
-    QCOMPARE(slide<VerticalDirection>(OPRGBABlurAccumulatorPremul(radius), image, rect), area.width());
-    QCOMPARE(slide<VerticalDirection>(OPRGBABlurAccumulator(radius), plain, rect), area.width());
-    testing::premultipliedMean(expected, area, Qt::Vertical, radius);
-    testing::windowMean(expectedPlain, area, Qt::Vertical, radius, byte, pixel);
-    COMPARE_PICTURE(Picture::of(image), expected);
-    COMPARE_PICTURE(Picture::of(plain), expectedPlain);
-}
-
-void TestLinePasses::slidesWindowsOfAlpha()
-{
-    const Picture picture = Picture::random(33, 20, 12);
-    const QRect rect(2, 3, 30, 15);
-    const auto alpha = [](OPRGBA32i p, int) { return int(p.a); };
-    const auto check = [&](const auto &window, const std::function<OPRGBA32i(const int *)> &result) {
+    const auto check = [&](auto filter, auto formula) {
         RGBA32iImage image = picture.image(false);
         Picture expected = picture;
-        slide<VerticalDirection>(window, image, rect);
-        testing::windowMean(expected, rect, Qt::Vertical, 2, alpha, result);
+        QCOMPARE(filter(image), area.width() + area.height());
+        for (const auto lines : { Qt::Horizontal, Qt::Vertical })
+            formula(expected, lines);
         COMPARE_PICTURE(Picture::of(image), expected);
     };
-    const auto black = [](int a) { return OPRGBA32i(0, 0, 0, static_cast<unsigned char>(a)); };
-    check(OPAlphaBlurAccumulator(2), [&](const int *means) { return black(means[3]); });
-    check(OPAlphaBlurAccumulatorWithInvert(2), [&](const int *means) { return black(255 - means[3]); });
-    check(OPAlphaBlurAccumulatorWithRGBColorize(2, OPRGBA32i(7, 8, 9, 255)),
-        [&](const int *means) { return OPRGBA32i(7, 8, 9, static_cast<unsigned char>(means[3])); });
-}
-
-void TestLinePasses::runsLineKernels()
-{
-    // Each pixel against its neighbours in the image, also outside the rectangle; rows first, then columns.
-    const Picture picture = Picture::random(40, 30, 13);
-    const QRect rect(5, 0, 30, 30);
-    RGBA32iImage image = picture.image(false);
-    const lines::LineHandlerConvolution2D<OPSimpleSharpenKernel1D> handler(OPSimpleSharpenKernel1D(300), image, rect);
-    std::atomic<int> calls { 0 };
-    handler.Run(goOn, [&] { ++calls; });
-    QCOMPARE(calls.load(), 60);
-    QCOMPARE(handler.LineCount(), 60);
-    Picture expected = picture;
-    for (const bool isRow : { true, false }) {
-        const Picture from = expected;
-        const auto at = [&](int x, int y) { return from.at(qBound(0, x, 39), qBound(0, y, 29)); };
-        for (int y = rect.top(); y <= rect.bottom(); ++y)
-            for (int x = rect.left(); x <= rect.right(); ++x)
-                expected.at(x, y) = testing::pixelOf([&](int c) {
-                    const int sides =
-                        testing::channel(at(x - isRow, y - !isRow), c) + testing::channel(at(x + isRow, y + !isRow), c);
-                    return qBound(0, (testing::channel(from.at(x, y), c) * 2385 - sides * 300 + 765) / 1785, 255);
+    for (const int radius : { 0, 3, 50 }) {
+        const auto checkWindow = [&](const auto &window, auto byte) {
+            check([&](RGBA32iImage &image) { return slide(window, image, rect); },
+                [&](Picture &picture, Qt::Orientation lines) {
+                    testing::alongLines(picture, area, picture.rect(), lines, [&](auto at) {
+                        const auto means = testing::means(at, radius, false);
+                        return testing::pixelOf([&](int c) { return byte(means, size_t(c)); });
+                    });
                 });
+        };
+        checkWindow(OPRGBABlurAccumulator(radius), [](auto means, size_t c) { return means[c]; });
+        checkWindow(OPAlphaBlurAccumulator(radius), [](auto means, size_t c) { return c == 3 ? means[3] : 0; });
+        checkWindow(
+            OPAlphaBlurAccumulatorWithInvert(radius), [](auto means, size_t c) { return c == 3 ? 255 - means[3] : 0; });
+        checkWindow(OPAlphaBlurAccumulatorWithRGBColorize(radius, OPRGBA32i(7, 8, 9, 255)),
+            [](auto means, size_t c) { return c == 3 ? means[3] : 7 + int(c); });
+        check([&](RGBA32iImage &image) { return slide(OPRGBABlurAccumulatorPremul(radius), image, rect); },
+            [&](Picture &p, Qt::Orientation lines) { testing::premultipliedMean(p, area, lines, radius); });
     }
-    COMPARE_PICTURE(Picture::of(image), expected);
-
-    lines::LineHandlerConvolution2D<OPShiftEdge1D>(OPShiftEdge1D(3), image, QRect(100, 100, 5, 5)).Run(goOn, nullptr);
-    COMPARE_PICTURE(Picture::of(image), expected);
-    lines::LineHandlerConvolution2D<OPGaussianAlpha1D>(OPGaussianAlpha1D(0.1), image, QRect()).Run(goOn, nullptr);
-    COMPARE_PICTURE(Picture::of(image), expected); // too narrow to move anything
+    for (const Kernel &kernel : { Kernel { -3000, 9000, 12000, -1500, 100 }, Kernel(41, 400), Kernel() })
+        check([&](RGBA32iImage &i) { return runAndCount(KXIterativeConvolutionFast2D<RGBA32iImage>(kernel, i, rect)); },
+            [&](Picture &p, Qt::Orientation lines) { testing::convolve(p, area, lines, kernel); });
+    check(
+        [&](RGBA32iImage &image) {
+            const OPSimpleSharpenKernel1D sharpen(300);
+            return runAndCount(lines::LineHandlerConvolution2D<OPSimpleSharpenKernel1D>(sharpen, image, rect));
+        },
+        [&](Picture &picture, Qt::Orientation lines) {
+            testing::alongLines(picture, area, picture.rect(), lines, [](auto at) {
+                return testing::pixelOf([&](int c) {
+                    const int sides = testing::channel(at(-1), c) + testing::channel(at(1), c);
+                    return qBound(0, (testing::channel(at(0), c) * 2385 - sides * 300 + 765) / 1785, 255);
+                });
+            });
+        });
 }
 
-void TestLinePasses::convolvesImages_data()
-{
-    QTest::addColumn<QSize>("size");
-    QTest::addColumn<QRect>("rect");
-    QTest::addColumn<Kernel>("kernel");
-    const Kernel wide(41, 400), uneven { -3000, 9000, 12000, -1500, 100 };
-    QTest::newRow("whole") << QSize(45, 37) << QRect() << uneven;
-    QTest::newRow("identity") << QSize(45, 37) << QRect() << Kernel { 0, 16384, 0 };
-    QTest::newRow("the rectangle's edge is replicated") << QSize(80, 60) << QRect(17, 9, 40, 33) << wide;
-    QTest::newRow("narrower than the reach") << QSize(80, 60) << QRect(17, 9, 3, 4) << wide;
-    QTest::newRow("over the edges") << QSize(80, 60) << QRect(-9, 50, 500, 500) << uneven;
-    QTest::newRow("one pixel") << QSize(1, 1) << QRect() << wide;
-    QTest::newRow("outside") << QSize(20, 20) << QRect(-9, 0, 9, 9) << uneven;
-    QTest::newRow("no entries") << QSize(9, 9) << QRect() << Kernel();
-}
-
-void TestLinePasses::convolvesImages()
-{
-    QFETCH(QSize, size);
-    QFETCH(QRect, rect);
-    QFETCH(Kernel, kernel);
-    Picture picture = Picture::random(size.width(), size.height(), 21);
-    const QRect area = rect.isValid() ? rect & picture.rect() : picture.rect();
-    RGBA32iImage image = picture.image(false);
-    std::atomic<int> calls { 0 };
-    {
-        KXIterativeConvolutionFast2D<RGBA32iImage> both(Kernel(kernel), image, rect); // keeps its own copy
-        both.Run(goOn, [&] { ++calls; });
-        QCOMPARE(calls.load(), both.LineCount());
-        QCOMPARE(both.LineCount(), area.width() + area.height());
-    }
-    testing::convolve(picture, area, Qt::Horizontal, kernel);
-    testing::convolve(picture, area, Qt::Vertical, kernel);
-    COMPARE_PICTURE(Picture::of(image), picture);
-
-    KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>(kernel, image, rect).Run(goOn, nullptr);
-    testing::convolve(picture, area, Qt::Vertical, kernel);
-    COMPARE_PICTURE(Picture::of(image), picture);
-}
-
-void TestLinePasses::premultipliesAllButTheLastRow()
-{
-    if (workers::hardware() < 2)
-        QSKIP("with one processor the walk changes nothing");
-    Picture picture(3, 3);
-    std::fill(picture.pixels.begin(), picture.pixels.end(), OPRGBA32i(200, 200, 200, 255));
-    picture.at(1, 0) = picture.at(1, 2) = OPRGBA32i(0, 0, 0, 0);
-    RGBA32iImage image = picture.image(false);
-    KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection> pass({ 5461, 5461, 5461 }, image, QRect());
-    pass.SetPremultiply(true);
-    pass.Run(goOn, nullptr);
-    // Two thirds of the window are covered: alpha 170, and the colour is that of what covers it. (133 * 255 + 85) / 170 =
-    // 200. In the last row black bleeds in.
-    const OPRGBA32i covered(200, 200, 200, 170), bled(133, 133, 133, 170), full(200, 200, 200, 255);
-    QCOMPARE(image.Bits()[1].word, covered.word);
-    QCOMPARE(image.Bits()[4].word, full.word);
-    QCOMPARE(image.Bits()[7].word, bled.word);
-
-    // The same in tiles, where every row counts. Tiles that are shared, be it within the image, are made private first.
-    RGBA32iImage tiled(300, 3, true);
-    tiled.Fill(OPRGBA32i(100, 100, 100, 100));
-    const RGBA32iImage shared = tiled;
-    KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection> inTiles({ 0, 16384, 0 }, tiled, QRect());
-    inTiles.SetPremultiply(true);
-    inTiles.Run(goOn, nullptr);
-    // 100 -> (10000 + 127) / 255 = 39 -> (9945 + 50) / 100 = 99
-    Picture expected(300, 3);
-    std::fill(expected.pixels.begin(), expected.pixels.end(), OPRGBA32i(99, 99, 99, 100));
-    COMPARE_PICTURE(Picture::of(tiled), expected);
-    QCOMPARE(shared.TileData(1)->word, OPRGBA32i(100, 100, 100, 100).word);
-}
-
-void TestLinePasses::isStraightAgainAfterAnException()
-{
-    const Picture picture = Picture::random(40, 40, 22);
-    const auto run = [&](const lines::Progress &progress) {
-        RGBA32iImage image = picture.image(false);
-        KXIterativeConvolutionFast2D<RGBA32iImage> identity({ 0, 16384, 0 }, image, QRect());
-        identity.SetPremultiply(true);
-        QString text;
-        try {
-            identity.Run(goOn, progress);
-        } catch (const std::exception &e) {
-            text = e.what();
-        }
-        return qMakePair(Picture::of(image), text);
-    };
-    std::atomic<int> calls { 0 };
-    const auto stopped = run([&] {
-        if (++calls == 50)
-            throw std::runtime_error("no more");
-    });
-    QCOMPARE(stopped.second, QString("no more"));
-    COMPARE_PICTURE(stopped.first, run(nullptr).first);
-}
-
-void TestLinePasses::tiledImagesInRows()
+void TestLinePasses::tiledImages()
 {
     const Picture picture = Picture::random(300, 260, 31);
     const QRect rect(100, 100, 150, 90);
     RGBA32iImage image = picture.image(true);
     const RGBA32iImage before = image;
-    slide<HorizontalDirection>(OPRGBABlurAccumulatorPremul(9), image, rect);
+    QCOMPARE(slide(OPRGBABlurAccumulatorPremul(9), image, rect), 240); // columns are counted, but stay
     Picture expected = picture;
     testing::premultipliedMean(expected, rect, Qt::Horizontal, 9);
     COMPARE_PICTURE(Picture::of(image), expected);
@@ -424,45 +321,42 @@ void TestLinePasses::tiledImagesInRows()
     QCOMPARE(image.TileData(6), before.TileData(6)); // below the rectangle they are still shared
 
     // A null tile reads as empty, not as what a worker read before, and stays null.
-    RGBA32iImage holed(300, 130, true);
-    holed.Fill(OPRGBA32i(0xFFFFFFFFu));
+    RGBA32iImage holed = Picture(300, 130, OPRGBA32i(0xFFFFFFFFu)).image(true);
     holed.ReleaseTile(4);
-    slide<HorizontalDirection>(OPRGBABlurAccumulatorPremul(1), holed, QRect());
+    slide(OPRGBABlurAccumulatorPremul(1), holed, QRect());
     QVERIFY(!holed.TileData(4));
     for (int y = 0; y < 2; ++y) {
-        QCOMPARE(holed.TileData(3)[y * 128 + 127].word, OPRGBA32i(255, 255, 255, 170).word);
-        QCOMPARE(holed.TileData(5)[y * 128].word, OPRGBA32i(255, 255, 255, 170).word);
+        QCOMPARE(holed.TileData(3)[y * 128 + 127], OPRGBA32i(255, 255, 255, 170));
+        QCOMPARE(holed.TileData(5)[y * 128], OPRGBA32i(255, 255, 255, 170));
     }
 
     // A flat window stands for fake tiles: what it shows is filtered and kept.
     RGBA32iImage windowed(300, 260, true);
-    const Picture white = Picture::of(Picture::random(200, 200, 33).image(false));
+    const Picture content = Picture::random(200, 200, 33);
     QSharedPointer<OPRGBA32i> pixels(new OPRGBA32i[200 * 200], [](OPRGBA32i *p) { delete[] p; });
-    std::copy(white.pixels.begin(), white.pixels.end(), pixels.data());
+    std::copy(content.pixels.begin(), content.pixels.end(), pixels.data());
     windowed.SetFlatWindow(pixels, QRect(0, 0, 200, 200), QPoint(), QPoint(50, 30));
-    const Picture seen = Picture::of(windowed);
-    QVERIFY(seen.pixels[size_t(30 * 300 + 50)] == white.pixels[0]);
-    slide<HorizontalDirection>(OPRGBABlurAccumulatorPremul(4), windowed, QRect());
-    Picture blurred = seen;
-    testing::premultipliedMean(blurred, QRect(0, 0, 300, 260), Qt::Horizontal, 4);
+    Picture blurred = Picture::of(windowed);
+    QCOMPARE(blurred.at(50, 30), content.pixels[0]);
+    slide(OPRGBABlurAccumulatorPremul(4), windowed, QRect());
+    testing::premultipliedMean(blurred, blurred.rect(), Qt::Horizontal, 4);
     COMPARE_PICTURE(Picture::of(windowed), blurred);
 
-    // With workers that meet in tiles which all are one block at first.
+    // Workers meet in tiles which all are one block at first.
     RGBA32iImage fresh(500, 500, true);
-    fresh.Fill(OPRGBA32i(1u));
-    addOne(fresh, Qt::Horizontal, 4, goOn, nullptr);
-    Picture twos(500, 500);
-    std::fill(twos.pixels.begin(), twos.pixels.end(), OPRGBA32i(2u));
-    COMPARE_PICTURE(Picture::of(fresh), twos);
-}
+    fresh.Fill(OPRGBA32i(100, 100, 100, 99));
+    addOne<HorizontalDirection>(fresh, 4, goOn, nullptr);
+    COMPARE_PICTURE(Picture::of(fresh), Picture(500, 500, OPRGBA32i(101, 100, 100, 99)));
 
-void TestLinePasses::columnsOfTiledImagesStay()
-{
-    const Picture picture = Picture::random(150, 140, 32);
-    RGBA32iImage image = picture.image(true);
-    QCOMPARE(slide<VerticalDirection>(OPRGBABlurAccumulatorPremul(2), image, QRect()), 150); // all are counted
-    KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>({ 0, 0, 0 }, image, QRect()).Run(goOn, nullptr);
-    COMPARE_PICTURE(Picture::of(image), picture);
+    // Premultiplication, too, makes what is shared private, and pixels are straight again after an exception.
+    fresh.Fill(OPRGBA32i(100, 100, 100, 100));
+    const RGBA32iImage hundreds = fresh;
+    KXIterativeConvolutionFast2D<RGBA32iImage> identity({ 0, 16384, 0 }, fresh, QRect());
+    identity.SetPremultiply(true);
+    QVERIFY_EXCEPTION_THROWN(identity.Run(goOn, [] { throw std::runtime_error("no more"); }), std::exception);
+    // 100 -> (10000 + 127) / 255 = 39 -> (9945 + 50) / 100 = 99
+    COMPARE_PICTURE(Picture::of(fresh), Picture(500, 500, OPRGBA32i(99, 99, 99, 100)));
+    COMPARE_PICTURE(Picture::of(hundreds), Picture(500, 500, OPRGBA32i(100, 100, 100, 100)));
 }
 
 KXCORE_TEST_MAIN(TestLinePasses)
