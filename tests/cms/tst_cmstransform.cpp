@@ -86,14 +86,13 @@ private Q_SLOTS:
             const KXCMSTransform transform(source, target);
             QVERIFY(transform.IsEmpty());
             QCOMPARE(converted(transform, { orange }), Pixels { orange });
-            QColor colour = QColor::fromCmykF(0.1, 0.2, 0.3, 0.4);
-            transform(colour);
-            QCOMPARE(colour, QColor::fromCmykF(0.1, 0.2, 0.3, 0.4));
+            const QColor before = QColor::fromCmykF(0.1, 0.2, 0.3, 0.4);
             const QImage bitmap(2, 2, QImage::Format_ARGB32);
+            QColor colour = before;
             QImage copy = bitmap;
+            transform(colour);
             OPRGBA32ColorProfileTransform(source, target)(copy);
-            OPRGBA32ColorProfileTransform(source, target).Invert(copy);
-            QCOMPARE(bitmap.constBits(), copy.constBits()); // not even detached
+            QVERIFY(colour == before && bitmap.constBits() == copy.constBits()); // not even detached
             QCOMPARE(log.texts(), QStringList());
         }
     }
@@ -110,19 +109,16 @@ private Q_SLOTS:
         target.FromByteArray(linear); // reaches copies made from now on
         const OPRGBA32i after = direct(srgb, linear, { orange })[0];
         QVERIFY(after != there && !copy.HasKernel());
-        QCOMPARE(converted(copy, { orange }), Pixels { there });
-        QCOMPARE(converted(assigned, { orange }), Pixels { there });
-        QCOMPARE(converted(KXCMSTransform(copy), { orange }), Pixels { after });
         QColor colour = QColor::fromRgba(orange.word);
         copy(colour);
         QCOMPARE(colour.rgba(), there.word);
+        QCOMPARE(converted(assigned, { orange }), Pixels { there });
+        QCOMPARE(converted(KXCMSTransform(copy), { orange }), Pixels { after });
         OPRGBA32i pixel = orange;
-        images(pixel);
-        QCOMPARE(pixel, there);
-        QImage bitmap(1, 1, QImage::Format_ARGB32); // a walk copies
+        QImage bitmap(1, 1, QImage::Format_ARGB32);
         bitmap.fill(orange.word);
-        images(bitmap);
-        QCOMPARE(bitmap.pixel(0, 0), after.word);
+        images(pixel), images(bitmap);
+        QVERIFY(pixel == there && bitmap.pixel(0, 0) == after.word); // a walk copies
 
         target.FromByteArray(srgb); // now equal to the source
         assigned = self;
