@@ -7,66 +7,75 @@
 #include "lines/Pictures.h"
 #include "support/Workers.h"
 
+#include <QtCore/QBuffer>
+#include <QtCore/QDataStream>
 #include <QtCore/QMetaMethod>
-#include <QtCore/QMutex>
-#include <QtCore/QThreadPool>
 
 #include <cmath>
 #include <stdexcept>
-#include <thread>
 
 using testing::Picture;
-
-class TestBlurs : public QObject {
-    Q_OBJECT
-
-private Q_SLOTS:
-    void initTestCase();
-    void metaObject();
-    void progressCounts();
-    void blurs_data();
-    void blurs();
-    void emptyImage();
-    void oddParameters();
-    void cancels_data();
-    void cancels();
-    void fromAPoolThread();
-    void grows_data();
-    void grows();
-    void grownBlurFadesOut();
-};
+using Gaussian = OPGaussianBlurProcessing;
+using Box = OPBoxBlurProcessing;
 
 namespace {
 
-const std::atomic<bool> goOn { false };
+/// Notes what a filter reports, and cancels it after so many steps.
+struct Watch {
+    std::atomic<bool> cancel { false };
+    int stopAfter = -1;
+    QMutex mutex;
+    QList<int> ranges, steps;
 
-enum Filter { Gaussian, Box };
-
-/// The filter itself: without a selection if there is none in @p data. @p connect may watch the filter.
-RGBA32iImage blurred(
-    Filter filter, const KXFilterData &head, double strength, const std::atomic<bool> &cancel = goOn,
-    const std::function<void(OPAdjustmentProcessing &)> &connect = [](OPAdjustmentProcessing &) {})
-{
-    if (filter == Gaussian) {
-        OPGaussianBlurProcessing processing(cancel);
-        connect(processing);
-        OPGaussianBlurProcessing::BlurData data;
-        static_cast<KXFilterData &>(data) = head;
-        data.params.sigma = strength;
-        return processing.run(data);
+    void on(OPAdjustmentProcessing &processing)
+    {
+        cancel = stopAfter == 0;
+        QObject::connect(&processing, &OPAdjustmentProcessing::RangeChanged,
+            [this](int minimum, int maximum) { ranges << minimum << maximum; });
+        QObject::connect(&processing, &OPAdjustmentProcessing::ProgressChanged, [this](int value) {
+            const QMutexLocker lock(&mutex);
+            steps << value;
+            if (steps.size() == stopAfter)
+                cancel = true;
+        });
     }
-    OPBoxBlurProcessing processing(cancel);
-    connect(processing);
-    OPBoxBlurProcessing::BlurData data;
+};
+
+void set(Gaussian::Params &params, double strength) { params.sigma = strength; }
+void set(Box::Params &params, double strength) { params.radius = int(strength); }
+
+template <class Processing>
+RGBA32iImage blurred(const KXFilterData &head, double strength, Watch &watch)
+{
+    Processing processing(watch.cancel);
+    watch.on(processing);
+    typename Processing::BlurData data;
     static_cast<KXFilterData &>(data) = head;
-    data.params.radius = int(strength);
+    set(data.params, strength);
     return processing.run(data);
 }
 
-/// The same by plain loops over the whole of @p picture clipped to @p rect.
-void blur(Filter filter, Picture &picture, const QRect &rect, double strength)
+template <class Processing>
+RGBA32iImage blurred(const KXFilterData &head, double strength)
 {
-    if (filter == Box) {
+    Watch watch;
+    return blurred<Processing>(head, strength, watch);
+}
+
+/// The whole of @p picture blurred, without a selection.
+template <class Processing>
+Picture blurred(const Picture &picture, double strength)
+{
+    KXFilterData data;
+    data.image = picture.image(false);
+    return Picture::of(blurred<Processing>(data, strength));
+}
+
+/// The same by plain loops over the whole of @p picture clipped to @p rect.
+template <class Processing>
+void blur(Picture &picture, const QRect &rect, double strength)
+{
+    if (std::is_same_v<Processing, Box>) {
         testing::premultipliedMean(picture, rect, Qt::Horizontal, int(strength));
         testing::premultipliedMean(picture, rect, Qt::Vertical, int(strength));
         return;
@@ -74,11 +83,9 @@ void blur(Filter filter, Picture &picture, const QRect &rect, double strength)
     const std::vector<short> kernel = KXBlur::CreateGaussianKernel(strength);
     const auto allButTheLastRow = [&](const std::function<int(int, int)> &channel) {
         for (int y = rect.top(); y < rect.bottom(); ++y)
-            for (int x = rect.left(); x <= rect.right(); ++x) {
-                OPRGBA32i &pixel = picture.at(x, y);
-                pixel = testing::pixelOf(
-                    [&, p = pixel](int c) { return c == 3 ? p.a : channel(testing::channel(p, c), p.a); });
-            }
+            for (int x = rect.left(); x <= rect.right(); ++x)
+                picture.at(x, y) = testing::pixelOf(
+                    [&, p = picture.at(x, y)](int c) { return c == 3 ? p.a : channel(testing::channel(p, c), p.a); });
     };
     allButTheLastRow([](int c, int a) { return (c * a + 127) / 255; });
     testing::convolve(picture, rect, Qt::Horizontal, kernel);
@@ -86,356 +93,342 @@ void blur(Filter filter, Picture &picture, const QRect &rect, double strength)
     allButTheLastRow([](int c, int a) { return a == 0 ? 0 : (c * 255 + a / 2) / a; });
 }
 
-template <class Processing>
-struct Of {
-    using Type = Processing;
+struct Selected {
+    double strength;
+    QSize size; // of the image; the selection's is 60 by 50
+    QRect rect;
+    QPoint offset;
+    QRect merged; // what of the image is touched
+    QPoint from; // the selection's pixel that lies on its top left corner
 };
 
-int marginOf(Filter filter, double strength) { return filter == Gaussian ? qMax(int(strength * 3), 1) : 0; }
+struct Growth {
+    QRect region, selectionRect;
+    QPoint offset;
+    QRect grown; // from an image of 30 by 20
+};
 
 } // namespace
 
-void TestBlurs::initTestCase()
-{
-    if (std::thread::hardware_concurrency() < 2)
-        QSKIP("premultiplication does nothing with one processor");
-    loadAVX2Functions(true);
-}
+Q_DECLARE_METATYPE(Selected)
+Q_DECLARE_METATYPE(Growth)
 
-void TestBlurs::metaObject()
-{
-    const QMetaObject &meta = OPAdjustmentProcessing::staticMetaObject;
-    QCOMPARE(meta.className(), "OPAdjustmentProcessing");
-    QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
-    const QMetaMethod range = meta.method(meta.methodOffset()), progress = meta.method(meta.methodOffset() + 1);
-    QCOMPARE(range.methodSignature(), QByteArray("RangeChanged(int,int)"));
-    QCOMPARE(range.parameterNames(), (QByteArrayList { "minimum", "maximum" }));
-    QCOMPARE(progress.methodSignature(), QByteArray("ProgressChanged(int)"));
-    QCOMPARE(progress.parameterNames(), QByteArrayList { "value" });
-    QVERIFY(range.methodType() == QMetaMethod::Signal && progress.methodType() == QMetaMethod::Signal);
-    QCOMPARE(meta.propertyCount() + meta.enumeratorCount() + meta.classInfoCount(),
-        QObject::staticMetaObject.propertyCount());
-    QVERIFY(OPGaussianBlurProcessing(goOn).metaObject() == &meta);
-}
+class TestBlurs : public QObject {
+    Q_OBJECT
 
-void TestBlurs::progressCounts()
-{
-    struct Open : OPAdjustmentProcessing {
-        using OPAdjustmentProcessing::SetRange;
-    } frame;
-    QList<QList<int>> seen;
-    connect(&frame, &OPAdjustmentProcessing::RangeChanged, [&](int low, int high) {
-        seen << QList<int> { low, high };
-    });
-    connect(&frame, &OPAdjustmentProcessing::ProgressChanged, [&](int value) { seen << QList<int> { value }; });
-    frame.IncrementProgress();
-    frame.SetProgress(41);
-    frame.SetRange(7); // leaves the progress where it is
-    frame.IncrementProgress();
-    QCOMPARE(seen, (QList<QList<int>> { { 1 }, { 41 }, { 0, 7 }, { 42 } }));
-}
+private Q_SLOTS:
+    void initTestCase()
+    {
+        if (workers::hardware() < 2)
+            QSKIP("premultiplication does nothing with one processor");
+        loadAVX2Functions(true);
+    }
 
-void TestBlurs::blurs_data()
-{
-    QTest::addColumn<int>("filter");
-    QTest::addColumn<double>("strength");
-    QTest::addColumn<QSize>("size");
-    QTest::addColumn<QRect>("selectionRect");
-    QTest::addColumn<QPoint>("offset");
-    QTest::addColumn<QRect>("merged"); // what of the image is touched
-    QTest::addColumn<QPoint>("from"); // the selection's pixel that lies on its top left corner
-    const auto rows = [](const char *name, double strength, QSize size, QRect rect, QPoint offset, QRect merged,
-                          QPoint from) {
-        QTest::addRow("gaussian, %s", name) << int(Gaussian) << strength << size << rect << offset << merged << from;
-        QTest::addRow("box, %s", name) << int(Box) << strength << size << rect << offset << merged << from;
-    };
-    const QPoint none;
-    rows("whole image", 2, { 47, 39 }, {}, none, {}, none);
-    rows("an offset without a rectangle", 2, { 20, 20 }, {}, { 5, 5 }, {}, none);
-    rows("further than the image", 9, { 20, 13 }, {}, none, {}, none);
-    rows("one pixel", 1, { 1, 1 }, {}, none, {}, none);
-    rows("one row", 1, { 40, 1 }, {}, none, {}, none);
-    rows("one column", 1, { 1, 40 }, {}, none, {}, none);
-    // The selection's image is 60 by 50.
-    rows("selection inside", 2, { 70, 60 }, { 10, 9, 20, 15 }, none, { 10, 9, 20, 15 }, { 10, 9 });
-    rows("selection moved", 2, { 70, 60 }, { 10, 9, 20, 15 }, { 7, 11 }, { 17, 20, 20, 15 }, { 10, 9 });
-    rows("selection moved over the left edge", 2, { 70, 60 }, { 0, 0, 20, 15 }, { -6, 0 }, { 0, 0, 14, 15 }, { 6, 0 });
-    // Moved up and left, the selection's own rectangle is moved by as much, whatever was cut off.
-    rows("selection moved within", 2, { 70, 60 }, { 10, 9, 20, 15 }, { -3, -4 }, { 7, 5, 20, 15 }, { 13, 13 });
-    rows("selection over the right edge", 2, { 40, 60 }, { 30, 9, 20, 15 }, none, { 30, 9, 10, 15 }, { 30, 9 });
-    rows("selection larger than its image", 2, { 90, 90 }, { 50, 40, 30, 30 }, none, { 50, 40, 10, 10 }, { 50, 40 });
-    rows("selection outside", 2, { 30, 30 }, { 40, 0, 9, 9 }, none, {}, none);
-    rows("selection far outside", 2, { 30, 30 }, { 1, 1, 9, 9 }, { INT_MAX, INT_MIN }, {}, none);
-}
+    void signalsAndProgress()
+    {
+        struct Open : OPAdjustmentProcessing {
+            using OPAdjustmentProcessing::SetRange;
+        } frame;
+        const QMetaObject &meta = OPAdjustmentProcessing::staticMetaObject;
+        QCOMPARE(meta.className(), "OPAdjustmentProcessing");
+        QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
+        const QMetaMethod range = meta.method(meta.methodOffset()), progress = meta.method(meta.methodOffset() + 1);
+        QCOMPARE(range.methodSignature(), QByteArray("RangeChanged(int,int)"));
+        QCOMPARE(range.parameterNames(), (QByteArrayList { "minimum", "maximum" }));
+        QCOMPARE(progress.methodSignature(), QByteArray("ProgressChanged(int)"));
+        QCOMPARE(progress.parameterNames(), QByteArrayList { "value" });
+        QVERIFY(range.methodType() == QMetaMethod::Signal && Gaussian(m_goOn).metaObject() == &meta);
 
-void TestBlurs::blurs()
-{
-    QFETCH(int, filter);
-    QFETCH(double, strength);
-    QFETCH(QSize, size);
-    QFETCH(QRect, selectionRect);
-    QFETCH(QPoint, offset);
-    QFETCH(QRect, merged);
-    QFETCH(QPoint, from);
-    const Picture picture = Picture::random(size.width(), size.height(), 41), selection = Picture::random(60, 50, 42);
+        Watch watch;
+        watch.on(frame);
+        frame.IncrementProgress();
+        frame.SetProgress(41);
+        frame.SetRange(7); // leaves the progress where it is
+        frame.IncrementProgress();
+        QVERIFY(watch.steps == QList<int>({ 1, 41, 42 }) && watch.ranges == QList<int>({ 0, 7 }));
+    }
 
-    for (const bool tiledSelection : { false, true }) {
-        KXFilterData data;
-        data.image = picture.image(false);
-        data.selection = selection.image(tiledSelection);
-        data.selectionRect = selectionRect;
-        data.selectionOffset = offset;
+    void blurs_data()
+    {
+        QTest::addColumn<Selected>("a");
+        const auto row = [](const char *name, const Selected &selected) { QTest::newRow(name) << selected; };
+        row("whole image", { 2, { 47, 39 }, {}, {}, {}, {} });
+        row("an offset without a rectangle", { 2, { 20, 20 }, {}, { 5, 5 }, {}, {} });
+        row("further than the image", { 9, { 20, 13 }, {}, {}, {}, {} });
+        row("one row", { 1, { 40, 1 }, {}, {}, {}, {} });
+        row("one column", { 1, { 1, 40 }, {}, {}, {}, {} });
+        row("nothing", { 3, { 0, 0 }, {}, {}, {}, {} });
+        row("nothing, selected", { 3, { 0, 0 }, { 0, 0, 9, 9 }, {}, {}, {} });
+        row("moved", { 2, { 70, 60 }, { 10, 9, 20, 15 }, { 7, 11 }, { 17, 20, 20, 15 }, { 10, 9 } });
+        row("over the left edge", { 2, { 70, 60 }, { 0, 0, 20, 15 }, { -6, 0 }, { 0, 0, 14, 15 }, { 6, 0 } });
+        // Moved up and left, the selection's own rectangle is moved by as much, whatever was cut off.
+        row("moved within", { 2, { 70, 60 }, { 10, 9, 20, 15 }, { -3, -4 }, { 7, 5, 20, 15 }, { 13, 13 } });
+        row("over the right edge", { 2, { 40, 60 }, { 30, 9, 20, 15 }, {}, { 30, 9, 10, 15 }, { 30, 9 } });
+        row("larger than its image", { 2, { 90, 90 }, { 50, 40, 30, 30 }, {}, { 50, 40, 10, 10 }, { 50, 40 } });
+        row("outside", { 2, { 30, 30 }, { 40, 0, 9, 9 }, {}, {}, {} });
+        row("far outside", { 2, { 30, 30 }, { 1, 1, 9, 9 }, { INT_MAX, INT_MIN }, {}, {} });
+    }
 
-        QMutex mutex;
-        QList<int> ranges, steps;
-        const RGBA32iImage result = blurred(Filter(filter), data, strength, goOn, [&](OPAdjustmentProcessing &p) {
-            connect(&p, &OPAdjustmentProcessing::RangeChanged, [&](int, int maximum) { ranges << maximum; });
-            connect(
-                &p, &OPAdjustmentProcessing::ProgressChanged, &p,
-                [&](int value) {
-                    const QMutexLocker lock(&mutex);
-                    steps << value;
-                },
-                Qt::DirectConnection);
-        });
+    void blurs()
+    {
+        QFETCH(Selected, a);
+        checkBlur<Gaussian>(a, qMax(int(a.strength * 3), 1));
+        checkBlur<Box>(a, 0);
+    }
 
-        Picture expected = picture;
-        const int margin = marginOf(Filter(filter), strength);
-        QRect area = picture.rect();
-        if (!selectionRect.isEmpty())
-            area = offset.x() == INT_MAX
-                ? QRect()
-                : selectionRect.translated(offset).adjusted(-margin, -margin, margin, margin) & picture.rect();
-        blur(Filter(filter), expected, area, strength);
-        int lineCount = area.width() + area.height();
-        if (!selectionRect.isEmpty()) {
-            Picture filtered = picture;
-            std::swap(filtered, expected);
-            for (int y = 0; y < merged.height(); ++y)
-                for (int x = 0; x < merged.width(); ++x) {
-                    const int m = selection.at(from.x() + x, from.y() + y).a;
-                    OPRGBA32i &pixel = expected.at(merged.x() + x, merged.y() + y);
-                    const OPRGBA32i f = filtered.at(merged.x() + x, merged.y() + y);
+    void oddParameters()
+    {
+        const Picture picture = Picture::random(20, 20, 43), zeros(20, 20);
+        Picture opaque = picture;
+        for (OPRGBA32i &pixel : opaque.pixels)
+            pixel.a = 255;
+        COMPARE_PICTURE(blurred<Gaussian>(opaque, 0.1), opaque);
+        COMPARE_PICTURE(blurred<Box>(opaque, 0), opaque);
+        COMPARE_PICTURE(blurred<Box>(picture, -7), blurred<Box>(picture, 0));
+        for (const double sigma : { 0., std::nan(""), 20000. }) // kernels of zeros; that wide all weights round to 0
+            COMPARE_PICTURE(blurred<Gaussian>(picture, sigma), zeros);
+        QVERIFY_EXCEPTION_THROWN(blurred<Gaussian>(picture, 1e7), std::length_error);
+        // A window far wider than the image holds the edges almost alone.
+        Picture edges(3, 1);
+        edges.at(0, 0) = edges.at(1, 0) = OPRGBA32i(0xFF000000u);
+        edges.at(2, 0) = OPRGBA32i(0xFFFFFFFFu);
+        QCOMPARE(blurred<Box>(edges, INT_MAX).at(1, 0), OPRGBA32i(127, 127, 127, 255));
+
+        KXFilterData data; // tiled images are blurred along their rows, in tiles of their own
+        data.image = opaque.image(true);
+        Picture expected = opaque;
+        testing::premultipliedMean(expected, opaque.rect(), Qt::Horizontal, 3);
+        COMPARE_PICTURE(Picture::of(blurred<Box>(data, 3)), expected);
+        COMPARE_PICTURE(Picture::of(data.image), opaque);
+    }
+
+    void cancels()
+    {
+        // 40 rows and 50 columns. With a selection of 30 by 20: the Gaussian takes 3 more on each side, so 26 rows and 36
+        // columns, the box 20 and 30; then both merge 20 rows.
+        for (const int stopAfter : { 0, 1, 20, 30, 40, 41, 50, 51, 60, 69 })
+            for (const bool selected : { false, true }) {
+                checkCancel<Gaussian>(stopAfter, selected, selected ? 26 + 36 + 20 : 90, 1);
+                checkCancel<Box>(stopAfter, selected, selected ? 20 + 30 + 20 : 90, 3);
+            }
+    }
+
+    void grows_data()
+    {
+        QTest::addColumn<Growth>("a");
+        const auto row = [](const char *name, const Growth &growth) { QTest::newRow(name) << growth; };
+        const QRect full(0, 0, 30, 20), wide(-100, -100, 300, 300),
+            everything({ INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX));
+        // The reach is 4.
+        row("region is the layer", { full, {}, {}, full });
+        row("plenty of room", { wide, {}, {}, { -4, -4, 38, 28 } });
+        row("room on the left only", { { -100, 5, 40, 5 }, {}, {}, { -4, 0, 34, 20 } });
+        row("some room", { { -1, -2, 33, 30 }, {}, {}, { -1, -2, 33, 26 } });
+        row("no region", { {}, {}, {}, full });
+        row("room cut by the selection", { wide, { 0, 0, 20, 20 }, { -2, -9 }, { -2, -4, 32, 24 } });
+        row("selection elsewhere", { { -100, -100, 90, 90 }, { 0, 0, 20, 20 }, {}, full });
+        row("region without end", { everything, {}, {}, { -4, -4, 38, 28 } });
+    }
+
+    void grows()
+    {
+        QFETCH(Growth, a);
+        checkGrowth<Gaussian>(a, 1.4); // reaches 4.2
+        checkGrowth<Box>(a, 4);
+    }
+
+    void grownBlurFadesOut()
+    {
+        Box::BlurDataEx data;
+        data.image = RGBA32iImage(10, 10, true); // a tiled layer becomes a flat canvas
+        data.image.Fill(OPRGBA32i(10, 20, 30, 255));
+        data.image.TileData(0, true); // a tile that counts as content
+        data.region = QRect(-50, -50, 200, 200);
+        data.params.radius = 2;
+        const KXFilterResult result = Box(m_goOn).runEx(data);
+        QVERIFY(result.origin == QPoint(-2, -2) && result.image.Rect() == QRect(0, 0, 14, 14));
+        const unsigned char alphas[] = { 51, 102, 153, 204, 255 }; // a fifth more of the window with each pixel
+        for (int x = 0; x < 5; ++x)
+            QCOMPARE(result.image.Bits()[7 * 14 + x], OPRGBA32i(10, 20, 30, alphas[x]));
+    }
+
+    void paramStreams()
+    {
+        checkStreams(&Gaussian::Params::sigma, 1.5, "KXGaussianBlur 1.00000", "4014000000000000", "3FF8000000000000",
+            "[src\\filters\\OPGaussianBlurProcessing] %1 gaussian blur data error.");
+        checkStreams(&Box::Params::radius, 0x01020304, "KXBoxBlur 1.00000", "00000005", "01020304",
+            "[src\\filters\\OPBoxBlurProcessing] %1 box blur data error.");
+    }
+
+    void paramStreamsInTheCallersForm()
+    {
+        const auto check = [](auto setUp, const char *sigma, const char *radius) {
+            Gaussian::Params gaussian;
+            Box::Params box;
+            gaussian.sigma = 1.5;
+            box.radius = 0x01020304;
+            QByteArray bytes;
+            QDataStream out(&bytes, QIODevice::WriteOnly);
+            setUp(out);
+            out << gaussian << box;
+            QCOMPARE(bytes,
+                "KXGaussianBlur 1.00000" + QByteArray::fromHex(sigma) + "KXBoxBlur 1.00000"
+                    + QByteArray::fromHex(radius));
+            QDataStream in(bytes);
+            setUp(in);
+            gaussian.sigma = box.radius = 0;
+            in >> gaussian >> box;
+            QVERIFY(gaussian.sigma == 1.5 && box.radius == 0x01020304 && in.atEnd());
+        };
+        const auto single = [](QDataStream &s) { s.setFloatingPointPrecision(QDataStream::SinglePrecision); };
+        check(single, "3FC00000", "01020304");
+        check([](QDataStream &s) { s.setByteOrder(QDataStream::LittleEndian); }, "000000000000F83F", "04030201");
+        // Before version 4.6 a double is 8 bytes whatever the precision.
+        check([&](QDataStream &s) { single(s), s.setVersion(QDataStream::Qt_4_5); }, "3FF8000000000000", "01020304");
+    }
+
+private:
+    template <class Processing>
+    void checkBlur(const Selected &a, int margin)
+    {
+        const Picture picture = Picture::random(a.size.width(), a.size.height(), 41);
+        const Picture selection = Picture::random(60, 50, 42);
+        for (const bool tiledSelection : { false, true }) {
+            KXFilterData data;
+            data.image = picture.image(false);
+            data.selection = selection.image(tiledSelection);
+            data.selectionRect = a.rect;
+            data.selectionOffset = a.offset;
+            Watch watch;
+            const RGBA32iImage result = blurred<Processing>(data, a.strength, watch);
+
+            QRect area = picture.rect();
+            if (!a.rect.isEmpty())
+                area &= a.offset.x() == INT_MAX
+                    ? QRect()
+                    : a.rect.translated(a.offset) + QMargins(margin, margin, margin, margin);
+            Picture filtered = picture, expected = picture;
+            blur<Processing>(filtered, area, a.strength);
+            for (int y = 0; y < a.merged.height(); ++y)
+                for (int x = 0; x < a.merged.width(); ++x) {
+                    const int m = selection.at(a.from.x() + x, a.from.y() + y).a;
+                    const OPRGBA32i f = filtered.at(a.merged.x() + x, a.merged.y() + y);
+                    OPRGBA32i &pixel = expected.at(a.merged.x() + x, a.merged.y() + y);
                     pixel = testing::pixelOf([&, u = pixel](int c) {
-                        return ((testing::channel(f, c) - testing::channel(u, c)) * m + testing::channel(u, c) * 255)
-                            / 255;
+                        return (testing::channel(f, c) * m + testing::channel(u, c) * (255 - m)) / 255;
                     });
                 }
-            lineCount += merged.isEmpty() ? 0 : merged.height();
+            COMPARE_PICTURE(Picture::of(result), a.rect.isEmpty() ? filtered : expected);
+            QCOMPARE(result.Bits(), data.image.Bits()); // it is the caller's buffer that was written
+            const int lineCount = area.width() + area.height() + qMax(a.merged.height(), 0);
+            QCOMPARE(watch.ranges, QList<int>({ 0, lineCount }));
+            std::sort(watch.steps.begin(), watch.steps.end());
+            QCOMPARE(watch.steps.size(), lineCount);
+            for (int i = 0; i < lineCount; ++i)
+                QCOMPARE(watch.steps[i], i + 1);
         }
-        COMPARE_PICTURE(Picture::of(result), expected);
-        QCOMPARE(result.Bits(), data.image.Bits()); // it is the caller's buffer that was written
-        QCOMPARE(ranges, QList<int> { lineCount });
-        std::sort(steps.begin(), steps.end());
-        QCOMPARE(steps.size(), lineCount);
-        for (int i = 0; i < lineCount; ++i)
-            QCOMPARE(steps[i], i + 1);
     }
-}
 
-void TestBlurs::emptyImage()
-{
-    for (const auto filter : { Gaussian, Box }) {
-        KXFilterData data;
-        int range = -1;
-        const auto watch = [&](OPAdjustmentProcessing &p) {
-            connect(&p, &OPAdjustmentProcessing::RangeChanged, [&](int, int maximum) { range = maximum; });
-        };
-        QCOMPARE(blurred(filter, data, 3, goOn, watch).Rect(), QRect(0, 0, 0, 0));
-        QCOMPARE(range, 0);
-        data.selectionRect = QRect(0, 0, 9, 9);
-        QCOMPARE(blurred(filter, data, 3, goOn, watch).Rect(), QRect(0, 0, 0, 0));
-        QCOMPARE(range, 0);
-    }
-}
-
-void TestBlurs::oddParameters()
-{
-    const Picture picture = Picture::random(20, 20, 43), opaque = [] {
-        Picture p = Picture::random(20, 20, 44);
-        for (OPRGBA32i &pixel : p.pixels)
-            pixel.a = 255;
-        return p;
-    }();
-    const auto run = [](Filter filter, const Picture &p, double strength) {
-        KXFilterData data;
-        data.image = p.image(false);
-        return Picture::of(blurred(filter, data, strength));
-    };
-    COMPARE_PICTURE(run(Gaussian, opaque, 0.1), opaque);
-    COMPARE_PICTURE(run(Box, opaque, 0), opaque);
-    COMPARE_PICTURE(run(Box, picture, -7), run(Box, picture, 0));
-    COMPARE_PICTURE(run(Gaussian, picture, 0), Picture(20, 20)); // a kernel of zeros
-    COMPARE_PICTURE(run(Gaussian, picture, std::nan("")), Picture(20, 20));
-    COMPARE_PICTURE(run(Gaussian, picture, 20000), Picture(20, 20)); // as wide as that all weights round to 0
-    QVERIFY_EXCEPTION_THROWN(run(Gaussian, picture, 1e7), std::length_error);
-    // A window far wider than the image holds the edges almost alone.
-    Picture edges(3, 1);
-    edges.at(0, 0) = edges.at(1, 0) = OPRGBA32i(0xFF000000u);
-    edges.at(2, 0) = OPRGBA32i(0xFFFFFFFFu);
-    QCOMPARE(run(Box, edges, INT_MAX).at(1, 0).word, OPRGBA32i(127, 127, 127, 255).word);
-
-    KXFilterData data; // tiled images are blurred along their rows, in tiles of their own
-    data.image = opaque.image(true);
-    Picture expected = opaque;
-    testing::premultipliedMean(expected, opaque.rect(), Qt::Horizontal, 3);
-    COMPARE_PICTURE(Picture::of(blurred(Box, data, 3)), expected);
-    COMPARE_PICTURE(Picture::of(data.image), opaque);
-}
-
-void TestBlurs::cancels_data()
-{
-    QTest::addColumn<int>("stopAfter");
-    QTest::addColumn<bool>("selected");
-    // 40 rows and 50 columns. With a selection of 30 by 20: the Gaussian takes 3 more on each side, so 26 rows and 36
-    // columns, the box 20 and 30; then both merge 20 rows.
-    for (const int step : { 0, 1, 20, 40, 41, 70, 89, 90 })
-        QTest::addRow("after %d", step) << step << false;
-    for (const int step : { 0, 1, 30, 50, 51, 60, 69, 81 })
-        QTest::addRow("selected, after %d", step) << step << true;
-}
-
-void TestBlurs::cancels()
-{
-    QFETCH(int, stopAfter);
-    QFETCH(bool, selected);
-    const Picture picture = Picture::random(50, 40, 45);
-    Picture opaque(50, 40);
-    std::fill(opaque.pixels.begin(), opaque.pixels.end(), OPRGBA32i(0xFFFFFFFFu));
-    for (const auto filter : { Gaussian, Box }) {
+    template <class Processing>
+    void checkCancel(int stopAfter, bool selected, int total, double strength)
+    {
+        const Picture picture = Picture::random(50, 40, 45);
         KXFilterData data;
         data.image = picture.image(false);
-        data.selection = opaque.image(false);
+        data.selection = RGBA32iImage(50, 40, false);
+        data.selection.Fill(OPRGBA32i(0xFFFFFFFFu));
         data.selectionRect = selected ? QRect(10, 10, 30, 20) : QRect();
-        std::atomic<bool> cancel { stopAfter == 0 };
-        std::atomic<int> steps { 0 };
-        const int total = !selected ? 90 : filter == Gaussian ? 26 + 36 + 20 : 20 + 30 + 20;
-        const RGBA32iImage result =
-            blurred(filter, data, filter == Gaussian ? 1 : 3, cancel, [&](OPAdjustmentProcessing &p) {
-                connect(
-                    &p, &OPAdjustmentProcessing::ProgressChanged, &p,
-                    [&](int) {
-                        if (++steps == stopAfter)
-                            cancel = true;
-                    },
-                    Qt::DirectConnection);
-            });
-        QCOMPARE(result.Rect(), picture.rect());
-        if (stopAfter >= total)
-            continue;
+        Watch watch;
+        watch.stopAfter = stopAfter;
+        const Picture after = Picture::of(blurred<Processing>(data, strength, watch));
+        const int steps = watch.steps.size();
         // Each worker finishes at most the line in hand.
-        QVERIFY(steps >= stopAfter && steps <= stopAfter + int(std::thread::hardware_concurrency()));
-        const Picture after = Picture::of(result);
+        QVERIFY(stopAfter >= total || (steps >= stopAfter && steps <= stopAfter + workers::hardware()));
         int changedRows = 0;
         for (int y = 0; y < 40; ++y)
             changedRows += !std::equal(
                 &after.pixels[size_t(y) * 50], &after.pixels[size_t(y) * 50] + 50, &picture.pixels[size_t(y) * 50]);
-        if (filter == Box && !selected && stopAfter < 40)
-            QCOMPARE(changedRows, steps.load());
-        if (filter == Box && selected)
-            QCOMPARE(changedRows, qMax(0, steps.load() - 50)); // only what was merged shows
+        if (std::is_same_v<Processing, Box> && !selected && stopAfter < 40)
+            QCOMPARE(changedRows, steps);
+        if (std::is_same_v<Processing, Box> && selected)
+            QCOMPARE(changedRows, qMax(0, steps - 50)); // only what was merged shows
     }
-}
 
-void TestBlurs::fromAPoolThread()
-{
-    // Every pool thread waits for workers of its own: those that have not started are run by who waits.
-    const Picture picture = Picture::random(64, 64, 47);
-    Picture expected = picture;
-    blur(Gaussian, expected, picture.rect(), 2);
-    QThreadPool *const pool = QThreadPool::globalInstance();
-    std::vector<Picture> results(size_t(pool->maxThreadCount()) * 2, Picture(1, 1));
-    workers::run(int(results.size()), [&, next = std::make_shared<std::atomic<size_t>>(0)] {
-        const size_t mine = next->fetch_add(1);
-        KXFilterData data;
-        data.image = picture.image(false);
-        results[mine] = Picture::of(blurred(Gaussian, data, 2));
-    });
-    for (const Picture &result : results)
-        COMPARE_PICTURE(result, expected);
-}
-
-void TestBlurs::grows_data()
-{
-    QTest::addColumn<QRect>("region");
-    QTest::addColumn<QRect>("selectionRect");
-    QTest::addColumn<QPoint>("offset");
-    QTest::addColumn<QRect>("grown");
-    const QRect full(0, 0, 30, 20), none;
-    const QPoint zero;
-    // The image is 30 by 20, the reach 4.
-    QTest::newRow("region is the layer") << full << none << zero << full;
-    QTest::newRow("plenty of room") << QRect(-100, -100, 300, 300) << none << zero << QRect(-4, -4, 38, 28);
-    QTest::newRow("room on the left only") << QRect(-100, 5, 40, 5) << none << zero << QRect(-4, 0, 34, 20);
-    QTest::newRow("some room") << QRect(-1, -2, 33, 30) << none << zero << QRect(-1, -2, 33, 26);
-    QTest::newRow("a region inside the layer") << QRect(3, 3, 5, 5) << none << zero << full;
-    QTest::newRow("no region") << none << none << zero << full;
-    QTest::newRow("room cut by the selection")
-        << QRect(-100, -100, 300, 300) << QRect(0, 0, 20, 20) << QPoint(-2, -9) << QRect(-2, -4, 32, 24);
-    QTest::newRow("selection elsewhere") << QRect(-100, -100, 90, 90) << QRect(0, 0, 20, 20) << zero << full;
-    QTest::newRow("region without end") << QRect(QPoint(INT_MIN, INT_MIN), QPoint(INT_MAX, INT_MAX)) << none << zero
-                                        << QRect(-4, -4, 38, 28);
-}
-
-void TestBlurs::grows()
-{
-    QFETCH(QRect, region);
-    QFETCH(QRect, selectionRect);
-    QFETCH(QPoint, offset);
-    QFETCH(QRect, grown);
-    const Picture picture = Picture::random(30, 20, 48), selection = Picture::random(60, 60, 49);
-    const QPoint origin(1000, -1000);
-
-    KXFilterData head;
-    head.selection = selection.image(false);
-    head.selectionRect = selectionRect;
-    head.selectionOffset = offset;
-
-    // Grown by hand, then filtered by the plain run.
-    Picture canvas(grown.width(), grown.height());
-    for (int y = 0; y < 20; ++y)
-        for (int x = 0; x < 30; ++x)
-            canvas.at(x - grown.x(), y - grown.y()) = picture.at(x, y);
-    KXFilterData byHand = head;
-    byHand.selectionOffset = offset - grown.topLeft();
-
-    const auto check = [&](auto processing, const auto &setParams, Filter which) {
-        using Processing = typename decltype(processing)::Type;
+    /// Against the plain run on a canvas grown by hand.
+    template <class Processing>
+    void checkGrowth(const Growth &a, double strength)
+    {
+        const Picture picture = Picture::random(30, 20, 48);
+        Picture canvas(a.grown.width(), a.grown.height());
+        for (int y = 0; y < 20; ++y)
+            for (int x = 0; x < 30; ++x)
+                canvas.at(x - a.grown.x(), y - a.grown.y()) = picture.at(x, y);
         typename Processing::BlurDataEx data;
-        static_cast<KXFilterData &>(data) = head;
         data.image = picture.image(false);
-        data.region = region;
-        data.origin = origin;
-        setParams(data.params);
-        const KXFilterResult result = Processing(goOn).runEx(data);
+        data.selection = Picture::random(60, 60, 49).image(false);
+        data.selectionRect = a.selectionRect;
+        data.selectionOffset = a.offset;
+        data.region = a.region;
+        data.origin = QPoint(1000, -1000);
+        set(data.params, strength);
+        KXFilterData byHand = data;
         byHand.image = canvas.image(false);
-        COMPARE_PICTURE(Picture::of(result.image), Picture::of(blurred(which, byHand, which == Gaussian ? 1.4 : 4)));
-        QCOMPARE(result.origin, origin + grown.topLeft());
-        QVERIFY(!result.image.IsTiled());
-    };
-    check(
-        Of<OPGaussianBlurProcessing>(), [](auto &params) { params.sigma = 1.4; }, Gaussian); // reaches 4.2
-    check(
-        Of<OPBoxBlurProcessing>(), [](auto &params) { params.radius = 4; }, Box);
-}
-
-void TestBlurs::grownBlurFadesOut()
-{
-    OPBoxBlurProcessing filter(goOn);
-    OPBoxBlurProcessing::BlurDataEx data;
-    data.image = RGBA32iImage(10, 10, true); // a tiled layer becomes a flat canvas
-    data.image.Fill(OPRGBA32i(10, 20, 30, 255));
-    data.image.TileData(0, true); // a tile that counts as content
-    data.region = QRect(-50, -50, 200, 200);
-    data.params.radius = 2;
-    const KXFilterResult result = filter.runEx(data);
-    QCOMPARE(result.origin, QPoint(-2, -2));
-    QCOMPARE(result.image.Rect(), QRect(0, 0, 14, 14));
-    for (int x = 0; x < 5; ++x) { // a fifth more of the window is covered with each pixel; the colour stays
-        const int alpha = 255 * (x + 1) / 5;
-        QCOMPARE(result.image.Bits()[7 * 14 + x].word, OPRGBA32i(10, 20, 30, static_cast<unsigned char>(alpha)).word);
+        byHand.selectionOffset = a.offset - a.grown.topLeft();
+        const KXFilterResult result = Processing(m_goOn).runEx(data);
+        COMPARE_PICTURE(Picture::of(result.image), Picture::of(blurred<Processing>(byHand, strength)));
+        QVERIFY(result.origin == QPoint(1000, -1000) + a.grown.topLeft() && !result.image.IsTiled());
     }
-}
+
+    /// A stream of parameters with one field: @p signature, then the field, here in digits.
+    template <class Params, class Field>
+    void checkStreams(Field Params::*field, Field value, const QByteArray &signature, const char *defaultDigits,
+        const char *digits, const QString &error)
+    {
+        const QByteArray whole = signature + QByteArray::fromHex(digits);
+        const auto written = [](const Params &params) {
+            QByteArray bytes;
+            QDataStream stream(&bytes, QIODevice::WriteOnly);
+            stream << params;
+            return bytes;
+        };
+        Params params;
+        QCOMPARE(written(params), signature + QByteArray::fromHex(defaultDigits));
+        params.*field = value;
+        QCOMPARE(written(params), whole);
+
+        QByteArrayList inputs { whole, whole + "more" };
+        for (int i = 0; i < whole.size(); ++i)
+            inputs << whole.left(i);
+        for (int i = 0; i < signature.size(); ++i) { // signatures of others
+            inputs << whole;
+            inputs.last()[i] = char(whole[i] ^ 0x20);
+        }
+        for (const QByteArray &input : inputs) {
+            const bool good = input.startsWith(whole);
+            Params read, streamed;
+            read.*field = streamed.*field = value + 1;
+            QDataStream stream(input), other(input);
+            QCOMPARE(read.Read(stream), good);
+            if (!input.startsWith(signature))
+                QCOMPARE(read.*field, value + 1); // nothing is stored
+            if (!input.startsWith(signature) && input.size() == whole.size()) // and it stands behind what was compared
+                QVERIFY(stream.status() == QDataStream::Ok && stream.device()->pos() == signature.size());
+            const testing::LogCapture log;
+            QVERIFY(&(other >> streamed) == &other);
+            QCOMPARE(log.texts(), good ? QStringList() : QStringList(error.arg("Read")));
+            QVERIFY(streamed.*field == (good ? value : Params().*field) && (!good || read.*field == value));
+        }
+
+        QBuffer closed;
+        closed.open(QIODevice::ReadOnly); // takes nothing
+        QDataStream refused(&closed);
+        const testing::LogCapture log;
+        QVERIFY(!params.Write(refused) && &(refused << params) == &refused);
+        QVERIFY2(log.texts().contains(error.arg("Write")), qPrintable(log.texts().join('\n')));
+    }
+
+    const std::atomic<bool> m_goOn { false };
+};
 
 KXCORE_TEST_MAIN(TestBlurs)
 #include "tst_blurs.moc"
