@@ -4,6 +4,8 @@
 #include <QtGui/QImage>
 #include <QtTest/QtTest>
 
+#include <array>
+
 /// The tour and the README's program, run as a newcomer runs them.
 class TestTour : public QObject {
     Q_OBJECT
@@ -31,14 +33,13 @@ private Q_SLOTS:
         // Only the size of this one is ever looked at: 20000 by 20000 pixels, with the checksum that belongs to it.
         write("huge.png", bytes.left(16) + QByteArray::fromHex("00004e2000004e200806000000e3704639") + bytes.mid(33));
         write("file", "not a folder");
-        QVERIFY(QDir(at("")).mkdir("folder"));
+        QVERIFY(QDir(at("")).mkdir("folder") && QDir(at("")).mkdir("an out folder"));
     }
 
     void sceneOfItsOwn()
     {
         const Outcome outcome = run({ "--scene", "300x200", "--out", at("new/deep/out") });
-        QCOMPARE(outcome.errors, QByteArray());
-        QCOMPARE(outcome.status, 0);
+        QVERIFY2(outcome.status == 0 && outcome.errors.isEmpty(), outcome.errors.constData());
         QVERIFY(outcome.output.contains("100 %")); // of a filter's own progress
         QVERIFY(outcome.output.contains("new/deep/out/index.html"));
         QCOMPARE(QImage(at("new/deep/out/result.png")).size(), QSize(300, 200));
@@ -47,89 +48,51 @@ private Q_SLOTS:
         const QByteArray page = read("new/deep/out/index.html");
         const int steps = page.count("<section class=\"step\">");
         QVERIFY(steps >= 10);
-        QCOMPARE(page.count("</b> private"), steps);
-        QCOMPARE(page.count("</b> shared"), steps);
-        QCOMPARE(page.count("</b> fake"), steps);
-        QCOMPARE(page.count(" ms</span></header>"), steps);
+        for (const char *each : { "</b> private", "</b> shared", "</b> fake", " ms</span></header>" })
+            QCOMPARE(page.count(each), steps);
         QCOMPARE(page.count("src=\""), page.count("src=\"data:image/")); // nothing lies outside the page
         QVERIFY(!page.contains("{{") && !page.contains("http"));
         for (const char *mode : { ">0 SourceOver<", ">38 FillUnmasked, through a mask<", ">57 AlphaAccumulate<" })
             QVERIFY2(page.contains(mode), mode);
-        const QStringList files =
-            QDir(at("new/deep/out")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-        QCOMPARE(files.size(), 2 * steps + 3);
-    }
-
-    void photos_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QSize>("size");
-        QTest::addColumn<int>("format");
-        QTest::newRow("jpeg") << "photo.jpg" << QSize(200, 130) << int(QImage::Format_RGB32);
-        QTest::newRow("indexed") << "photo.bmp" << QSize(33, 40) << int(QImage::Format_Indexed8);
-        QTest::newRow("16 bits and alpha") << "deep.png" << QSize(150, 20) << int(QImage::Format_RGBA64);
-        QTest::newRow("a single pixel") << "pixel.png" << QSize(1, 1) << int(QImage::Format_ARGB32);
-        QTest::newRow("a column") << "column.png" << QSize(1, 700) << int(QImage::Format_ARGB32);
-        QTest::newRow("a row, in a folder with spaces") << "a row.png" << QSize(2000, 2) << int(QImage::Format_RGB32);
+        QCOMPARE(everything().filter("new/deep/out/").size(), 2 * steps + 3);
     }
 
     void photos()
     {
-        QFETCH(QString, name);
-        QFETCH(QSize, size);
-        QFETCH(int, format);
-        QImage photo(size, QImage::Format_RGB32);
-        photo.fill(QColor(200, 120, 40));
-        QVERIFY(photo.convertToFormat(QImage::Format(format)).save(at(name)));
-        const Outcome outcome = run({ at(name), "--out", at("an out folder") });
-        QCOMPARE(outcome.errors, QByteArray());
-        QCOMPARE(outcome.status, 0);
-        QCOMPARE(QImage(at("an out folder/result.png")).size(), size);
-    }
-
-    void otherFilesStay()
-    {
-        QVERIFY(QDir(at("")).mkpath("mine"));
-        write("mine/notes.txt", "keep");
-        write("mine/index.html", "old");
-        QCOMPARE(run({ "--scene", "20x20", "--out", at("mine") }).status, 0);
-        QCOMPARE(read("mine/notes.txt"), QByteArray("keep"));
-        QVERIFY(read("mine/index.html").size() > 1000);
-    }
-
-    void failures_data()
-    {
-        QTest::addColumn<QString>("photo");
-        QTest::addColumn<QString>("out");
-        QTest::addColumn<QString>("named");
-        for (const char *photo : { "missing.png", "empty.jpg", "text.png", "cut.png", "huge.png", "folder" })
-            QTest::addRow("photo: %s", photo) << photo << "out" << photo;
-        QTest::newRow("out: a file") << "photo.png"
-                                     << "file"
-                                     << "file";
-        QTest::newRow("out: below a file") << "photo.png"
-                                           << "file/below/it"
-                                           << "file/below/it";
-        QTest::newRow("out: in the process table") << "photo.png"
-                                                   << "/proc/tour"
-                                                   << "/proc/tour";
-        QTest::newRow("out: nothing") << "photo.png"
-                                      << ""
-                                      << "''";
+        const struct {
+            const char *name;
+            QSize size;
+            QImage::Format format;
+        } cases[] = { { "photo.jpg", { 200, 130 }, QImage::Format_RGB32 },
+            { "photo.bmp", { 33, 40 }, QImage::Format_Indexed8 }, { "deep.png", { 150, 20 }, QImage::Format_RGBA64 },
+            { "pixel.png", { 1, 1 }, QImage::Format_ARGB32 }, { "a column.png", { 1, 700 }, QImage::Format_ARGB32 } };
+        write("an out folder/notes.txt", "keep");
+        for (const auto &each : cases) {
+            QImage photo(each.size, QImage::Format_RGB32);
+            photo.fill(QColor(200, 120, 40));
+            QVERIFY(photo.convertToFormat(each.format).save(at(each.name)));
+            const Outcome outcome = run({ at(each.name), "--out", at("an out folder") });
+            QVERIFY2(outcome.status == 0 && outcome.errors.isEmpty(), outcome.errors.constData());
+            QCOMPARE(QImage(at("an out folder/result.png")).size(), each.size);
+        }
+        QCOMPARE(read("an out folder/notes.txt"), QByteArray("keep")); // other files stay
     }
 
     void failures()
     {
-        QFETCH(QString, photo);
-        QFETCH(QString, out);
-        QFETCH(QString, named);
         const QStringList before = everything();
-        const Outcome outcome = run({ at(photo), "--out", out.isEmpty() || out[0] == '/' ? out : at(out) });
-        QCOMPARE(outcome.status, 1);
-        QVERIFY2(outcome.errors.contains(named.toLocal8Bit()), outcome.errors.constData());
-        QCOMPARE(outcome.errors.count('\n'), 1);
-        QVERIFY(outcome.errors.endsWith('\n'));
-        QCOMPARE(everything(), before);
+        using Row = std::array<QString, 3>; // the photo, the folder to write into, and what the error names
+        std::vector<Row> rows { { "photo.png", at("file"), "file" },
+            { "photo.png", at("file/below/it"), "file/below/it" }, { "photo.png", "/proc/tour", "/proc/tour" },
+            { "photo.png", "", "''" } };
+        for (const char *photo : { "missing.png", "empty.jpg", "text.png", "cut.png", "huge.png", "folder" })
+            rows.push_back({ photo, at("out"), photo });
+        for (const auto &[photo, out, named] : rows) {
+            const Outcome outcome = run({ at(photo), "--out", out });
+            QVERIFY2(outcome.status == 1 && outcome.errors.contains(named.toLocal8Bit()), outcome.errors.constData());
+            QVERIFY(outcome.errors.count('\n') == 1 && outcome.errors.endsWith('\n'));
+            QCOMPARE(everything(), before);
+        }
     }
 
     void programOfTheReadme()
@@ -152,9 +115,8 @@ private:
     {
         QProcess process;
         process.start(m_tour, arguments);
-        if (!process.waitForFinished(300000) || process.exitStatus() != QProcess::NormalExit)
-            return { -1, process.readAllStandardOutput(), process.readAllStandardError() };
-        return { process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError() };
+        const bool ended = process.waitForFinished(300000) && process.exitStatus() == QProcess::NormalExit;
+        return { ended ? process.exitCode() : -1, process.readAllStandardOutput(), process.readAllStandardError() };
     }
 
     QString at(const QString &name) const { return m_folder.path() + '/' + name; }
