@@ -12,32 +12,27 @@ FakeWalks fakeWalks;
 using Cancel = std::atomic<bool>;
 using Progress = std::function<void()>;
 
-static void note(char call, OPRGBA32i *data, int stride, const QRect &rect, const BaseTransformation *transformation,
-    const Cancel *cancel = nullptr, const Progress &progress = nullptr)
+static void note(char call, OPRGBA32i *data, int stride, const QRect &rect, const Cancel *cancel = nullptr,
+    const Progress &progress = nullptr)
 {
-    fakeWalks = { fakeWalks.calls + call, data, stride, rect, transformation, cancel };
+    fakeWalks = { fakeWalks.calls + call, data, stride, rect, cancel };
     if (progress)
         progress();
 }
 
-FAKE_SYMBOL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *t)
+FAKE_SYMBOL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *)
 {
-    note('P', data, stride, rect, t);
+    note('P', data, stride, rect);
 }
 
 FAKE_SYMBOL void IterativeVectorProcess(
-    OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *t, const Cancel &cancel, Progress progress)
+    OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *, const Cancel &cancel, Progress progress)
 {
-    note('I', data, stride, rect, t, &cancel, progress);
+    note('I', data, stride, rect, &cancel, progress);
 }
 
 FAKE_SYMBOL void PixelTransformIterativeVectorProcess(
-    OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *t, const Cancel &cancel, Progress progress)
+    OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *, const Cancel &cancel, Progress progress)
 {
-    note('L', data, stride, rect, t, &cancel, progress);
-}
-
-FAKE_SYMBOL void AddOneAVX2(const BaseTransformation &self, unsigned char *pixels, bool flag)
-{
-    note('B', reinterpret_cast<OPRGBA32i *>(pixels), flag, QRect(), &self);
+    note('L', data, stride, rect, &cancel, progress);
 }

@@ -8,10 +8,9 @@
 
 /// What the fake kernels were called with last.
 struct FakeWalks {
-    QByteArray calls; ///< a letter for each: Plain, Iterative, Located, or Block for the kernel of a transformation
+    QByteArray calls; ///< a letter for each: Plain, Iterative or Located
     OPRGBA32i *data = nullptr;
     int stride = 0;
     QRect rect;
-    const BaseTransformation *transformation = nullptr;
     const std::atomic<bool> *cancel = nullptr;
 };

@@ -60,15 +60,13 @@ class TestConverter : public QObject {
 private Q_SLOTS:
     void cmyk()
     {
-        const Case to[] = {
-            { { 200, 100, 50, 7 }, { 0, 0, 0, 0, 7 } }, // no full channel: nothing but alpha
-            { { 254, 254, 254, 255 }, { 0, 0, 0, 0, 255 } }, // nor is this one full
-            { { 255, 0, 0, 255 }, { 1, 255, 255, 1, 255 } },
-            { { 10, 255, 77, 3 }, { 246, 1, 179, 1, 3 } },
-            { { 128, 1, 255, 9 }, { 128, 255, 1, 1, 9 } },
-        };
+        // Without a full channel nothing but alpha comes over.
+        const Case to[] = { { { 200, 100, 50, 7 }, { 0, 0, 0, 0, 7 } }, { { 254, 254, 254, 255 }, { 0, 0, 0, 0, 255 } },
+            { { 0, 0, 0, 255 }, { 0, 0, 0, 0, 255 } }, { { 255, 0, 0, 255 }, { 1, 255, 255, 1, 255 } },
+            { { 255, 255, 255, 0 }, { 1, 1, 1, 1, 0 } }, { { 10, 255, 77, 3 }, { 246, 1, 179, 1, 3 } },
+            { { 128, 1, 255, 9 }, { 128, 255, 1, 1, 9 } } };
+        QImage picture(1, 1, QImage::Format_ARGB32);
         for (const Case &c : to) {
-            QImage picture(1, 1, QImage::Format_ARGB32);
             picture.setPixel(0, 0, rgba(c.from).word);
             QCOMPARE((converted<RGBA32iImage, CMYKAImage>(rgba(c.from)).Bits()->word), cmyka(c.expected).word);
             QCOMPARE((ConvertImage<QImage, CMYKAImage>(picture).Bits()->word), cmyka(c.expected).word);
@@ -81,13 +79,9 @@ private Q_SLOTS:
             QCOMPARE(int(converted<RGBA32iImage, CMYKAImage>(rgba({ 255, c, 0, 0 })).Bits()->m),
                 256 - c - oneLess.contains(c));
 
-        const Case from[] = {
-            { { 0, 0, 0, 0, 7 }, { 0, 0, 0, 7 } }, // no ink at all: black
-            { { 0, 0, 0, 255, 1 }, { 1, 1, 1, 1 } },
-            { { 255, 0, 100, 128, 2 }, { 255, 128, 178, 2 } },
-            { { 0, 0, 1, 0, 4 }, { 255, 255, 255, 4 } },
-            { { 128, 127, 3, 200, 5 }, { 156, 155, 58, 5 } },
-        };
+        const Case from[] = { { { 0, 0, 0, 0, 7 }, { 0, 0, 0, 7 } }, { { 0, 0, 0, 255, 1 }, { 1, 1, 1, 1 } },
+            { { 255, 0, 100, 128, 2 }, { 255, 128, 178, 2 } }, { { 10, 20, 30, 1, 3 }, { 255, 255, 255, 3 } },
+            { { 0, 0, 1, 0, 4 }, { 255, 255, 255, 4 } }, { { 128, 127, 3, 200, 5 }, { 156, 155, 58, 5 } } };
         for (const Case &c : from) {
             QCOMPARE(channels(*converted<CMYKAImage, RGBA32iImage>(cmyka(c.from)).Bits()), c.expected);
             const auto picture = converted<CMYKAImage, QImage>(cmyka(c.from));
@@ -97,29 +91,24 @@ private Q_SLOTS:
 
     void hsl()
     {
-        const Case to[] = {
-            { { 200, 200, 200, 5 }, { 0, 0, 200, 5 } }, { { 255, 0, 0, 1 }, { 0, 255, 127, 1 } },
-            { { 255, 0, 255, 1 }, { 30000, 255, 127, 1 } }, // -60 becomes 300
-            { { 255, 128, 0, 9 }, { 0, 255, 127, 9 } }, // orange falls to red
-            { { 255, 0, 128, 4 }, { 0, 255, 127, 4 } }, // and pink from below
-            { { 50, 100, 200, 3 }, { 18000, 153, 125, 3 } },
-            { { 10, 200, 250, 4 }, { 18000, 244, 130, 4 } }, // truncated
-        };
+        // Hues below 0 become those below 360; what lies next to red falls to red.
+        const Case to[] = { { { 200, 200, 200, 5 }, { 0, 0, 200, 5 } }, { { 255, 0, 0, 1 }, { 0, 255, 127, 1 } },
+            { { 255, 255, 0, 1 }, { 6000, 255, 127, 1 } }, { { 0, 255, 0, 1 }, { 12000, 255, 127, 1 } },
+            { { 0, 255, 255, 1 }, { 18000, 255, 127, 1 } }, { { 0, 0, 255, 1 }, { 24000, 255, 127, 1 } },
+            { { 255, 0, 255, 1 }, { 30000, 255, 127, 1 } }, { { 255, 128, 0, 9 }, { 0, 255, 127, 9 } },
+            { { 255, 0, 128, 4 }, { 0, 255, 127, 4 } }, { { 3, 2, 1, 0 }, { 0, 127, 2, 0 } },
+            { { 255, 254, 254, 1 }, { 0, 255, 254, 1 } }, { { 50, 100, 200, 3 }, { 18000, 153, 125, 3 } },
+            { { 10, 200, 250, 4 }, { 18000, 244, 130, 4 } } };
         for (const Case &c : to)
             QCOMPARE((converted<RGBA32iImage, HSLAImage>(rgba(c.from)).Bits()->word), hsla(c.expected).word);
 
-        const Case from[] = {
-            { { 0, 255, 128, 1 }, { 255, 1, 1, 1 } }, // hue 0 keeps its red
-            { { 0, 255, 127, 1 }, { 254, 0, 0, 1 } }, // below half
-            { { 36000, 100, 60, 1 }, { 84, 36, 36, 1 } }, // wraps
-            { { 16, 90, 70, 3 }, { 95, 93, 45, 3 } },
-            { { 33, 90, 70, 3 }, { 46, 95, 45, 3 } },
-            { { 34, 90, 70, 3 }, { 45, 95, 47, 3 } },
-            { { 50, 255, 128, 2 }, { 1, 255, 255, 2 } },
-            { { 100, 200, 200, 2 }, { 243, 157, 157, 2 } },
-            { { 12000, 255, 127, 3 }, { 0, 0, 0, 3 } }, // green is grey
-            { { 65535, 200, 90, 9 }, { 19, 19, 19, 9 } },
-        };
+        // Hue 0 keeps its red; hues wrap at 36000; most of them are grey.
+        const Case from[] = { { { 0, 255, 128, 1 }, { 255, 1, 1, 1 } }, { { 0, 255, 127, 1 }, { 254, 0, 0, 1 } },
+            { { 36000, 100, 60, 1 }, { 84, 36, 36, 1 } }, { { 16, 90, 70, 3 }, { 95, 93, 45, 3 } },
+            { { 33, 90, 70, 3 }, { 46, 95, 45, 3 } }, { { 34, 90, 70, 3 }, { 45, 95, 47, 3 } },
+            { { 50, 255, 128, 2 }, { 1, 255, 255, 2 } }, { { 100, 200, 200, 2 }, { 243, 157, 157, 2 } },
+            { { 12000, 255, 127, 3 }, { 0, 0, 0, 3 } }, { { 35900, 255, 128, 3 }, { 1, 1, 1, 3 } },
+            { { 65535, 200, 90, 9 }, { 19, 19, 19, 9 } }, { { 180, 255, 255, 1 }, { 255, 255, 255, 1 } } };
         for (const Case &c : from)
             QCOMPARE(channels(*converted<HSLAImage, RGBA32iImage>(hsla(c.from)).Bits()), c.expected);
     }
