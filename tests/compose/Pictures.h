@@ -4,10 +4,11 @@
 
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QString>
-#include <QtGui/QImage>
 
 /// Pictures for the tests of composition, and their comparison.
 namespace pictures {
+
+using reference::Canvas;
 
 enum class Storage { Flat, Tiled };
 
@@ -15,27 +16,30 @@ enum class Storage { Flat, Tiled };
 inline OPRGBA32i pixel(QRandomGenerator &random)
 {
     static const unsigned char salt[] = { 0, 1, 127, 128, 254, 255 };
-    quint64 bits = random.generate64();
-    const auto byte = [&bits]() -> unsigned char {
-        const quint64 r = bits;
-        bits >>= 16;
-        return r % 4 == 0 ? salt[(r >> 2 & 63) % 6] : static_cast<unsigned char>(r >> 8);
+    const auto byte = [&random] {
+        const quint32 bits = random.generate();
+        return bits % 4 == 0 ? salt[(bits >> 2 & 63) % 6] : static_cast<unsigned char>(bits >> 8);
     };
-    const auto b = byte(), g = byte(), r = byte(), a = byte();
-    return { b, g, r, a };
+    return { byte(), byte(), byte(), byte() };
 }
 
-/// Random pixels everywhere; all tiles of a tiled image are private.
+inline QImage toQImage(const RGBA32iImage &image) { return Canvas(image).picture; }
+
+/// An image of these pixels; all tiles of a tiled one are private.
+inline RGBA32iImage stored(const QImage &picture, Storage storage)
+{
+    RGBA32iImage image(picture.width(), picture.height(), storage == Storage::Tiled);
+    for (int y = 0; y < picture.height(); ++y)
+        image.WriteRow(unsigned(y), 0, picture.constScanLine(y), unsigned(picture.width()) * 4);
+    return image;
+}
+
 inline RGBA32iImage noise(QRandomGenerator &random, QSize size, Storage storage)
 {
-    RGBA32iImage image(size.width(), size.height(), storage == Storage::Tiled);
-    std::vector<OPRGBA32i> row(size_t(size.width()));
-    for (int y = 0; y < size.height(); ++y) {
-        for (auto &p : row)
-            p = pixel(random);
-        image.WriteRow(unsigned(y), 0, row.data(), unsigned(size.width()) * 4);
-    }
-    return image;
+    QImage picture(size, QImage::Format_ARGB32);
+    std::generate_n(reinterpret_cast<OPRGBA32i *>(picture.bits()), size.width() * size.height(),
+        [&random] { return pixel(random); });
+    return stored(picture, storage);
 }
 
 /// Noise; of a tiled image's tiles some are fake and others null.
@@ -57,72 +61,29 @@ inline RGBA32iImage patchy(QRandomGenerator &random, QSize size, Storage storage
 /// A flat window of noise over @p area of the image.
 inline void addWindow(QRandomGenerator &random, RGBA32iImage &image, const QRect &area)
 {
-    const size_t count = size_t(area.width()) * size_t(area.height());
-    QSharedPointer<OPRGBA32i> pixels(new OPRGBA32i[count], [](OPRGBA32i *p) { delete[] p; });
-    for (size_t i = 0; i < count; ++i)
-        pixels.data()[i] = pixel(random);
+    const int count = area.width() * area.height();
+    QSharedPointer<OPRGBA32i> pixels(new OPRGBA32i[size_t(count)], [](OPRGBA32i *p) { delete[] p; });
+    std::generate_n(pixels.data(), count, [&random] { return pixel(random); });
     const QPoint offset(random.bounded(-50, 50), random.bounded(-50, 50));
     image.SetFlatWindow(pixels, QRect(QPoint(), area.size()), offset, area.topLeft() + offset);
 }
 
-/// The same pixels in the other storage.
-inline RGBA32iImage stored(const RGBA32iImage &image, Storage storage)
-{
-    RGBA32iImage copy(image.Width(), image.Height(), storage == Storage::Tiled);
-    std::vector<OPRGBA32i> row(size_t(image.Width()));
-    for (unsigned y = 0; y < unsigned(image.Height()); ++y) {
-        image.ReadRow(y, 0, row.data(), unsigned(image.Width()) * 4);
-        copy.WriteRow(y, 0, row.data(), unsigned(image.Width()) * 4);
-    }
-    return copy;
-}
-
-inline QImage toQImage(const RGBA32iImage &image)
-{
-    QImage copy(image.Width(), image.Height(), QImage::Format_ARGB32);
-    for (int y = 0; y < image.Height(); ++y)
-        image.ReadRow(unsigned(y), 0, copy.scanLine(y), unsigned(image.Width()) * 4);
-    return copy;
-}
-
-inline OPRGBA32i at(const RGBA32iImage &image, int x, int y)
-{
-    OPRGBA32i p;
-    image.ReadRow(unsigned(y), unsigned(x), &p, 4);
-    return p;
-}
-inline OPRGBA32i at(const QImage &image, int x, int y) { return image.pixel(x, y); }
-
-inline void readRow(const RGBA32iImage &image, int y, std::vector<OPRGBA32i> &row)
-{
-    image.ReadRow(unsigned(y), 0, row.data(), unsigned(row.size()) * 4);
-}
-inline void readRow(const QImage &image, int y, std::vector<OPRGBA32i> &row)
-{
-    std::memcpy(static_cast<void *>(row.data()), image.constScanLine(y), row.size() * 4);
-}
-
 /// Where a picture is not as expected, in words; empty when it is.
 template <class Image>
-QString difference(const reference::Canvas &expected, const Image &actual)
+QString difference(Canvas expected, const Image &image)
 {
-    std::vector<OPRGBA32i> row(size_t(expected.width));
-    for (int y = 0; y < expected.height; ++y) {
-        readRow(actual, y, row);
-        const OPRGBA32i *const e = &expected.pixels[size_t(y) * row.size()];
-        for (size_t x = 0; x < row.size(); ++x)
-            if (row[x] != e[x])
-                return QString("at %1, %2: expected %3, found %4")
-                    .arg(x)
-                    .arg(y)
-                    .arg(e[x].word, 8, 16, QChar('0'))
-                    .arg(row[x].word, 8, 16, QChar('0'));
-    }
+    Canvas actual(image);
+    if (expected.picture == actual.picture)
+        return {};
+    for (int y = 0; y < expected.picture.height(); ++y)
+        for (int x = 0; x < expected.picture.width(); ++x)
+            if (const OPRGBA32i e = expected.At({ x, y }), a = actual.At({ x, y }); e != a)
+                return QString::asprintf("at %d, %d: expected %08x, found %08x", x, y, e.word, a.word);
     return {};
 }
 
 /// Whether exactly the tiles that @p expected touched left sharing with @p before; in words when not.
-inline QString tileDifference(const reference::Canvas &expected, const RGBA32iImage &before, const RGBA32iImage &after)
+inline QString tileDifference(const Canvas &expected, const RGBA32iImage &before, const RGBA32iImage &after)
 {
     for (int i = 0; before.HasTile(i); ++i)
         if ((after.TileData(i) != before.TileData(i)) != bool(expected.touched.count(i)))

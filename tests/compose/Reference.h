@@ -3,11 +3,12 @@
 #include "KXImage.h"
 
 #include <QtCore/QRect>
+#include <QtGui/QImage>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <set>
-#include <vector>
 
 /// A model of composition for tests: one pixel at a time, straight from the formulas, without any regard for speed.
 /// Unsigned 32-bit numbers wrap as they do in the library; what is said to be signed is computed in 64 bits.
@@ -20,6 +21,7 @@ inline Word grey(OPRGBA32i p) { return (p.r * 11u + p.g * 16u + p.b * 5u) >> 5; 
 inline unsigned char byte(Word v) { return static_cast<unsigned char>(v); }
 inline unsigned char clamped(Wide v) { return static_cast<unsigned char>(v < 0 ? 0 : v > 255 ? 255 : v); }
 inline Word div255(Word x) { return (x + 1 + (x >> 8)) >> 8; }
+inline Word covered(Word alpha, const OPRGBA32i *mask) { return mask ? mask->a * alpha / 255 : alpha; }
 inline OPRGBA32i withAlpha(OPRGBA32i p, Word alpha) { return { p.b, p.g, p.r, byte(alpha) }; }
 
 template <class Channel>
@@ -28,75 +30,57 @@ OPRGBA32i eachColour(OPRGBA32i s, OPRGBA32i d, Word alpha, Channel channel)
     return { byte(channel(s.b, d.b)), byte(channel(s.g, d.g)), byte(channel(s.r, d.r)), byte(alpha) };
 }
 
-inline bool isSeparable(int mode) { return (mode >= 12 && mode <= 23) || (mode >= 48 && mode <= 54); }
-inline bool hasPlainForm(int mode)
-{
-    static const std::set<int> others { 0, 2, 3, 6, 8, 24, 25, 31, 39, 40, 41, 42, 43, 44, 45, 46, 47, 55, 57 };
-    return isSeparable(mode) || others.count(mode);
-}
-inline bool hasMaskedForm(int mode)
-{
-    static const std::set<int> others { 0, 3, 8, 38, 39, 41, 47, 55, 57 };
-    return (mode >= 12 && mode <= 23) || others.count(mode);
-}
-
 /// The colour that a separable mode makes of opaque pixels; above 255 in modes 12, 49 and 51.
-inline Wide mixed(int mode, Wide s, Wide d)
+using Mix = Wide (*)(Wide s, Wide d);
+inline const std::map<int, Mix> &mixes()
 {
-    switch (mode) {
-    case 12:
-    case 49:
-        return s + d;
-    case 13:
-        return s * d / 255;
-    case 14:
-        return 255 - (((255 - s) * (255 - d)) >> 8);
-    case 15:
+    static const Mix sum = [](Wide s, Wide d) { return s + d; };
+    static const Mix excess = [](Wide s, Wide d) { return std::max<Wide>(s + d - 255, 0); };
+    static const Mix overlay = [](Wide s, Wide d) {
         return d < 128 ? 2 * s * d / 255 : 255 + (s - 255) * (255 - d) * 2 / 255;
-    case 16:
-        return std::min(s, d);
-    case 17:
-        return std::max(s, d);
-    case 18:
-        return s == 255 ? 255 : std::min<Wide>(d * 255 / (255 - s), 255);
-    case 19:
-        return s == 0 ? 0 : std::max<Wide>((d - 255) * 256 / s + 255, 0);
-    case 20:
-        return mixed(15, d, s);
-    case 21: {
+    };
+    static const Mix softLight = [](Wide s, Wide d) {
         const Wide h = s >> 1;
         return d < 128 ? Wide(float(2 * h + 128) * float(d) * 0.003921569f)
                        : Wide(255.0f - float(2 * (191 - h)) * float(255 - d) * 0.003921569f);
-    }
-    case 22:
-        return std::abs(s - d);
-    case 23:
-        return s + d - 2 * s * d / 255;
-    case 48:
-    case 50:
-        return std::max<Wide>(s + d - 255, 0);
-    case 51:
-        return d < 128 ? std::max<Wide>(s + 2 * d - 255, 0) : s + 2 * d - 256;
-    case 52:
+    };
+    static const Mix vividLight = [](Wide s, Wide d) {
         if (d < 128)
             return s == 0 ? 0 : std::max<Wide>(255 - (65280 - 512 * d) / s, 0);
         return s == 255 ? 255 : std::min<Wide>((510 * d - 65280) / (255 - s), 255);
-    case 53:
-        return d < 128 ? std::min(2 * d, s) : std::max(2 * d - 256, s);
-    case 54:
-        return mixed(52, s, d) < 128 ? 0 : 255;
-    }
-    return d;
+    };
+    static const std::map<int, Mix> all {
+        { 12, sum },
+        { 13, [](Wide s, Wide d) { return s * d / 255; } },
+        { 14, [](Wide s, Wide d) { return 255 - (((255 - s) * (255 - d)) >> 8); } },
+        { 15, overlay },
+        { 16, [](Wide s, Wide d) { return std::min(s, d); } },
+        { 17, [](Wide s, Wide d) { return std::max(s, d); } },
+        { 18, [](Wide s, Wide d) { return s == 255 ? 255 : std::min<Wide>(d * 255 / (255 - s), 255); } },
+        { 19, [](Wide s, Wide d) { return s == 0 ? 0 : std::max<Wide>((d - 255) * 256 / s + 255, 0); } },
+        { 20, [](Wide s, Wide d) { return overlay(d, s); } },
+        { 21, softLight },
+        { 22, [](Wide s, Wide d) { return std::abs(s - d); } },
+        { 23, [](Wide s, Wide d) { return s + d - 2 * s * d / 255; } },
+        { 48, excess },
+        { 49, sum },
+        { 50, excess },
+        { 51, [](Wide s, Wide d) { return d < 128 ? std::max<Wide>(s + 2 * d - 255, 0) : s + 2 * d - 256; } },
+        { 52, vividLight },
+        { 53, [](Wide s, Wide d) { return d < 128 ? std::min(2 * d, s) : std::max(2 * d - 256, s); } },
+        { 54, [](Wide s, Wide d) -> Wide { return vividLight(s, d) < 128 ? 0 : 255; } },
+    };
+    return all;
 }
 
-inline OPRGBA32i framed(int mode, OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
+inline OPRGBA32i framed(Mix mix, OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
 {
     const Word da = d.a, wd = (255 - sa) * da, wb = da * sa, ws = (255 - da) * sa;
     const Word ra = std::min((sa * 255 + wd) / 255, 255u), w = ra * 255;
     if (w == 0)
         return {};
     return eachColour(s, d, lock ? da : ra,
-        [=](Word sc, Word dc) { return std::min((Word(mixed(mode, sc, dc)) * wb + dc * wd + sc * ws) / w, 255u); });
+        [=](Word sc, Word dc) { return std::min((Word(mix(sc, dc)) * wb + dc * wd + sc * ws) / w, 255u); });
 }
 
 inline OPRGBA32i sourceOver(OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
@@ -110,8 +94,7 @@ inline OPRGBA32i sourceOver(OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
 /// Luminosity once the source's alpha is known.
 inline OPRGBA32i luminosity(OPRGBA32i s, OPRGBA32i d, Word sa)
 {
-    const Word gd = std::min(grey(d), 255u), gs = std::min(grey(s), 255u);
-    const Wide l = std::min((gs * sa + (255 - sa) * gd) / 255, 255u);
+    const Wide gd = grey(d), l = std::min((grey(s) * sa + (255 - sa) * grey(d)) / 255, 255u);
     return eachColour(s, d, d.a, [=](Word, Word dc) { return clamped(l + (Wide(dc) - gd) * d.a / 255); });
 }
 
@@ -122,13 +105,9 @@ inline OPRGBA32i blended(int mode, OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
     case 8:
         return lock ? d : withAlpha(d, (255 - sa) * d.a / 255);
     case 41:
-        if (lock && s.a == 0)
-            return { 255, 255, 255, d.a };
-        return luminosity(s, d, sa);
-    case 47: {
-        const Word w = sa * 255;
-        return lock ? d : withAlpha(d, std::min((std::min(grey(s), 255u) * w + d.a * (65025 - w)) / 65025, 255u));
-    }
+        return lock && s.a == 0 ? OPRGBA32i(255, 255, 255, d.a) : luminosity(s, d, sa);
+    case 47:
+        return lock ? d : withAlpha(d, std::min((grey(s) * sa * 255 + d.a * (65025 - sa * 255)) / 65025, 255u));
     case 57: {
         if (sa == 0)
             return d;
@@ -140,25 +119,21 @@ inline OPRGBA32i blended(int mode, OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
         return eachColour(s, d, a, [=](Word sc, Word dc) { return a > sa ? (dc * (a - sa) + sc * sa) / a : sc; });
     }
     }
-    return isSeparable(mode) ? framed(mode, s, d, sa, lock) : d;
+    const auto mix = mixes().find(mode);
+    return mix == mixes().end() ? d : framed(mix->second, s, d, sa, lock);
 }
 
 /// One pixel of a mode's plain form, with an optional pixel whose alpha is a coverage.
 inline OPRGBA32i plain(int mode, OPRGBA32i s, OPRGBA32i d, const OPRGBA32i *mask, Word opacity, bool lock)
 {
-    const auto covered = [mask](Word sa) { return mask ? mask->a * sa / 255 : sa; };
-    const Word sa = covered((s.a * opacity) >> 8);
+    const Word sa = covered((s.a * opacity) >> 8, mask), wide = covered(s.a * opacity / 255, mask);
     switch (mode) {
-    case 0: {
-        const Word own = covered(s.a * opacity / 255);
-        return !lock && own == 255 ? s : sourceOver(s, d, own, lock);
-    }
+    case 0:
+        return !lock && wide == 255 ? s : sourceOver(s, d, wide, lock);
     case 2:
         return !lock && s.a * opacity != 0 ? withAlpha(d, 0) : d;
     case 3:
-        if (lock)
-            return withAlpha(s, d.a);
-        return opacity == 256 ? s : withAlpha(s, sa);
+        return !lock && opacity == 256 ? s : withAlpha(s, lock ? d.a : sa);
     case 6:
         return lock ? d : withAlpha(d, d.a * sa / 255);
     case 24:
@@ -174,11 +149,9 @@ inline OPRGBA32i plain(int mode, OPRGBA32i s, OPRGBA32i d, const OPRGBA32i *mask
         return { g, g, g, s.a || !lock ? byte(255) : d.a };
     }
     case 41: // locked the source counts in full
-        return blended(mode, s, d, covered(lock ? Word(s.a) : (s.a * opacity) >> 8), lock);
+        return blended(mode, s, d, covered(lock ? Word(s.a) : (s.a * opacity) >> 8, mask), lock);
     case 42:
-        if (s.a == 0)
-            return d;
-        return withAlpha(s, lock ? d.a : sa);
+        return s.a == 0 ? d : withAlpha(s, lock ? d.a : sa);
     case 43:
     case 44:
     case 45:
@@ -202,176 +175,125 @@ inline OPRGBA32i plain(int mode, OPRGBA32i s, OPRGBA32i d, const OPRGBA32i *mask
 inline OPRGBA32i masked(int mode, OPRGBA32i s, OPRGBA32i second, OPRGBA32i d, const OPRGBA32i *mask1,
     const OPRGBA32i *mask2, Word opacity, bool lock)
 {
-    if (!hasMaskedForm(mode))
+    if (mode >= 48 && mode <= 54) // these have the plain form alone
         return d;
-    const auto covered = [=](Word sa) {
-        if (mask1)
-            sa = mask1->a * sa / 255;
-        return mask1 && mask2 ? mask2->a * sa / 255 : sa;
-    };
-    const Word product = s.a * second.a * opacity, sa = covered(product / 65280);
+    const auto byBoth = [=](Word sa) { return covered(covered(sa, mask1), mask1 ? mask2 : nullptr); };
+    const Word product = s.a * second.a * opacity, sa = byBoth(product / 65280);
     switch (mode) {
     case 0:
-        return sourceOver(s, d, covered(product / 65025), lock);
+        return sourceOver(s, d, byBoth(product / 65025), lock);
     case 3:
         return withAlpha(s, lock ? d.a : sa);
     case 38:
         return lock || (second.a && (!mask1 || mask1->a)) ? d : s;
     case 39:
-        return { byte(sa), byte(sa), byte(sa), lock ? d.a : byte(covered(second.a)) };
-    case 41: {
-        const OPRGBA32i result = blended(mode, s, d, sa, lock);
-        return lock ? result : withAlpha(result, 255);
-    }
+        return { byte(sa), byte(sa), byte(sa), lock ? d.a : byte(byBoth(second.a)) };
+    case 41:
+        return withAlpha(blended(mode, s, d, sa, lock), lock ? d.a : 255);
     case 55:
         return second.a == 0 ? s : withAlpha(d, second.a);
     }
     return blended(mode, s, d, sa, lock);
 }
 
-/// A picture without storage, and the tiles of @c tilesX columns that were resolved for writing.
+/// A picture without storage, and the tiles that were resolved for writing.
 struct Canvas {
-    explicit Canvas(const RGBA32iImage &image)
-        : width(image.Width())
-        , height(image.Height())
-        , tilesX((width + 127) / 128)
-        , pixels(size_t(width) * size_t(height))
+    explicit Canvas(const QImage &image)
+        : picture(image)
     {
-        for (int y = 0; y < height; ++y)
-            image.ReadRow(unsigned(y), 0, &pixels[size_t(y) * size_t(width)], unsigned(width) * 4);
     }
-    OPRGBA32i &At(QPoint p) { return pixels[size_t(p.y()) * size_t(width) + size_t(p.x())]; }
-    void Touch(QPoint p) { touched.insert(p.y() / 128 * tilesX + p.x() / 128); }
+    explicit Canvas(const RGBA32iImage &image)
+        : picture(image.Width(), image.Height(), QImage::Format_ARGB32)
+    {
+        for (int y = 0; y < image.Height(); ++y)
+            image.ReadRow(unsigned(y), 0, picture.scanLine(y), unsigned(image.Width()) * 4);
+    }
+    OPRGBA32i &At(QPoint p) { return reinterpret_cast<OPRGBA32i *>(picture.scanLine(p.y()))[p.x()]; }
 
-    int width, height, tilesX;
-    std::vector<OPRGBA32i> pixels;
+    QImage picture;
     std::set<int> touched;
 };
-
-enum class Fakes { AreEmpty, AreRead };
-enum class Window { Counts, IsIgnored };
-
-/// What @p image stores at @p p, or null: nothing is stored in null tiles nor, unless they are read, in fake ones, apart
-/// from what the flat window has there.
-inline const OPRGBA32i *stored(
-    const RGBA32iImage &image, QPoint p, Fakes fakes = Fakes::AreEmpty, Window window = Window::Counts)
-{
-    if (!image.IsTiled())
-        return image.Bits() + qptrdiff(p.y()) * image.Width() + p.x();
-    const int tile = p.y() / 128 * image.TilesX() + p.x() / 128;
-    const OPRGBA32i *const block = image.TileData(tile);
-    if (block && (fakes == Fakes::AreRead || !image.IsFakeTile(tile)))
-        return block + p.y() % 128 * 128 + p.x() % 128;
-    const QPoint w = p + image.FlatWindowOffset() - image.FlatWindowOrigin();
-    if (window == Window::IsIgnored || !image.HasFlatWindow()
-        || !QRect(QPoint(), image.FlatWindowRect().size()).contains(w))
-        return nullptr;
-    return image.Bits() + w.y() * image.FlatWindowRect().width() + w.x();
-}
 
 /// An image with its rectangle; as a mask also what counts outside of it.
 struct Side {
     const RGBA32iImage &image;
     QRect rect;
     bool outsideVisible = false;
+
+    /// The place in the image @p offset away from the rectangle's corner, if it lies in the rectangle, moved by
+    /// @p moved, and in the image.
+    std::optional<QPoint> Place(QPoint offset, QPoint moved = {}) const
+    {
+        const Wide x = Wide(rect.x()) + offset.x(), y = Wide(rect.y()) + offset.y();
+        if (!QRect(moved, rect.size()).contains(offset) || x < 0 || y < 0 || x >= image.Width() || y >= image.Height())
+            return std::nullopt;
+        return QPoint(int(x), int(y));
+    }
+
+    /// What the image stores at @p p, or null: null and fake tiles store nothing but what the flat window has there.
+    const OPRGBA32i *Stored(QPoint p) const
+    {
+        if (!image.IsTiled())
+            return image.Bits() + qptrdiff(p.y()) * image.Width() + p.x();
+        const int tile = p.y() / 128 * image.TilesX() + p.x() / 128;
+        if (image.TileData(tile) && !image.IsFakeTile(tile))
+            return image.TileData(tile) + p.y() % 128 * 128 + p.x() % 128;
+        const QPoint w = p + image.FlatWindowOffset() - image.FlatWindowOrigin();
+        if (!image.HasFlatWindow() || !QRect(QPoint(), image.FlatWindowRect().size()).contains(w))
+            return nullptr;
+        return image.Bits() + w.y() * image.FlatWindowRect().width() + w.x();
+    }
+
+    /// The mask's pixel: all ones where it is not but counts as visible; nothing where it hides.
+    std::optional<OPRGBA32i> Coverage(QPoint offset, QPoint moved) const
+    {
+        if (const auto place = Place(offset, moved))
+            if (const OPRGBA32i *const pixel = Stored(*place))
+                return *pixel;
+        return outsideVisible ? std::optional<OPRGBA32i>(0xFFFFFFFFu) : std::nullopt;
+    }
 };
 
-/// Calls @p body(offset from the corner of @p dstRect, place on the canvas) for what the sides have in common.
-template <class Body>
-void forEachPlace(Canvas &canvas, const QRect &dstRect, std::initializer_list<const Side *> sides, Body body)
-{
-    const QRect area = dstRect & QRect(0, 0, canvas.width, canvas.height);
-    for (int y = area.y(); y < area.y() + area.height(); ++y)
-        for (int x = area.x(); x < area.x() + area.width(); ++x) {
-            const QPoint p(x, y), offset = p - dstRect.topLeft();
-            bool common = true;
-            for (const Side *const side : sides) {
-                const QPoint q = offset + side->rect.topLeft();
-                common = common && side->rect.contains(q) && side->image.Rect().contains(q);
-            }
-            if (common)
-                body(offset, p);
-        }
-}
+/// The sides of a composition. Without @c first a clip's alpha is the mask of the plain form; with it that mask is the
+/// second coverage, the clip the third, and @c last, if given, the fourth. If there is no clip, the rectangle of
+/// @c first moves along with a clipped start.
+struct Sides {
+    Side source;
+    const Side *clip = nullptr, *first = nullptr, *last = nullptr;
+};
 
 /// 0..256; 0 for what is not a number when clamped.
 inline Word opacity256(double opacity, bool isClamped)
 {
-    if (isClamped)
-        opacity = opacity > 0 ? std::min(opacity, 1.0) : 0;
-    return Word(opacity * 256);
+    return Word((!isClamped ? opacity : opacity > 0 ? std::min(opacity, 1.0) : 0) * 256);
 }
 
-enum class Operation { Compose, Copy };
-
-inline void compose(Canvas &canvas, const QRect &dstRect, const Side &src, int mode, Word opacity, bool lock,
-    Operation operation = Operation::Compose)
+inline void compose(Canvas &canvas, const QRect &dstRect, const Sides &sides, int mode, Word opacity, bool lock)
 {
-    if (operation == Operation::Compose && (mode == 4 || opacity == 0))
+    const auto [source, clip, first, last] = sides;
+    if (mode == 4 || opacity == 0 || (first && !clip && first->image.Rect().isEmpty()))
         return;
-    forEachPlace(canvas, dstRect, { &src }, [&](QPoint offset, QPoint p) {
-        const OPRGBA32i *const s = stored(src.image, offset + src.rect.topLeft());
-        if (s || src.image.HasFlatWindow())
-            canvas.Touch(p);
-        if (s)
-            canvas.At(p) = operation == Operation::Copy ? *s : plain(mode, *s, canvas.At(p), nullptr, opacity, lock);
-    });
-}
-
-/// The mask's coverage pixel: all ones where it is not but counts as visible; nothing where it hides. @p moved says by
-/// how much the mask's rectangle goes along with the clipped start.
-inline std::optional<OPRGBA32i> coverage(
-    const Side &mask, QPoint offset, QPoint moved = {}, Window window = Window::IsIgnored)
-{
-    const QPoint m = offset + mask.rect.topLeft();
-    if (mask.rect.translated(moved).contains(m) && mask.image.Rect().contains(m))
-        if (const OPRGBA32i *const pixel = stored(mask.image, m, Fakes::AreEmpty, window))
-            return *pixel;
-    return mask.outsideVisible ? std::optional<OPRGBA32i>(0xFFFFFFFFu) : std::nullopt;
-}
-
-inline void composeMaskOn(
-    Canvas &canvas, const QRect &dstRect, const Side &src, const Side &mask, int mode, Word opacity, bool lock)
-{
-    if (!src.image.IsTiled() && !mask.image.IsTiled() && mask.rect.size() == QSize(0, 0) && mask.outsideVisible)
-        qFatal("a call without a mask is not modelled here");
-    if (mode == 4 || opacity == 0 || mask.image.Rect().isEmpty())
-        return;
-    std::optional<QPoint> start;
-    forEachPlace(canvas, dstRect, { &src }, [&](QPoint offset, QPoint p) {
-        if (!start) // the first place is the clipped corner
-            start = offset;
-        const OPRGBA32i *const s = stored(src.image, offset + src.rect.topLeft());
-        const auto second = coverage(mask, offset, *start, Window::Counts);
-        if (!s || !second)
-            return;
-        canvas.Touch(p);
-        canvas.At(p) = masked(mode, *s, *second, canvas.At(p), nullptr, nullptr, opacity, lock);
-    });
-}
-
-/// The workers of the clipping family. Without @p first the clip's alpha is the mask of the plain form; with it the mask
-/// is the second coverage, the clip the third, and @p last, if given, the fourth.
-inline void composeClipped(Canvas &canvas, const QRect &dstRect, const Side &src, const Side &clip, const Side *first,
-    const Side *last, int mode, Word opacity, bool lock)
-{
-    if (mode == 4 || opacity == 0)
-        return;
-    forEachPlace(canvas, dstRect, { &src, &clip }, [&](QPoint offset, QPoint p) {
-        const Window window = first ? Window::Counts : Window::IsIgnored;
-        const OPRGBA32i *const s = stored(src.image, offset + src.rect.topLeft(), Fakes::AreEmpty, window);
-        const OPRGBA32i *const c = stored(clip.image, offset + clip.rect.topLeft(), Fakes::AreRead, Window::IsIgnored);
-        if (!s || !c)
-            return;
-        OPRGBA32i &d = canvas.At(p);
-        if (!first) {
-            d = plain(mode, *s, d, c, opacity, lock);
-            return;
+    const QRect area = dstRect & canvas.picture.rect();
+    std::optional<QPoint> start; // the clipped corner
+    for (int y = area.y(); y < area.y() + area.height(); ++y)
+        for (int x = area.x(); x < area.x() + area.width(); ++x) {
+            const QPoint offset = QPoint(x, y) - dstRect.topLeft();
+            const auto from = source.Place(offset), clipped = clip ? clip->Place(offset) : QPoint();
+            if (!from || !clipped)
+                continue;
+            if (!start)
+                start = offset;
+            const OPRGBA32i *const s = source.Stored(*from), *const c = clip ? clip->Stored(*clipped) : nullptr;
+            const auto second = first ? first->Coverage(offset, clip ? QPoint() : *start) : OPRGBA32i();
+            const auto fourth = last ? last->Coverage(offset, {}) : OPRGBA32i();
+            const bool shows = s && (c || !clip) && second && fourth;
+            if (shows || (!first && source.image.HasFlatWindow()))
+                canvas.touched.insert(y / 128 * ((canvas.picture.width() + 127) / 128) + x / 128);
+            OPRGBA32i &d = canvas.At({ x, y });
+            if (shows)
+                d = first ? masked(mode, *s, *second, d, c, last ? &*fourth : nullptr, opacity, lock)
+                          : plain(mode, *s, d, c, opacity, lock);
         }
-        const auto second = coverage(*first, offset), fourth = last ? coverage(*last, offset) : OPRGBA32i();
-        if (second && fourth)
-            d = masked(mode, *s, *second, d, c, last ? &*fourth : nullptr, opacity, lock);
-    });
 }
 
 } // namespace reference

@@ -5,21 +5,68 @@
 
 #include <QtCore/QThreadPool>
 
-#include <limits>
-
 using pictures::Storage;
 using reference::Canvas;
 using reference::Side;
 
 namespace {
 
-constexpr OPRGBA32i red { 0xFFFF0000u }, faint { 0x40102030u };
-constexpr auto multiply = KXCompositionMode::Multiply;
+constexpr auto copying = KXCompositionMode::Source, multiply = KXCompositionMode::Multiply;
 
-QStringList logOf(const std::function<void()> &call)
+/// The images of a call, one of each kind, with rectangles that lie somewhere. Tiled images have private, fake and null
+/// tiles; all pixels of the destination are stored.
+struct Scene {
+    Scene(QRandomGenerator &random, const QString &storages)
+        : tiled { storages[0] == 'T', storages[1] == 'T', storages[2] == 'T', storages[3] == 'T', storages[4] == 'T' }
+        , source(pictures::patchy(random, { 300, 190 }, Storage(tiled[0])))
+        , mask(pictures::patchy(random, { 200, 170 }, Storage(tiled[1])))
+        , clip(pictures::patchy(random, { 290, 210 }, Storage(tiled[2])))
+        , clipMask(pictures::patchy(random, { 210, 180 }, Storage(tiled[3])))
+        , destination(pictures::noise(random, { 270, 200 }, Storage(tiled[4])))
+    {
+    }
+
+    /// New rectangles, over any edge and of any size or odd, and flags; with @p windows also new flat windows on source
+    /// and masks, near and far.
+    void Move(QRandomGenerator &random, bool windows)
+    {
+        const QRect odd[] = { QRect(), QRect(3, 4, 0, 0), QRect(128, 128, 1, 1), QRect(0, 0, 270, 200),
+            QRect(QPoint(INT_MIN, INT_MIN), QSize(60, 20)), QRect(QPoint(INT_MAX - 60, INT_MAX - 20), QSize(60, 20)) };
+        for (QRect *const each : { &sourceRect, &rect, &maskRect, &clipRect, &clipMaskRect })
+            *each = random.bounded(9) == 0 ? odd[random.bounded(6)]
+                                           : QRect(random.bounded(-40, 120), random.bounded(-40, 90),
+                                               random.bounded(60, 300), random.bounded(60, 220));
+        outsideVisible = random.bounded(2);
+        maskOutsideVisible = random.bounded(2);
+        lock = random.bounded(4) == 0;
+        for (RGBA32iImage *const image : { &source, &mask, &clipMask }) {
+            image->ClearFlatWindow();
+            const int x = random.bounded(4) ? random.bounded(-40, 100) : 5000;
+            if (windows && image->IsTiled())
+                pictures::addWindow(random, *image, QRect(x, random.bounded(-40, 60), 150, 130));
+        }
+    }
+
+    bool tiled[5];
+    RGBA32iImage source, mask, clip, clipMask, destination;
+    QRect sourceRect, rect, maskRect, clipRect, clipMaskRect;
+    bool outsideVisible = false, maskOutsideVisible = false, lock = false;
+};
+
+/// What @p call logs. On a thread of the pool it has to do without another one, though it may wait for the pool.
+QStringList logOf(const std::function<void()> &call, bool onPoolThread = false)
 {
     testing::LogCapture log;
-    call();
+    QThreadPool *const pool = QThreadPool::globalInstance();
+    const int threads = pool->maxThreadCount();
+    pool->setMaxThreadCount(onPoolThread ? 1 : threads);
+    if (onPoolThread)
+        pool->start(QRunnable::create(call));
+    else
+        call();
+    if (!pool->waitForDone(60000))
+        qFatal("a call on a thread of the pool waits for ever");
+    pool->setMaxThreadCount(threads);
     return log.texts();
 }
 
@@ -30,334 +77,218 @@ class TestCompose : public QObject {
 
 private Q_SLOTS:
     void initTestCase() { loadAVX2Functions(true); }
-    void places_data();
-    void places();
-    void tilesAfterwards_data();
-    void tilesAfterwards();
-    void onlyFakeTiles();
-    void nullDestinationTiles();
-    void windows_data();
-    void windows();
-    void fakeTilesThatAreContent();
+    void scenes_data();
+    void scenes();
+    void masksByHand();
+    void tilesByHand();
     void wrongFormats();
-    void nothingToDo();
-    void opacitiesThatAreNone();
-    void ontoItself();
-    void onAPoolThread();
 };
 
-void TestCompose::places_data()
+void TestCompose::scenes_data()
 {
-    QTest::addColumn<QSize>("sourceSize");
-    QTest::addColumn<QSize>("size");
-    QTest::addColumn<QRect>("sourceRect");
-    QTest::addColumn<QRect>("rect");
-    const QSize large(300, 270), odd(133, 129);
-    QTest::newRow("all") << large << large << QRect(0, 0, 300, 270) << QRect(0, 0, 300, 270);
-    QTest::newRow("inside, across the tiles") << large << large << QRect(100, 7, 150, 140) << QRect(33, 120, 150, 140);
-    QTest::newRow("odd sizes") << odd << large << QRect(0, 0, 133, 129) << QRect(90, 100, 133, 129);
-    QTest::newRow("one pixel") << odd << odd << QRect(128, 128, 1, 1) << QRect(127, 127, 1, 1);
-    QTest::newRow("source over its start") << large << odd << QRect(-40, -9, 120, 60) << QRect(10, 20, 120, 60);
-    QTest::newRow("source over its end") << odd << large << QRect(100, 90, 200, 200) << QRect(30, 40, 200, 200);
-    QTest::newRow("destination over its start") << large << odd << QRect(5, 6, 200, 200) << QRect(-50, -60, 200, 200);
-    QTest::newRow("destination over its end") << large << odd << QRect(5, 6, 200, 200) << QRect(100, 110, 200, 200);
-    QTest::newRow("both over their start") << large << large << QRect(-70, -3, 200, 50) << QRect(-20, -30, 200, 50);
-    QTest::newRow("rectangles of two sizes") << large << large << QRect(9, 9, 20, 200) << QRect(9, 99, 200, 20);
-    QTest::newRow("nothing in common") << odd << odd << QRect(0, 0, 10, 10) << QRect(133, 0, 10, 10);
-    QTest::newRow("empty") << odd << odd << QRect(0, 0, 0, 10) << QRect(0, 0, 10, 10);
-    QTest::newRow("empty source") << QSize(0, 0) << odd << QRect(0, 0, 10, 10) << QRect(0, 0, 10, 10);
-    QTest::newRow("far away") << odd << odd << QRect(QPoint(INT_MIN, INT_MIN), QSize(9, 9)) << QRect(0, 0, 9, 9);
+    QTest::addColumn<QString>("storages"); // of source, mask, clip, clip mask and destination
+    for (int i = 0; i < 32; ++i) {
+        const QString storages = QString::number(32 + i, 2).mid(1).replace('0', 'F').replace('1', 'T');
+        QTest::newRow(qPrintable(storages)) << storages;
+    }
 }
 
-/// Rectangles that hang over each edge, for all pairings of storages.
-void TestCompose::places()
+/// Every entry on pictures nobody chose, as the model has it: the pixels, which tiles left sharing, the log.
+void TestCompose::scenes()
 {
-    QFETCH(QSize, sourceSize);
-    QFETCH(QSize, size);
-    QFETCH(QRect, sourceRect);
-    QFETCH(QRect, rect);
-    QRandomGenerator random(7);
-    const RGBA32iImage source = pictures::noise(random, sourceSize, Storage::Flat);
-    const RGBA32iImage destination = pictures::noise(random, size, Storage::Flat);
-    Canvas expected(destination), copied = expected;
-    reference::compose(expected, rect, { source, sourceRect }, int(multiply), 153, false);
-    reference::compose(copied, rect, { source, sourceRect }, 0, 0, false, reference::Operation::Copy);
-    const QImage sourceImage = pictures::toQImage(source), destinationImage = pictures::toQImage(destination);
-    const auto check = [&](const auto &from, auto onto) {
-        auto copy = onto;
-        Compose(from, sourceRect, multiply, onto, rect, 0.6, false);
-        VERIFY_SAME(pictures::difference(expected, onto));
-        if constexpr (std::is_same_v<decltype(onto), RGBA32iImage>)
-            if (!onto.IsTiled())
-                destination.CopyTo(copy, false); // a flat buffer is shared by copies
-        ComposeSource(from, sourceRect, copy, rect);
-        VERIFY_SAME(pictures::difference(copied, copy));
+    // What acts where a clipped source has two masks, by the storages of source, mask, clip and clip mask, with and
+    // without a clip mask rectangle: Both masks, in this order or eXchanged, the Mask, nothing Silently, or a Log.
+    const QString twoMasks =
+        "TTTT LL, TTTF LL, TTFT SS, TTFF BB, TFTF BM, TFTT MM, TFFT XM, TFFF BM, FTTT SM, FTTF BM, "
+        "FTFF BM, FTFT MM, FFTT XM, FFTF BM, FFFT XM, FFFF BM";
+    QFETCH(QString, storages);
+    QRandomGenerator random(qHash(storages, 1));
+    Scene s(random, storages);
+    const bool sourceTiled = s.tiled[0], maskTiled = s.tiled[1], clipTiled = s.tiled[2], clipMaskTiled = s.tiled[3],
+               tiled = s.tiled[4];
+    for (int round = 0; round < 12; ++round) {
+        s.Move(random, round % 2);
+        const int modes[] = { 0, 13, 38, 3, 57, 24, 4 }, mode = modes[round % 7];
+        const auto mode_ = KXCompositionMode(mode);
+        const double opacities[] = { 0.7, 1.2, 1.0, 0.7, 0.0039 }, opacity = opacities[round % 5];
+        const auto expectedFor = [&](const reference::Sides &sides, bool isClamped = true) {
+            Canvas canvas(s.destination);
+            reference::compose(canvas, s.rect, sides, mode, reference::opacity256(opacity, isClamped), s.lock);
+            return canvas;
+        };
+        const auto check = [&](const char *entry, const Canvas &expected, const QString &line, auto onto, auto call) {
+            QCOMPARE(logOf([&] { call(onto); }, round % 4 == 3).join(' '),
+                line.isEmpty() ? line : "[src/KXComposer] " + line);
+            const QString text = pictures::difference(expected, onto);
+            QVERIFY2(text.isEmpty(), qPrintable(entry + (' ' + text)));
+            if constexpr (std::is_same_v<decltype(onto), RGBA32iImage>)
+                VERIFY_SAME(pictures::tileDifference(expected, s.destination, onto));
+        };
+        const QImage picture = pictures::toQImage(s.destination);
+        const auto copy = [&] { return tiled ? s.destination : pictures::stored(picture, Storage::Flat); };
+
+        // The model reads windows and no fake tiles. The clipping family ignores windows, but for the one of the source
+        // where there is a mask, and reads the fake tiles of the clip.
+        RGBA32iImage sourceBare = s.source, maskBare = s.mask, clipMaskBare = s.clipMask, clipRead;
+        for (RGBA32iImage *const image : { &sourceBare, &maskBare, &clipMaskBare })
+            image->ClearFlatWindow();
+        s.clip.CopyTo(clipRead, false);
+        const Side source { s.source, s.sourceRect }, mask { s.mask, s.maskRect, s.maskOutsideVisible },
+            clip { clipRead, s.clipRect }, bareMask { maskBare, s.maskRect, s.maskOutsideVisible },
+            clipMask { clipMaskBare, s.clipMaskRect, s.outsideVisible };
+
+        const Canvas untouched(s.destination);
+        Canvas copied = untouched;
+        reference::compose(copied, s.rect, { source }, 3, 256, false);
+        const bool withoutMask = !sourceTiled && !tiled && !maskTiled && s.maskRect.size() == QSize(0, 0);
+        const Canvas composed = expectedFor({ source }, !sourceTiled && !tiled);
+        const Canvas masked = withoutMask && mask.outsideVisible ? composed : expectedFor({ source, nullptr, &mask });
+        const auto checkFrom = [&](const auto &from) {
+            const auto compose = [&](auto &onto) { Compose(from, s.sourceRect, mode_, onto, s.rect, opacity, s.lock); };
+            const auto copyOnto = [&](auto &onto) { ComposeSource(from, s.sourceRect, onto, s.rect); };
+            check("Compose", composed, {}, copy(), compose);
+            check("ComposeSource", copied, {}, copy(), copyOnto);
+            if (!tiled) {
+                check("Compose on a QImage", composed, {}, picture, compose);
+                check("ComposeSource on a QImage", copied, {}, picture, copyOnto);
+            }
+            check("ComposeMaskOn", masked, {}, copy(), [&](auto &onto) {
+                ComposeMaskOn(
+                    from, s.sourceRect, mode_, onto, s.rect, opacity, s.mask, s.maskRect, s.maskOutsideVisible, s.lock);
+            });
+        };
+        checkFrom(s.source);
+        if (!sourceTiled)
+            checkFrom(pictures::toQImage(s.source));
+
+        const bool isMaskRect = !s.clipMaskRect.isEmpty();
+        const QString noClipping = QString::asprintf("ClippingMask composer is missing srcTileMode %d dstTileMode 1 "
+                                                     "clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
+            sourceTiled, clipTiled, isMaskRect, clipMaskTiled);
+        const bool isMasked = isMaskRect && !(sourceTiled && clipTiled && clipMaskTiled);
+        const Side own { isMasked ? s.source : sourceBare, s.sourceRect };
+        const Canvas clipped = tiled ? untouched : expectedFor({ own, &clip, isMasked ? &clipMask : nullptr });
+        check("ComposeClippingMaskOn", clipped, tiled ? noClipping : QString(), copy(), [&](RGBA32iImage &onto) {
+            ComposeClippingMaskOn(s.source, s.sourceRect, mode_, onto, s.rect, s.clip, s.clipRect, s.clipMask,
+                s.clipMaskRect, s.outsideVisible, opacity, s.lock);
+        });
+
+        const QChar action = tiled ? 'L' : twoMasks[twoMasks.indexOf(storages.left(4)) + (isMaskRect ? 5 : 6)];
+        const QString noMasking =
+            QString::asprintf("ClippingMask(Mask) composer is missing srcTileMode %d dstTileMode %d "
+                              "maskTileMode %d clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
+                sourceTiled, tiled, maskTiled, clipTiled, isMaskRect, clipMaskTiled);
+        const Canvas twice = action == 'B' ? expectedFor({ source, &clip, &bareMask, &clipMask })
+            : action == 'X'                ? expectedFor({ source, &clip, &clipMask, &bareMask })
+            : action == 'M'                ? expectedFor({ source, &clip, &bareMask })
+                                           : untouched;
+        check("ComposeClippingMaskAndMaskOn", twice, action == 'L' ? noMasking : QString(), copy(), [&](auto &onto) {
+            ComposeClippingMaskAndMaskOn(s.source, s.sourceRect, mode_, onto, s.rect, opacity, s.clip, s.clipRect,
+                s.clipMask, s.clipMaskRect, s.outsideVisible, s.mask, s.maskRect, s.maskOutsideVisible, s.lock);
+        });
+    }
+}
+
+/// Without the model: Source copies the source inside the mask, and outside of it as told. The mask is 40 by 30.
+void TestCompose::masksByHand()
+{
+    const QRect all(0, 0, 100, 100), late(-15, -4, 100, 100); // starts 15 columns and 4 rows late: the mask moves along
+    const struct {
+        QRect source, mask, covered;
+    } rows[] = {
+        { all, { 0, 0, 40, 30 }, { 0, 0, 40, 30 } },
+        { all, { 0, 0, 7, 9 }, { 0, 0, 7, 9 } },
+        { all, { -10, -5, 30, 20 }, { 10, 5, 20, 15 } },
+        { all, { 20, 20, 50, 50 }, { 0, 0, 20, 10 } },
+        { all, { INT_MAX - 20, 3, 9, 9 }, {} },
+        { late, { 0, 0, 10, 20 }, { 15, 4, 10, 20 } },
+        { late, { 10, 5, 20, 23 }, { 15, 4, 15, 21 } },
     };
-    for (const Storage storage : { Storage::Flat, Storage::Tiled }) {
-        const RGBA32iImage from = pictures::stored(source, storage);
-        check(from, pictures::stored(destination, Storage::Flat));
-        check(from, pictures::stored(destination, Storage::Tiled));
-        check(from, destinationImage);
-        if (!sourceImage.isNull()) // a null one has no format, and so is refused
-            check(sourceImage, pictures::stored(destination, storage));
-    }
-    if (!sourceImage.isNull())
-        check(sourceImage, destinationImage);
-}
-
-void TestCompose::tilesAfterwards_data()
-{
-    QTest::addColumn<bool>("withWindow");
-    QTest::addColumn<bool>("copies");
-    for (const bool withWindow : { false, true })
-        for (const bool copies : { false, true })
-            QTest::addRow("%s%s", copies ? "ComposeSource" : "Compose", withWindow ? " with a window" : "")
-                << withWindow << copies;
-}
-
-/// Sources with private, fake and null tiles: which tiles of the destination leave sharing, and the picture.
-void TestCompose::tilesAfterwards()
-{
-    QFETCH(bool, withWindow);
-    QFETCH(bool, copies);
-    QRandomGenerator random(11);
-    for (int round = 0; round < 20; ++round) {
-        RGBA32iImage source = pictures::patchy(random, { 500, 400 }, Storage::Tiled);
-        const QRect sourceRect(random.bounded(-50, 200), random.bounded(-50, 200), 300, 250);
-        if (withWindow) // near the area or far from it
-            pictures::addWindow(random, source,
-                QRect(sourceRect.center() - QPoint(random.bounded(90, 210), random.bounded(70, 130)), QSize(220, 140))
-                    .translated(round % 4 == 3 ? 5000 : 0, 0));
-        const QRect rect(QPoint(random.bounded(-50, 90), random.bounded(-50, 90)), sourceRect.size());
-        for (const Storage storage : { Storage::Flat, Storage::Tiled }) {
-            const RGBA32iImage before = pictures::noise(random, { 390, 420 }, storage);
-            RGBA32iImage after = storage == Storage::Flat ? pictures::stored(before, storage) : before;
-            Canvas expected(before);
-            reference::compose(expected, rect, { source, sourceRect }, int(multiply), 256, false,
-                copies ? reference::Operation::Copy : reference::Operation::Compose);
-            if (copies)
-                ComposeSource(source, sourceRect, after, rect);
-            else
-                Compose(source, sourceRect, multiply, after, rect, 1.0, false);
-            VERIFY_SAME(pictures::difference(expected, after));
-            VERIFY_SAME(pictures::tileDifference(expected, before, after));
+    const OPRGBA32i under(0xFF0A0B0Cu), red(0xFFFF0000u);
+    RGBA32iImage source(100, 100, true), mask(40, 30, false);
+    std::fill_n(source.TileData(0, true), 128 * 128, red);
+    mask.Fill(0x80000000u);
+    for (const auto &row : rows)
+        for (const bool outsideVisible : { false, true }) {
+            RGBA32iImage destination(100, 100, false);
+            destination.Fill(under);
+            ComposeMaskOn(source, row.source, copying, destination, all, 1.0, mask, row.mask, outsideVisible, false);
+            Canvas expected(destination);
+            for (int i = 0; i < 10000; ++i) {
+                const QPoint p(i % 100, i / 100);
+                const bool shows = all.contains(p + row.source.topLeft());
+                expected.At(p) = shows && row.covered.contains(p) ? OPRGBA32i(0x80FF0000u)
+                    : shows && outsideVisible                     ? red
+                                                                  : under;
+            }
+            VERIFY_SAME(pictures::difference(expected, destination));
         }
-    }
 }
 
-void TestCompose::onlyFakeTiles()
-{
-    RGBA32iImage source(300, 300, true), destination(300, 300, true);
-    source.Fill(red);
-    destination.Fill(faint);
-    Compose(source, source.Rect(), multiply, destination, destination.Rect(), 1.0, false);
-    for (int i = 0; i < 9; ++i)
-        QVERIFY(destination.IsFakeTile(i));
-    source.TileData(4, true)[5] = red;
-    Compose(source, source.Rect(), multiply, destination, destination.Rect(), 1.0, false);
-    for (int i = 0; i < 9; ++i)
-        QCOMPARE(destination.IsFakeTile(i), i != 4);
-}
-
-void TestCompose::nullDestinationTiles()
+/// Null tiles stay, fake ones may count as content, tiles shared with the source are read as they were, and a mask
+/// without pixels composes nothing.
+void TestCompose::tilesByHand()
 {
     QRandomGenerator random(3);
-    RGBA32iImage source = pictures::noise(random, { 300, 20 }, Storage::Flat), destination(300, 20, true);
-    destination.ReleaseTile(1);
-    for (const Storage storage : { Storage::Flat, Storage::Tiled }) {
-        const RGBA32iImage from = pictures::stored(source, storage);
-        Compose(from, source.Rect(), KXCompositionMode::Source, destination, source.Rect(), 1.0, false);
-        ComposeSource(from, source.Rect(), destination, source.Rect());
-        ComposeMaskOn(from, source.Rect(), KXCompositionMode::Source, destination, source.Rect(), 1.0, from,
-            source.Rect(), true, false);
-        QVERIFY(!destination.TileData(1));
-    }
-    QVERIFY(!destination.IsFakeTile(0) && !destination.IsFakeTile(2));
-}
+    const QRect r(0, 0, 300, 20);
+    const RGBA32iImage noise = pictures::noise(random, r.size(), Storage::Tiled);
+    RGBA32iImage holed(300, 20, true), fakes(300, 20, true), shared = noise;
+    holed.ReleaseTile(1);
+    Compose(noise, r, copying, holed, r, 1.0, false);
+    ComposeSource(noise, r, holed, r);
+    ComposeMaskOn(noise, r, copying, holed, r, 1.0, noise, r, true, false);
+    QVERIFY(!holed.TileData(1) && !holed.IsFakeTile(0) && !holed.IsFakeTile(2));
 
-void TestCompose::windows_data()
-{
-    QTest::addColumn<QRect>("window"); // in the image's coordinates
-    QTest::newRow("around the area") << QRect(-10, -10, 400, 400);
-    QTest::newRow("begins inside the area") << QRect(60, 50, 300, 300);
-    QTest::newRow("ends inside the area") << QRect(-20, -30, 170, 170);
-    QTest::newRow("inside the area") << QRect(40, 45, 201, 33);
-    QTest::newRow("a column") << QRect(128, -5, 1, 500);
-    QTest::newRow("outside") << QRect(0, 300, 20, 20);
-}
-
-/// The flat window of an empty source, worked out without the model: what it covers is copied, all else stays.
-void TestCompose::windows()
-{
-    QFETCH(QRect, window);
-    QRandomGenerator random(5);
-    RGBA32iImage source(300, 290, true);
-    pictures::addWindow(random, source, window);
-    const QPoint from(20, 30), to(11, 3);
-    for (const Storage storage : { Storage::Flat, Storage::Tiled }) {
-        RGBA32iImage destination(280, 270, storage == Storage::Tiled);
-        destination.Fill(faint);
-        Compose(source, QRect(from, QSize(250, 240)), KXCompositionMode::Source, destination,
-            QRect(to, QSize(250, 240)), 1.0, false);
-        for (int y = 0; y < 270; ++y)
-            for (int x = 0; x < 280; ++x) {
-                const QPoint p = QPoint(x, y) - to + from, w = p - window.topLeft();
-                const bool shows = window.contains(p) && QRect(from, QSize(250, 240)).contains(p);
-                const OPRGBA32i expected = shows ? source.Bits()[w.y() * window.width() + w.x()] : faint;
-                QVERIFY2(pictures::at(destination, x, y) == expected, qPrintable(QString("%1 %2").arg(x).arg(y)));
-            }
-    }
-}
-
-void TestCompose::fakeTilesThatAreContent()
-{
-    RGBA32iImage source(300, 20, true);
-    source.Fill(red);
-    source.SetFakeIsContent(true);
+    fakes.Fill(0xFFFF0000u);
+    fakes.SetFakeIsContent(true);
     for (const bool tiled : { false, true }) {
         RGBA32iImage destination(300, 20, tiled);
-        ComposeSource(source, source.Rect(), destination, source.Rect());
-        QCOMPARE(pictures::at(destination, 299, 19), red);
+        ComposeSource(fakes, r, destination, r);
+        QCOMPARE(Canvas(destination).At({ 299, 19 }), OPRGBA32i(0xFFFF0000u));
+        ComposeMaskOn(noise, r, copying, destination, r, 1.0, RGBA32iImage(), r, true, false);
+        QCOMPARE(Canvas(destination).At({ 0, 0 }), OPRGBA32i(0xFFFF0000u));
     }
+
+    Canvas expected(noise);
+    reference::compose(expected, r.translated(9, 2), { { noise, r } }, 12, 200, false);
+    Compose(noise, r, KXCompositionMode::Plus, shared, r.translated(9, 2), 200 / 256.0, false);
+    VERIFY_SAME(pictures::difference(expected, shared));
 }
 
 void TestCompose::wrongFormats()
 {
     RGBA32iImage image(20, 20, false), tiled(20, 20, true);
-    const RGBA32iImage mask(20, 20, false);
     const QRect r(0, 0, 20, 20);
-    for (const auto format : { QImage::Format_RGB32, QImage::Format_ARGB32_Premultiplied, QImage::Format_Indexed8,
-             QImage::Format_RGBA8888 }) {
-        QImage wrong(20, 20, format), right(20, 20, QImage::Format_ARGB32), alsoWrong(20, 20, QImage::Format_RGB16);
+    QImage right(20, 20, QImage::Format_ARGB32), alsoWrong(20, 20, QImage::Format_RGB16);
+    right.fill(0x11223344u);
+    const auto line = [](int format) { return QString("[src/KXComposer] Wrong input qimage format %1").arg(format); };
+    const auto compose = [&](const auto &from, auto &onto) { Compose(from, r, multiply, onto, r, 1.0, false); };
+    for (const auto format : { QImage::Format_Invalid, QImage::Format_RGB32, QImage::Format_ARGB32_Premultiplied,
+             QImage::Format_Indexed8, QImage::Format_RGBA8888 }) {
+        QImage wrong(20, 20, format);
         wrong.fill(1);
-        right.fill(0x11223344u);
-        alsoWrong.fill(0);
-        const QImage wrongBefore = wrong.copy(), rightBefore = right.copy();
-        const QString line = "[src/KXComposer] Wrong input qimage format %1";
-        const QStringList once { line.arg(format) };
-        QCOMPARE(logOf([&] { Compose(wrong, r, multiply, right, r, 1.0, false); }), once);
-        QCOMPARE(logOf([&] { Compose(right, r, multiply, wrong, r, 1.0, false); }), once);
-        QCOMPARE(logOf([&] { Compose(wrong, r, multiply, image, r, 1.0, false); }), once);
-        QCOMPARE(logOf([&] { Compose(wrong, r, multiply, tiled, r, 1.0, false); }), once);
-        QCOMPARE(logOf([&] { Compose(image, r, multiply, wrong, r, 1.0, false); }), once);
-        QCOMPARE(logOf([&] { Compose(tiled, r, multiply, wrong, r, 1.0, false); }), once);
-        QCOMPARE(logOf([&] { ComposeSource(wrong, r, right, r); }), once);
-        QCOMPARE(logOf([&] { ComposeSource(right, r, wrong, r); }), once);
-        QCOMPARE(logOf([&] { ComposeSource(wrong, r, image, r); }), once);
-        QCOMPARE(logOf([&] { ComposeSource(image, r, wrong, r); }), once);
-        QCOMPARE(logOf([&] { ComposeMaskOn(wrong, r, multiply, image, r, 1.0, mask, r, true, false); }), once);
-        QCOMPARE(logOf([&] { ComposeMaskOn(wrong, r, multiply, tiled, r, 1.0, mask, r, true, false); }), once);
-
-        // Before every other test: the rectangles, the mode, the opacity.
-        QCOMPARE(logOf([&] { Compose(wrong, QRect(), KXCompositionMode::Destination, image, r, 0, false); }), once);
-        QCOMPARE(logOf([&] { ComposeMaskOn(wrong, QRect(), multiply, image, r, 0, mask, r, true, false); }), once);
+        const QImage wrongBefore = wrong.copy();
+        const std::function<void()> refused[] = {
+            [&] { compose(wrong, right); },
+            [&] { compose(right, wrong); },
+            [&] { compose(wrong, tiled); },
+            [&] { compose(image, wrong); },
+            [&] { ComposeSource(wrong, r, right, r); },
+            [&] { ComposeMaskOn(wrong, r, multiply, tiled, r, 1.0, image, r, true, false); },
+            // Before every other test: the rectangles, the mode, the opacity.
+            [&] { Compose(wrong, QRect(), KXCompositionMode::Destination, image, r, 0, false); },
+            [&] { ComposeMaskOn(wrong, QRect(), multiply, image, r, 0, image, r, true, false); },
+        };
+        for (const auto &call : refused)
+            QCOMPARE(logOf(call), QStringList(line(format)));
         // Both are refused, the source first.
-        const QStringList twice { line.arg(format), line.arg(QImage::Format_RGB16) };
-        QCOMPARE(logOf([&] { Compose(wrong, r, multiply, alsoWrong, r, 1.0, false); }), twice);
+        const QStringList twice { line(format), line(QImage::Format_RGB16) };
+        QCOMPARE(logOf([&] { compose(wrong, alsoWrong); }), twice);
         QCOMPARE(logOf([&] { ComposeSource(wrong, r, alsoWrong, r); }), twice);
-
         QCOMPARE(wrong, wrongBefore);
-        QCOMPARE(right, rightBefore);
+        QCOMPARE(right.pixel(19, 19), 0x11223344u);
         QVERIFY(tiled.IsFakeTile(0) && image.Bits()[0] == OPRGBA32i());
     }
-    QImage right(20, 20, QImage::Format_ARGB32);
-    right.fill(Qt::red);
-    QCOMPARE(logOf([&] { Compose(right, r, KXCompositionMode::Source, image, r, 1.0, false); }), QStringList());
-    QCOMPARE(image.Bits()[0], red);
-    const QString null = "[src/KXComposer] Wrong input qimage format 0";
-    QCOMPARE(logOf([&] { Compose(QImage(), r, multiply, image, r, 1.0, false); }), QStringList(null));
-}
-
-/// An opacity that truncates to 0, and modes that change nothing, leave even the tiles as they are.
-void TestCompose::nothingToDo()
-{
-    QRandomGenerator random(9);
-    const QRect r(0, 0, 300, 20);
-    const RGBA32iImage before = pictures::noise(random, r.size(), Storage::Tiled);
-    const Canvas expected(before);
-    const struct {
-        int mode;
-        double opacity;
-    } rows[] = { { 0, 0 }, { 0, 0.0039 }, { 13, 0.0001 }, { 4, 1 }, { 4, 0.5 }, { 0, -0.003 } };
-    for (const auto &row : rows)
-        for (const Storage storage : { Storage::Flat, Storage::Tiled }) {
-            const RGBA32iImage source = pictures::noise(random, r.size(), storage);
-            const auto mode = KXCompositionMode(row.mode);
-            RGBA32iImage tiled = before, flat = pictures::stored(before, Storage::Flat);
-            for (RGBA32iImage *const image : { &tiled, &flat }) {
-                QCOMPARE(logOf([&] {
-                    Compose(source, r, mode, *image, r, row.opacity, false);
-                    ComposeMaskOn(source, r, mode, *image, r, row.opacity, source, r, true, false);
-                }),
-                    QStringList());
-                VERIFY_SAME(pictures::difference(expected, *image));
-            }
-            VERIFY_SAME(pictures::tileDifference(expected, before, tiled));
-        }
-}
-
-/// Not a number, below 0 and infinite: nothing breaks, and what clamps takes them for 0 or 1.
-void TestCompose::opacitiesThatAreNone()
-{
-    QRandomGenerator random(13);
-    const QRect r(0, 0, 140, 20);
-    const RGBA32iImage source = pictures::noise(random, r.size(), Storage::Flat);
-    const RGBA32iImage before = pictures::noise(random, r.size(), Storage::Flat);
-    const double infinity = std::numeric_limits<double>::infinity();
-    for (int mode = 0; mode < 60; ++mode)
-        for (const double opacity :
-            { std::numeric_limits<double>::quiet_NaN(), -1.0, -1e300, -infinity, infinity, 1e18 })
-            for (const bool lock : { false, true }) {
-                Canvas expected(before), masked = expected;
-                const auto opacity256 = reference::opacity256(opacity, true);
-                const auto mode_ = KXCompositionMode(mode);
-                if (reference::hasPlainForm(mode))
-                    reference::compose(expected, r, { source, r }, mode, opacity256, lock);
-                reference::composeMaskOn(masked, r, { source, r }, { source, r }, mode, opacity256, lock);
-                RGBA32iImage flat = pictures::stored(before, Storage::Flat), tiled(140, 20, true), throughMask;
-                before.CopyTo(throughMask, false);
-                Compose(source, r, mode_, flat, r, opacity, lock);
-                Compose(source, r, mode_, tiled, r, opacity, lock); // any picture will do
-                ComposeMaskOn(source, r, mode_, throughMask, r, opacity, source, r, false, lock);
-                VERIFY_SAME(pictures::difference(expected, flat));
-                VERIFY_SAME(pictures::difference(masked, throughMask));
-            }
-}
-
-/// A source that shares its tiles with the destination is read as it was.
-void TestCompose::ontoItself()
-{
-    QRandomGenerator random(17);
-    const QRect r(0, 0, 200, 140);
-    const RGBA32iImage source = pictures::noise(random, r.size(), Storage::Tiled);
-    RGBA32iImage destination = source;
-    Canvas expected(source);
-    reference::compose(expected, r.translated(9, 2), { source, r }, 12, 200, false);
-    Compose(source, r, KXCompositionMode::Plus, destination, r.translated(9, 2), 200 / 256.0, false);
-    VERIFY_SAME(pictures::difference(expected, destination));
-}
-
-/// The caller may itself sit on a thread of the pool that it waits for, with no other thread free.
-void TestCompose::onAPoolThread()
-{
-    QRandomGenerator random(19);
-    const QRect r(0, 0, 90, 70);
-    RGBA32iImage source = pictures::noise(random, r.size(), Storage::Flat), clip = source, none;
-    RGBA32iImage destination = pictures::noise(random, r.size(), Storage::Flat);
-    Canvas expected(destination);
-    reference::compose(expected, r, { source, r }, int(multiply), 256, false);
-    reference::composeClipped(expected, r, { source, r }, { clip, r }, nullptr, nullptr, int(multiply), 256, false);
-    QThreadPool *const pool = QThreadPool::globalInstance();
-    const int threads = pool->maxThreadCount();
-    pool->setMaxThreadCount(1);
-    pool->start(QRunnable::create([&] {
-        Compose(source, r, multiply, destination, r, 1.0, false);
-        ComposeClippingMaskOn(source, r, multiply, destination, r, clip, r, none, QRect(), false, 1.0, false);
-    }));
-    const bool finished = pool->waitForDone(60000);
-    pool->setMaxThreadCount(threads);
-    QVERIFY(finished);
-    VERIFY_SAME(pictures::difference(expected, destination));
 }
 
 KXCORE_TEST_MAIN(TestCompose)
