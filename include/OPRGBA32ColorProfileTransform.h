@@ -17,7 +17,8 @@
 /// Raw      The raw-memory forms do nothing. A stack of transformations applies them to a KXImage, so that this class
 ///          has no effect there; in a stack that is applied to a QImage or to a pixel it has.
 /// Back     There and back again comes close to the first value and need not meet it.
-/// Empty    Where there is nothing to convert (see KXCMSTransform) images and pixels stay, and nothing is detached.
+/// Empty    Where the transform was made without anything to convert (see KXCMSTransform) images and pixels stay, and
+///          nothing is detached.
 /// Values   A copy makes its transforms anew from the profiles as they are at that moment, see KXCMSTransform.
 /// Threads  One object serves many threads, each on images of its own.
 class KX_EXPORT OPRGBA32ColorProfileTransform : public OPColorTransformBase {

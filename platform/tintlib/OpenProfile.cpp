@@ -2,7 +2,10 @@
 
 #include "support/Log.h"
 
+#include <lcms2_plugin.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 
 namespace tint {
@@ -14,12 +17,35 @@ void logMessage(cmsContext, cmsUInt32Number, const char *text)
     support::logLine({ "platform/tintlib/OpenProfile", __LINE__ }, text);
 }
 
+/// A table's size is what its tag says, and the table is filled only as far as the tag has data. So memory is asked for
+/// zeroed, which the system backs when it is touched: a small profile that states a huge table costs next to nothing.
+cmsContext newContext()
+{
+    constexpr size_t limit = 512u << 20; // that of the engine's own functions
+    static cmsPluginMemHandler memory {};
+    memory.base.Magic = cmsPluginMagicNumber;
+    memory.base.ExpectedVersion = 2060;
+    memory.base.Type = cmsPluginMemHandlerSig;
+    memory.MallocPtr = [](cmsContext, cmsUInt32Number size) { return size > limit ? nullptr : std::malloc(size); };
+    memory.FreePtr = [](cmsContext, void *block) { std::free(block); };
+    memory.ReallocPtr = [](cmsContext, void *block, cmsUInt32Number size) {
+        return size > limit ? nullptr : std::realloc(block, size);
+    };
+    memory.MallocZeroPtr = [](cmsContext, cmsUInt32Number size) {
+        return size > limit ? nullptr : std::calloc(1, size);
+    };
+    memory.CallocPtr = [](cmsContext, cmsUInt32Number count, cmsUInt32Number size) {
+        return quint64(count) * size > limit ? nullptr : std::calloc(count, size);
+    };
+    return cmsCreateContext(&memory, nullptr);
+}
+
 } // namespace
 
 cmsContext loggingContext()
 {
     static const cmsContext context = [] {
-        const cmsContext c = cmsCreateContext(nullptr, nullptr);
+        const cmsContext c = newContext();
         cmsSetLogErrorHandlerTHR(c, logMessage);
         return c;
     }();
@@ -28,7 +54,7 @@ cmsContext loggingContext()
 
 cmsContext silentContext()
 {
-    static const cmsContext context = cmsCreateContext(nullptr, nullptr);
+    static const cmsContext context = newContext();
     return context;
 }
 

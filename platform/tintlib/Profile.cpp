@@ -41,16 +41,31 @@ bool tagsLieInside(const QByteArray &data)
     return true;
 }
 
-/// Whether no tag is a chain of more elements than anyone has a use for. The elements of a chain may be one piece of data
-/// in turn, and each takes its time for every colour of a table that is made from the chain.
+/// Whether the element at @p position is a table of more inputs than a profile that is converted has a use for: looking a
+/// colour up takes time that doubles with each. Only profiles of three colours are ever converted.
+bool isWideTable(const QByteArray &data, quint64 position)
+{
+    constexpr quint32 widest = 6;
+    return wordAt(data, 16) == cmsSigRgbData && position + 12 <= quint64(data.size())
+        && wordAt(data, position) == cmsSigCLutElemType && wordAt(data, position + 8) >> 16 > widest;
+}
+
+/// Whether no tag is a chain of more or wider elements than anyone has a use for. The elements of a chain may be one piece
+/// of data in turn, and each takes its time for every colour of a table that is made from the chain.
 bool chainsAreShort(const QByteArray &data)
 {
     constexpr quint32 longest = 32;
     for (quint32 i = 0; i < wordAt(data, 128); ++i) {
         const DirectoryEntry entry = entryAt(data, i);
-        if (entry.size >= 16 && wordAt(data, entry.position) == cmsSigMultiProcessElementType
-            && wordAt(data, entry.position + 12) > longest)
+        if (entry.size < 16 || wordAt(data, entry.position) != cmsSigMultiProcessElementType)
+            continue;
+        const quint32 elements = wordAt(data, entry.position + 12);
+        if (elements > longest)
             return false;
+        for (quint64 at = entry.position + 16, end = at + 8 * elements; at < end && at + 8 <= quint64(data.size());
+             at += 8)
+            if (isWideTable(data, entry.position + wordAt(data, at)))
+                return false;
     }
     return true;
 }
@@ -88,7 +103,7 @@ std::unique_ptr<Profile> readProfile(const char *data, unsigned int size)
     if (!opened.handle())
         return nullptr;
     const char *const fault = stated > size || !tagsLieInside(given) ? "Profile data is incomplete."
-        : !chainsAreShort(given)                                     ? "Profile has too many elements."
+        : !chainsAreShort(given)                                     ? "Profile has too many or too wide elements."
         : !colorTagsAreReadable(opened.handle())                     ? "Profile has unreadable colour tags."
                                                                      : nullptr;
     if (fault) {
