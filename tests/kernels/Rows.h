@@ -1,11 +1,7 @@
 #pragma once
 
 #include "AVX2LIB.h"
-
-#include <QtCore/QRandomGenerator>
-#include <QtTest/QtTest>
-
-#include <vector>
+#include "lines/Pictures.h"
 
 /// Rows for tests of the kernels: random, with the values that break things strewn in, at any offset, between guards.
 namespace testing {
@@ -16,14 +12,6 @@ Function *kernel(const char *name)
 {
     const AVX2LIB *module = AVX2LIB::Instance();
     return module ? reinterpret_cast<Function *>(module->GetProcAddress(name)) : nullptr;
-}
-
-/// A random byte; a quarter of them from the values at which rounding and clamping change.
-inline unsigned char saltedByte(QRandomGenerator &random)
-{
-    static const unsigned char salt[] = { 0, 1, 127, 128, 254, 255 };
-    const quint32 bits = random.generate();
-    return (bits & 3) == 0 ? salt[(bits >> 8) % 6] : static_cast<unsigned char>(bits >> 16);
 }
 
 /// A row of 32-bit pixels that begins @p offset pixels behind a 32-byte boundary, between two guards.
@@ -73,24 +61,16 @@ private:
 };
 
 /// Empty when @p row holds @p expected and its guards are intact; otherwise the first difference in words.
-inline QByteArray difference(const Row &row, const std::vector<unsigned> &expected)
+inline QString difference(const Row &row, const std::vector<unsigned> &expected)
 {
     for (int i = 0; i < row.length(); ++i)
         if (row.data()[i] != expected[size_t(i)])
-            return QString("pixel %1 of %2: expected %3, got %4")
-                .arg(i)
-                .arg(row.length())
-                .arg(expected[size_t(i)], 8, 16, QChar('0'))
-                .arg(row.data()[i], 8, 16, QChar('0'))
-                .toLatin1();
-    return row.isGuardIntact() ? QByteArray() : QByteArray("a guard was overwritten");
+            return QString::asprintf(
+                "pixel %d of %d: expected %08x, got %08x", i, row.length(), expected[size_t(i)], row.data()[i]);
+    return row.isGuardIntact() ? QString() : QString("a guard was overwritten");
 }
 
 } // namespace testing
 
 /// Compares a row, and says where in the test's loops it was when it fails.
-#define COMPARE_ROW(row, expected, where)                                                                              \
-    do {                                                                                                               \
-        const QByteArray text = testing::difference(row, expected);                                                    \
-        QVERIFY2(text.isEmpty(), qPrintable(QString("%1: %2").arg(where, QString(text))));                             \
-    } while (false)
+#define COMPARE_ROW(row, expected, where) VERIFY_SAME_AT(testing::difference(row, expected), where)
