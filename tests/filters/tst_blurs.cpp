@@ -111,7 +111,6 @@ struct Growth {
 } // namespace
 
 Q_DECLARE_METATYPE(Selected)
-Q_DECLARE_METATYPE(Growth)
 
 class TestBlurs : public QObject {
     Q_OBJECT
@@ -134,9 +133,8 @@ private Q_SLOTS:
         QCOMPARE(meta.methodCount() - meta.methodOffset(), 2);
         const QMetaMethod range = meta.method(meta.methodOffset()), progress = meta.method(meta.methodOffset() + 1);
         QCOMPARE(range.methodSignature(), QByteArray("RangeChanged(int,int)"));
-        QCOMPARE(range.parameterNames(), (QByteArrayList { "minimum", "maximum" }));
         QCOMPARE(progress.methodSignature(), QByteArray("ProgressChanged(int)"));
-        QCOMPARE(progress.parameterNames(), QByteArrayList { "value" });
+        QVERIFY(range.parameterNames() == QByteArrayList({ "minimum", "maximum" }));
         QVERIFY(range.methodType() == QMetaMethod::Signal && Gaussian(m_goOn).metaObject() == &meta);
 
         Watch watch;
@@ -193,13 +191,6 @@ private Q_SLOTS:
         edges.at(0, 0) = edges.at(1, 0) = OPRGBA32i(0xFF000000u);
         edges.at(2, 0) = OPRGBA32i(0xFFFFFFFFu);
         QCOMPARE(blurred<Box>(edges, INT_MAX).at(1, 0), OPRGBA32i(127, 127, 127, 255));
-
-        KXFilterData data; // tiled images are blurred along their rows, in tiles of their own
-        data.image = opaque.image(true);
-        Picture expected = opaque;
-        testing::premultipliedMean(expected, opaque.rect(), Qt::Horizontal, 3);
-        COMPARE_PICTURE(Picture::of(blurred<Box>(data, 3)), expected);
-        COMPARE_PICTURE(Picture::of(data.image), opaque);
     }
 
     void cancels()
@@ -213,43 +204,24 @@ private Q_SLOTS:
             }
     }
 
-    void grows_data()
-    {
-        QTest::addColumn<Growth>("a");
-        const auto row = [](const char *name, const Growth &growth) { QTest::newRow(name) << growth; };
-        const QRect full(0, 0, 30, 20), wide(-100, -100, 300, 300),
-            everything({ INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX));
-        // The reach is 4.
-        row("region is the layer", { full, {}, {}, full });
-        row("plenty of room", { wide, {}, {}, { -4, -4, 38, 28 } });
-        row("room on the left only", { { -100, 5, 40, 5 }, {}, {}, { -4, 0, 34, 20 } });
-        row("some room", { { -1, -2, 33, 30 }, {}, {}, { -1, -2, 33, 26 } });
-        row("no region", { {}, {}, {}, full });
-        row("room cut by the selection", { wide, { 0, 0, 20, 20 }, { -2, -9 }, { -2, -4, 32, 24 } });
-        row("selection elsewhere", { { -100, -100, 90, 90 }, { 0, 0, 20, 20 }, {}, full });
-        row("region without end", { everything, {}, {}, { -4, -4, 38, 28 } });
-    }
-
     void grows()
     {
-        QFETCH(Growth, a);
-        checkGrowth<Gaussian>(a, 1.4); // reaches 4.2
-        checkGrowth<Box>(a, 4);
-    }
-
-    void grownBlurFadesOut()
-    {
-        Box::BlurDataEx data;
-        data.image = RGBA32iImage(10, 10, true); // a tiled layer becomes a flat canvas
-        data.image.Fill(OPRGBA32i(10, 20, 30, 255));
-        data.image.TileData(0, true); // a tile that counts as content
-        data.region = QRect(-50, -50, 200, 200);
-        data.params.radius = 2;
-        const KXFilterResult result = Box(m_goOn).runEx(data);
-        QVERIFY(result.origin == QPoint(-2, -2) && result.image.Rect() == QRect(0, 0, 14, 14));
-        const unsigned char alphas[] = { 51, 102, 153, 204, 255 }; // a fifth more of the window with each pixel
-        for (int x = 0; x < 5; ++x)
-            QCOMPARE(result.image.Bits()[7 * 14 + x], OPRGBA32i(10, 20, 30, alphas[x]));
+        const QRect full(0, 0, 30, 20), wide(-100, -100, 300, 300),
+            everything({ INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX));
+        const Growth cases[] = {
+            { full, {}, {}, full }, // the region is the layer
+            { wide, {}, {}, { -4, -4, 38, 28 } },
+            { { -100, 5, 40, 5 }, {}, {}, { -4, 0, 34, 20 } }, // room on the left only
+            { { -1, -2, 33, 30 }, {}, {}, { -1, -2, 33, 26 } }, // some room
+            { {}, {}, {}, full },
+            { wide, { 0, 0, 20, 20 }, { -2, -9 }, { -2, -4, 32, 24 } }, // cut by the selection
+            { { -100, -100, 90, 90 }, { 0, 0, 20, 20 }, {}, full }, // a selection elsewhere
+            { everything, {}, {}, { -4, -4, 38, 28 } },
+        };
+        for (const Growth &each : cases) {
+            checkGrowth<Gaussian>(each, 1.4); // reaches 4.2, the box 4
+            checkGrowth<Box>(each, 4);
+        }
     }
 
     void paramStreams()
@@ -364,7 +336,7 @@ private:
             for (int x = 0; x < 30; ++x)
                 canvas.at(x - a.grown.x(), y - a.grown.y()) = picture.at(x, y);
         typename Processing::BlurDataEx data;
-        data.image = picture.image(false);
+        data.image = picture.image(a.grown != picture.rect()); // once grown, a tiled layer is flat
         data.selection = Picture::random(60, 60, 49).image(false);
         data.selectionRect = a.selectionRect;
         data.selectionOffset = a.offset;

@@ -93,6 +93,8 @@ private Q_SLOTS:
 
     void construction()
     {
+        const int registered = QMetaType::type("RGBA32iImage"); // by the library, before anyone asks for the type
+        QVERIFY(registered != QMetaType::UnknownType && registered == qMetaTypeId<RGBA32iImage>());
         const RGBA32iImage image;
         QVERIFY(!image.IsTiled() && image.Rect() == QRect(0, 0, 0, 0) && !image.Bits() && !image.HasFlatWindow());
         QVERIFY(image.DpiX() == 96 && image.DpiY() == 0 && image.MetadataFlags() == 0 && !image.FakeIsContent());
@@ -123,6 +125,10 @@ private Q_SLOTS:
         storagesOf<HSLAImage>();
         storagesOf<RGBA64iImage>();
         storagesOf<RGBA64fImage>();
+        RGBA32iImage a(20, 10, false), b(20, 10, false), other(10, 20, false);
+        paint(a);
+        QVERIFY(CopyFlatImageData(&a, &b) && !CopyFlatImageData(&a, &other));
+        QVERIFY(difference(b, pixelFor<>) == nowhere && difference(other, all({})) == nowhere);
     }
 
     void copiesShare()
@@ -333,14 +339,6 @@ private Q_SLOTS:
         }
     }
 
-    void copyFlatImageData()
-    {
-        RGBA32iImage a(20, 10, false), b(20, 10, false), other(10, 20, false);
-        paint(a);
-        QVERIFY(CopyFlatImageData(&a, &b) && !CopyFlatImageData(&a, &other));
-        QVERIFY(difference(b, pixelFor<>) == nowhere && difference(other, all({})) == nowhere);
-    }
-
     void clipRects()
     {
         const int low = INT_MIN, high = INT_MAX;
@@ -388,12 +386,6 @@ private Q_SLOTS:
         QCOMPARE(alive.use_count(), 3L);
         survivor = RGBA32iImage();
         QCOMPARE(alive.use_count(), 1L);
-    }
-
-    void metaType()
-    {
-        const int registered = QMetaType::type("RGBA32iImage"); // by the library, before anyone asks for the type
-        QVERIFY(registered != QMetaType::UnknownType && registered == qMetaTypeId<RGBA32iImage>());
     }
 };
 
