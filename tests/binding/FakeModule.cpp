@@ -13,6 +13,7 @@ int called = 0;
 #define FAKE(number, name, ...)                                                                                        \
     extern "C" Q_DECL_EXPORT void name(__VA_ARGS__) { called = number; }
 
+#ifndef ONLY_THE_LAST
 FAKE(1, Compose_RGBA32iImage_RGBA32iImage_avx2, In, Rect, Mode, Out, Rect, double, bool)
 FAKE(2, Compose_QImage_RGBA32iImage_avx2, const QImage &, Rect, Mode, Out, Rect, double, bool)
 FAKE(3, Compose_RGBA32iImage_QImage_avx2, In, Rect, Mode, QImage &, Rect, double, bool)
@@ -29,6 +30,8 @@ FAKE(13, ComposeClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2, In, Rect, Mode, O
     double, bool)
 FAKE(14, ComposeClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2, In, Rect, Mode, Out, Rect, double, Out, Rect, Out,
     Rect, bool, In, Rect, bool, bool)
+#endif
+#ifndef NOTHING
 FAKE(15, ComposeWithTransformation_RGBA32iImage_RGBA32iImage_avx2, In, Rect, Mode, Out, Rect, BaseTransformation *,
     double, bool)
 FAKE(16, ComposeWithTransformationMaskOn_RGBA32iImage_RGBA32iImage_avx2, In, Rect, Mode, Out, Rect, double, In, Rect,
@@ -37,3 +40,4 @@ FAKE(17, ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2,
     Out, Rect, bool, BaseTransformation *, double, bool)
 FAKE(18, ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2, In, Rect, Mode, Out, Rect,
     double, Out, Rect, Out, Rect, bool, In, Rect, bool, BaseTransformation *, bool)
+#endif

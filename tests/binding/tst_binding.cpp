@@ -82,15 +82,17 @@ private Q_SLOTS:
     /// Found ones replace those of the load before, missing ones clear them.
     void modules()
     {
-        constexpr int all = -1;
+        constexpr int all = -1, first14 = -2;
         const struct {
             const char *path;
-            int missing; // 0 for none; all where there is no module
-        } rows[] = { { fake_all_path, 0 }, { fake_without_10_path, 10 }, { fake_without_16_path, 16 }, { nullptr, all },
-            { "", all }, { "/nowhere/libkxcore_avx2.so", all }, { "/", all } };
+            int missing; // a number, or 0 for none
+            bool isModule = true;
+        } rows[] = { { fake_all_path, 0 }, { fake_without_10_path, 10 }, { fake_without_16_path, 16 },
+            { fake_empty_path, all }, { fake_last_four_path, first14 }, { nullptr, all, false }, { "", all, false },
+            { "/nowhere/libkxcore_avx2.so", all, false }, { "/", all, false } };
         for (const auto &row : rows) {
             AVX2LIB::UseModule(row.path);
-            QCOMPARE(!AVX2LIB::Instance(), row.missing == all);
+            QCOMPARE(AVX2LIB::Instance() != nullptr, row.isModule);
             testing::LogCapture log;
             loadAVX2Functions(true);
             loadAVX2Functions(false);
