@@ -24,7 +24,6 @@ private Q_SLOTS:
     void letExceptionsOut();
     void transformsTheSource();
     void stamps();
-    void dualBrushes();
 };
 
 namespace {
@@ -293,23 +292,6 @@ void TestComposeKernels::stamps()
             VERIFY_SAME_AT(testing::difference(Picture::of(actual), Picture::of(expected)),
                 QString("opacity %1, average %2, width %3").arg(opacity).arg(average).arg(n));
         }
-}
-
-void TestComposeKernels::dualBrushes()
-{
-    const auto dual = testing::kernel<decltype(ComposeDualBrush)>("ComposeDualBrush_avx2");
-    QImage source(259, 256, QImage::Format_ARGB32), start(259, 256, QImage::Format_ARGB32);
-    for (int y = 0; y < 256; ++y)
-        for (int x = 0; x < 259; ++x) {
-            source.setPixel(x, y, qRgba(1, 2, 3, x & 255));
-            start.setPixel(x, y, qRgba(4, 5, 6, y));
-        }
-    for (int mode = 0; mode < 60; ++mode) {
-        QImage expected = start, actual = start;
-        Plain::ComposeDualBrush(source, source.rect(), expected, start.rect(), KXCompositionMode(mode));
-        dual(source, source.rect(), actual, start.rect(), KXCompositionMode(mode));
-        QVERIFY2(actual == expected, qPrintable(QString("mode %1").arg(mode)));
-    }
 }
 
 KXCORE_TEST_MAIN(TestComposeKernels)

@@ -18,7 +18,6 @@ class TestLinePasses : public QObject {
 private Q_SLOTS:
     void records();
     void linesOfImages();
-    void endsBetweenLines_data();
     void endsBetweenLines();
     void premultipliedPassesStop();
     void filtersLines_data();
@@ -126,55 +125,44 @@ static QVector<int> doneLines(const RGBA32iImage &image, Picture before, Picture
     return result;
 }
 
-void TestLinePasses::endsBetweenLines_data()
-{
-    QTest::addColumn<Qt::Orientation>("lines");
-    QTest::addColumn<int>("workers");
-    QTest::addColumn<bool>("throws");
-    for (const auto lines : { Qt::Horizontal, Qt::Vertical })
-        for (const int workers : { 0, 1, 3 })
-            for (const bool throws : { false, true })
-                QTest::addRow("lines %d, workers %d, %s", lines, workers, throws ? "thrown out of" : "cancelled")
-                    << lines << workers << throws;
-}
-
 /// However a pass ends, lines are finished or left alone, and as many are finished as are reported.
 void TestLinePasses::endsBetweenLines()
 {
-    QFETCH(Qt::Orientation, lines);
-    QFETCH(int, workers);
-    QFETCH(bool, throws);
-    for (const QSize size : { QSize(1, 1), QSize(1, 40), QSize(31, 2), QSize(32, 33), QSize(150, 7), QSize(70, 70) })
-        for (const int stopAfter : { 0, 1, 5, 31, 40, 70, INT_MAX }) {
-            const Picture before = Picture::random(size.width(), size.height(), 3);
-            Picture after = before;
-            for (OPRGBA32i &pixel : after.pixels)
-                ++pixel.word;
-            RGBA32iImage image = before.image(false);
-            std::atomic<bool> cancel { stopAfter == 0 };
-            std::atomic<int> reported { 0 };
-            bool caught = false;
-            try {
-                (lines == Qt::Horizontal ? addOne<HorizontalDirection> : addOne<VerticalDirection>)(image, workers,
-                    cancel, [&] {
-                        const bool stop = ++reported == stopAfter;
-                        if (stop && throws)
-                            throw std::runtime_error("no more");
-                        cancel = cancel || stop;
-                    });
-            } catch (const std::exception &e) {
-                caught = e.what() == QString("no more");
-            }
-            const QVector<int> done = doneLines(image, before, after, lines);
-            const int lineCount = lines == Qt::Horizontal ? size.height() : size.width();
-            const int least = std::min(stopAfter, lineCount);
-            QCOMPARE(caught, throws && least == stopAfter && least > 0);
-            QVERIFY(!done.contains(-1));
-            QCOMPARE(done.size(), reported.load());
-            QVERIFY(done.size() >= least); // workers finish the lines in hand
-            if (workers == 0)
-                QVERIFY(done.size() == least && (least == 0 || done.last() == least - 1));
-        }
+    for (const auto lines : { Qt::Horizontal, Qt::Vertical })
+        for (const int workers : { 0, 1, 3 })
+            for (const bool throws : { false, true })
+                for (const QSize size :
+                    { QSize(1, 1), QSize(1, 40), QSize(31, 2), QSize(32, 33), QSize(150, 7), QSize(70, 70) })
+                    for (const int stopAfter : { 0, 1, 5, 31, 40, 70, INT_MAX }) {
+                        const Picture before = Picture::random(size.width(), size.height(), 3);
+                        Picture after = before;
+                        for (OPRGBA32i &pixel : after.pixels)
+                            ++pixel.word;
+                        RGBA32iImage image = before.image(false);
+                        std::atomic<bool> cancel { stopAfter == 0 };
+                        std::atomic<int> reported { 0 };
+                        bool caught = false;
+                        try {
+                            (lines == Qt::Horizontal ? addOne<HorizontalDirection> : addOne<VerticalDirection>)(image,
+                                workers, cancel, [&] {
+                                    const bool stop = ++reported == stopAfter;
+                                    if (stop && throws)
+                                        throw std::runtime_error("no more");
+                                    cancel = cancel || stop;
+                                });
+                        } catch (const std::exception &e) {
+                            caught = e.what() == QString("no more");
+                        }
+                        const QVector<int> done = doneLines(image, before, after, lines);
+                        const int lineCount = lines == Qt::Horizontal ? size.height() : size.width();
+                        const int least = std::min(stopAfter, lineCount);
+                        QCOMPARE(caught, throws && least == stopAfter && least > 0);
+                        QVERIFY(!done.contains(-1));
+                        QCOMPARE(done.size(), reported.load());
+                        QVERIFY(done.size() >= least); // workers finish the lines in hand
+                        if (workers == 0)
+                            QVERIFY(done.size() == least && (least == 0 || done.last() == least - 1));
+                    }
 }
 
 /// What a cancel or an exception leaves of a pair of passes with premultiplication around it.
