@@ -45,8 +45,8 @@ void expand(const Pixel *line, const Starts &starts, int count, Element *element
     }
 }
 
-/// Two pixels of each quarter, the quarters one behind the other, to and from the order that packing two elements leaves: first of quarter 0, first of quarter 1,
-/// second of 0, second of 1, then quarters 2 and 3. It is its own inverse.
+/// Two pixels of each quarter, the quarters one behind the other, to and from the order that packing two elements leaves:
+/// first of quarter 0, first of quarter 1, second of 0, second of 1, then quarters 2 and 3. It is its own inverse.
 inline __m256i interleaved(__m256i pixels) { return _mm256_shuffle_epi32(pixels, 0xD8); }
 
 // By integers of 64 bits: those may be loaded from and stored to any address, doubles may not.

@@ -12,7 +12,8 @@
 ///           call logs "Wrong input qimage format %1" and does nothing. Null and fake tiles of a tiled source are skipped,
 ///           so that the tiles under them stay shared. A flat window of the source stands for its null and fake tiles;
 ///           Compose and ComposeSource from such a source make every destination tile below the rectangle private.
-/// Opacity   0..1, times 256 and truncated; a result of 0 changes nothing. Between two flat images, and in everything
+/// Opacity   0..1, times 256 and truncated; a result of 0 changes nothing. **At 1.0 an opaque 0 in a colour of the source
+///           wraps to 255 over another colour in mode SourceOver**; 255 / 256 composes as one expects. Between two flat images, and in everything
 ///           with masks, it is clamped to 0..1 first (NaN counts as 0). Where a tiled image takes part in a plain
 ///           Compose it is not: one outside 0..1, NaN included, gives a defined picture that is of no use.
 /// lockAlpha Leaves the destination's alpha as it is (see KXCompositionMode for the exceptions).
@@ -119,8 +120,9 @@ KX_EXPORT void ComposeWithTransformationClippingMaskAndMaskOn(const Src &src, co
 /// Colours move towards the stamp's by its alpha times @p opacity; alpha grows towards @p opacity, or towards
 /// @p averageOpacity if that is the larger one; @p flow scales that growth (1.0: all of it). All three are in 0..1.
 /// A first stamp on transparent pixels copies the stamp's colour exactly. @p src is read as 32-bit pixels whatever its
-/// format; one with fewer bits per pixel composes nothing. @p dst must be tiled; a flat one is left as it is, with "Invalid tile index ..." in the log. Every tile below the
-/// stamp's rectangle becomes private, also under transparent pixels. Runs in the calling thread.
+/// format; one with fewer bits per pixel composes nothing. @p dst must be tiled; a flat one is left as it is, with
+/// "Invalid tile index ..." in the log. Every tile below the stamp's rectangle becomes private, also under transparent
+/// pixels. Runs in the calling thread.
 KX_EXPORT void ComposeAlphaDarken(const QImage &src, const QRect &srcRect, RGBA32iImage &dst, const QRect &dstRect,
     double opacity, double averageOpacity, double flow);
 

@@ -400,7 +400,8 @@ public:
         int length;
     };
 
-    /// For composition: what the flat window holds from image position (x, y) to the right, and for how many pixels that answer holds.
+    /// For composition: what the flat window holds from image position (x, y) to the right, and for how many pixels that
+    /// answer holds.
     Run FlatWindowRun(int x, int y) const
     {
         const qint64 wx = qint64(x) + flatWindowOffset.x() - flatWindowOrigin.x();

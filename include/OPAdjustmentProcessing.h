@@ -57,7 +57,9 @@ struct KXFilterData {
     RGBA32iImage image; ///< the layer; filtered and returned. Filters with vertical passes need it flat
     RGBA32iImage mask; ///< the layer's own mask; the blurs do not look at it
     RGBA32iImage selection; ///< coverage of the selection in its alpha
-    QRect selectionRect; ///< bounds of the selection; empty: there is none, the whole image is filtered
+    /// Bounds of the selection, in the coordinates of @c selection, which may be flat or tiled; nothing is merged where it
+    /// does not cover them. Empty: there is no selection, the whole image is filtered.
+    QRect selectionRect;
     QPoint selectionOffset; ///< added to selectionRect to get image coordinates
     QPoint maskOffset; ///< position of the mask against the image
     bool maskInverted = false; ///< whether what lies outside the mask counts as covered

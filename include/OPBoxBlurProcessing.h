@@ -10,8 +10,8 @@
 
 /// Blurs a layer with the mean of a square, one direction after the other; colour counts by its alpha.
 ///
-/// Costs the same for any radius up to the size of the image, and little more beyond. Means are truncated, so that semi-transparent pixels lose a little colour even with a
-/// radius of 0; see @c OPRGBABlurAccumulatorPremul.
+/// Costs the same for any radius up to the size of the image, and little more beyond. Means are truncated, so that
+/// semi-transparent pixels lose a little colour even with a radius of 0; see @c OPRGBABlurAccumulatorPremul.
 class KX_EXPORT OPBoxBlurProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {

@@ -11,7 +11,8 @@
 /// Blurs a layer with a separable Gaussian in fixed point; colour counts by its alpha.
 ///
 /// The kernel reaches three times sigma to either side, and the cost grows with it. The last row of the filtered
-/// rectangle is blurred without regard to alpha; see @c KXIterativeConvolutionFast2D.
+/// rectangle is blurred without regard to alpha; see @c KXIterativeConvolutionFast2D. On a machine with
+/// a single processor no row is: colour then does not count by alpha.
 class KX_EXPORT OPGaussianBlurProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
-/// What those who hand blocks of pixels to kernels and the kernels of transformations agree on: the block forms of BaseTransformation
-/// cover @c length pixels at any address, always all of them, so that the cost of a call is spread over many pixels and no
-/// kernel has a tail. The flag carries nothing: routines pass @c flag, kernels ignore it.
+/// What those who hand blocks of pixels to kernels and the kernels of transformations agree on: the block forms of
+/// BaseTransformation cover @c length pixels at any address, always all of them, so that the cost of a call is spread over
+/// many pixels and no kernel has a tail. The flag carries nothing: routines pass @c flag, kernels ignore it.
 namespace blocks {
 
 /// As long as a row of a tile.
