@@ -8,6 +8,8 @@ int main(int argc, char **argv)
     loadAVX2Functions(true); // once, before anything is composed
 
     const QImage photo = QImage(argv[1]).convertToFormat(QImage::Format_ARGB32);
+    if (photo.isNull())
+        return 1;
     const QRect all = photo.rect();
     RGBA32iImage canvas(all.width(), all.height(), true); // in tiles
     ComposeSource(photo, all, canvas, all);

@@ -109,8 +109,17 @@ int main(int argc, char **argv)
     parser.process(application);
     const QStringList photos = parser.positionalArguments(), scene = parser.value(sceneOption).split('x');
     const QSize sceneSize = scene.size() == 2 ? QSize(scene[0].toInt(), scene[1].toInt()) : QSize();
-    if (photos.size() > 1 || sceneSize.isEmpty() || (photos.size() == 1 && photos[0].isEmpty())) {
-        std::fprintf(stderr, "kxcore_tour: one photo at most, and a scene of at least 1x1; see --help\n");
+    if (photos.size() > 1) {
+        std::fprintf(stderr, "kxcore_tour: one photo at most, and '%s' is a second one\n", qPrintable(photos[1]));
+        return 1;
+    }
+    if (photos.size() == 1 && photos[0].isEmpty()) {
+        std::fprintf(stderr, "kxcore_tour: cannot read '': a photo has a name\n");
+        return 1;
+    }
+    if (sceneSize.isEmpty()) {
+        std::fprintf(stderr, "kxcore_tour: '%s' is not a scene's size, as 1536x1024 is\n",
+            qPrintable(parser.value(sceneOption)));
         return 1;
     }
 
