@@ -44,6 +44,24 @@ class TestCMSTransform : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    /// What a thread remembers of a transform does not outlive it: the next one may come to lie at the same address.
+    void remembersNothingOfFormerTransforms()
+    {
+        const QByteArray profiles[] = { srgb, wide, linear };
+        Pixels colors;
+        for (int i = 0; i < 8; ++i)
+            colors << OPRGBA32i(uchar(40 + 16 * i), uchar(120 + 16 * i), uchar(220 - i), 77);
+        std::mt19937 random;
+        for (int round = 0; round < 200; ++round) {
+            const QByteArray &from = profiles[random() % 3], &to = profiles[random() % 3];
+            const KXCMSTransform transform(loaded(from), loaded(to));
+            const Pixels expected = from == to ? colors : direct(from, to, colors);
+            for (int i = 0; i < colors.size(); ++i)
+                if (random() % 2)
+                    QCOMPARE(converted(transform, { colors[i] })[0], expected[i]);
+        }
+    }
+
     void equalsLittleCmsOnManyThreads()
     {
         std::mt19937 random;
