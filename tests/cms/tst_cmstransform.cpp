@@ -143,6 +143,33 @@ private Q_SLOTS:
         QVERIFY(assigned.IsEmpty() && !copy.IsEmpty());
     }
 
+    /// A gradient through the walk over an image, against one call of Little CMS.
+    void gradient()
+    {
+        if (std::thread::hardware_concurrency() < 2)
+            QSKIP("walks over images need two processors");
+        const int width = 300, height = 200, leftOut = 1; // a flat image keeps its last row
+        Pixels pixels(width * height);
+        for (int i = 0; i < pixels.size(); ++i)
+            pixels[i] = OPRGBA32i(uchar(i / width), uchar(255 * (i % width) / width), uchar(255 - i / width), uchar(i));
+        for (const QByteArray &from : { wide, profiles::rgbTables2() }) {
+            const OPRGBA32ColorProfileTransform transform(loaded(from), loaded(srgb));
+            const Pixels expected = direct(from, srgb, pixels);
+            RGBA32iImage flat(width, height, false), tiled;
+            std::copy(pixels.cbegin(), pixels.cend(), flat.Bits());
+            flat.CopyTo(tiled, true);
+            static_cast<const OPColorTransformBase &>(transform)(flat);
+            static_cast<const OPColorTransformBase &>(transform)(tiled);
+            for (int y = 0; y < height; ++y) {
+                Pixels row(width);
+                tiled.ReadRow(unsigned(y), 0, row.data(), 4 * width);
+                QCOMPARE(row, expected.mid(y * width, width));
+                flat.ReadRow(unsigned(y), 0, row.data(), 4 * width);
+                QCOMPARE(row, (y < height - leftOut ? expected : pixels).mid(y * width, width));
+            }
+        }
+    }
+
     void imagesAreConvertedBothWays()
     {
         if (std::thread::hardware_concurrency() < 2)
