@@ -1,6 +1,7 @@
 #include "TestSupport.h"
 
 #include "OPTransformImageColors.h"
+#include "color/Blocks.h"
 
 #include <QtCore/QThreadPool>
 
@@ -12,11 +13,12 @@ namespace {
 /// Workers of a walk; without any a walk over a KXImage changes nothing.
 int workerCount() { return int(std::thread::hardware_concurrency()) - 1; }
 
-/// Raises red by the entry of a table that every object owns, and at a position green too. Throws at pixels whose blue
-/// is 77 or 78.
+/// Raises red by the entry of a table that every object owns, and at a position green too, pixel by pixel or in blocks.
+/// Throws at pixels whose blue is 77 or 78.
 class Raise : public BaseTransformation {
 public:
     using BaseTransformation::operator();
+    explicit Raise(bool hasKernel = false) { m_HasKernel = hasKernel; }
 
     void operator()(OPRGBA32i &pixel) const override
     {
@@ -30,6 +32,16 @@ public:
     {
         (*this)(pixel);
         pixel.g = uchar(x ^ y * 7);
+    }
+    void operator()(unsigned char *pixels, bool) const override
+    {
+        for (int i = 0; i < blocks::length; ++i)
+            (*this)(reinterpret_cast<OPRGBA32i *>(pixels)[i]);
+    }
+    void operator()(int x, int y, unsigned char *pixels, bool) const override
+    {
+        for (int i = 0; i < blocks::length; ++i)
+            (*this)(x + i, y, reinterpret_cast<OPRGBA32i *>(pixels)[i]);
     }
 
     std::vector<uchar> by { 1 };
@@ -60,15 +72,27 @@ enum Form { Plain, Iterative, Located };
 
 /// A walk of that form, and of the workers that it leaves behind.
 void walk(Form form, RGBA32iImage &image, const QRect &rect = QRect(), const std::atomic<bool> &cancel = goOn,
-    const std::function<void()> &progress = nullptr)
+    const std::function<void()> &progress = nullptr, bool hasKernel = false)
 {
-    Raise raise;
+    Raise raise(hasKernel);
     const OPTransformImageColors plain(raise, &image, rect);
     const OPIterativeTransformImageColors iterative(raise, &image, rect, cancel, progress);
     const OPPixelIterativeTransformImageColors located(raise, &image, rect, cancel, progress);
     raise.by[0] = 50; // they have copies
     form == Plain ? plain() : form == Iterative ? iterative() : located();
     QThreadPool::globalInstance()->waitForDone();
+}
+
+/// Checks that the pixels of @p area, and no others, were raised once.
+template <class Image>
+void checkRaised(const Image &image, const QRect &area, bool located)
+{
+    for (int y = 0; y < 200; ++y)
+        for (int x = 0; x < 300; ++x) {
+            const unsigned raised = 0x10000 | (located ? unsigned((x ^ y * 7) & 255) << 8 : 0);
+            if (at(image, x, y) != (area.contains(x, y) ? raised : 0))
+                QFAIL(qPrintable(QString("(%1, %2): %3").arg(x).arg(y).arg(at(image, x, y), 8, 16)));
+        }
 }
 
 const OPRGBA32i bad(77u);
@@ -86,50 +110,41 @@ private Q_SLOTS:
             QSKIP("no workers on this machine");
     }
 
-    void rectangles_data()
-    {
-        QTest::addColumn<QRect>("rect");
-        QTest::addColumn<QRect>("area");
-        const QRect all(0, 0, 300, 200), none(0, 0, 0, 0);
-        QTest::newRow("invalid: all") << QRect() << all;
-        QTest::newRow("across tiles") << QRect(100, 100, 60, 50) << QRect(100, 100, 60, 50);
-        QTest::newRow("one pixel, last of a tile") << QRect(127, 127, 1, 1) << QRect(127, 127, 1, 1);
-        QTest::newRow("one column") << QRect(256, 0, 1, 200) << QRect(256, 0, 1, 200);
-        QTest::newRow("over the top left corner") << QRect(-50, -50, 60, 70) << QRect(0, 0, 10, 20);
-        QTest::newRow("over the bottom right corner") << QRect(290, 150, 400, 400) << QRect(290, 150, 10, 50);
-        QTest::newRow("outside") << QRect(300, 0, 5, 5) << none;
-        QTest::newRow("as wide as numbers go") << QRect(QPoint(INT_MIN, INT_MIN), QPoint(INT_MAX, INT_MAX)) << all;
-    }
-
     /// Every pixel of the area once, and no other; but for the plain form, which leaves the last row of a flat image.
     void rectangles()
     {
-        QFETCH(QRect, rect);
-        QFETCH(QRect, area);
-        const auto check = [](const auto &image, const QRect &changed, bool located) {
-            for (int y = 0; y < 200; ++y)
-                for (int x = 0; x < 300; ++x) {
-                    const unsigned position = located ? unsigned((x ^ y * 7) & 255) << 8 : 0;
-                    const unsigned expected = changed.contains(x, y) ? 0x00010000 | position : 0;
-                    if (at(image, x, y) != expected)
-                        QFAIL(qPrintable(QString("(%1, %2): %3").arg(x).arg(y).arg(at(image, x, y), 8, 16)));
-                }
+        const QRect all(0, 0, 300, 200), none(0, 0, 0, 0);
+        const QRect cases[][2] = {
+            // what is asked for, and what is walked
+            { QRect(), all },
+            { { 100, 100, 129, 50 }, { 100, 100, 129, 50 } }, // across tiles
+            { { 127, 127, 1, 1 }, { 127, 127, 1, 1 } },
+            { { 7, 3, 128, 2 }, { 7, 3, 128, 2 } },
+            { { 256, 0, 1, 200 }, { 256, 0, 1, 200 } },
+            { { -50, -50, 60, 70 }, { 0, 0, 10, 20 } },
+            { { 290, 150, 400, 400 }, { 290, 150, 10, 50 } },
+            { { 300, 0, 5, 5 }, none },
+            { { { INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX) }, all },
         };
-        for (const Storage storage : { Flat, Tiled })
-            for (const Form form : { Plain, Iterative, Located }) {
-                auto pixels = image(storage, 300, 200);
-                std::atomic<int> progress { 0 };
-                walk(form, pixels, rect, goOn, [&progress] { ++progress; });
-                const QRect lessOneRow = area.adjusted(0, 0, 0, -1);
-                check(pixels, form == Plain && storage == Flat ? lessOneRow : area, form == Located);
-                QCOMPARE(int(progress), form == Plain ? 0 : area.height());
-            }
-        QImage picture(300, 200, QImage::Format_ARGB32);
-        picture.fill(0);
-        const QImage before = picture;
-        OPTransformImageColors(Raise(), &picture, rect)();
-        check(picture, area, false); // all rows
-        check(before, QRect(), false);
+        for (const auto &[rect, area] : cases) {
+            for (const Storage storage : { Flat, Tiled })
+                for (const Form form : { Plain, Iterative, Located })
+                    for (const bool hasKernel : { false, true }) {
+                        auto pixels = image(storage, 300, 200);
+                        std::atomic<int> progress { 0 };
+                        walk(
+                            form, pixels, rect, goOn, [&progress] { ++progress; }, hasKernel);
+                        const bool lessOneRow = form == Plain && storage == Flat;
+                        checkRaised(pixels, lessOneRow ? area.adjusted(0, 0, 0, -1) : area, form == Located);
+                        QCOMPARE(int(progress), form == Plain ? 0 : area.height());
+                    }
+            QImage picture(300, 200, QImage::Format_ARGB32);
+            picture.fill(0);
+            const QImage before = picture;
+            OPTransformImageColors(Raise(), &picture, rect)();
+            checkRaised(picture, area, false); // all rows
+            checkRaised(before, QRect(), false);
+        }
     }
 
     /// A new image is one block under all its entries. A pixel of the block changes once for every place that shows it,
@@ -150,23 +165,22 @@ private Q_SLOTS:
     {
         for (const int afterRows : { 0, 1, 20, 40 })
             for (const Form form : { Iterative, Located })
-                for (const Storage storage : { Flat, Tiled }) {
-                    std::atomic<bool> cancel { afterRows == 0 };
-                    std::atomic<int> progress { 0 };
-                    auto pixels = image(storage, 150, 40);
-                    walk(form, pixels, QRect(), cancel, [&] {
-                        if (++progress == afterRows)
-                            cancel = true;
-                    });
-                    int done = 0;
-                    for (int y = 0; y < 40; ++y) {
-                        for (int x = 0; x < 150; ++x)
-                            QCOMPARE(at(pixels, x, y) >> 16, at(pixels, 0, y) >> 16);
-                        done += at(pixels, 0, y) >> 16;
+                for (const Storage storage : { Flat, Tiled })
+                    for (const bool hasKernel : { false, true }) {
+                        std::atomic<bool> cancel { afterRows == 0 };
+                        std::atomic<int> progress { 0 };
+                        auto pixels = image(storage, 150, 40);
+                        const auto countRow = [&] { cancel = ++progress == afterRows || cancel; };
+                        walk(form, pixels, QRect(), cancel, countRow, hasKernel);
+                        int done = 0;
+                        for (int y = 0; y < 40; ++y) {
+                            for (int x = 0; x < 150; ++x)
+                                QCOMPARE(at(pixels, x, y) >> 16, at(pixels, 0, y) >> 16);
+                            done += at(pixels, 0, y) >> 16;
+                        }
+                        QCOMPARE(done, int(progress));
+                        QVERIFY(done >= afterRows && done < std::max(1, afterRows + workerCount() * (afterRows > 0)));
                     }
-                    QCOMPARE(done, int(progress));
-                    QVERIFY(done >= afterRows && done < std::max(1, afterRows + workerCount() * (afterRows > 0)));
-                }
     }
 
     /// The worker that throws ends; the others do what remains. The caller gets the exception after all of them, unless

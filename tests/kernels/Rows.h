@@ -6,6 +6,8 @@
 /// Rows for tests of the kernels: random, with the values that break things strewn in, at any offset, between guards.
 namespace testing {
 
+using Line = std::vector<OPRGBA32i>;
+
 /// The kernel @p name of the module, or null without a module.
 template <class Function>
 Function *kernel(const char *name)
@@ -14,63 +16,62 @@ Function *kernel(const char *name)
     return module ? reinterpret_cast<Function *>(module->GetProcAddress(name)) : nullptr;
 }
 
-/// A row of 32-bit pixels that begins @p offset pixels behind a 32-byte boundary, between two guards.
+/// A row of pixels that begins @p offset pixels behind a 32-byte boundary, between two guards.
 class Row {
 public:
     Row(int offset, int length)
-        : m_words(size_t(guard + offset + length + guard + 8), guardWord)
+        : m_pixels(size_t(guard + offset + length + guard + 8), guardPixel)
         , m_offset(guard + offset)
         , m_length(length)
     {
-        while (reinterpret_cast<quintptr>(m_words.data() + m_offset - offset) % 32 != 0)
+        while (reinterpret_cast<quintptr>(m_pixels.data() + m_offset - offset) % 32 != 0)
             ++m_offset;
     }
 
     static Row random(int offset, int length, QRandomGenerator &random)
     {
         Row row(offset, length);
-        for (int i = 0; i < 4 * length; ++i)
-            row.bytes()[i] = saltedByte(random);
+        for (int i = 0; i < length; ++i)
+            row[i] = saltedPixel(random);
         return row;
     }
 
-    unsigned *data() { return m_words.data() + m_offset; }
-    const unsigned *data() const { return m_words.data() + m_offset; }
-    unsigned char *bytes() { return reinterpret_cast<unsigned char *>(data()); }
-    const unsigned char *bytes() const { return reinterpret_cast<const unsigned char *>(data()); }
+    OPRGBA32i *pixels() { return m_pixels.data() + m_offset; }
+    unsigned *words() { return reinterpret_cast<unsigned *>(pixels()); }
+    OPRGBA32i &operator[](int i) { return pixels()[i]; }
     int length() const { return m_length; }
 
     /// Whether nothing outside the row was written.
     bool isGuardIntact() const
     {
-        for (int i = 0; i < int(m_words.size()); ++i)
-            if ((i < m_offset || i >= m_offset + m_length) && m_words[size_t(i)] != guardWord)
+        for (int i = 0; i < int(m_pixels.size()); ++i)
+            if ((i < m_offset || i >= m_offset + m_length) && m_pixels[size_t(i)] != guardPixel)
                 return false;
         return true;
     }
 
     Row(Row &&) = default; // moving keeps the heap block, and so the alignment
-    Row &operator=(Row &&) = default;
 
 private:
     static constexpr int guard = 16;
-    static constexpr unsigned guardWord = 0xC3A5C3A5;
+    static constexpr OPRGBA32i guardPixel { 0xC3A5C3A5 };
 
-    std::vector<unsigned> m_words;
+    Line m_pixels;
     int m_offset, m_length;
 };
 
-/// Empty when @p row holds @p expected and its guards are intact; otherwise the first difference in words.
-inline QString difference(const Row &row, const std::vector<unsigned> &expected)
+/// Empty when the pixels are the @p expected ones, otherwise the first difference.
+inline QString difference(const OPRGBA32i *actual, const Line &expected)
 {
-    for (int i = 0; i < row.length(); ++i)
-        if (row.data()[i] != expected[size_t(i)])
-            return QString::asprintf(
-                "pixel %d of %d: expected %08x, got %08x", i, row.length(), expected[size_t(i)], row.data()[i]);
-    return row.isGuardIntact() ? QString() : QString("a guard was overwritten");
+    const auto [e, a] = std::mismatch(expected.begin(), expected.end(), actual);
+    return e == expected.end() ? QString()
+                               : QString::asprintf("pixel %d of %d: expected %08x, got %08x", int(e - expected.begin()),
+                                   int(expected.size()), e->word, a->word);
 }
 
 } // namespace testing
 
 /// Compares a row, and says where in the test's loops it was when it fails.
-#define COMPARE_ROW(row, expected, where) VERIFY_SAME_AT(testing::difference(row, expected), where)
+#define COMPARE_ROW(row, expected, where)                                                                              \
+    VERIFY_SAME_AT(testing::difference(row.pixels(), expected), where);                                                \
+    QVERIFY2(row.isGuardIntact(), qPrintable(where + QString(": written beyond the row")))

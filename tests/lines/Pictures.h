@@ -31,6 +31,11 @@ OPRGBA32i pixelOf(Channel of)
     return OPRGBA32i(word);
 }
 
+inline OPRGBA32i saltedPixel(QRandomGenerator &random)
+{
+    return pixelOf([&](int) { return saltedByte(random); });
+}
+
 /// A picture as the tests see it: pixels in rows.
 struct Picture {
     Picture(int w, int h, OPRGBA32i fill = OPRGBA32i())
@@ -45,7 +50,7 @@ struct Picture {
         QRandomGenerator generator(seed);
         Picture picture(w, h);
         for (OPRGBA32i &pixel : picture.pixels)
-            pixel = pixelOf([&](int) { return saltedByte(generator); });
+            pixel = saltedPixel(generator);
         return picture;
     }
 

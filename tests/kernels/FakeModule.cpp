@@ -1,0 +1,62 @@
+// A kernel module for tests: its kernels note what they were given, and write a mark.
+
+#include "BaseTransformation.h"
+#include "KXKernels.h"
+
+#include <QtCore/QRect>
+
+#include <atomic>
+#include <functional>
+
+#define FAKE_SYMBOL extern "C" Q_DECL_EXPORT
+
+FAKE_SYMBOL QString kernelNotes;
+QString kernelNotes;
+
+constexpr unsigned mark = 0xFF332211;
+
+static void noteWalk(const char *name, OPRGBA32i *data, int stride, const QRect &r)
+{
+    kernelNotes += QString::asprintf("%s %d: %d, %d, %d by %d; ", name, stride, r.x(), r.y(), r.width(), r.height());
+    data[0] = OPRGBA32i(mark);
+}
+
+FAKE_SYMBOL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *)
+{
+    noteWalk("plain", data, stride, rect);
+}
+
+FAKE_SYMBOL void IterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *,
+    const std::atomic<bool> &, std::function<void()>)
+{
+    noteWalk("iterative", data, stride, rect);
+}
+
+FAKE_SYMBOL void PixelTransformIterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
+    BaseTransformation *, const std::atomic<bool> &, std::function<void()>)
+{
+    noteWalk("located", data, stride, rect);
+}
+
+FAKE_SYMBOL void LineHandlerAVX2(OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *, OPRGBA32i *destination,
+    int readFirst, int readLast, int first, int last, int radius)
+{
+    kernelNotes += QString::asprintf(
+        "slide %d: %d-%d %d-%d %d; ", accumulator->GetRadius(), readFirst, readLast, first, last, radius);
+    destination[0] = OPRGBA32i(mark);
+}
+
+FAKE_SYMBOL void LineHandlerConvolutionAVX2(OPKernelBase *kernel)
+{
+    kernelNotes += QString("kernel %1; ").arg(int(kernel->Type()));
+}
+
+FAKE_SYMBOL void KXIterativeConvolutionFast1DAVX2Convolve(
+    const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &taps)
+{
+    kernelNotes += QString("convolve %1 by").arg(length);
+    for (const short tap : taps)
+        kernelNotes += QString(" %1").arg(tap);
+    kernelNotes += "; ";
+    destination[0] = source[0] == source[1] ? mark : 0; // the first pixel is repeated before the line
+}

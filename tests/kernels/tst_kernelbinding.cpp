@@ -1,0 +1,98 @@
+#include "KXIterativeConvolution.h"
+#include "OPTransformImageColors.h"
+#include "TestSupport.h"
+#include "lines/LineHandlers.h"
+
+using HorizontalDirection = OPImageUtils::HorizontalDirection<RGBA32iImage>;
+using VerticalDirection = OPImageUtils::VerticalDirection<RGBA32iImage>;
+
+/// That walks and passes call the kernels of a module, and with what.
+class TestKernelBinding : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        AVX2LIB::UseModule(FAKE_MODULE);
+        if (!AVX2LIB::Instance())
+            QSKIP("modules are not loaded on this processor");
+        m_notes = static_cast<QString *>(AVX2LIB::Instance()->GetProcAddress("kernelNotes"));
+    }
+    void init() { qputenv("KXCORE_TEST_PROCESSORS", "1"); } // one line after the other
+
+    void walks()
+    {
+        struct Nothing : BaseTransformation {
+            explicit Nothing(bool hasKernel) { m_HasKernel = hasKernel; }
+        };
+        const QRect rect(2, 1, 9, 3);
+        const auto notesOf = [&](RGBA32iImage &image, bool hasKernel) {
+            OPTransformImageColors(Nothing(hasKernel), &image, rect)();
+            OPIterativeTransformImageColors(Nothing(hasKernel), &image, rect, m_goOn, nullptr)();
+            OPPixelIterativeTransformImageColors(Nothing(hasKernel), &image, rect, m_goOn, nullptr)();
+            return takeNotes();
+        };
+        RGBA32iImage flat(6, 6, false), tiled(6, 6, true);
+        AVX2LIB::UseModule(nullptr);
+        QCOMPARE(notesOf(flat, true), "");
+        AVX2LIB::UseModule(FAKE_MODULE);
+        const QString all = "plain 6: 2, 1, 4 by 3; iterative 6: 2, 1, 4 by 3; located 6: 2, 1, 4 by 3; ";
+        QCOMPARE(notesOf(flat, true), all);
+        QCOMPARE(flat.Bits()[0], OPRGBA32i(0xFF332211u));
+        AVX2LIB::UseModule(nullptr);
+        QCOMPARE(notesOf(flat, true), all); // what is bound stays bound
+        QCOMPARE(notesOf(flat, false), "plain 6: 2, 1, 4 by 3; "); // which is taken whatever the transformation has
+        QCOMPARE(notesOf(tiled, true), "");
+        AVX2LIB::UseModule(FAKE_MODULE);
+
+        qputenv("KXCORE_TEST_PROCESSORS", "2"); // on one the kernel is not used for a QImage
+        for (const int stride : { 6, 8 }) { // eight is not what the kernel's stride can say
+            OPRGBA32i pixels[6 * 8];
+            QImage image(reinterpret_cast<unsigned char *>(pixels), 6, 6, stride * 4, QImage::Format_ARGB32);
+            OPTransformImageColors(Nothing(true), &image, rect)();
+            QCOMPARE(takeNotes(), stride == 6 ? "plain 6: 2, 1, 4 by 3; " : "");
+        }
+    }
+
+    void slides()
+    {
+        RGBA32iImage image(9, 3, false);
+        const OPRGBABlurAccumulatorPremul window(2);
+        lines::LineHandler<OPRGBABlurAccumulatorPremul, HorizontalDirection>(window, image, QRect(4, 1, 3, 2))
+            .Run(m_goOn, nullptr);
+        QCOMPARE(takeNotes(), "slide 2: 1-8 4-6 2; slide 2: 1-8 4-6 2; ");
+        QCOMPARE(image.Bits()[9 + 4], OPRGBA32i(0xFF332211u));
+        lines::LineHandler<OPRGBABlurAccumulatorPremul, VerticalDirection>(window, image, QRect(4, 1, 1, 2))
+            .Run(m_goOn, nullptr);
+        QCOMPARE(takeNotes(), "slide 2: 0-2 1-2 2; ");
+    }
+
+    void runsKernels()
+    {
+        RGBA32iImage image(5, 2, false);
+        lines::LineHandlerConvolution<OPSimpleSharpenKernel1D, HorizontalDirection>(
+            OPSimpleSharpenKernel1D(3), image, QRect())
+            .Run(m_goOn, nullptr);
+        QCOMPARE(takeNotes(), "kernel 2; kernel 2; ");
+    }
+
+    /// Zeros at the ends of a kernel add nothing and are not handed on.
+    void convolves()
+    {
+        RGBA32iImage image(6, 1, false);
+        image.Fill(OPRGBA32i(0xFF000005u));
+        KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection>({ 0, 1, -2, 3, 0 }, image, QRect())
+            .Run(m_goOn, nullptr);
+        QCOMPARE(takeNotes(), "convolve 6 by 1 -2 3; ");
+        QCOMPARE(image.Bits()[0], OPRGBA32i(0xFF332211u));
+    }
+
+private:
+    QString takeNotes() { return std::exchange(*m_notes, QString()); }
+
+    const std::atomic<bool> m_goOn { false };
+    QString *m_notes = nullptr;
+};
+
+KXCORE_TEST_MAIN(TestKernelBinding)
+#include "tst_kernelbinding.moc"

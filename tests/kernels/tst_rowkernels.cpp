@@ -1,0 +1,281 @@
+#include "KXBlur.h"
+#include "KXKernels.h"
+#include "TestSupport.h"
+#include "color/Blocks.h"
+#include "kernels/Rows.h"
+#include "lines/Convolve.h"
+
+using testing::Line;
+using testing::Row;
+using Taps = std::vector<short>;
+
+namespace {
+
+using Block = void(unsigned char *, bool);
+using Slide = void(OPRGBABlurAccumulatorBase *, OPRGBA32i *, OPRGBA32i *, int, int, int, int, int);
+using RunKernel = void(OPKernelBase *);
+using Convolve = void(const unsigned *, unsigned *, unsigned, const Taps &);
+
+/// Runs the block kernel @p name, and @p plain on each pixel, and compares with @p formula(colour, alpha): every colour
+/// under every alpha, then blocks that are opaque but for one pixel, and one that is all opaque.
+template <class Formula>
+void compareBlocks(const char *name, const BaseTransformation &plain, Formula formula)
+{
+    for (int block = 0; block <= 512 + blocks::length; ++block) {
+        const int colour = block / 2 % 256;
+        Row fast(block % 8, blocks::length), single(0, blocks::length);
+        Line expected;
+        for (int k = 0; k < blocks::length; ++k) {
+            const int alpha = block < 512 ? block % 2 * 128 + k : block == 512 + k ? 200 : 255;
+            const int channels[] = { colour, 255 - colour, (colour * 7 + alpha) & 0xFF, alpha };
+            fast[k] = single[k] = testing::pixelOf([&](int c) { return channels[c]; });
+            expected.push_back(testing::pixelOf([&](int c) { return c == 3 ? alpha : formula(channels[c], alpha); }));
+            plain(single[k]);
+        }
+        testing::kernel<Block>(name)(reinterpret_cast<unsigned char *>(fast.pixels()), blocks::flag);
+        COMPARE_ROW(fast, expected, QString("block %1").arg(block));
+        COMPARE_ROW(single, expected, QString("plain, block %1").arg(block));
+    }
+}
+
+/// An accumulator of an application: what it derives from must not be taken for it.
+struct Inverted : OPRGBABlurAccumulator {
+    using OPRGBABlurAccumulator::Finalize;
+    using OPRGBABlurAccumulator::OPRGBABlurAccumulator;
+    void Finalize(OPRGBA32i &target) const override
+    {
+        OPRGBABlurAccumulator::Finalize(target);
+        target.word = ~target.word;
+    }
+};
+
+Taps randomTaps(int size, QRandomGenerator &random, bool symmetric)
+{
+    Taps taps(static_cast<size_t>(size));
+    for (short &tap : taps)
+        tap = short(random.bounded(4) == 0 ? (random.bounded(2) ? 32767 : -32768) : random.bounded(65536) - 32768);
+    if (symmetric)
+        std::copy_n(taps.begin(), size / 2, taps.rbegin());
+    return taps;
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Taps)
+
+/// The kernels of the module that work along rows, against the plain code and against formulas.
+class TestRowKernels : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        if (!AVX2LIB::Instance() && QTest::currentTestFunction() != QByteArray("convolution"))
+            QSKIP("no kernel module, or no AVX2");
+        m_slide = testing::kernel<Slide>("LineHandlerAVX2");
+    }
+
+    void alphaBlocks()
+    {
+        compareBlocks(
+            "PremultiplyAlphaAVX2", KXBlur::PremultiplyAlpha(), [](int c, int a) { return (c * a + 127) / 255; });
+        compareBlocks("ReturnAlphaAVX2", KXBlur::ReturnAlpha(),
+            [](int c, int a) { return a ? ((c * 255 + (a >> 1)) / a & 0xFF) : 0; });
+    }
+
+    /// Each window summed by itself, by the accumulator's own arithmetic.
+    void slides()
+    {
+        for (const int radius : { 0, 1, 2, 5, 31, 50, 127, 128, 129, 300 }) {
+            checkSlide(OPRGBABlurAccumulator(radius));
+            checkSlide(OPRGBABlurAccumulatorPremul(radius));
+            checkSlide(OPAlphaBlurAccumulator(radius));
+            checkSlide(OPAlphaBlurAccumulatorWithInvert(radius));
+            checkSlide(OPAlphaBlurAccumulatorWithRGBColorize(radius, OPRGBA32i(0xFF8001FEu)));
+            checkSlide(Inverted(radius));
+        }
+    }
+
+    /// Every colour under every alpha, alone in its window: the weighting and each quotient q * 255 / m with q <= m.
+    void weightedMeansOverTheirDomain()
+    {
+        OPRGBABlurAccumulatorPremul accumulator(0);
+        Row source(0, 65536), destination(0, 65536);
+        Line expected;
+        for (unsigned i = 0; i < 65536; ++i) {
+            const unsigned a = i & 0xFF, c = i >> 8;
+            const auto pixel = [a](unsigned rb, unsigned g) { return OPRGBA32i(a << 24 | rb << 16 | g << 8 | rb); };
+            const auto straight = [a](unsigned colour) { return a ? colour * a / 255 * 255 / a : 0; };
+            source[int(i)] = pixel(c, 255 - c);
+            expected.push_back(pixel(straight(c), straight(255 - c)));
+        }
+        m_slide(&accumulator, source.pixels(), destination.pixels(), 0, 65535, 0, 65535, 0);
+        COMPARE_ROW(destination, expected, "every colour and alpha");
+    }
+
+    /// The first sample is 0, and samples grow by 1 every window's length: the sum of a window is where it begins.
+    void windowMeansOverTheirDomain()
+    {
+        // Sums of 16 bits, then larger ones up to what is too large for the kernel's arithmetic.
+        QList<int> radii { 129, 511, 1000, 2047, 4095, 8100, 8190, 8191, 8192 };
+        for (int radius = 0; radius <= 128; ++radius)
+            radii << radius;
+        for (const int radius : radii) {
+            const int size = 2 * radius + 1, length = 255 * size + 1;
+            OPRGBABlurAccumulator accumulator(radius);
+            Row source(0, 256 * size), destination(0, length);
+            for (int i = 0; i < source.length(); ++i)
+                source[i].word = unsigned(i / size) * 0x01010101u;
+            m_slide(&accumulator, source.pixels(), destination.pixels(), 0, source.length() - 1, radius,
+                radius + length - 1, radius);
+            const Line expected(source.pixels(), source.pixels() + length); // i / size, again
+            COMPARE_ROW(destination, expected, QString("radius %1").arg(radius));
+        }
+    }
+
+    void lineKernels()
+    {
+        for (const double sigma : { 0.0, 0.3, 0.5, 1.0, 2.7, 10.0, 30.0 })
+            checkLineKernel(OPGaussianAlpha1D(sigma), QString("gaussian alpha, sigma %1").arg(sigma));
+        for (const int shift : { 0, 1, 2, 3, 7, 15, 16, 31, 40, 100, 4000000 })
+            for (const int sign : { 1, -1 })
+                checkLineKernel(OPShiftEdge1D(sign * shift), QString("shift by %1").arg(sign * shift));
+        // Amounts that share no factor with 1785 reach every remainder of the division.
+        for (const int amount : { 0, 1, 11, 137, -1, -299, 100000, 8000000, INT_MAX, INT_MIN })
+            checkLineKernel(OPSimpleSharpenKernel1D(amount), QString("sharpen by %1").arg(amount));
+
+        const auto run = testing::kernel<RunKernel>("LineHandlerConvolutionAVX2");
+        OPSimpleSharpenKernel1D kernel(10);
+        Line line(4, OPRGBA32i(0xFF102030u));
+        run(&kernel); // no line at all
+        kernel.SetDestination(&line);
+        run(&kernel); // nothing to read
+        OPKernelBase other(KernelAlpha);
+        run(&other); // nothing that the module knows
+        QVERIFY(line == Line(4, OPRGBA32i(0xFF102030u)));
+    }
+
+    void convolution_data()
+    {
+        QTest::addColumn<Taps>("taps");
+        QRandomGenerator random(4711);
+        for (int size = 0; size <= 35; ++size)
+            QTest::addRow("any %d taps", size) << randomTaps(size, random, false);
+        for (int size = 1; size <= 37; size += 2)
+            QTest::addRow("any %d mirrored taps", size) << randomTaps(size, random, true);
+        for (const int size : { 255, 256, 257, 258, 259, 511, 513, 515, 517, 771 })
+            QTest::addRow("any %d taps", size) << randomTaps(size, random, size == 257 || size == 515 || size == 771);
+        for (const int sigma : { 1, 5, 20, 36, 40, 50, 64, 100, 400 })
+            QTest::addRow("gaussian of sigma %d", sigma) << KXBlur::CreateGaussianKernel(sigma);
+        for (const int size : { 300, 301 })
+            QTest::addRow("box of %d", size) << Taps(size_t(size), 54);
+        QTest::newRow("white on all taps") << Taps(2001, 32767); // sums wrap
+        Taps ramp, down, step(601, 3);
+        for (int i = 0; i < 601; ++i) {
+            ramp.push_back(short(std::min(i, 600 - i) / 3 - 7));
+            down.push_back(short(200 - i / 3));
+        }
+        std::fill(step.begin() + 250, step.end(), short(-150));
+        QTest::newRow("ramp") << ramp;
+        QTest::newRow("steps down only") << down;
+        QTest::newRow("one high step") << step;
+    }
+
+    /// By each form of the code there is: sums of 32 bits that start at 8192, shifted by 14 and clamped.
+    void convolution()
+    {
+        QFETCH(Taps, taps);
+        QRandomGenerator random(20240607);
+        QList<int> lengths { 511, 512, 513, 515, 1027, 2160 };
+        for (int length = 67; length >= 0; length -= taps.size() > 40 ? 9 : 1)
+            lengths << length;
+        for (const int length : lengths)
+            for (int offset = 0; offset < (length > 67 ? 1 : 8); ++offset) {
+                Row source = Row::random(7 - offset, length + std::max(int(taps.size()) - 1, 0), random);
+                // Edges from black to white and runs of one value, which is what drives sums to their ends.
+                for (int i = 640; i < source.length(); ++i)
+                    if (i / 640 % 2)
+                        source[i].word = i / 320 % 2 ? 0xFFFFFFFF : 0;
+                Line expected;
+                for (int i = 0; i < length; ++i)
+                    expected.push_back(testing::pixelOf([&](int c) {
+                        qint64 sum = 8192;
+                        for (int j = 0; j < int(taps.size()); ++j)
+                            sum += testing::channel(source[i + j], c) * taps[size_t(j)];
+                        return qBound(0, int(quint32(sum)) >> 14, 255); // wraps as 32-bit additions do
+                    }));
+                const QString where = QString("offset %1, length %2").arg(offset).arg(length);
+                Row fast(offset, length), plain(offset, length), single(offset, length);
+                if (const auto convolve = testing::kernel<Convolve>("KXIterativeConvolutionFast1DAVX2Convolve")) {
+                    convolve(source.words(), fast.words(), unsigned(length), taps);
+                    COMPARE_ROW(fast, expected, "module, " + where);
+                }
+                lines::convolve(source.pixels(), plain.pixels(), length, lines::Taps(taps));
+                COMPARE_ROW(plain, expected, "plain, " + where);
+                lines::convolvePixels(source.pixels(), single.pixels(), 0, length, lines::Taps(taps));
+                COMPARE_ROW(single, expected, "pixel by pixel, " + where);
+            }
+    }
+
+private:
+    void checkSlide(OPRGBABlurAccumulatorBase &&accumulator)
+    {
+        const int radius = accumulator.GetRadius();
+        QRandomGenerator random(20240609);
+        for (int length = 1; length <= 67; length += radius > 50 ? 6 : 1)
+            for (int offset = 0; offset < 8; ++offset) {
+                // At one end, at both ends, and among neighbours.
+                const int before = random.bounded(3) * random.bounded(radius + 3);
+                const int after = random.bounded(3) * random.bounded(radius + 3);
+                const int last = before + length - 1, readFirst = std::max(before - radius - 1, 0);
+                const int readLast = std::min(last + radius, last + after);
+                Row source = Row::random(offset, readLast - readFirst + 1, random);
+                Row destination = Row::random(7 - offset, length, random); // some accumulators keep its colours
+                Line expected(destination.pixels(), destination.pixels() + length);
+                for (int x = before; x <= last; ++x) {
+                    accumulator.Reset();
+                    for (int k = x - radius; k <= x + radius; ++k)
+                        accumulator.Add(source[qBound(readFirst, k, readLast) - readFirst]);
+                    accumulator.Finalize(expected[size_t(x - before)]);
+                }
+                m_slide(&accumulator, source.pixels(), destination.pixels(), readFirst, readLast, before, last, radius);
+                COMPARE_ROW(destination, expected,
+                    QString("%1, radius %2, length %3").arg(typeid(accumulator).name()).arg(radius).arg(length));
+                QVERIFY(source.isGuardIntact());
+            }
+    }
+
+    /// Runs @p kernel over a line, by itself and by the module.
+    template <class Kernel>
+    void checkLineKernel(Kernel kernel, const QString &name)
+    {
+        QRandomGenerator random(20240610);
+        for (int length = 0; length <= 67; ++length)
+            for (int repeat = 0; repeat < 6; ++repeat) {
+                const int beside = std::min(kernel.Left() + 2, 200);
+                const int offset = random.bounded(2) * random.bounded(beside);
+                const int after = random.bounded(2) * random.bounded(beside);
+                Line source(size_t(offset + length + after));
+                const bool sparse = repeat % 2; // few alphas differ, so that edges have room to move
+                for (OPRGBA32i &pixel : source) {
+                    pixel = testing::saltedPixel(random);
+                    if (sparse && random.bounded(16))
+                        pixel.a = repeat == 1 ? 255 : 0;
+                }
+                Line expected(size_t(length), OPRGBA32i(0x12345678u)), actual = expected;
+                kernel.SetSource(&source);
+                kernel.SetSourceOffset(offset);
+                kernel.SetDestination(&expected);
+                for (int i = 0; i < length; ++i)
+                    kernel(i);
+                kernel.SetDestination(&actual);
+                testing::kernel<RunKernel>("LineHandlerConvolutionAVX2")(&kernel);
+                VERIFY_SAME_AT(testing::difference(actual.data(), expected), name + QString(", offset %1").arg(offset));
+            }
+    }
+
+    Slide *m_slide = nullptr;
+};
+
+KXCORE_TEST_MAIN(TestRowKernels)
+#include "tst_rowkernels.moc"
