@@ -4,6 +4,7 @@
 #include "KXPixels.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QThreadPool>
 #include <QtTest/QtTest>
 
 #include <cstring>
@@ -67,5 +68,19 @@ private:
     }
     QtMessageHandler m_previous;
 };
+
+/// Runs @p count copies of @p body on a pool of @p threads. False if they are not done within a minute.
+template <class Body>
+bool onPool(int threads, int count, Body body)
+{
+    QThreadPool *const pool = QThreadPool::globalInstance();
+    const int threadsBefore = pool->maxThreadCount();
+    pool->setMaxThreadCount(threads);
+    for (int i = 0; i < count; ++i)
+        pool->start(QRunnable::create(body));
+    const bool finished = pool->waitForDone(60000);
+    pool->setMaxThreadCount(threadsBefore);
+    return finished;
+}
 
 } // namespace testing
