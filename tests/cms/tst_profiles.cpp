@@ -1,0 +1,325 @@
+#include "KXConverter.h"
+#include "OPRGBA32ColorProfileTransform.h"
+
+#include "Profiles.h"
+#include "TestSupport.h"
+
+#include <QtCore/QCryptographicHash>
+#include <QtCore/QtEndian>
+#include <QtGui/QColor>
+#include <QtGui/QImage>
+
+#include <random>
+#include <thread>
+
+using profiles::loaded;
+
+namespace {
+
+const QByteArray srgb = profiles::srgb(), wide = profiles::wideGamut(), linear = profiles::linearWideGamut(),
+                 grey = profiles::grey(), tables = profiles::rgbTables2();
+
+void setWord(QByteArray &bytes, int at, quint32 value) { qToBigEndian(value, bytes.data() + at); }
+quint32 word(const QByteArray &bytes, int at) { return qFromBigEndian<quint32>(bytes.constData() + at); }
+
+/// A profile whose one tag is a chain of @p elements, all of which are one table of @p side by @p side colours: a few
+/// kilobytes that stand for many to read.
+QByteArray chain(quint32 elements, quint32 side)
+{
+    const quint32 size = 16 + 8 * elements + 28 + 8 * side * side, channels = 0x20002;
+    QByteArray bytes = srgb.left(128);
+    QDataStream out(&bytes, QIODevice::Append);
+    out << 1 << quint32(cmsSigDToB0Tag) << 144 << size; // the directory
+    out << quint32(cmsSigMultiProcessElementType) << 0 << channels << elements;
+    for (quint32 i = 0; i < elements; ++i)
+        out << 16 + 8 * elements << 0;
+    out << quint32(cmsSigCLutElemType) << 0 << channels << (side << 24 | side << 16) << 0 << 0 << 0;
+    bytes.append(QByteArray(int(8 * side * side), 0));
+    setWord(bytes, 0, quint32(bytes.size()));
+    return bytes;
+}
+
+using Pixels = QVector<OPRGBA32i>;
+
+/// What Little CMS makes of a row of pixels in one call.
+Pixels direct(const QByteArray &from, const QByteArray &to, Pixels pixels)
+{
+    cmsHPROFILE source = cmsOpenProfileFromMem(from.constData(), cmsUInt32Number(from.size()));
+    cmsHPROFILE target = cmsOpenProfileFromMem(to.constData(), cmsUInt32Number(to.size()));
+    cmsHTRANSFORM transform = cmsCreateTransform(source, TYPE_BGRA_8, target, TYPE_BGRA_8, INTENT_PERCEPTUAL, 0);
+    cmsDoTransform(transform, pixels.data(), pixels.data(), cmsUInt32Number(pixels.size()));
+    cmsDeleteTransform(transform);
+    cmsCloseProfile(source);
+    cmsCloseProfile(target);
+    return pixels;
+}
+
+Pixels converted(const KXCMSTransform &transform, Pixels pixels)
+{
+    for (OPRGBA32i &pixel : pixels)
+        transform(pixel);
+    return pixels;
+}
+
+const OPRGBA32i orange(40, 120, 220, 77), there = direct(srgb, wide, { orange })[0];
+
+} // namespace
+
+/// Profiles, and conversions from one to another.
+class TestProfiles : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void emptyProfilesAndImpossibleSizesAreHarmless()
+    {
+        const QString never = m_folder.filePath("never");
+        const testing::LogCapture log;
+        KXCMSProfile empty;
+        char buffer[4] = { 1, 2, 3, 4 };
+        QVERIFY(empty.IsEmpty() && empty.GetInfo().isEmpty() && empty.ToByteArray().isEmpty());
+        QVERIFY(int(empty.GetColorSpace()) == 0 && empty.GetMemSize() == 0 && empty == KXCMSProfile());
+        QVERIFY(empty.Save(buffer, 4) == 0 && buffer[0] == 1 && !empty.Save(never) && !QFile::exists(never));
+        QVERIFY(empty.Load(nullptr, 0));
+        QCOMPARE(log.texts(), QStringList());
+
+        const QByteArray good = chain(32, 2); // as long as chains may be
+        QVERIFY(empty.Load(good.constData(), good.size()) && !empty.Load(good.constData(), -1));
+        QVERIFY(!empty.Load(nullptr, 128) && !empty.Load(nullptr, -1) && empty.ToByteArray() == good);
+        empty.FromByteArray(QByteArray());
+        QVERIFY(empty.IsEmpty());
+    }
+
+    void everyKindIsKeptByteForByteAndNoPartOfIt()
+    {
+        for (const QByteArray &bytes : profiles::all()) {
+            const testing::LogCapture log;
+            KXCMSProfile profile, again;
+            QVERIFY(profile.Load((bytes + "what follows is not the profile's").constData(), bytes.size() + 33));
+            QCOMPARE(quint32(profile.GetColorSpace()), word(bytes, 16));
+            QCOMPARE(profile.ToByteArray(), bytes);
+
+            QByteArray buffer(bytes.size() + 2, 'x');
+            QVERIFY(profile.Save(nullptr, bytes.size()) == -1);
+            QVERIFY(profile.Save(buffer.data(), bytes.size() - 1) == -1 && buffer.count('x') == bytes.size() + 2);
+            QCOMPARE(profile.Save(buffer.data(), bytes.size() + 1), bytes.size());
+            QCOMPARE(buffer, bytes + "xx");
+
+            const QString path = file("profile", QByteArray(100000, 'x')); // a longer file is written over
+            QVERIFY(profile.Save(path) && QFileInfo(path).size() == bytes.size());
+            QVERIFY(again.Load(path) && again == profile && !profile.Save(m_folder.filePath("no/such/folder")));
+            QVERIFY(again.GetInfo().contains(QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex()));
+            QCOMPARE(log.texts(), QStringList());
+            for (int size = 1; size < bytes.size(); size += size < 700 ? 1 : 97)
+                QVERIFY2(!again.Load(bytes.left(size).constData(), size), qPrintable(QString::number(size)));
+        }
+    }
+
+    void copiesSeeALaterLoad()
+    {
+        KXCMSProfile a = loaded(srgb), b = a, c;
+        c = b;
+        QVERIFY(a.Load(grey.constData(), grey.size()));
+        QCOMPARE(b.GetColorSpace(), KXCMSProfile::Gray);
+        QVERIFY(c.Load(file("wide", wide)));
+        QCOMPARE(a.ToByteArray(), wide);
+
+        QVERIFY(a.Load("unread", 0) && a.IsEmpty() && !b.IsEmpty()); // one object, which then is on its own
+        QVERIFY(b.Load(file("empty", "")) && c.IsEmpty() && b == a); // all that share
+        c.FromByteArray(grey);
+        QVERIFY(!b.IsEmpty() && a.IsEmpty());
+    }
+
+    void aFirstLoadMakesAHolderUnlessItFails()
+    {
+        const testing::LogCapture log;
+        KXCMSProfile none, badMemory, badFile, noFile, emptyMemory, emptyFile;
+        QVERIFY(!badMemory.Load("bad", 3) && !badFile.Load(file("bad", "not a profile")));
+        QVERIFY(!noFile.Load(m_folder.filePath("no such file")) && !noFile.Load(m_folder.path()));
+        QVERIFY(emptyMemory.Load("", 0) && emptyFile.Load(file("empty", "")));
+        for (KXCMSProfile *profile : { &none, &badMemory, &badFile, &noFile, &emptyMemory, &emptyFile }) {
+            const KXCMSProfile copy = *profile;
+            profile->FromByteArray(srgb);
+            QCOMPARE(!copy.IsEmpty(), profile == &emptyFile);
+        }
+    }
+
+    void profilesAreValues()
+    {
+        static_assert(std::is_nothrow_default_constructible_v<KXCMSProfile>, "images swap profiles");
+        static_assert(std::is_nothrow_swappable_v<KXCMSProfile>, "images swap profiles");
+        KXCMSProfile a = loaded(wide), b, &self = b;
+        std::swap(a, b);
+        b = self;
+        const KXCMSProfile other = loaded(linear); // of the same description
+        QVERIFY(a.IsEmpty() && a != b && b != other && b == loaded(wide) && !(b == other));
+        QVERIFY(
+            b.GetInfo() != other.GetInfo() && b.GetInfo().section('\n', 0, 0) == other.GetInfo().section('\n', 0, 0));
+        a = std::move(b);
+        QVERIFY(b.IsEmpty() && b.Load(nullptr, 0) && !a.IsEmpty()); // NOLINT: left without a holder
+    }
+
+    void badDataIsRefused()
+    {
+        const QByteArray good = srgb, table = tables;
+        const auto changed = [](QByteArray bytes, int at, quint32 value) { return setWord(bytes, at, value), bytes; };
+        const int curve = good.indexOf("rTRC"), colorant = good.indexOf("rXYZ"), lut = table.indexOf("A2B0");
+        const std::pair<const char *, QByteArray> cases[] = {
+            { "no signature", changed(good, 36, 0) },
+            { "says one byte more", changed(good, 0, quint32(good.size()) + 1) },
+            { "says just the header", changed(good, 0, 128) },
+            { "more tags than the directory holds", changed(good, 128, word(good, 128) + 60) },
+            { "tag behind the end", changed(good, curve + 4, quint32(good.size())) },
+            { "tag of 4 GiB", changed(good, curve + 8, 0xffffffff) },
+            { "tag around the end of 32 bits", changed(good, good.indexOf("desc") + 4, 0xfffffff0) },
+            { "curve of no known type", changed(good, int(word(good, curve + 4)), 0) },
+            { "colorant of no known type", changed(good, int(word(good, colorant + 4)), 0) },
+            { "table of 255^15 points", changed(table, int(word(table, lut + 4)) + 8, 0x0f0fff00) },
+            { "a long chain of one small element", chain(33, 2) },
+            { "a short chain of one large element", chain(32, 40) },
+        };
+        for (const auto &[what, bytes] : cases) {
+            KXCMSProfile profile = loaded(grey), first;
+            const KXCMSProfile copy = profile;
+            const testing::LogCapture log;
+            QVERIFY2(!profile.Load(bytes.constData(), bytes.size()) && !profile.Load(file("changed", bytes)), what);
+            QVERIFY2(!first.Load(bytes.constData(), bytes.size()) && first.IsEmpty(), what);
+            QVERIFY2(profile.ToByteArray() == grey && copy == profile, what);
+            const QStringList lines = log.texts();
+            QVERIFY2(lines.size() >= 3, what);
+            QCOMPARE(lines.filter(QRegularExpression("^\\[platform/tintlib/\\w+\\] .")), lines);
+        }
+    }
+
+    /// What a thread remembers of a transform does not outlive it: the next one may come to lie at the same address.
+    void remembersNothingOfFormerTransforms()
+    {
+        const QByteArray profiles[] = { srgb, wide, linear };
+        std::mt19937 random;
+        for (int round = 0; round < 400; ++round) {
+            const QByteArray &from = profiles[random() % 3], &to = profiles[random() % 3];
+            const KXCMSTransform transform(loaded(from), loaded(to));
+            const Pixels expected = from == to ? Pixels { orange } : direct(from, to, { orange });
+            if (random() % 2) // what another one left at this address comes to light now or then
+                QCOMPARE(converted(transform, { orange }), expected);
+        }
+    }
+
+    void equalsLittleCmsOnManyThreads()
+    {
+        std::mt19937 random;
+        Pixels pixels(100000); // more than a thread remembers; greys come over and over
+        for (OPRGBA32i &pixel : pixels)
+            pixel = random() % 4 ? OPRGBA32i(unsigned(random())) : OPRGBA32i(0x01010101 * (random() % 256));
+        std::vector<KXCMSTransform> transforms;
+        std::vector<Pixels> expected;
+        const auto add = [&](const QByteArray &from, const QByteArray &to) {
+            transforms.emplace_back(loaded(from), loaded(to));
+            expected.push_back(direct(from, to, pixels));
+        };
+        const QByteArray tables4 = profiles::rgbTables4();
+        add(srgb, wide), add(linear, srgb), add(tables, srgb), add(srgb, tables4), add(tables4, tables);
+        std::atomic<int> wrong { 0 };
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 8; ++thread)
+            threads.emplace_back([&] {
+                for (size_t i = 0; i < expected.size(); ++i) {
+                    wrong += converted(transforms[i], pixels) != expected[i];
+                    wrong += converted(KXCMSTransform(transforms[i]), pixels) != expected[i];
+                }
+            });
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(int(wrong), 0);
+    }
+
+    void nothingToConvert()
+    {
+        const QByteArray none, cmyk = profiles::cmyk();
+        QByteArray unreadable = tables; // they lead to a space that is none
+        unreadable.replace(20, 4, "XYZW");
+        const std::pair<QByteArray, QByteArray> pairs[] = { { none, none }, { none, srgb }, { srgb, none },
+            { srgb, srgb }, { cmyk, srgb }, { srgb, grey }, { unreadable, srgb } };
+        for (const auto &[from, to] : pairs) {
+            const KXCMSProfile source = loaded(from), target = loaded(to);
+            QCOMPARE(source.IsEmpty(), from.isEmpty());
+            const testing::LogCapture log;
+            QVERIFY(KXCMSTransform(source, target).IsEmpty());
+            QColor colour = QColor::fromCmykF(0.1, 0.2, 0.3, 0.4);
+            KXCMSTransform(source, target)(colour);
+            QCOMPARE(colour, QColor::fromCmykF(0.1, 0.2, 0.3, 0.4));
+            const QImage bitmap(2, 2, QImage::Format_ARGB32);
+            QImage copy = bitmap;
+            OPRGBA32ColorProfileTransform(source, target)(copy);
+            QCOMPARE(bitmap.constBits(), copy.constBits()); // not even detached
+            QCOMPARE(log.texts(), QStringList());
+        }
+    }
+
+    void copiesHaveTheirOwnHandlesAndSeeAReload()
+    {
+        KXCMSProfile target = loaded(wide);
+        auto first = std::make_unique<KXCMSTransform>(loaded(srgb), target);
+        const KXCMSTransform copy(*first);
+        KXCMSTransform assigned(loaded(wide), loaded(srgb)), &self = assigned;
+        assigned = *first;
+        first.reset();
+        target.FromByteArray(linear); // reaches copies made from now on
+        const OPRGBA32i after = direct(srgb, linear, { orange })[0];
+        QVERIFY(after != there && !copy.HasKernel());
+        QColor colour = QColor::fromRgba(orange.word);
+        copy(colour);
+        QCOMPARE(colour.rgba(), there.word);
+        QCOMPARE(converted(assigned, { orange }), Pixels { there });
+        QCOMPARE(converted(KXCMSTransform(copy), { orange }), Pixels { after });
+        target.FromByteArray(srgb); // now equal to the source
+        assigned = self;
+        QVERIFY(assigned.IsEmpty() && !copy.IsEmpty());
+    }
+
+    /// A gradient through the walks over images, there and back, against one call of Little CMS.
+    void images()
+    {
+        if (std::thread::hardware_concurrency() < 2)
+            QSKIP("walks over images need two processors");
+        const int width = 300, height = 200;
+        Pixels pixels(width * height);
+        for (int i = 0; i < pixels.size(); ++i)
+            pixels[i] = OPRGBA32i(uchar(i / width), uchar(255 * (i % width) / width), uchar(255 - i / width), uchar(i));
+        const auto same = [](const void *found, const Pixels &expected) {
+            return std::memcmp(found, expected.constData(), size_t(expected.size()) * 4) == 0;
+        };
+        for (const QByteArray &other : { wide, tables }) {
+            OPRGBA32ColorProfileTransform transform;
+            transform = OPRGBA32ColorProfileTransform(OPRGBA32ColorProfileTransform(loaded(other), loaded(srgb)));
+            const OPColorTransformBase &base = transform;
+            for (const bool inverted : { false, true }) {
+                const auto apply = [&](auto &...to) { inverted ? base.Invert(to...) : base(to...); };
+                const Pixels expected = inverted ? direct(srgb, other, pixels) : direct(other, srgb, pixels);
+                Pixels butForTheLastRow = expected; // which a flat image keeps
+                std::copy(pixels.cend() - width, pixels.cend(), butForTheLastRow.end() - width);
+                RGBA32iImage flat(width, height, false), tiled;
+                std::copy(pixels.cbegin(), pixels.cend(), flat.Bits());
+                flat.CopyTo(tiled, true);
+                QImage bitmap = ConvertImage<RGBA32iImage, QImage>(flat);
+                OPRGBA32i pixel = pixels[77];
+                apply(flat), apply(tiled), apply(bitmap), apply(pixel);
+                QVERIFY(same(flat.Bits(), butForTheLastRow) && same(bitmap.constBits(), expected));
+                RGBA32iImage::CopyRect(flat, tiled, tiled.Rect(), flat.Rect(), true);
+                QVERIFY(same(flat.Bits(), expected) && pixel == expected[77]);
+            }
+        }
+    }
+
+private:
+    /// The path of a file of that content; empty when it cannot be written.
+    QString file(const QString &name, const QByteArray &bytes)
+    {
+        QFile file(m_folder.filePath(name));
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() ? file.fileName() : QString();
+    }
+
+    QTemporaryDir m_folder;
+};
+
+KXCORE_TEST_MAIN(TestProfiles)
+#include "tst_profiles.moc"
