@@ -50,6 +50,7 @@ inline const std::map<int, Mix> &mixes()
         return s == 255 ? 255 : std::min<Wide>((510 * d - 65280) / (255 - s), 255);
     };
     static const std::map<int, Mix> all {
+        { 0, [](Wide s, Wide) { return s; } },
         { 12, sum },
         { 13, [](Wide s, Wide d) { return s * d / 255; } },
         { 14, [](Wide s, Wide d) { return 255 - (((255 - s) * (255 - d)) >> 8); } },
@@ -83,21 +84,6 @@ inline OPRGBA32i framed(Mix mix, OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
         [=](Word sc, Word dc) { return std::min((Word(mix(sc, dc)) * wb + dc * wd + sc * ws) / w, 255u); });
 }
 
-inline OPRGBA32i sourceOver(OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
-{
-    const Word p = sa * 255, q = (255 - sa) * d.a, ra = std::min((p + q) / 255, 255u), w = ra * 255;
-    if (w == 0)
-        return {};
-    return eachColour(s, d, lock ? d.a : ra, [=](Word sc, Word dc) { return std::min((sc * p + dc * q) / w, 255u); });
-}
-
-/// Luminosity once the source's alpha is known.
-inline OPRGBA32i luminosity(OPRGBA32i s, OPRGBA32i d, Word sa)
-{
-    const Wide gd = grey(d), l = std::min((grey(s) * sa + (255 - sa) * grey(d)) / 255, 255u);
-    return eachColour(s, d, d.a, [=](Word, Word dc) { return clamped(l + (Wide(dc) - gd) * d.a / 255); });
-}
-
 /// What both forms of a mode have in common once the source's alpha is known.
 inline OPRGBA32i blended(int mode, OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
 {
@@ -105,7 +91,12 @@ inline OPRGBA32i blended(int mode, OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
     case 8:
         return lock ? d : withAlpha(d, (255 - sa) * d.a / 255);
     case 41:
-        return lock && s.a == 0 ? OPRGBA32i(255, 255, 255, d.a) : luminosity(s, d, sa);
+        if (lock && s.a == 0)
+            return { 255, 255, 255, d.a };
+        return eachColour(s, d, d.a, [=](Word, Word dc) {
+            const Wide grown = std::min((grey(s) * sa + (255 - sa) * grey(d)) / 255, 255u);
+            return clamped(grown + (Wide(dc) - grey(d)) * d.a / 255);
+        });
     case 47:
         return lock ? d : withAlpha(d, std::min((grey(s) * sa * 255 + d.a * (65025 - sa * 255)) / 65025, 255u));
     case 57: {
@@ -129,7 +120,7 @@ inline OPRGBA32i plain(int mode, OPRGBA32i s, OPRGBA32i d, const OPRGBA32i *mask
     const Word sa = covered((s.a * opacity) >> 8, mask), wide = covered(s.a * opacity / 255, mask);
     switch (mode) {
     case 0:
-        return !lock && wide == 255 ? s : sourceOver(s, d, wide, lock);
+        return !lock && wide == 255 ? s : blended(mode, s, d, wide, lock);
     case 2:
         return !lock && s.a * opacity != 0 ? withAlpha(d, 0) : d;
     case 3:
@@ -181,7 +172,7 @@ inline OPRGBA32i masked(int mode, OPRGBA32i s, OPRGBA32i second, OPRGBA32i d, co
     const Word product = s.a * second.a * opacity, sa = byBoth(product / 65280);
     switch (mode) {
     case 0:
-        return sourceOver(s, d, byBoth(product / 65025), lock);
+        return blended(mode, s, d, byBoth(product / 65025), lock);
     case 3:
         return withAlpha(s, lock ? d.a : sa);
     case 38:

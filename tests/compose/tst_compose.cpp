@@ -3,8 +3,6 @@
 #include "KXComposer.h"
 #include "Pictures.h"
 
-#include <QtCore/QThreadPool>
-
 using pictures::Storage;
 using reference::Canvas;
 using reference::Side;
@@ -57,16 +55,10 @@ struct Scene {
 QStringList logOf(const std::function<void()> &call, bool onPoolThread = false)
 {
     testing::LogCapture log;
-    QThreadPool *const pool = QThreadPool::globalInstance();
-    const int threads = pool->maxThreadCount();
-    pool->setMaxThreadCount(onPoolThread ? 1 : threads);
-    if (onPoolThread)
-        pool->start(QRunnable::create(call));
-    else
+    if (!onPoolThread)
         call();
-    if (!pool->waitForDone(60000))
+    else if (!testing::onPool(1, 1, call))
         qFatal("a call on a thread of the pool waits for ever");
-    pool->setMaxThreadCount(threads);
     return log.texts();
 }
 
@@ -77,219 +69,187 @@ class TestCompose : public QObject {
 
 private Q_SLOTS:
     void initTestCase() { loadAVX2Functions(true); }
-    void scenes_data();
-    void scenes();
-    void masksByHand();
-    void tilesByHand();
-    void wrongFormats();
-};
 
-void TestCompose::scenes_data()
-{
-    QTest::addColumn<QString>("storages"); // of source, mask, clip, clip mask and destination
-    for (int i = 0; i < 32; ++i) {
-        const QString storages = QString::number(32 + i, 2).mid(1).replace('0', 'F').replace('1', 'T');
-        QTest::newRow(qPrintable(storages)) << storages;
-    }
-}
-
-/// Every entry on pictures nobody chose, as the model has it: the pixels, which tiles left sharing, the log.
-void TestCompose::scenes()
-{
-    // What acts where a clipped source has two masks, by the storages of source, mask, clip and clip mask, with and
-    // without a clip mask rectangle: Both masks, in this order or eXchanged, the Mask, nothing Silently, or a Log.
-    const QString twoMasks =
-        "TTTT LL, TTTF LL, TTFT SS, TTFF BB, TFTF BM, TFTT MM, TFFT XM, TFFF BM, FTTT SM, FTTF BM, "
-        "FTFF BM, FTFT MM, FFTT XM, FFTF BM, FFFT XM, FFFF BM";
-    QFETCH(QString, storages);
-    QRandomGenerator random(qHash(storages, 1));
-    Scene s(random, storages);
-    const bool sourceTiled = s.tiled[0], maskTiled = s.tiled[1], clipTiled = s.tiled[2], clipMaskTiled = s.tiled[3],
-               tiled = s.tiled[4];
-    for (int round = 0; round < 12; ++round) {
-        s.Move(random, round % 2);
-        const int modes[] = { 0, 13, 38, 3, 57, 24, 4 }, mode = modes[round % 7];
-        const auto mode_ = KXCompositionMode(mode);
-        const double opacities[] = { 0.7, 1.2, 1.0, 0.7, 0.0039 }, opacity = opacities[round % 5];
-        const auto expectedFor = [&](const reference::Sides &sides, bool isClamped = true) {
-            Canvas canvas(s.destination);
-            reference::compose(canvas, s.rect, sides, mode, reference::opacity256(opacity, isClamped), s.lock);
-            return canvas;
-        };
-        const auto check = [&](const char *entry, const Canvas &expected, const QString &line, auto onto, auto call) {
-            QCOMPARE(logOf([&] { call(onto); }, round % 4 == 3).join(' '),
-                line.isEmpty() ? line : "[src/KXComposer] " + line);
-            const QString text = pictures::difference(expected, onto);
-            QVERIFY2(text.isEmpty(), qPrintable(entry + (' ' + text)));
-            if constexpr (std::is_same_v<decltype(onto), RGBA32iImage>)
-                VERIFY_SAME(pictures::tileDifference(expected, s.destination, onto));
-        };
-        const QImage picture = pictures::toQImage(s.destination);
-        const auto copy = [&] { return tiled ? s.destination : pictures::stored(picture, Storage::Flat); };
-
-        // The model reads windows and no fake tiles. The clipping family ignores windows, but for the one of the source
-        // where there is a mask, and reads the fake tiles of the clip.
-        RGBA32iImage sourceBare = s.source, maskBare = s.mask, clipMaskBare = s.clipMask, clipRead;
-        for (RGBA32iImage *const image : { &sourceBare, &maskBare, &clipMaskBare })
-            image->ClearFlatWindow();
-        s.clip.CopyTo(clipRead, false);
-        const Side source { s.source, s.sourceRect }, mask { s.mask, s.maskRect, s.maskOutsideVisible },
-            clip { clipRead, s.clipRect }, bareMask { maskBare, s.maskRect, s.maskOutsideVisible },
-            clipMask { clipMaskBare, s.clipMaskRect, s.outsideVisible };
-
-        const Canvas untouched(s.destination);
-        Canvas copied = untouched;
-        reference::compose(copied, s.rect, { source }, 3, 256, false);
-        const bool withoutMask = !sourceTiled && !tiled && !maskTiled && s.maskRect.size() == QSize(0, 0);
-        const Canvas composed = expectedFor({ source }, !sourceTiled && !tiled);
-        const Canvas masked = withoutMask && mask.outsideVisible ? composed : expectedFor({ source, nullptr, &mask });
-        const auto checkFrom = [&](const auto &from) {
-            const auto compose = [&](auto &onto) { Compose(from, s.sourceRect, mode_, onto, s.rect, opacity, s.lock); };
-            const auto copyOnto = [&](auto &onto) { ComposeSource(from, s.sourceRect, onto, s.rect); };
-            check("Compose", composed, {}, copy(), compose);
-            check("ComposeSource", copied, {}, copy(), copyOnto);
-            if (!tiled) {
-                check("Compose on a QImage", composed, {}, picture, compose);
-                check("ComposeSource on a QImage", copied, {}, picture, copyOnto);
-            }
-            check("ComposeMaskOn", masked, {}, copy(), [&](auto &onto) {
-                ComposeMaskOn(
-                    from, s.sourceRect, mode_, onto, s.rect, opacity, s.mask, s.maskRect, s.maskOutsideVisible, s.lock);
-            });
-        };
-        checkFrom(s.source);
-        if (!sourceTiled)
-            checkFrom(pictures::toQImage(s.source));
-
-        const bool isMaskRect = !s.clipMaskRect.isEmpty();
-        const QString noClipping = QString::asprintf("ClippingMask composer is missing srcTileMode %d dstTileMode 1 "
-                                                     "clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
-            sourceTiled, clipTiled, isMaskRect, clipMaskTiled);
-        const bool isMasked = isMaskRect && !(sourceTiled && clipTiled && clipMaskTiled);
-        const Side own { isMasked ? s.source : sourceBare, s.sourceRect };
-        const Canvas clipped = tiled ? untouched : expectedFor({ own, &clip, isMasked ? &clipMask : nullptr });
-        check("ComposeClippingMaskOn", clipped, tiled ? noClipping : QString(), copy(), [&](RGBA32iImage &onto) {
-            ComposeClippingMaskOn(s.source, s.sourceRect, mode_, onto, s.rect, s.clip, s.clipRect, s.clipMask,
-                s.clipMaskRect, s.outsideVisible, opacity, s.lock);
-        });
-
-        const QChar action = tiled ? 'L' : twoMasks[twoMasks.indexOf(storages.left(4)) + (isMaskRect ? 5 : 6)];
-        const QString noMasking =
-            QString::asprintf("ClippingMask(Mask) composer is missing srcTileMode %d dstTileMode %d "
-                              "maskTileMode %d clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
-                sourceTiled, tiled, maskTiled, clipTiled, isMaskRect, clipMaskTiled);
-        const Canvas twice = action == 'B' ? expectedFor({ source, &clip, &bareMask, &clipMask })
-            : action == 'X'                ? expectedFor({ source, &clip, &clipMask, &bareMask })
-            : action == 'M'                ? expectedFor({ source, &clip, &bareMask })
-                                           : untouched;
-        check("ComposeClippingMaskAndMaskOn", twice, action == 'L' ? noMasking : QString(), copy(), [&](auto &onto) {
-            ComposeClippingMaskAndMaskOn(s.source, s.sourceRect, mode_, onto, s.rect, opacity, s.clip, s.clipRect,
-                s.clipMask, s.clipMaskRect, s.outsideVisible, s.mask, s.maskRect, s.maskOutsideVisible, s.lock);
-        });
-    }
-}
-
-/// Without the model: Source copies the source inside the mask, and outside of it as told. The mask is 40 by 30.
-void TestCompose::masksByHand()
-{
-    const QRect all(0, 0, 100, 100), late(-15, -4, 100, 100); // starts 15 columns and 4 rows late: the mask moves along
-    const struct {
-        QRect source, mask, covered;
-    } rows[] = {
-        { all, { 0, 0, 40, 30 }, { 0, 0, 40, 30 } },
-        { all, { 0, 0, 7, 9 }, { 0, 0, 7, 9 } },
-        { all, { -10, -5, 30, 20 }, { 10, 5, 20, 15 } },
-        { all, { 20, 20, 50, 50 }, { 0, 0, 20, 10 } },
-        { all, { INT_MAX - 20, 3, 9, 9 }, {} },
-        { late, { 0, 0, 10, 20 }, { 15, 4, 10, 20 } },
-        { late, { 10, 5, 20, 23 }, { 15, 4, 15, 21 } },
-    };
-    const OPRGBA32i under(0xFF0A0B0Cu), red(0xFFFF0000u);
-    RGBA32iImage source(100, 100, true), mask(40, 30, false);
-    std::fill_n(source.TileData(0, true), 128 * 128, red);
-    mask.Fill(0x80000000u);
-    for (const auto &row : rows)
-        for (const bool outsideVisible : { false, true }) {
-            RGBA32iImage destination(100, 100, false);
-            destination.Fill(under);
-            ComposeMaskOn(source, row.source, copying, destination, all, 1.0, mask, row.mask, outsideVisible, false);
-            Canvas expected(destination);
-            for (int i = 0; i < 10000; ++i) {
-                const QPoint p(i % 100, i / 100);
-                const bool shows = all.contains(p + row.source.topLeft());
-                expected.At(p) = shows && row.covered.contains(p) ? OPRGBA32i(0x80FF0000u)
-                    : shows && outsideVisible                     ? red
-                                                                  : under;
-            }
-            VERIFY_SAME(pictures::difference(expected, destination));
+    void scenes_data()
+    {
+        QTest::addColumn<QString>("storages"); // of source, mask, clip, clip mask and destination
+        for (int i = 0; i < 32; ++i) {
+            const QString storages = QString::number(32 + i, 2).mid(1).replace('0', 'F').replace('1', 'T');
+            QTest::newRow(qPrintable(storages)) << storages;
         }
-}
-
-/// Null tiles stay, fake ones may count as content, tiles shared with the source are read as they were, and a mask
-/// without pixels composes nothing.
-void TestCompose::tilesByHand()
-{
-    QRandomGenerator random(3);
-    const QRect r(0, 0, 300, 20);
-    const RGBA32iImage noise = pictures::noise(random, r.size(), Storage::Tiled);
-    RGBA32iImage holed(300, 20, true), fakes(300, 20, true), shared = noise;
-    holed.ReleaseTile(1);
-    Compose(noise, r, copying, holed, r, 1.0, false);
-    ComposeSource(noise, r, holed, r);
-    ComposeMaskOn(noise, r, copying, holed, r, 1.0, noise, r, true, false);
-    QVERIFY(!holed.TileData(1) && !holed.IsFakeTile(0) && !holed.IsFakeTile(2));
-
-    fakes.Fill(0xFFFF0000u);
-    fakes.SetFakeIsContent(true);
-    for (const bool tiled : { false, true }) {
-        RGBA32iImage destination(300, 20, tiled);
-        ComposeSource(fakes, r, destination, r);
-        QCOMPARE(Canvas(destination).At({ 299, 19 }), OPRGBA32i(0xFFFF0000u));
-        ComposeMaskOn(noise, r, copying, destination, r, 1.0, RGBA32iImage(), r, true, false);
-        QCOMPARE(Canvas(destination).At({ 0, 0 }), OPRGBA32i(0xFFFF0000u));
     }
 
-    Canvas expected(noise);
-    reference::compose(expected, r.translated(9, 2), { { noise, r } }, 12, 200, false);
-    Compose(noise, r, KXCompositionMode::Plus, shared, r.translated(9, 2), 200 / 256.0, false);
-    VERIFY_SAME(pictures::difference(expected, shared));
-}
+    /// Every entry on pictures nobody chose, as the model has it: the pixels, which tiles left sharing, the log.
+    void scenes()
+    {
+        // What acts where a clipped source has two masks, by the storages of source, mask, clip and clip mask, with and
+        // without a clip mask rectangle: Both masks, in this order or eXchanged, the Mask, nothing Silently, or a Log.
+        const QString twoMasks =
+            "TTTT LL, TTTF LL, TTFT SS, TTFF BB, TFTF BM, TFTT MM, TFFT XM, TFFF BM, FTTT SM, FTTF BM, "
+            "FTFF BM, FTFT MM, FFTT XM, FFTF BM, FFFT XM, FFFF BM";
+        QFETCH(QString, storages);
+        QRandomGenerator random(qHash(storages, 1));
+        Scene s(random, storages);
+        const bool sourceTiled = s.tiled[0], maskTiled = s.tiled[1], clipTiled = s.tiled[2], clipMaskTiled = s.tiled[3],
+                   tiled = s.tiled[4];
+        for (int round = 0; round < 12; ++round) {
+            s.Move(random, round % 2);
+            const int modes[] = { 0, 13, 38, 3, 57, 24, 4 }, number = modes[round % 7];
+            const auto mode = KXCompositionMode(number);
+            const double opacities[] = { 0.7, 1.2, 1.0, 0.7, 0.0039 }, opacity = opacities[round % 5];
+            const auto expectedFor = [&](const reference::Sides &sides, bool isClamped = true) {
+                Canvas canvas(s.destination);
+                reference::compose(canvas, s.rect, sides, number, reference::opacity256(opacity, isClamped), s.lock);
+                return canvas;
+            };
+            const auto check = [&](const char *entry, const Canvas &expected, const QString &line, auto onto,
+                                   auto call) {
+                QCOMPARE(logOf([&] { call(onto); }, round % 4 == 3).join(' '),
+                    line.isEmpty() ? line : "[src/KXComposer] " + line);
+                const QString text = pictures::difference(expected, onto);
+                QVERIFY2(text.isEmpty(), qPrintable(entry + (' ' + text)));
+                if constexpr (std::is_same_v<decltype(onto), RGBA32iImage>)
+                    VERIFY_SAME(pictures::tileDifference(expected, s.destination, onto));
+            };
+            const QImage picture = pictures::toQImage(s.destination);
+            const auto copy = [&] { return tiled ? s.destination : pictures::stored(picture, Storage::Flat); };
 
-void TestCompose::wrongFormats()
-{
-    RGBA32iImage image(20, 20, false), tiled(20, 20, true);
-    const QRect r(0, 0, 20, 20);
-    QImage right(20, 20, QImage::Format_ARGB32), alsoWrong(20, 20, QImage::Format_RGB16);
-    right.fill(0x11223344u);
-    const auto line = [](int format) { return QString("[src/KXComposer] Wrong input qimage format %1").arg(format); };
-    const auto compose = [&](const auto &from, auto &onto) { Compose(from, r, multiply, onto, r, 1.0, false); };
-    for (const auto format : { QImage::Format_Invalid, QImage::Format_RGB32, QImage::Format_ARGB32_Premultiplied,
-             QImage::Format_Indexed8, QImage::Format_RGBA8888 }) {
-        QImage wrong(20, 20, format);
-        wrong.fill(1);
-        const QImage wrongBefore = wrong.copy();
-        const std::function<void()> refused[] = {
-            [&] { compose(wrong, right); },
-            [&] { compose(right, wrong); },
-            [&] { compose(wrong, tiled); },
-            [&] { compose(image, wrong); },
-            [&] { ComposeSource(wrong, r, right, r); },
-            [&] { ComposeMaskOn(wrong, r, multiply, tiled, r, 1.0, image, r, true, false); },
-            // Before every other test: the rectangles, the mode, the opacity.
-            [&] { Compose(wrong, QRect(), KXCompositionMode::Destination, image, r, 0, false); },
-            [&] { ComposeMaskOn(wrong, QRect(), multiply, image, r, 0, image, r, true, false); },
+            // The model reads windows and no fake tiles. The clipping family ignores windows, but for the one of the source
+            // where there is a mask, and reads the fake tiles of the clip.
+            RGBA32iImage sourceBare = s.source, maskBare = s.mask, clipMaskBare = s.clipMask, clipRead;
+            for (RGBA32iImage *const image : { &sourceBare, &maskBare, &clipMaskBare })
+                image->ClearFlatWindow();
+            s.clip.CopyTo(clipRead, false);
+            const Side source { s.source, s.sourceRect }, mask { s.mask, s.maskRect, s.maskOutsideVisible },
+                clip { clipRead, s.clipRect }, bareMask { maskBare, s.maskRect, s.maskOutsideVisible },
+                clipMask { clipMaskBare, s.clipMaskRect, s.outsideVisible };
+
+            const Canvas untouched(s.destination);
+            Canvas copied = untouched;
+            reference::compose(copied, s.rect, { source }, 3, 256, false);
+            const bool withoutMask = !sourceTiled && !tiled && !maskTiled && s.maskRect.size() == QSize(0, 0);
+            const Canvas composed = expectedFor({ source }, !sourceTiled && !tiled);
+            const Canvas masked =
+                withoutMask && mask.outsideVisible ? composed : expectedFor({ source, nullptr, &mask });
+            const auto checkFrom = [&](const auto &from) {
+                const auto compose = [&](auto &onto) {
+                    Compose(from, s.sourceRect, mode, onto, s.rect, opacity, s.lock);
+                };
+                const auto copyOnto = [&](auto &onto) { ComposeSource(from, s.sourceRect, onto, s.rect); };
+                check("Compose", composed, {}, copy(), compose);
+                check("ComposeSource", copied, {}, copy(), copyOnto);
+                if (!tiled) {
+                    check("Compose on a QImage", composed, {}, picture, compose);
+                    check("ComposeSource on a QImage", copied, {}, picture, copyOnto);
+                }
+                check("ComposeMaskOn", masked, {}, copy(), [&](auto &onto) {
+                    ComposeMaskOn(from, s.sourceRect, mode, onto, s.rect, opacity, s.mask, s.maskRect,
+                        s.maskOutsideVisible, s.lock);
+                });
+            };
+            checkFrom(s.source);
+            if (!sourceTiled)
+                checkFrom(pictures::toQImage(s.source));
+
+            const bool isMaskRect = !s.clipMaskRect.isEmpty();
+            const QString noClipping =
+                QString::asprintf("ClippingMask composer is missing srcTileMode %d dstTileMode 1 "
+                                  "clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
+                    sourceTiled, clipTiled, isMaskRect, clipMaskTiled);
+            const bool isMasked = isMaskRect && !(sourceTiled && clipTiled && clipMaskTiled);
+            const Side own { isMasked ? s.source : sourceBare, s.sourceRect };
+            const Canvas clipped = tiled ? untouched : expectedFor({ own, &clip, isMasked ? &clipMask : nullptr });
+            check("ComposeClippingMaskOn", clipped, tiled ? noClipping : QString(), copy(), [&](RGBA32iImage &onto) {
+                ComposeClippingMaskOn(s.source, s.sourceRect, mode, onto, s.rect, s.clip, s.clipRect, s.clipMask,
+                    s.clipMaskRect, s.outsideVisible, opacity, s.lock);
+            });
+
+            const QChar action = tiled ? 'L' : twoMasks[twoMasks.indexOf(storages.left(4)) + (isMaskRect ? 5 : 6)];
+            const QString noMasking =
+                QString::asprintf("ClippingMask(Mask) composer is missing srcTileMode %d dstTileMode %d "
+                                  "maskTileMode %d clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
+                    sourceTiled, tiled, maskTiled, clipTiled, isMaskRect, clipMaskTiled);
+            const Canvas twice = action == 'B' ? expectedFor({ source, &clip, &bareMask, &clipMask })
+                : action == 'X'                ? expectedFor({ source, &clip, &clipMask, &bareMask })
+                : action == 'M'                ? expectedFor({ source, &clip, &bareMask })
+                                               : untouched;
+            check(
+                "ComposeClippingMaskAndMaskOn", twice, action == 'L' ? noMasking : QString(), copy(), [&](auto &onto) {
+                    ComposeClippingMaskAndMaskOn(s.source, s.sourceRect, mode, onto, s.rect, opacity, s.clip,
+                        s.clipRect, s.clipMask, s.clipMaskRect, s.outsideVisible, s.mask, s.maskRect,
+                        s.maskOutsideVisible, s.lock);
+                });
+        }
+    }
+
+    /// Null tiles stay, fake ones may count as content, tiles shared with the source are read as they were, and a mask
+    /// without pixels composes nothing.
+    void tilesByHand()
+    {
+        QRandomGenerator random(3);
+        const QRect r(0, 0, 300, 20);
+        const RGBA32iImage noise = pictures::noise(random, r.size(), Storage::Tiled);
+        RGBA32iImage holed(300, 20, true), fakes(300, 20, true), shared = noise;
+        holed.ReleaseTile(1);
+        Compose(noise, r, copying, holed, r, 1.0, false);
+        ComposeSource(noise, r, holed, r);
+        ComposeMaskOn(noise, r, copying, holed, r, 1.0, noise, r, true, false);
+        QVERIFY(!holed.TileData(1) && !holed.IsFakeTile(0) && !holed.IsFakeTile(2));
+
+        fakes.Fill(0xFFFF0000u);
+        fakes.SetFakeIsContent(true);
+        for (const bool tiled : { false, true }) {
+            RGBA32iImage destination(300, 20, tiled);
+            ComposeSource(fakes, r, destination, r);
+            QCOMPARE(Canvas(destination).At({ 299, 19 }), OPRGBA32i(0xFFFF0000u));
+            ComposeMaskOn(noise, r, copying, destination, r, 1.0, RGBA32iImage(), r, true, false);
+            QCOMPARE(Canvas(destination).At({ 0, 0 }), OPRGBA32i(0xFFFF0000u));
+        }
+
+        Canvas expected(noise);
+        reference::compose(expected, r.translated(9, 2), { { noise, r } }, 12, 200, false);
+        Compose(noise, r, KXCompositionMode::Plus, shared, r.translated(9, 2), 200 / 256.0, false);
+        VERIFY_SAME(pictures::difference(expected, shared));
+    }
+
+    void wrongFormats()
+    {
+        RGBA32iImage image(20, 20, false), tiled(20, 20, true);
+        const QRect r(0, 0, 20, 20);
+        QImage right(20, 20, QImage::Format_ARGB32), alsoWrong(20, 20, QImage::Format_RGB16);
+        right.fill(0x11223344u);
+        const auto line = [](int format) {
+            return QString("[src/KXComposer] Wrong input qimage format %1").arg(format);
         };
-        for (const auto &call : refused)
-            QCOMPARE(logOf(call), QStringList(line(format)));
-        // Both are refused, the source first.
-        const QStringList twice { line(format), line(QImage::Format_RGB16) };
-        QCOMPARE(logOf([&] { compose(wrong, alsoWrong); }), twice);
-        QCOMPARE(logOf([&] { ComposeSource(wrong, r, alsoWrong, r); }), twice);
-        QCOMPARE(wrong, wrongBefore);
-        QCOMPARE(right.pixel(19, 19), 0x11223344u);
-        QVERIFY(tiled.IsFakeTile(0) && image.Bits()[0] == OPRGBA32i());
+        const auto compose = [&](const auto &from, auto &onto) { Compose(from, r, multiply, onto, r, 1.0, false); };
+        for (const auto format :
+            { QImage::Format_Invalid, QImage::Format_ARGB32_Premultiplied, QImage::Format_Indexed8 }) {
+            QImage wrong(20, 20, format);
+            wrong.fill(1);
+            const QImage wrongBefore = wrong.copy();
+            const std::function<void()> refused[] = {
+                [&] { compose(wrong, right); },
+                [&] { compose(right, wrong); },
+                [&] { compose(wrong, tiled); },
+                [&] { compose(image, wrong); },
+                [&] { ComposeSource(wrong, r, right, r); },
+                [&] { ComposeMaskOn(wrong, r, multiply, tiled, r, 1.0, image, r, true, false); },
+                // Before every other test: the rectangles, the mode, the opacity.
+                [&] { Compose(wrong, QRect(), KXCompositionMode::Destination, image, r, 0, false); },
+                [&] { ComposeMaskOn(wrong, QRect(), multiply, image, r, 0, image, r, true, false); },
+            };
+            for (const auto &call : refused)
+                QCOMPARE(logOf(call), QStringList(line(format)));
+            // Both are refused, the source first.
+            const QStringList twice { line(format), line(QImage::Format_RGB16) };
+            QCOMPARE(logOf([&] { compose(wrong, alsoWrong); }), twice);
+            QCOMPARE(logOf([&] { ComposeSource(wrong, r, alsoWrong, r); }), twice);
+            QCOMPARE(wrong, wrongBefore);
+            QCOMPARE(right.pixel(19, 19), 0x11223344u);
+            QVERIFY(tiled.IsFakeTile(0) && image.Bits()[0] == OPRGBA32i());
+        }
     }
-}
+};
 
 KXCORE_TEST_MAIN(TestCompose)
 #include "tst_compose.moc"
