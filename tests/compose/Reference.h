@@ -34,7 +34,6 @@ OPRGBA32i eachColour(OPRGBA32i s, OPRGBA32i d, Word alpha, Channel channel)
 using Mix = Wide (*)(Wide s, Wide d);
 inline const std::map<int, Mix> &mixes()
 {
-    static const Mix sum = [](Wide s, Wide d) { return s + d; };
     static const Mix excess = [](Wide s, Wide d) { return std::max<Wide>(s + d - 255, 0); };
     static const Mix overlay = [](Wide s, Wide d) {
         return d < 128 ? 2 * s * d / 255 : 255 + (s - 255) * (255 - d) * 2 / 255;
@@ -51,7 +50,7 @@ inline const std::map<int, Mix> &mixes()
     };
     static const std::map<int, Mix> all {
         { 0, [](Wide s, Wide) { return s; } },
-        { 12, sum },
+        { 12, [](Wide s, Wide d) { return s + d; } },
         { 13, [](Wide s, Wide d) { return s * d / 255; } },
         { 14, [](Wide s, Wide d) { return 255 - (((255 - s) * (255 - d)) >> 8); } },
         { 15, overlay },
@@ -64,7 +63,7 @@ inline const std::map<int, Mix> &mixes()
         { 22, [](Wide s, Wide d) { return std::abs(s - d); } },
         { 23, [](Wide s, Wide d) { return s + d - 2 * s * d / 255; } },
         { 48, excess },
-        { 49, sum },
+        { 49, [](Wide s, Wide d) { return s + d; } },
         { 50, excess },
         { 51, [](Wide s, Wide d) { return d < 128 ? std::max<Wide>(s + 2 * d - 255, 0) : s + 2 * d - 256; } },
         { 52, vividLight },
