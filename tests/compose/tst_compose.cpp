@@ -26,7 +26,7 @@ struct Scene {
     {
     }
 
-    /// New rectangles, over any edge and of any size or odd, and flags; with @p windows also new flat windows on source
+    /// New rectangles, over any edge and of any size or odd, often masks without one, and flags; with @p windows also new flat windows on source
     /// and masks, near and far.
     void Move(QRandomGenerator &random, bool windows)
     {
@@ -36,6 +36,9 @@ struct Scene {
             *each = random.bounded(9) == 0 ? odd[random.bounded(6)]
                                            : QRect(random.bounded(-40, 120), random.bounded(-40, 90),
                                                random.bounded(60, 300), random.bounded(60, 220));
+        for (QRect *const each : { &maskRect, &clipMaskRect })
+            if (random.bounded(3) == 0)
+                each->setSize(QSize(0, 0));
         outsideVisible = random.bounded(2);
         maskOutsideVisible = random.bounded(2);
         lock = random.bounded(4) == 0;
@@ -172,9 +175,9 @@ private Q_SLOTS:
         Scene s(random, storages);
         const bool sourceTiled = s.tiled[0], maskTiled = s.tiled[1], clipTiled = s.tiled[2], clipMaskTiled = s.tiled[3],
                    tiled = s.tiled[4];
-        for (int round = 0; round < 12; ++round) {
+        for (int round = 0; round < 24; ++round) {
             s.Move(random, round % 2);
-            const int modes[] = { 0, 13, 38, 3, 57, 24, 4 }, number = modes[round % 7];
+            const int modes[] = { 0, 13, 57, 3, 38, 24, 4 }, number = modes[round % 7];
             const auto mode = KXCompositionMode(number);
             const double opacities[] = { 0.7, 1.2, 1.0, 0.7, 0.0039 }, opacity = opacities[round % 5];
             const auto expectedFor = [&](const Sides &sides, bool isClamped = true) {

@@ -64,8 +64,8 @@ private Q_SLOTS:
             std::tuple<QString, QString, QString>; // the photo, the folder to write into, and what the error names
         std::vector<Row> rows { { "photo.png", at("text.png"), "text.png" },
             { "photo.png", at("text.png/below/it"), "text.png/below/it" }, { "photo.png", "/proc/tour", "/proc/tour" },
-            { "photo.png", "", "''" } };
-        for (const char *photo : { "missing.png", "empty.jpg", "text.png", "cut.png", "huge.png", "folder" })
+            { "photo.png", "", "''" }, { "huge.png", at("out"), "100 megapixels" } };
+        for (const char *photo : { "missing.png", "empty.jpg", "text.png", "cut.png", "folder" })
             rows.push_back({ photo, at("out"), photo });
         for (const auto &[photo, out, named] : rows) {
             const Outcome outcome = run({ at(photo), "--out", out });
