@@ -136,6 +136,26 @@ inline void premultipliedMean(Picture &picture, const QRect &rect, Qt::Orientati
     });
 }
 
+/// Gives the colours of @p rect, but not of its last row, the value @p formula(colour, alpha).
+template <class Formula>
+void allButTheLastRow(Picture &picture, const QRect &rect, Formula formula)
+{
+    for (int y = rect.top(); y < rect.bottom(); ++y)
+        for (int x = rect.left(); x <= rect.right(); ++x)
+            picture.at(x, y) = pixelOf(
+                [&, p = picture.at(x, y)](int c) { return c == 3 ? p.a : formula(int(channel(p, c)), int(p.a)); });
+}
+
+inline void premultiply(Picture &picture, const QRect &rect)
+{
+    allButTheLastRow(picture, rect, [](int c, int a) { return (c * a + 127) / 255; });
+}
+
+inline void makeStraight(Picture &picture, const QRect &rect)
+{
+    allButTheLastRow(picture, rect, [](int c, int a) { return a == 0 ? 0 : (c * 255 + a / 2) / a; });
+}
+
 /// Empty when the two are alike, otherwise the first difference.
 inline QString difference(const Picture &actual, const Picture &expected)
 {
