@@ -70,6 +70,9 @@ class TestProfiles : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    /// Walks over images need two processors.
+    void initTestCase() { qputenv("KXCORE_TEST_PROCESSORS", QByteArray::number(qMax(2, QThread::idealThreadCount()))); }
+
     void emptyProfilesAndImpossibleSizesAreHarmless()
     {
         const QString never = m_folder.filePath("never");
@@ -210,21 +213,17 @@ private Q_SLOTS:
         Pixels pixels(100000); // more than a thread remembers; greys come over and over
         for (OPRGBA32i &pixel : pixels)
             pixel = random() % 4 ? OPRGBA32i(unsigned(random())) : OPRGBA32i(0x01010101 * (random() % 256));
-        std::vector<KXCMSTransform> transforms;
-        std::vector<Pixels> expected;
-        const auto add = [&](const QByteArray &from, const QByteArray &to) {
-            transforms.emplace_back(loaded(from), loaded(to));
-            expected.push_back(direct(from, to, pixels));
-        };
         const QByteArray tables4 = profiles::rgbTables4();
-        add(srgb, wide), add(linear, srgb), add(tables, srgb), add(srgb, tables4), add(tables4, tables);
+        std::vector<std::pair<KXCMSTransform, Pixels>> conversions;
+        for (const auto &[from, to] : { std::pair(srgb, wide), { linear, srgb }, { tables, srgb }, { srgb, tables4 } })
+            conversions.emplace_back(KXCMSTransform(loaded(from), loaded(to)), direct(from, to, pixels));
         std::atomic<int> wrong { 0 };
         std::vector<std::thread> threads;
         for (int thread = 0; thread < 8; ++thread)
             threads.emplace_back([&] {
-                for (size_t i = 0; i < expected.size(); ++i) {
-                    wrong += converted(transforms[i], pixels) != expected[i];
-                    wrong += converted(KXCMSTransform(transforms[i]), pixels) != expected[i];
+                for (const auto &[transform, expected] : conversions) {
+                    wrong += converted(transform, pixels) != expected;
+                    wrong += converted(KXCMSTransform(transform), pixels) != expected;
                 }
             });
         for (std::thread &thread : threads)
@@ -279,8 +278,6 @@ private Q_SLOTS:
     /// A gradient through the walks over images, there and back, against one call of Little CMS.
     void images()
     {
-        if (std::thread::hardware_concurrency() < 2)
-            QSKIP("walks over images need two processors");
         const int width = 300, height = 200;
         Pixels pixels(width * height);
         for (int i = 0; i < pixels.size(); ++i)

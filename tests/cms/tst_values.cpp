@@ -22,8 +22,7 @@ private Q_SLOTS:
         const std::tuple<Element::Type, int, const char *, const char *> rows[] = {
             { Element::Unknown, 0, "Unkonwn", "An unkonwn EXIF tag." }, // spelled so on purpose
             { Element::Type(6), 266, "Fill order", "The logical order of bits within a byte." },
-            { Element::Type(36), 33423, "Battery level",
-                "Contains a value of the battery level as a fraction or string." },
+            { Element::Type(52), 37378, "Aperture", "The lens aperture. The unit is the APEX value." },
             { Element::Type(58), 37384, "Light source", "The kind of light source." },
             { Element::Type(80), 0, "", "" },
             { Element::Type(-1), 0, "", "" },

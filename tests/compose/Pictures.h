@@ -92,10 +92,3 @@ inline QString tileDifference(const Canvas &expected, const RGBA32iImage &before
 }
 
 } // namespace pictures
-
-/// Fails the running test with the text of a difference, if there is one.
-#define VERIFY_SAME(differenceText)                                                                                    \
-    do {                                                                                                               \
-        const QString text = differenceText;                                                                           \
-        QVERIFY2(text.isEmpty(), qPrintable(text));                                                                    \
-    } while (false)
