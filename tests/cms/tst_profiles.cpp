@@ -163,20 +163,19 @@ private Q_SLOTS:
 
     void badDataIsRefused()
     {
-        const QByteArray good = srgb, table = tables;
         const auto changed = [](QByteArray bytes, int at, quint32 value) { return setWord(bytes, at, value), bytes; };
-        const int curve = good.indexOf("rTRC"), colorant = good.indexOf("rXYZ"), lut = table.indexOf("A2B0");
+        const int curve = srgb.indexOf("rTRC"), colorant = srgb.indexOf("rXYZ"), lut = tables.indexOf("A2B0");
         const std::pair<const char *, QByteArray> cases[] = {
-            { "no signature", changed(good, 36, 0) },
-            { "says one byte more", changed(good, 0, quint32(good.size()) + 1) },
-            { "says just the header", changed(good, 0, 128) },
-            { "more tags than the directory holds", changed(good, 128, word(good, 128) + 60) },
-            { "tag behind the end", changed(good, curve + 4, quint32(good.size())) },
-            { "tag of 4 GiB", changed(good, curve + 8, 0xffffffff) },
-            { "tag around the end of 32 bits", changed(good, good.indexOf("desc") + 4, 0xfffffff0) },
-            { "curve of no known type", changed(good, int(word(good, curve + 4)), 0) },
-            { "colorant of no known type", changed(good, int(word(good, colorant + 4)), 0) },
-            { "table of 255^15 points", changed(table, int(word(table, lut + 4)) + 8, 0x0f0fff00) },
+            { "no signature", changed(srgb, 36, 0) },
+            { "says one byte more", changed(srgb, 0, quint32(srgb.size()) + 1) },
+            { "says just the header", changed(srgb, 0, 128) },
+            { "more tags than the directory holds", changed(srgb, 128, word(srgb, 128) + 60) },
+            { "tag behind the end", changed(srgb, curve + 4, quint32(srgb.size())) },
+            { "tag of 4 GiB", changed(srgb, curve + 8, 0xffffffff) },
+            { "tag around the end of 32 bits", changed(srgb, srgb.indexOf("desc") + 4, 0xfffffff0) },
+            { "curve of no known type", changed(srgb, int(word(srgb, curve + 4)), 0) },
+            { "colorant of no known type", changed(srgb, int(word(srgb, colorant + 4)), 0) },
+            { "table of 255^15 points", changed(tables, int(word(tables, lut + 4)) + 8, 0x0f0fff00) },
             { "a long chain of one small element", chain(33, 2) },
             { "a short chain of one large element", chain(32, 40) },
         };

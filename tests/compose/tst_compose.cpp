@@ -195,8 +195,8 @@ private Q_SLOTS:
             const QImage picture = pictures::toQImage(s.destination);
             const auto copy = [&] { return tiled ? s.destination : pictures::stored(picture, Storage::Flat); };
 
-            // The model reads windows and no fake tiles. The clipping family ignores windows, but for the one of the source
-            // where there is a mask, and reads the fake tiles of the clip.
+            // The model reads windows and no fake tiles. The clipping family ignores windows, but for the one of the
+            // source where there is a mask, and reads the fake tiles of the clip.
             RGBA32iImage sourceBare = s.source, maskBare = s.mask, clipMaskBare = s.clipMask, clipRead;
             for (RGBA32iImage *const image : { &sourceBare, &maskBare, &clipMaskBare })
                 image->ClearFlatWindow();
