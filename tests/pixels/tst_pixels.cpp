@@ -4,6 +4,7 @@
 #include "KXPixels.h"
 
 #include <QtCore/QFloat16>
+#include <QtGui/QImage>
 
 #include <cmath>
 
