@@ -82,6 +82,15 @@ private Q_SLOTS:
             { Row { 0, 10, 0 }, Row { -1, 10, 0 }, Row { 1, 10, 1 }, Row { 4, 1000, 1 }, Row { 7, 3, 1 } })
             QCOMPARE(handedOut(rows, [w = workers, r = rows](auto take) { workers::forEachRow(w, r, take); }),
                 std::vector<int>(size_t(rows), times));
+        for (const int count : { 1, 3, 20 }) // chunks of ten rows, of three and one left, of one
+            QCOMPARE(handedOut(10,
+                         [count](auto take) {
+                             workers::forEachChunk(count, 10, [take](int first, int last) {
+                                 for (int i = first; i < last; ++i)
+                                     take(i);
+                             });
+                         }),
+                std::vector<int>(10, 1));
     }
 
     void items()
@@ -102,24 +111,6 @@ private Q_SLOTS:
         workers::forEachItem(
             8, last - 5, last, [&] { return [&](int i) { return (count += i >= last - 5 ? 1 : 1000) > 0; }; });
         QCOMPARE(count.load(), 5);
-    }
-
-    void chunks()
-    {
-        const struct {
-            int workers, rows;
-            QMap<int, int> expected; // first and last of each chunk
-        } cases[] = { { 3, 10, { { 0, 3 }, { 3, 6 }, { 6, 9 }, { 9, 10 } } },
-            { 5, 3, { { 0, 1 }, { 1, 2 }, { 2, 3 } } }, { 1, 4, { { 0, 4 } } }, { 2, 0, {} } };
-        for (const auto &each : cases) {
-            QMutex mutex;
-            QMap<int, int> chunks;
-            workers::forEachChunk(each.workers, each.rows, [&](int first, int last) {
-                const QMutexLocker lock(&mutex);
-                chunks.insert(first, last);
-            });
-            QCOMPARE(chunks, each.expected);
-        }
     }
 
     void counts()
