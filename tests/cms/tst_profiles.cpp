@@ -249,8 +249,8 @@ private Q_SLOTS:
         QVERIFY(assigned.IsEmpty() && !copy.IsEmpty());
     }
 
-    /// A gradient with noise between its rows, in all more colours than a thread remembers, through the walks over images,
-    /// there and back, against one call of Little CMS. All workers use one transform.
+    /// A gradient with noise between its rows, in all more colours than a thread remembers, through the walks over
+    /// images, there and back, against one call of Little CMS. All workers use one transform.
     void images()
     {
         const int width = 300, height = 200;

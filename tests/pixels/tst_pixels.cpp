@@ -100,8 +100,8 @@ private Q_SLOTS:
 
     void cmyk()
     {
-        // Without a full channel nothing but alpha comes over; with one, black is 1 and an ink about 256 - c. For some c,
-        // 43, 123, 253 and 254 among them, the sum in double precision falls just below that, and one less remains.
+        // Without a full channel nothing but alpha comes over; with one, black is 1 and an ink about 256 - c. For some
+        // c, 43, 123, 253 and 254 among them, the sum in double precision falls just below that, and one less remains.
         const Cases to = { { { 200, 100, 50, 7 }, { 0, 0, 0, 0, 7 } }, { { 254, 254, 254, 255 }, { 0, 0, 0, 0, 255 } },
             { { 255, 0, 0, 255 }, { 1, 255, 255, 1, 255 } }, { { 255, 255, 255, 0 }, { 1, 1, 1, 1, 0 } },
             { { 10, 255, 77, 3 }, { 246, 1, 179, 1, 3 } }, { { 128, 1, 255, 9 }, { 128, 255, 1, 1, 9 } },

@@ -82,15 +82,16 @@ private Q_SLOTS:
             { Row { 0, 10, 0 }, Row { -1, 10, 0 }, Row { 1, 10, 1 }, Row { 4, 1000, 1 }, Row { 7, 3, 1 } })
             QCOMPARE(handedOut(rows, [w = workers, r = rows](auto take) { workers::forEachRow(w, r, take); }),
                 std::vector<int>(size_t(rows), times));
-        for (const int count : { 1, 3, 20 }) // chunks of ten rows, of three and one left, of one
-            QCOMPARE(handedOut(10,
-                         [count](auto take) {
-                             workers::forEachChunk(count, 10, [take](int first, int last) {
-                                 for (int i = first; i < last; ++i)
-                                     take(i);
-                             });
-                         }),
-                std::vector<int>(10, 1));
+        // Chunks of ten rows, of three and one left, of one.
+        for (const int count : { 1, 3, 20 }) {
+            const auto loop = [count](auto take) {
+                workers::forEachChunk(count, 10, [take](int first, int last) {
+                    for (int i = first; i < last; ++i)
+                        take(i);
+                });
+            };
+            QCOMPARE(handedOut(10, loop), std::vector<int>(10, 1));
+        }
     }
 
     void items()
@@ -135,8 +136,8 @@ private Q_SLOTS:
         QVERIFY(seen[5] == 0 && std::count(seen.begin(), seen.end(), 1) == 199); // the others do all the rest
         QVERIFY_EXCEPTION_THROWN(workers::run(2, [] { throw Refusal(); }), Refusal);
         QVERIFY_EXCEPTION_THROWN(workers::run(2, [] { throw 7; }), QUnhandledException);
-        // Several workers throw: the first one's leaves, in the order in which they were started. On a pool of one thread
-        // they also run in that order.
+        // Several workers throw: the first one's leaves, in the order in which they were started. On a pool of one
+        // thread they also run in that order.
         std::atomic<int> started { 0 };
         QString first;
         QVERIFY(testing::onPool(1, 1, [&] {

@@ -79,7 +79,7 @@ private Q_SLOTS:
     {
         writePhoto("grey.png", { 300, 200 }, QImage::Format_RGB32);
         QCOMPARE(QProcess::execute(README, { at("grey.png"), at("glow.png") }), 0);
-        // Screen of 100 with 100 is 255 - (155 * 155 >> 8) = 162; at 179 of 256, 178 of 255, (162 * 178 + 100 * 77) / 255.
+        // Screen of 100 with 100 is 255 - (155 * 155 >> 8) = 162; at 178 of 255, (162 * 178 + 100 * 77) / 255.
         QCOMPARE(QImage(at("glow.png")).pixelColor(150, 100), QColor(143, 143, 143));
     }
 
