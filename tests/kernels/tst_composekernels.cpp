@@ -155,20 +155,6 @@ private Q_SLOTS:
             }
     }
 
-    void wholeImages()
-    {
-        for (const bool tiledSource : { false, true })
-            for (const bool tiledDestination : { false, true }) {
-                Pictures p(301, 263, tiledSource, tiledDestination);
-                for (const QRect &rect : { QRect(0, 0, 301, 263), QRect(-17, 5, 290, 400), QRect(130, 100, 500, 30) })
-                    for (const Form form : forms)
-                        if (!tiledDestination || form == Bare || form == Masked) // there are no others
-                            COMPARE_FORM(form, p, rect, KXCompositionMode::SoftLight, 0.7, false,
-                                QString("%1tiled to %2tiled")
-                                    .arg(tiledSource ? "" : "un", tiledDestination ? "" : "un"));
-            }
-    }
-
     /// An image laid on itself, moved: each pixel reads what the pixels before it, row by row, wrote. The rows of a flat
     /// image are shared out among workers, so there it can only move along them.
     void overlapsItself()

@@ -2,14 +2,80 @@
 #include "KXKernels.h"
 #include "TestSupport.h"
 #include "color/Blocks.h"
-#include "kernels/Rows.h"
 #include "lines/Convolve.h"
+#include "lines/Pictures.h"
 
-using testing::Line;
-using testing::Row;
 using Taps = std::vector<short>;
 
 namespace {
+
+using Line = std::vector<OPRGBA32i>;
+
+/// The symbol @p name of the module, or null without a module.
+template <class Function>
+Function *fromModule(const char *name)
+{
+    const AVX2LIB *module = AVX2LIB::Instance();
+    return module ? reinterpret_cast<Function *>(module->GetProcAddress(name)) : nullptr;
+}
+
+/// A row of pixels that begins @p offset pixels behind a 32-byte boundary, between two guards.
+class Row {
+public:
+    Row(int offset, int length)
+        : m_pixels(size_t(guard + offset + length + guard + 8), guardPixel)
+        , m_offset(guard + offset)
+        , m_length(length)
+    {
+        while (reinterpret_cast<quintptr>(m_pixels.data() + m_offset - offset) % 32 != 0)
+            ++m_offset;
+    }
+
+    static Row random(int offset, int length, QRandomGenerator &random)
+    {
+        Row row(offset, length);
+        for (int i = 0; i < length; ++i)
+            row[i] = testing::saltedPixel(random);
+        return row;
+    }
+
+    OPRGBA32i *pixels() { return m_pixels.data() + m_offset; }
+    unsigned *words() { return reinterpret_cast<unsigned *>(pixels()); }
+    OPRGBA32i &operator[](int i) { return pixels()[i]; }
+    int length() const { return m_length; }
+
+    /// Whether nothing outside the row was written.
+    bool isGuardIntact() const
+    {
+        for (int i = 0; i < int(m_pixels.size()); ++i)
+            if ((i < m_offset || i >= m_offset + m_length) && m_pixels[size_t(i)] != guardPixel)
+                return false;
+        return true;
+    }
+
+    Row(Row &&) = default; // moving keeps the heap block, and so the alignment
+
+private:
+    static constexpr int guard = 16;
+    static constexpr OPRGBA32i guardPixel { 0xC3A5C3A5 };
+
+    Line m_pixels;
+    int m_offset, m_length;
+};
+
+/// Empty when the pixels are the @p expected ones, otherwise the first difference.
+QString difference(const OPRGBA32i *actual, const Line &expected)
+{
+    const auto [e, a] = std::mismatch(expected.begin(), expected.end(), actual);
+    return e == expected.end() ? QString()
+                               : QString::asprintf("pixel %d of %d: expected %08x, got %08x", int(e - expected.begin()),
+                                   int(expected.size()), e->word, a->word);
+}
+
+/// Compares a row, and says where in the test's loops it was when it fails.
+#define COMPARE_ROW(row, expected, where)                                                                              \
+    VERIFY_SAME_AT(difference(row.pixels(), expected), where);                                                         \
+    QVERIFY2(row.isGuardIntact(), qPrintable(where + QString(": written beyond the row")))
 
 using Block = void(unsigned char *, bool);
 using Slide = void(OPRGBABlurAccumulatorBase *, OPRGBA32i *, OPRGBA32i *, int, int, int, int, int);
@@ -32,7 +98,7 @@ void compareBlocks(const char *name, const BaseTransformation &plain, Formula fo
             expected.push_back(testing::pixelOf([&](int c) { return c == 3 ? alpha : formula(channels[c], alpha); }));
             plain(single[k]);
         }
-        testing::kernel<Block>(name)(reinterpret_cast<unsigned char *>(fast.pixels()), blocks::flag);
+        fromModule<Block>(name)(reinterpret_cast<unsigned char *>(fast.pixels()), blocks::flag);
         COMPARE_ROW(fast, expected, QString("block %1").arg(block));
         COMPARE_ROW(single, expected, QString("plain, block %1").arg(block));
     }
@@ -72,7 +138,7 @@ private Q_SLOTS:
     {
         if (!AVX2LIB::Instance() && QTest::currentTestFunction() != QByteArray("convolution"))
             QSKIP("no kernel module, or no AVX2");
-        m_slide = testing::kernel<Slide>("LineHandlerAVX2");
+        m_slide = fromModule<Slide>("LineHandlerAVX2");
     }
 
     void alphaBlocks()
@@ -144,7 +210,7 @@ private Q_SLOTS:
         for (const int amount : { 0, 1, 11, 137, -1, -299, 100000, 8000000, INT_MAX, INT_MIN })
             checkLineKernel(OPSimpleSharpenKernel1D(amount), QString("sharpen by %1").arg(amount));
 
-        const auto run = testing::kernel<RunKernel>("LineHandlerConvolutionAVX2");
+        const auto run = fromModule<RunKernel>("LineHandlerConvolutionAVX2");
         OPSimpleSharpenKernel1D kernel(10);
         Line line(4, OPRGBA32i(0xFF102030u));
         run(&kernel); // no line at all
@@ -206,7 +272,7 @@ private Q_SLOTS:
                     }));
                 const QString where = QString("offset %1, length %2").arg(offset).arg(length);
                 Row fast(offset, length), plain(offset, length), single(offset, length);
-                if (const auto convolve = testing::kernel<Convolve>("KXIterativeConvolutionFast1DAVX2Convolve")) {
+                if (const auto convolve = fromModule<Convolve>("KXIterativeConvolutionFast1DAVX2Convolve")) {
                     convolve(source.words(), fast.words(), unsigned(length), taps);
                     COMPARE_ROW(fast, expected, "module, " + where);
                 }
@@ -269,8 +335,8 @@ private:
                 for (int i = 0; i < length; ++i)
                     kernel(i);
                 kernel.SetDestination(&actual);
-                testing::kernel<RunKernel>("LineHandlerConvolutionAVX2")(&kernel);
-                VERIFY_SAME_AT(testing::difference(actual.data(), expected), name + QString(", offset %1").arg(offset));
+                fromModule<RunKernel>("LineHandlerConvolutionAVX2")(&kernel);
+                VERIFY_SAME_AT(difference(actual.data(), expected), name + QString(", offset %1").arg(offset));
             }
     }
 
