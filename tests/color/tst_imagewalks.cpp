@@ -2,11 +2,14 @@
 
 #include "OPTransformImageColors.h"
 #include "color/Blocks.h"
+#include "lines/Pictures.h"
 
 #include <QtCore/QThreadPool>
 
 #include <stdexcept>
 #include <thread>
+
+using testing::Picture;
 
 namespace {
 
@@ -47,25 +50,6 @@ public:
     std::vector<uchar> by { 1 };
 };
 
-enum Storage { Flat, Tiled };
-
-/// Tiles are private, so that each pixel is one of its own.
-RGBA32iImage image(Storage storage, int width, int height)
-{
-    RGBA32iImage result(width, height, storage == Tiled);
-    for (int i = 0; i < result.TilesX() * result.TilesY(); ++i)
-        result.TileData(i, true);
-    return result;
-}
-
-unsigned at(const QImage &image, int x, int y) { return image.pixel(x, y); }
-unsigned at(const RGBA32iImage &image, int x, int y)
-{
-    OPRGBA32i pixel;
-    image.ReadRow(unsigned(y), unsigned(x), &pixel, 4);
-    return pixel.word;
-}
-
 const std::atomic<bool> goOn { false };
 
 enum Form { Plain, Iterative, Located };
@@ -83,19 +67,16 @@ void walk(Form form, RGBA32iImage &image, const QRect &rect = QRect(), const std
     QThreadPool::globalInstance()->waitForDone();
 }
 
-/// Checks that the pixels of @p area, and no others, were raised once.
-template <class Image>
-void checkRaised(const Image &image, const QRect &area, bool located)
+/// A picture of 300 by 200 in which the pixels of @p area were raised once.
+Picture raised(const QRect &area, bool located)
 {
-    for (int y = 0; y < 200; ++y)
-        for (int x = 0; x < 300; ++x) {
-            const unsigned raised = 0x10000 | (located ? unsigned((x ^ y * 7) & 255) << 8 : 0);
-            if (at(image, x, y) != (area.contains(x, y) ? raised : 0))
-                QFAIL(qPrintable(QString("(%1, %2): %3").arg(x).arg(y).arg(at(image, x, y), 8, 16)));
-        }
+    Picture picture(300, 200);
+    for (int y = area.top(); y <= area.bottom(); ++y)
+        for (int x = area.left(); x <= area.right(); ++x)
+            picture.at(x, y) = OPRGBA32i(0, located ? uchar(x ^ y * 7) : 0, 1, 0);
+    return picture;
 }
 
-const OPRGBA32i bad(77u);
 const QString badPixel = "[include/OPTransformImageColors] Unexpected exception bad pixel";
 
 } // namespace
@@ -115,8 +96,7 @@ private Q_SLOTS:
     {
         const QRect all(0, 0, 300, 200), none(0, 0, 0, 0);
         const QRect cases[][2] = {
-            // what is asked for, and what is walked
-            { QRect(), all },
+            { QRect(), all }, // what is asked for, and what is walked
             { { 100, 100, 129, 50 }, { 100, 100, 129, 50 } }, // across tiles
             { { 127, 127, 1, 1 }, { 127, 127, 1, 1 } },
             { { 7, 3, 128, 2 }, { 7, 3, 128, 2 } },
@@ -127,23 +107,22 @@ private Q_SLOTS:
             { { { INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX) }, all },
         };
         for (const auto &[rect, area] : cases) {
-            for (const Storage storage : { Flat, Tiled })
+            for (const bool tiled : { false, true })
                 for (const Form form : { Plain, Iterative, Located })
                     for (const bool hasKernel : { false, true }) {
-                        auto pixels = image(storage, 300, 200);
+                        RGBA32iImage image = Picture(300, 200).image(tiled);
                         std::atomic<int> progress { 0 };
-                        walk(
-                            form, pixels, rect, goOn, [&progress] { ++progress; }, hasKernel);
-                        const bool lessOneRow = form == Plain && storage == Flat;
-                        checkRaised(pixels, lessOneRow ? area.adjusted(0, 0, 0, -1) : area, form == Located);
+                        const auto count = [&progress] { ++progress; };
+                        walk(form, image, rect, goOn, count, hasKernel);
+                        const QRect lessOneRow = area.adjusted(0, 0, 0, -1);
+                        COMPARE_PICTURE(
+                            Picture::of(image), raised(form == Plain && !tiled ? lessOneRow : area, form == Located));
                         QCOMPARE(int(progress), form == Plain ? 0 : area.height());
                     }
-            QImage picture(300, 200, QImage::Format_ARGB32);
-            picture.fill(0);
-            const QImage before = picture;
-            OPTransformImageColors(Raise(), &picture, rect)();
-            checkRaised(picture, area, false); // all rows
-            checkRaised(before, QRect(), false);
+            Picture memory(300, 200);
+            QImage image(reinterpret_cast<uchar *>(memory.pixels.data()), 300, 200, QImage::Format_ARGB32);
+            OPTransformImageColors(Raise(), &image, rect)();
+            COMPARE_PICTURE(memory, raised(area, false)); // all rows
         }
     }
 
@@ -156,8 +135,9 @@ private Q_SLOTS:
         walk(Plain, image); // one worker, so that nothing is lost
         for (int i = 0; i < 6; ++i)
             QVERIFY(image.IsFakeTile(i) && copy.TileData(i) == image.TileData(0));
-        QVERIFY(at(image, 43, 71) == 0x60000 && at(image, 44, 71) == 0x40000);
-        QVERIFY(at(image, 43, 72) == 0x30000 && at(image, 127, 127) == 0x20000);
+        const Picture picture = Picture::of(image);
+        QVERIFY(picture.at(43, 71).r == 6 && picture.at(44, 71).r == 4);
+        QVERIFY(picture.at(43, 72).r == 3 && picture.at(127, 127).r == 2);
     }
 
     /// A row is done wholly, with one call of progress, or not at all; one that is under way elsewhere may still be done.
@@ -165,18 +145,22 @@ private Q_SLOTS:
     {
         for (const int afterRows : { 0, 1, 20, 40 })
             for (const Form form : { Iterative, Located })
-                for (const Storage storage : { Flat, Tiled })
+                for (const bool tiled : { false, true })
                     for (const bool hasKernel : { false, true }) {
                         std::atomic<bool> cancel { afterRows == 0 };
                         std::atomic<int> progress { 0 };
-                        auto pixels = image(storage, 150, 40);
-                        const auto countRow = [&] { cancel = ++progress == afterRows || cancel; };
-                        walk(form, pixels, QRect(), cancel, countRow, hasKernel);
+                        RGBA32iImage image = Picture(150, 40).image(tiled);
+                        const auto countRow = [&] {
+                            if (++progress == afterRows)
+                                cancel = true;
+                        };
+                        walk(form, image, QRect(), cancel, countRow, hasKernel);
+                        const Picture picture = Picture::of(image);
                         int done = 0;
                         for (int y = 0; y < 40; ++y) {
                             for (int x = 0; x < 150; ++x)
-                                QCOMPARE(at(pixels, x, y) >> 16, at(pixels, 0, y) >> 16);
-                            done += at(pixels, 0, y) >> 16;
+                                QCOMPARE(picture.at(x, y).r, picture.at(0, y).r);
+                            done += picture.at(0, y).r;
                         }
                         QCOMPARE(done, int(progress));
                         QVERIFY(done >= afterRows && done < std::max(1, afterRows + workerCount() * (afterRows > 0)));
@@ -188,30 +172,37 @@ private Q_SLOTS:
     void exceptionsInAWorker()
     {
         for (const Form form : { Plain, Iterative, Located })
-            for (const Storage storage : { Flat, Tiled }) {
-                auto pixels = image(storage, 40, 40);
-                pixels.WriteRow(5, 10, &bad, 4);
+            for (const bool tiled : { false, true }) {
+                Picture picture(40, 40);
+                picture.at(10, 5).b = 77;
+                RGBA32iImage image = picture.image(tiled);
                 const testing::LogCapture log;
-                if (form == Located && storage == Tiled)
-                    walk(form, pixels);
+                if (form == Located && tiled)
+                    walk(form, image);
                 else
-                    QVERIFY_EXCEPTION_THROWN(walk(form, pixels), std::exception);
+                    QVERIFY_EXCEPTION_THROWN(walk(form, image), std::exception);
                 QCOMPARE(log.texts(), QStringList(badPixel));
-                const int workers = form == Plain && storage == Tiled ? 1 : workerCount();
-                const int rows = workers == 1 ? 6 : form == Plain && storage == Flat ? 39 : 40;
+                const int workers = form == Plain && tiled ? 1 : workerCount();
+                const int rows = workers == 1 ? 6 : form == Plain && !tiled ? 39 : 40;
+                picture = Picture::of(image);
                 for (int y = 0; y < 40; ++y)
                     for (int x = 0; x < 40; ++x)
-                        QCOMPARE(at(pixels, x, y) >> 16, unsigned(y < rows && !(y == 5 && x >= 10)));
+                        QCOMPARE(int(picture.at(x, y).r), int(y < rows && !(y == 5 && x >= 10)));
             }
     }
 
-    /// The last row of a QImage is done on the caller's thread in any case: exceptions keep their type.
+    /// The last row of a QImage is done on the caller's thread in any case: exceptions keep their type. An image that
+    /// shares its pixels gets its own.
     void qimagesAreWalkedOnTheCaller()
     {
         QImage image(2, 1, QImage::Format_ARGB32), none, grey(3, 3, QImage::Format_Grayscale8);
         grey.fill(77);
         OPTransformImageColors(Raise(), &none)();
         OPTransformImageColors(Raise(), &grey)(); // of another depth
+        image.fill(0);
+        const QImage before = image;
+        OPTransformImageColors(Raise(), &image)();
+        QVERIFY(image.pixel(0, 0) == 0x10000 && before.pixel(0, 0) == 0);
         const testing::LogCapture log;
         image.fill(77);
         QVERIFY_EXCEPTION_THROWN(OPTransformImageColors(Raise(), &image)(), std::runtime_error);
