@@ -1,9 +1,9 @@
 #pragma once
 
 #include "KXImage.h"
+#include "lines/Pictures.h"
 
 #include <QtCore/QRect>
-#include <QtGui/QImage>
 
 #include <algorithm>
 #include <map>
@@ -188,19 +188,13 @@ inline OPRGBA32i masked(int mode, OPRGBA32i s, OPRGBA32i second, OPRGBA32i d, co
 
 /// A picture without storage, and the tiles that were resolved for writing.
 struct Canvas {
-    explicit Canvas(const QImage &image)
-        : picture(image)
-    {
-    }
     explicit Canvas(const RGBA32iImage &image)
-        : picture(image.Width(), image.Height(), QImage::Format_ARGB32)
+        : picture(testing::Picture::of(image))
     {
-        for (int y = 0; y < image.Height(); ++y)
-            image.ReadRow(unsigned(y), 0, picture.scanLine(y), unsigned(image.Width()) * 4);
     }
-    OPRGBA32i &At(QPoint p) { return reinterpret_cast<OPRGBA32i *>(picture.scanLine(p.y()))[p.x()]; }
+    OPRGBA32i &At(QPoint p) { return picture.at(p.x(), p.y()); }
 
-    QImage picture;
+    testing::Picture picture;
     std::set<int> touched;
 };
 
@@ -278,7 +272,7 @@ inline void compose(Canvas &canvas, const QRect &dstRect, const Sides &sides, in
             const auto fourth = last ? last->Coverage(offset, {}) : OPRGBA32i();
             const bool shows = s && (c || !clip) && second && fourth;
             if (shows || (!first && source.image.HasFlatWindow()))
-                canvas.touched.insert(y / 128 * ((canvas.picture.width() + 127) / 128) + x / 128);
+                canvas.touched.insert(y / 128 * ((canvas.picture.width + 127) / 128) + x / 128);
             OPRGBA32i &d = canvas.At({ x, y });
             if (shows)
                 d = first ? masked(mode, *s, *second, d, c, last ? &*fourth : nullptr, opacity, lock)

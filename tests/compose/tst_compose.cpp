@@ -5,7 +5,6 @@
 
 #include <cmath>
 
-using pictures::Storage;
 using reference::Canvas;
 using reference::Side, reference::Sides;
 
@@ -18,11 +17,11 @@ constexpr auto copying = KXCompositionMode::Source, multiply = KXCompositionMode
 struct Scene {
     Scene(QRandomGenerator &random, const QString &storages)
         : tiled { storages[0] == 'T', storages[1] == 'T', storages[2] == 'T', storages[3] == 'T', storages[4] == 'T' }
-        , source(pictures::patchy(random, { 300, 190 }, Storage(tiled[0])))
-        , mask(pictures::patchy(random, { 200, 170 }, Storage(tiled[1])))
-        , clip(pictures::patchy(random, { 290, 210 }, Storage(tiled[2])))
-        , clipMask(pictures::patchy(random, { 210, 180 }, Storage(tiled[3])))
-        , destination(pictures::noise(random, { 270, 200 }, Storage(tiled[4])))
+        , source(pictures::patchy(random, { 300, 190 }, tiled[0]))
+        , mask(pictures::patchy(random, { 200, 170 }, tiled[1]))
+        , clip(pictures::patchy(random, { 290, 210 }, tiled[2]))
+        , clipMask(pictures::patchy(random, { 210, 180 }, tiled[3]))
+        , destination(pictures::noise(random, { 270, 200 }, tiled[4]))
     {
     }
 
@@ -127,24 +126,24 @@ private Q_SLOTS:
         const double opacities[] = { 1.0, 0.5, 0.0040, 0.9, 1.004, 7.0, std::nan(""), -1.0, -HUGE_VAL, HUGE_VAL, 1e18 };
         const QRect r(0, 0, 139, 5); // two tiles in a row, with a tail
         QRandomGenerator random(1);
-        const auto noise = [&] { return pictures::noise(random, r.size(), Storage::Flat); };
+        const auto noise = [&] { return pictures::noise(random, r.size(), false); };
         for (int i = 0; i < 60 * 11 * 2; ++i) {
             const int mode = i / 22 - 1;
             const double opacity = opacities[i / 2 % 11];
             const bool lock = i % 2;
             const RGBA32iImage source = noise(), mask = noise(), clip = noise(), clipMask = noise();
-            const QImage destination = pictures::toQImage(noise());
+            const testing::Picture destination = testing::Picture::of(noise());
             const Side s { source, r }, m { mask, r }, c { clip, r }, cm { clipMask, r };
             for (const Sides &sides :
                 { Sides { s }, { s, nullptr, &m }, { s, &c }, { s, &c, &cm }, { s, &c, &m, &cm } })
                 for (const bool tiled : { false, true }) {
                     if (tiled && (sides.clip || sides.first))
                         continue; // composed alike
-                    RGBA32iImage result = pictures::stored(destination, Storage(tiled));
+                    RGBA32iImage result = destination.image(tiled);
                     composeSides(sides, KXCompositionMode(mode), result, opacity, lock);
                     if (tiled && !(opacity >= 0 && opacity < 10))
                         continue; // any picture will do
-                    Canvas expected(destination);
+                    Canvas expected(destination.image(false));
                     reference::compose(expected, r, sides, mode, reference::opacity256(opacity, !tiled), lock);
                     const QString name = QString("mode %1 ").arg(mode);
                     QCOMPARE(name + pictures::difference(expected, result), name);
@@ -192,8 +191,8 @@ private Q_SLOTS:
                 if constexpr (std::is_same_v<decltype(onto), RGBA32iImage>)
                     QCOMPARE(pictures::tileDifference(expected, s.destination, onto), QString());
             };
-            const QImage picture = pictures::toQImage(s.destination);
-            const auto copy = [&] { return tiled ? s.destination : pictures::stored(picture, Storage::Flat); };
+            const auto copy = [&] { return tiled ? s.destination : testing::Picture::of(s.destination).image(false); };
+            const auto toQImage = [](const RGBA32iImage &flat) { return ConvertImage<RGBA32iImage, QImage>(flat); };
 
             // The model reads windows and no fake tiles. The clipping family ignores windows, but for the one of the
             // source where there is a mask, and reads the fake tiles of the clip.
@@ -220,8 +219,8 @@ private Q_SLOTS:
                 check("Compose", composed, {}, copy(), compose);
                 check("ComposeSource", copied, {}, copy(), copyOnto);
                 if (!tiled) {
-                    check("Compose on a QImage", composed, {}, picture, compose);
-                    check("ComposeSource on a QImage", copied, {}, picture, copyOnto);
+                    check("Compose on a QImage", composed, {}, toQImage(s.destination), compose);
+                    check("ComposeSource on a QImage", copied, {}, toQImage(s.destination), copyOnto);
                 }
                 check("ComposeMaskOn", masked, {}, copy(), [&](auto &onto) {
                     ComposeMaskOn(from, s.sourceRect, mode, onto, s.rect, opacity, s.mask, s.maskRect,
@@ -230,7 +229,7 @@ private Q_SLOTS:
             };
             checkFrom(s.source);
             if (!sourceTiled)
-                checkFrom(pictures::toQImage(s.source));
+                checkFrom(toQImage(s.source));
 
             const bool isMaskRect = !s.clipMaskRect.isEmpty();
             const QString noClipping =
@@ -269,7 +268,7 @@ private Q_SLOTS:
     {
         QRandomGenerator random(3);
         const QRect r(0, 0, 300, 20), moved(9, 2, 300, 20);
-        const RGBA32iImage noise = pictures::noise(random, r.size(), Storage::Tiled);
+        const RGBA32iImage noise = pictures::noise(random, r.size(), true);
         RGBA32iImage holed(300, 20, true), red(300, 20, true), shared = noise;
         holed.ReleaseTile(1);
         Compose(noise, r, copying, holed, r, 1.0, false);
