@@ -169,7 +169,7 @@ private Q_SLOTS:
             "TTTT LL, TTTF LL, TTFT SS, TTFF BB, TFTF BM, TFTT MM, TFFT XM, TFFF BM, FTTT SM, FTTF BM, "
             "FTFF BM, FTFT MM, FFTT XM, FFTF BM, FFFT XM, FFFF BM";
         QFETCH(QString, storages);
-        QRandomGenerator random(qHash(storages, 1));
+        QRandomGenerator random(qHash(storages, 2));
         Scene s(random, storages);
         const bool sourceTiled = s.tiled[0], maskTiled = s.tiled[1], clipTiled = s.tiled[2], clipMaskTiled = s.tiled[3],
                    tiled = s.tiled[4];
