@@ -245,7 +245,8 @@ private:
                         return (testing::channel(f, c) * m + testing::channel(u, c) * (255 - m)) / 255;
                     });
                 }
-            COMPARE_PICTURE(Picture::of(result), a.rect.isEmpty() ? filtered : expected);
+            VERIFY_SAME_AT(testing::difference(Picture::of(result), a.rect.isEmpty() ? filtered : expected),
+                QString("width %1, selected from %2, %3").arg(a.size.width()).arg(a.rect.x()).arg(a.rect.y()));
             QCOMPARE(result.Bits(), data.image.Bits()); // it is the caller's buffer that was written
             const int lineCount = area.width() + area.height() + qMax(a.merged.height(), 0);
             QCOMPARE(watch->ranges, QList<int>({ 0, lineCount }));
