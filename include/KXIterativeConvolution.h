@@ -32,7 +32,8 @@ class KXIterativeConvolutionFast2D;
 ///          where a flat image is not weighted by alpha (the walks that do so have no worker then).
 ///          Progress, where it holds a target, is called once per finished line from any of these threads.
 /// Owner    Keeps its own copy of the kernel; borrows the image.
-/// Cost     One multiplication per entry, channel and pixel; two line buffers per line in hand and worker.
+/// Cost     One multiplication per entry, channel and pixel. A worker holds two lines, and 64 columns in a pass down columns;
+///          these are written together, so progress may run up to 64 columns ahead of what the image shows.
 template <class Image, class Direction>
 class KXIterativeConvolutionFast1D {
 public:
@@ -59,10 +60,9 @@ protected:
 private:
     friend class KXIterativeConvolutionFast2D<Image>;
 
-    /// Runs the pass; @p before gets each line's coordinate and pixels as they were read, @p after as they will be written.
-    template <class Before, class After>
-    void Convolve(const std::atomic<bool> &cancel, const std::function<void()> &progress, const Before &before,
-        const After &after);
+    /// Runs the pass, with the further @p steps that are to be taken for each line.
+    template <class Steps>
+    void Convolve(const std::atomic<bool> &cancel, const std::function<void()> &progress, const Steps &steps);
 
     std::vector<short> m_kernel;
     unsigned m_radius; ///< the number of entries halved

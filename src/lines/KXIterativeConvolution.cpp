@@ -9,20 +9,29 @@
 #include "LinePass.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
 namespace {
 
-using ConvolutionKernel = std::function<void(
+using LineKernel = std::function<void(
     const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &kernel)>;
+using ColumnsKernel = std::function<lines::columns::Convolve>;
+
+/// What the module has for convolutions: for a line, and for columns side by side; without the latter, columns are lines.
+struct ConvolutionKernels {
+    LineKernel line;
+    ColumnsKernel columns;
+};
 
 /// Looked up once, when the first pass is made.
-const ConvolutionKernel &convolutionKernel()
+const ConvolutionKernels &convolutionKernels()
 {
-    static const ConvolutionKernel bound = [] {
-        ConvolutionKernel slot;
-        kernels::bind(slot, "KXIterativeConvolutionFast1DAVX2Convolve");
-        return slot;
+    static const ConvolutionKernels bound = [] {
+        ConvolutionKernels slots;
+        kernels::bind(slots.line, "KXIterativeConvolutionFast1DAVX2Convolve");
+        kernels::bind(slots.columns, "KXIterativeConvolutionFast1DAVX2ConvolveColumns");
+        return slots;
     }();
     return bound;
 }
@@ -48,7 +57,15 @@ void premultiplied(bool premultiply, RGBA32iImage &image, const QRect &rect, Pas
     straighten();
 }
 
-constexpr auto leaveLine = [](int, OPRGBA32i *) {};
+/// What is done to lines beside their convolution: nothing.
+struct OnlyConvolve {
+    /// To line @p line, as it was read.
+    void before(int, OPRGBA32i *) const { }
+    /// To @p count pixels from the @p first on of @p lines lines side by side, as they will be written.
+    void after(OPRGBA32i *, int, int, int) const { }
+    /// After a line was finished.
+    void done(int) const { }
+};
 
 /// Repeats the end pixels of the @p length pixels in the middle of @p line @p radius times on either side.
 void pad(OPRGBA32i *line, unsigned radius, unsigned length)
@@ -69,31 +86,44 @@ KXIterativeConvolutionFast1D<Image, Direction>::KXIterativeConvolutionFast1D(
     , m_direction(image, m_clip, int(m_radius))
     , m_paddedLength((unsigned(m_direction.Length()) + 2 * m_radius + 3) & ~3u)
 {
-    convolutionKernel();
+    convolutionKernels();
 }
 
 template <class Image, class Direction>
 KXIterativeConvolutionFast1D<Image, Direction>::~KXIterativeConvolutionFast1D() = default;
 
 template <class Image, class Direction>
-template <class Before, class After>
+template <class Steps>
 void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
-    const std::atomic<bool> &cancel, const std::function<void()> &progress, const Before &before, const After &after)
+    const std::atomic<bool> &cancel, const std::function<void()> &progress, const Steps &steps)
 {
-    const int length = m_direction.Length();
+    const int length = m_direction.Length(), workerCount = workers::forConvolution(workers::hardware());
     const lines::PassShape shape { m_direction.firstLine, m_direction.lastLine, m_direction.first, length,
         int(m_radius), int(m_paddedLength), m_direction.first, length };
-    const ConvolutionKernel &fast = convolutionKernel();
+    const ConvolutionKernels &fast = convolutionKernels();
     const lines::Taps taps(m_kernel);
-    lines::runPass<Direction>(*m_image, shape, workers::forConvolution(workers::hardware()), cancel, progress, [&] {
+    if constexpr (std::is_same_v<Direction, lines::VerticalDirection>)
+        if (fast.columns && !m_image->IsTiled() && m_direction.LineCount() >= lines::columns::minimum
+            && lines::columns::fits(taps.entries)) {
+            const auto process = [&](const OPRGBA32i *source, int columns, int first, int count, OPRGBA32i *target) {
+                fast.columns(
+                    &source->word, m_image->Width(), columns, length, first, count, &target->word, taps.entries);
+                steps.after(target, first, count, lines::columns::width);
+            };
+            lines::runColumnBlocks(
+                *m_image, shape, workerCount, cancel, progress, process, [&](int x) { steps.done(x); });
+            return;
+        }
+    lines::runPass<Direction>(*m_image, shape, workerCount, cancel, progress, [&] {
         return [&](int line, std::vector<OPRGBA32i> &source, OPRGBA32i *target) {
-            before(line, source.data() + m_radius);
+            steps.before(line, source.data() + m_radius);
             pad(source.data(), m_radius, unsigned(length));
-            if (fast)
-                fast(&source[taps.offset].word, &target->word, unsigned(length), taps.entries);
+            if (fast.line)
+                fast.line(&source[taps.offset].word, &target->word, unsigned(length), taps.entries);
             else
                 lines::convolve(source.data(), target, length, taps);
-            after(line, target);
+            steps.after(target, 0, length, 1);
+            steps.done(line);
         };
     });
 }
@@ -104,7 +134,7 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Run(
 {
     if (!m_clip.isValid())
         return;
-    premultiplied(m_premultiply, *m_image, m_clip, [&] { Convolve(cancel, progress, leaveLine, leaveLine); });
+    premultiplied(m_premultiply, *m_image, m_clip, [&] { Convolve(cancel, progress, OnlyConvolve()); });
 }
 
 template <class Image>
@@ -135,9 +165,9 @@ void KXIterativeConvolutionFast2D<Image>::Run(const std::atomic<bool> &cancel, c
         });
 }
 
-/// A flat image, premultiplied row by row as the first pass takes them in hand and made straight column by column as the
-/// second leaves them. So the image is not walked twice more, on one worker fewer. The bytes are those of two plain walks
-/// around the passes, which leave the last row of the rectangle out, and also walk what a cancel keeps the passes from.
+/// A flat image, premultiplied row by row as the first pass takes them in hand and made straight as the second leaves its
+/// columns. So the image is not walked twice more, on one worker fewer. The bytes are those of two plain walks around the
+/// passes, which leave the last row of the rectangle out, and also walk what a cancel keeps the passes from.
 template <class Image>
 void KXIterativeConvolutionFast2D<Image>::RunPremultiplied(
     const std::atomic<bool> &cancel, const std::function<void()> &progress)
@@ -162,19 +192,33 @@ void KXIterativeConvolutionFast2D<Image>::RunPremultiplied(
                 if (!columnDone[size_t(x)])
                     straighten(pixelsAt(row)[x]);
     };
-    try {
-        const auto takeRow = [&](int y, OPRGBA32i *pixels) {
+    struct Premultiply : OnlyConvolve {
+        void before(int y, OPRGBA32i *pixels) const
+        {
             if (y - top < walkedRows)
                 premultiply.Apply(pixels, width);
-            rowDone[size_t(y - top)] = 1;
-        };
-        m_horizontal.Convolve(cancel, progress, takeRow, leaveLine);
+        }
+        void done(int y) const { rowDone[size_t(y - top)] = 1; }
+
+        const KXBlur::PremultiplyAlpha &premultiply;
+        int top, width, walkedRows;
+        std::vector<char> &rowDone;
+    };
+    struct Straighten : OnlyConvolve {
+        void after(OPRGBA32i *pixels, int first, int count, int columns) const
+        {
+            straighten.Apply(pixels, std::min(count, walkedRows - first) * columns);
+        }
+        void done(int x) const { columnDone[size_t(x - left)] = 1; }
+
+        const KXBlur::ReturnAlpha &straighten;
+        int left, walkedRows;
+        std::vector<char> &columnDone;
+    };
+    try {
+        m_horizontal.Convolve(cancel, progress, Premultiply { {}, premultiply, top, width, walkedRows, rowDone });
         premultiplyRest();
-        const auto leaveColumn = [&](int x, OPRGBA32i *pixels) {
-            straighten.Apply(pixels, walkedRows);
-            columnDone[size_t(x - left)] = 1;
-        };
-        m_vertical.Convolve(cancel, progress, leaveLine, leaveColumn);
+        m_vertical.Convolve(cancel, progress, Straighten { {}, straighten, left, walkedRows, columnDone });
     } catch (...) {
         premultiplyRest();
         straightenRest();

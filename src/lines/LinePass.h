@@ -5,6 +5,7 @@
 
 #include "support/Workers.h"
 
+#include "ColumnBlocks.h"
 #include "Transpose.h"
 
 #include <atomic>
@@ -112,70 +113,96 @@ private:
     unsigned m_row = 0;
 };
 
-/// Columns, of flat images only: in any other nothing is read and nothing written.
+/// The columns of a flat image in blocks.
 ///
 /// A cache line holds sixteen pixels of a row, so a column alone would bring sixteen times what it needs from memory, and
-/// workers on neighbouring columns would take cache lines from each other. A group is a block of columns that begins and
-/// ends on cache lines, where the image's rows allow it; it is turned into contiguous lines, and back.
+/// workers on neighbouring columns would take cache lines from each other. A block begins and ends on cache lines, where
+/// the image's rows allow it, and what of it lies in a page of the image is worth the look-up.
+class ColumnBlocks {
+public:
+    struct Block {
+        int first, count;
+    };
+
+    ColumnBlocks(RGBA32iImage &image, const PassShape &shape)
+        : m_shape(shape)
+        , m_pixels(image.IsTiled() ? nullptr : image.Bits())
+        , m_imageWidth(image.Width())
+        , m_origin(shape.firstLine - int((reinterpret_cast<quintptr>(m_pixels) / 4 + unsigned(shape.firstLine)) % 16))
+    {
+    }
+
+    bool HasPixels() const { return m_pixels; }
+    qptrdiff Stride() const { return m_imageWidth; }
+    int Count() const { return (m_shape.lastLine - m_origin) / columns::width + 1; }
+    Block At(int index) const
+    {
+        const int origin = m_origin + index * columns::width, first = std::max(origin, m_shape.firstLine);
+        return { first, std::min(origin + columns::width - 1, m_shape.lastLine) - first + 1 };
+    }
+    OPRGBA32i *Pixels(const Block &block, int row) const { return m_pixels + row * Stride() + block.first; }
+
+private:
+    const PassShape &m_shape;
+    OPRGBA32i *m_pixels;
+    qptrdiff m_imageWidth;
+    int m_origin; ///< where the first block would begin, up to 15 columns before the first line
+};
+
+/// Columns, of flat images only: in any other nothing is read and nothing written. A group is a block of columns, turned
+/// into contiguous lines, and back.
 template <>
 class LineAccess<VerticalDirection> {
 public:
     static void Prepare(RGBA32iImage &, const PassShape &) { }
 
     LineAccess(RGBA32iImage &image, const PassShape &shape)
-        : m_image(image)
+        : m_blocks(image, shape)
         , m_shape(shape)
-        , m_pixels(image.IsTiled() ? nullptr : image.Bits())
-        , m_origin(shape.firstLine - int((reinterpret_cast<quintptr>(m_pixels) / 4 + unsigned(shape.firstLine)) % 16))
         , m_stride((qptrdiff(shape.readLength) + 15) / 16 * 16 + 16) // no power of two: lines must not share cache sets
     {
     }
 
-    int GroupCount() const { return (m_shape.lastLine - m_origin) / width + 1; }
+    int GroupCount() const { return m_blocks.Count(); }
     int Load(int group)
     {
-        const int first = m_origin + group * width;
-        m_first = std::max(first, m_shape.firstLine);
+        m_block = m_blocks.At(group);
         m_done = 0;
-        const int count = std::min(first + width - 1, m_shape.lastLine) - m_first + 1;
-        if (m_pixels) {
-            m_block.resize(size_t(m_stride) * width);
-            transpose(At(m_shape.readFirst), m_image.Width(), m_block.data(), m_stride, count, m_shape.readLength);
+        if (m_blocks.HasPixels()) {
+            m_lines.resize(size_t(m_stride) * size_t(m_block.count));
+            transpose(m_blocks.Pixels(m_block, m_shape.readFirst), m_blocks.Stride(), m_lines.data(), m_stride,
+                m_block.count, m_shape.readLength);
         }
-        return count;
+        return m_block.count;
     }
-    int Line(int line) const { return m_first + line; }
+    int Line(int line) const { return m_block.first + line; }
     void Read(int line, OPRGBA32i *pixels) const
     {
-        if (m_pixels)
-            std::memcpy(static_cast<void *>(pixels), m_block.data() + line * m_stride,
+        if (m_blocks.HasPixels())
+            std::memcpy(static_cast<void *>(pixels), m_lines.data() + line * m_stride,
                 size_t(m_shape.readLength) * sizeof(OPRGBA32i));
     }
     OPRGBA32i *Target(int line, OPRGBA32i *buffer)
     {
-        return m_pixels ? m_block.data() + line * m_stride + Written() : buffer;
+        return m_blocks.HasPixels() ? m_lines.data() + line * m_stride + Written() : buffer;
     }
     void Write(int line, const OPRGBA32i *) { m_done = line + 1; }
     void Flush()
     {
-        if (m_pixels)
-            transpose(m_block.data() + Written(), m_stride, At(m_shape.first), m_image.Width(), m_shape.length, m_done);
+        if (m_blocks.HasPixels())
+            transpose(m_lines.data() + Written(), m_stride, m_blocks.Pixels(m_block, m_shape.first), m_blocks.Stride(),
+                m_shape.length, m_done);
     }
 
 private:
-    static constexpr int width = 64; ///< of a block; what of it lies in a page of the image is then worth the look-up
-
-    OPRGBA32i *At(int row) const { return m_pixels + size_t(row) * size_t(m_image.Width()) + m_first; }
     /// Where in a line of the block the pixels lie that are written back.
     int Written() const { return m_shape.first - m_shape.readFirst; }
 
-    RGBA32iImage &m_image;
+    ColumnBlocks m_blocks;
     const PassShape &m_shape;
-    OPRGBA32i *m_pixels;
-    int m_origin; ///< first column of the first group, up to 15 before the first line
     qptrdiff m_stride;
-    std::vector<OPRGBA32i> m_block;
-    int m_first = 0; ///< first column of the group in hand
+    std::vector<OPRGBA32i> m_lines;
+    ColumnBlocks::Block m_block = {};
     int m_done = 0; ///< how many of its lines are finished
 };
 
@@ -208,6 +235,48 @@ void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::
                 OPRGBA32i *const target = access.Target(line, buffer.data());
                 process(access.Line(line), source, target);
                 access.Write(line, target);
+                if (progress)
+                    progress();
+            }
+            return true;
+        };
+    });
+}
+
+/// Runs a process over all columns of @p shape as @c runPass does, but on whole blocks, of flat images only. What it makes
+/// of a block is written when the cancel flag has been read for each column in turn, and each has been reported: columns that
+/// come after a cancel stay as they were.
+///
+/// The process is called as process(source, columns, first, count, target) for one band of rows of a block after the
+/// other: @p source is the block's first pixel in the image, and rows @p first to @p first + @p count - 1, counted from
+/// there, are to be put at @p target, which has rows of @c columns::width pixels and room for one more of them. @p done is
+/// called with each column that will be written, before it is reported.
+template <class Process, class Done>
+void runColumnBlocks(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
+    const Progress &progress, const Process &process, const Done &done)
+{
+    const ColumnBlocks blocks(image, shape);
+    workers::forEachItem(count, 0, blocks.Count(), [&] {
+        return [&, result = std::vector<OPRGBA32i>((size_t(shape.length) + 1) * columns::width)](int index) mutable {
+            const ColumnBlocks::Block block = blocks.At(index);
+            OPRGBA32i *const pixels = blocks.Pixels(block, shape.first);
+            int finished = 0;
+            const auto write = [&] {
+                for (int row = shape.length; row-- > 0;) // backwards: what was read last is still in the cache
+                    std::copy_n(&result[size_t(row) * columns::width], finished, pixels + row * blocks.Stride());
+            };
+            struct WriteAtEnd { // also when the progress function throws: its column was finished
+                const decltype(write) &now;
+                ~WriteAtEnd() { now(); }
+            } writeAtEnd { write };
+            while (finished < block.count) {
+                if (cancel)
+                    return false;
+                if (finished == 0)
+                    for (int first = 0; first < shape.length; first += columns::band)
+                        process(pixels, block.count, first, std::min(columns::band, shape.length - first),
+                            &result[size_t(first) * columns::width]);
+                done(block.first + finished++);
                 if (progress)
                     progress();
             }
