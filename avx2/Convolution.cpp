@@ -40,14 +40,14 @@ struct Halves {
 };
 
 /// Four pixels of each half from @p i on.
-__m256i loadHalves(const Halves &from, qptrdiff i)
+__m256i loadHalves(Halves from, qptrdiff i)
 {
     const auto load = [](const unsigned *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); };
     return _mm256_inserti128_si256(_mm256_castsi128_si256(load(from.left + i)), load(from.right + i), 1);
 }
 
 /// The same with zeros for what lies behind the end of the source.
-__m256i loadSafely(const Halves &from, qptrdiff i)
+__m256i loadSafely(Halves from, qptrdiff i)
 {
     unsigned halves[2][4] = {};
     for (int k = 0; k < 4; ++k) {
@@ -61,7 +61,7 @@ __m256i loadSafely(const Halves &from, qptrdiff i)
 
 /// Fills elements 0 to @p count - 1, rounded up to even, with the pairs that begin at pixel @p first of each half.
 template <bool backward>
-void expand(const Halves &from, qptrdiff first, int count, __m256i *pairs)
+void expand(Halves from, qptrdiff first, int count, __m256i *pairs)
 {
     // Bytes k and k + 4 of a half, which are one channel of two neighbours, as 16-bit numbers; then one pixel further.
     const auto shuffle = [](int pixel) {
@@ -73,12 +73,16 @@ void expand(const Halves &from, qptrdiff first, int count, __m256i *pairs)
         return _mm256_broadcastsi128_si256(half);
     };
     const __m256i ofFirst = shuffle(0), ofSecond = shuffle(1);
-    const qptrdiff available = from.end - from.right - first; // the left half ends before the right one
-    for (int i = 0; i < count; i += 2) {
-        const __m256i pixels = i + 4 <= available ? loadHalves(from, first + i) : loadSafely(from, first + i);
+    const auto put = [&](int i, __m256i pixels) {
         pairs[i] = _mm256_shuffle_epi8(pixels, ofFirst);
         pairs[i + 1] = _mm256_shuffle_epi8(pixels, ofSecond);
-    }
+    };
+    const qptrdiff available = from.end - from.right - first; // the left half ends before the right one
+    int i = 0;
+    for (; i < count && i + 4 <= available; i += 2)
+        put(i, loadHalves(from, first + i));
+    for (; i < count; i += 2)
+        put(i, loadSafely(from, first + i));
 }
 
 __m256i broadcastPair(const short *taps)
@@ -155,15 +159,28 @@ void convolveChunk(Scratch &scratch, const Halves &from, int elements, const std
                     sums[g] = _mm256_add_epi32(sums[g], _mm256_madd_epi16(samples, headTaps));
                 }
             }
-            for (int j = begin; j < last; j += 2) {
-                const __m256i pair = broadcastPair(tap + j);
-                for (int g = 0; g < groupElements; ++g) {
-                    __m256i samples = forward[j + g];
-                    if (mirrored)
-                        samples = _mm256_add_epi16(samples, backward[g - j]);
-                    sums[g] = _mm256_add_epi32(sums[g], _mm256_madd_epi16(samples, pair));
+            if (mirrored) {
+                // What the distances j and j + 2 have in common stays in registers.
+                const __m256i *f = forward + begin, *b = backward - begin;
+                __m256i f0 = f[0], f1 = f[1], b2 = b[2], b3 = b[3];
+                for (int j = begin; j < last; j += 2, f += 2, b -= 2) {
+                    const __m256i pair = broadcastPair(tap + j);
+                    const __m256i f2 = f[2], f3 = f[3], b0 = b[0], b1 = b[1];
+                    const auto add = [&](__m256i &sum, __m256i there, __m256i back) {
+                        sum = _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_add_epi16(there, back), pair));
+                    };
+                    add(sums[0], f0, b0);
+                    add(sums[1], f1, b1);
+                    add(sums[2], f2, b2);
+                    add(sums[3], f3, b3);
+                    f0 = f2, f1 = f3, b2 = b0, b3 = b1;
                 }
-            }
+            } else
+                for (int j = begin; j < last; j += 2) {
+                    const __m256i pair = broadcastPair(tap + j);
+                    for (int g = 0; g < groupElements; ++g)
+                        sums[g] = _mm256_add_epi32(sums[g], _mm256_madd_epi16(forward[j + g], pair));
+                }
             if (last == taps)
                 finish(sums, left + e, right + e);
             else
