@@ -5,6 +5,7 @@
 #include "compose/Planes.h"
 #include "support/Arithmetic.h"
 #include "support/Log.h"
+#include "support/Prefetch.h"
 #include "support/Workers.h"
 
 #include <optional>
@@ -106,6 +107,22 @@ void runWalk(const QRect &area, Threads threads, Walk walk)
     }
 }
 
+/// Calls @p blendRow for the rows of a block, and asks for the pixels of each of @p stretches some rows before their turn.
+template <class BlendRow, class... Stretches>
+void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stretches &...stretches)
+{
+    constexpr int lead = 4; // half a page of a tile
+    const auto askFor = [count](const Stretch &stretch, int row) {
+        if (stretch.pixels)
+            memory::prefetch(stretch.pixels + row * stretch.stride, count);
+    };
+    for (int row = 0; row < rows; ++row) {
+        if (row + lead < rows)
+            (askFor(stretches, row + lead), ...);
+        blendRow(row);
+    }
+}
+
 /// Blends what @p source holds, in the mode's plain form. @p clip, if there is one, is a mask that covers the whole area;
 /// where it holds nothing, nothing shows. A source with a flat window has its destination resolved before it is looked at.
 template <class Blender>
@@ -125,9 +142,11 @@ void blendPlain(const QRect &area, const SourcePlane &source, const SourcePlane 
             return n;
         if (!to)
             to = target.Writable(x, y);
-        for (int row = 0; to && row < rows; ++row)
+        const auto blendRow = [&](int row) {
             blender.Row(from.pixels + row * from.stride, to + row * target.Stride(),
                 mask.pixels ? mask.pixels + row * mask.stride : nullptr, n);
+        };
+        forEachRowOfBlock(to ? rows : 0, n, blendRow, from, mask, Stretch { to, target.Stride(), n });
         return n;
     };
     if (clip)
@@ -164,9 +183,12 @@ void blendMasked(const QRect &area, const SourcePlane &source, const MaskPlane &
         OPRGBA32i *const to = target.Writable(x, y);
         // Full coverage by the second mask is the same as its absence.
         const auto at = [](const Stretch &s, int row) { return s.pixels ? s.pixels + row * s.stride : nullptr; };
-        for (int row = 0; to && row < rows; ++row)
+        const auto blendRow = [&](int row) {
             blender.MaskedRow(
                 at(from, row), at(coverage, row), to + row * target.Stride(), at(clipping, row), at(coverage2, row), n);
+        };
+        forEachRowOfBlock(
+            to ? rows : 0, n, blendRow, from, coverage, clipping, coverage2, Stretch { to, target.Stride(), n });
         return n;
     };
     forEachBlock(area, block, source, second, clip, mask2, target);

@@ -2,6 +2,8 @@
 
 #include "KXPixels.h"
 
+#include "support/Prefetch.h"
+
 #include <QtCore/qglobal.h>
 
 #include <algorithm>
@@ -34,21 +36,6 @@ inline void transpose4x4(const OPRGBA32i *from, qptrdiff fromStride, OPRGBA32i *
 #endif
 }
 
-/// Asks for the cache lines of a few rows that will be read soon: they lie too far apart for the processor to foresee.
-inline void prefetch(const OPRGBA32i *from, qptrdiff stride, int columns, int rows)
-{
-#ifdef __SSE2__
-    for (int y = 0; y < rows; ++y)
-        for (int x = 0; x < columns; x += 16)
-            _mm_prefetch(reinterpret_cast<const char *>(from + y * stride + x), _MM_HINT_T0);
-#else
-    Q_UNUSED(from);
-    Q_UNUSED(stride);
-    Q_UNUSED(columns);
-    Q_UNUSED(rows);
-#endif
-}
-
 } // namespace detail
 
 /// to[x * toStride + y] = from[y * fromStride + x] for all x < @p columns and y < @p rows. Strides are in pixels.
@@ -64,7 +51,7 @@ inline void transpose(
     };
     if (rows > columns)
         for (int y = 0; y < wholeRows; y += 4) {
-            detail::prefetch(from + (y + 16) * fromStride, fromStride, columns, std::min(rows - y - 16, 4));
+            memory::prefetch(from + (y + 16) * fromStride, columns, std::min(rows - y - 16, 4), fromStride);
             for (int x = 0; x < wholeColumns; x += 4)
                 block(x, y);
         }
