@@ -85,6 +85,12 @@ private Q_SLOTS:
             .Run(m_goOn, nullptr);
         QCOMPARE(takeNotes(), "convolve 6 by 1 -2 3; ");
         QCOMPARE(image.Bits()[0], OPRGBA32i(0xFF332211u));
+
+        // A module that has nothing for columns side by side gets each of them.
+        RGBA32iImage columns(20, 3, false);
+        KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>({ 1, -2, 1 }, columns, QRect())
+            .Run(m_goOn, nullptr);
+        QCOMPARE(takeNotes(), QString("convolve 3 by 1 -2 1; ").repeated(20));
     }
 
 private:

@@ -2,6 +2,7 @@
 #include "KXKernels.h"
 #include "TestSupport.h"
 #include "color/Blocks.h"
+#include "lines/ColumnBlocks.h"
 #include "lines/Convolve.h"
 #include "lines/Pictures.h"
 
@@ -123,6 +124,18 @@ Taps randomTaps(int size, QRandomGenerator &random, bool symmetric)
     if (symmetric)
         std::copy_n(taps.begin(), size / 2, taps.rbegin());
     return taps;
+}
+
+/// Sums of 32 bits that start at 8192 and wrap, shifted by 14 and clamped; @p at(j) is the pixel under taps[j].
+template <class At>
+OPRGBA32i convolved(const Taps &taps, At at)
+{
+    return testing::pixelOf([&](int c) {
+        qint64 sum = 8192;
+        for (int j = 0; j < int(taps.size()); ++j)
+            sum += testing::channel(at(j), c) * taps[size_t(j)];
+        return qBound(0, int(quint32(sum)) >> 14, 255);
+    });
 }
 
 } // namespace
@@ -247,7 +260,7 @@ private Q_SLOTS:
         QTest::newRow("one high step") << step;
     }
 
-    /// By each form of the code there is: sums of 32 bits that start at 8192, shifted by 14 and clamped.
+    /// By each form of the code there is.
     void convolution()
     {
         QFETCH(Taps, taps);
@@ -264,12 +277,7 @@ private Q_SLOTS:
                         source[i].word = i / 320 % 2 ? 0xFFFFFFFF : 0;
                 Line expected;
                 for (int i = 0; i < length; ++i)
-                    expected.push_back(testing::pixelOf([&](int c) {
-                        qint64 sum = 8192;
-                        for (int j = 0; j < int(taps.size()); ++j)
-                            sum += testing::channel(source[i + j], c) * taps[size_t(j)];
-                        return qBound(0, int(quint32(sum)) >> 14, 255); // wraps as 32-bit additions do
-                    }));
+                    expected.push_back(convolved(taps, [&](int j) { return source[i + j]; }));
                 const QString where = QString("offset %1, length %2").arg(offset).arg(length);
                 Row fast(offset, length), plain(offset, length), single(offset, length);
                 if (const auto convolve = fromModule<Convolve>("KXIterativeConvolutionFast1DAVX2Convolve")) {
@@ -281,6 +289,37 @@ private Q_SLOTS:
                 lines::convolvePixels(source.pixels(), single.pixels(), 0, length, lines::Taps(taps));
                 COMPARE_ROW(single, expected, "pixel by pixel, " + where);
             }
+    }
+
+    /// Bands of columns, the end pixels of which are repeated; nothing lies behind the last pixel that may be read.
+    void columns()
+    {
+        using lines::columns::band, lines::columns::fits, lines::columns::maxEntries, lines::columns::width;
+        const auto convolve = fromModule<lines::columns::Convolve>("KXIterativeConvolutionFast1DAVX2ConvolveColumns");
+        QRandomGenerator random(20240611);
+        for (int repeat = 0; repeat < 400; ++repeat) {
+            const int size = 1 + 2 * random.bounded(repeat % 4 ? 12 : int(maxEntries + 1) / 2);
+            const int count = 1 + random.bounded(width), stride = count + random.bounded(9);
+            const int rows = 1 + random.bounded(150), first = random.bounded((rows + band - 1) / band) * band;
+            const Taps taps = repeat % 2 ? randomTaps(size, random, true) : KXBlur::CreateGaussianKernel(size / 6.0);
+            QVERIFY(fits(taps));
+            Line source(size_t((rows - 1) * stride + count));
+            std::generate(source.begin(), source.end(), [&] { return testing::saltedPixel(random); });
+            const int bandRows = std::min(band, rows - first);
+            Row destination(repeat % 8, (bandRows + bandRows % 2) * width);
+            convolve(&source[0].word, stride, count, rows, first, bandRows, destination.words(), taps);
+            QVERIFY2(destination.isGuardIntact(), "written beyond the band");
+            for (int i = 0; i < bandRows; ++i) {
+                Line expected;
+                for (int x = 0; x < count; ++x)
+                    expected.push_back(convolved(taps, [&](int j) {
+                        return source[size_t(qBound(0, first + i + j - int(taps.size()) / 2, rows - 1) * stride + x)];
+                    }));
+                VERIFY_SAME_AT(difference(destination.pixels() + i * width, expected),
+                    QString("%1 taps, %2 columns, row %3 of %4").arg(taps.size()).arg(count).arg(first + i).arg(rows));
+            }
+        }
+        QVERIFY(!fits({ 1, 2 }) && !fits({ 1, 2, 3 }) && !fits(Taps()) && !fits(Taps(maxEntries + 2)));
     }
 
 private:

@@ -167,6 +167,8 @@ private Q_SLOTS:
         filterLines(Picture::random(1, 9, 14), QRect());
         filterLines(Picture::random(9, 1, 15), QRect());
         filterLines(Picture::random(9, 9, 16), QRect(9, 0, 5, 5)); // outside
+        filterLines(
+            Picture::random(150, 160, 17), QRect(7, 3, 139, 150)); // several blocks of columns, and of their rows
     }
 
     void tiledImages()
@@ -291,7 +293,8 @@ private:
             check([&](RGBA32iImage &image) { return slide(OPRGBABlurAccumulatorPremul(radius), image, rect); },
                 [&](Picture &p, Qt::Orientation lines) { testing::premultipliedMean(p, area, lines, radius); });
         }
-        for (const Kernel &kernel : { Kernel { -3000, 9000, 12000, -1500, 100 }, Kernel(41, 400), Kernel() })
+        for (const Kernel &kernel : { Kernel { -3000, 9000, 12000, -1500, 100 }, Kernel { 500, -900, 17000, -900, 500 },
+                 Kernel(41, 400), Kernel() })
             check(
                 [&](RGBA32iImage &i) {
                     return runAndCount(KXIterativeConvolutionFast2D<RGBA32iImage>(kernel, i, rect));
