@@ -44,28 +44,26 @@ KXCORE_KERNEL void PremultiplyAlphaAVX2(unsigned char *pixels, bool)
 
 /// c = (c * 255 + (a >> 1)) / a for the colours of a block, modulo 256; where a is 0 the whole pixel becomes 0.
 ///
-/// With n = c * 255 + (a >> 1) <= 65152 the quotient is floor((2n + 1) / 2a), and that is what (2n + 1 - a) / 2a rounds to:
-/// (2n + 1) / 2a keeps 1 / 2a from the integers on either side. The numerator is c * 510 + 1 - (a & 1). In single
-/// precision the reciprocal 0.5 / a and the product round off less than 2^-22 of a value below 2^16 / a, far less than
-/// 1 / 2a; adding 1.5 * 2^23, where floats are whole numbers, rounds to the quotient and leaves it in the low bits.
-/// Where a is 0 the product is infinite, and so is the sum: its low bits are 0.
+/// That is c * 255 / a rounded to the nearest integer, halves upwards, which exist for even a only. What is not a half is at
+/// least 1 / 2a away from one, that is 1 / 130050 of any value. So in single precision, with the quotient 255 / a enlarged by
+/// a 2^19th, all stay on their side and halves come to lie above: two roundings move a product by less than a 2^22nd.
+/// Adding 1.5 * 2^23, where floats are whole numbers, rounds and leaves the result in the low bits. Where a is 0 the product is
+/// infinite or no number, and so is the sum: its low bits are 0.
 KXCORE_KERNEL void ReturnAlphaAVX2(unsigned char *pixels, bool)
 {
     if (isOpaque(pixels))
         return;
-    const __m256i lowBytes = _mm256_set1_epi16(0xFF);
-    const __m256i first = _mm256_set1_epi32(510), second = _mm256_set1_epi32(510 << 16);
-    const __m256 whole = _mm256_set1_ps(1.5f * (1 << 23));
+    const __m256i lowBytes = _mm256_set1_epi16(0xFF), lowWords = _mm256_set1_epi32(0xFFFF);
+    const __m256 numerator = _mm256_set1_ps(255.0f + 255.0f / (1 << 19)), whole = _mm256_set1_ps(1.5f * (1 << 23));
     for (int i = 0; i < vectors; ++i) {
         const __m256i v = lanes::load(pixels + 32 * i);
         const __m256i blueRed = _mm256_and_si256(v, lowBytes), greenAlpha = _mm256_srli_epi16(v, 8);
-        const __m256i a = _mm256_srli_epi32(v, 24), isEven = _mm256_andnot_si256(a, _mm256_set1_epi32(1));
-        const __m256 halfReciprocal = _mm256_div_ps(_mm256_set1_ps(0.5f), _mm256_cvtepi32_ps(a));
-        const auto straight = [&](__m256i pair, __m256i factors) { // of the channel whose factor is not 0
-            const __m256 n = _mm256_cvtepi32_ps(_mm256_add_epi32(_mm256_madd_epi16(pair, factors), isEven));
-            return _mm256_castps_si256(_mm256_add_ps(_mm256_mul_ps(n, halfReciprocal), whole));
+        const __m256 factor = _mm256_div_ps(numerator, _mm256_cvtepi32_ps(_mm256_srli_epi32(v, 24)));
+        const auto straight = [&](__m256i colour) {
+            return _mm256_castps_si256(_mm256_add_ps(_mm256_mul_ps(_mm256_cvtepi32_ps(colour), factor), whole));
         };
-        const __m256i b = straight(blueRed, first), r = straight(blueRed, second), g = straight(greenAlpha, first);
+        const __m256i b = straight(_mm256_and_si256(blueRed, lowWords)), r = straight(_mm256_srli_epi32(blueRed, 16)),
+                      g = straight(_mm256_and_si256(greenAlpha, lowWords));
         const __m256i br = _mm256_blend_epi16(b, _mm256_slli_epi32(r, 16), 0xAA);
         const __m256i ga = _mm256_blend_epi16(g, greenAlpha, 0xAA);
         lanes::store(pixels + 32 * i, _mm256_or_si256(_mm256_and_si256(br, lowBytes), _mm256_slli_epi16(ga, 8)));
