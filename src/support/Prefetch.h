@@ -11,7 +11,8 @@ namespace memory {
 constexpr int linePixels = 16; ///< pixels of a cache line
 
 /// Asks for the cache lines of @p count pixels in each of @p rows rows, @p stride pixels apart. Any address will do.
-inline void prefetch(const OPRGBA32i *pixels, int count, int rows = 1, qptrdiff stride = 0)
+/// Always inline, like what calls it in a loop: a compiler takes a function that does nothing else for one without effect.
+Q_ALWAYS_INLINE void prefetch(const OPRGBA32i *pixels, int count, int rows = 1, qptrdiff stride = 0)
 {
     for (int row = 0; row < rows; ++row)
         for (int x = 0; x < count; x += linePixels)
