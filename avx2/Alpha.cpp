@@ -46,9 +46,9 @@ KXCORE_KERNEL void PremultiplyAlphaAVX2(unsigned char *pixels, bool)
 ///
 /// That is c * 255 / a rounded to the nearest integer, halves upwards, which exist for even a only. What is not a half is at
 /// least 1 / 2a away from one, that is 1 / 130050 of any value. So in single precision, with the quotient 255 / a enlarged by
-/// a 2^19th, all stay on their side and halves come to lie above: two roundings move a product by less than a 2^22nd.
-/// Adding 1.5 * 2^23, where floats are whole numbers, rounds and leaves the result in the low bits. Where a is 0 the product is
-/// infinite or no number, and so is the sum: its low bits are 0.
+/// a 2^19th, all stay on their side and halves come to lie above: the roundings of 255 enlarged, the quotient and the product
+/// move a product by less than a 2^22nd. Adding 1.5 * 2^23, where floats are whole numbers, rounds and leaves the result in
+/// the low bits. Where a is 0 the product is infinite or no number, and so is the sum: its low bits are 0.
 KXCORE_KERNEL void ReturnAlphaAVX2(unsigned char *pixels, bool)
 {
     if (isOpaque(pixels))

@@ -102,8 +102,9 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
         int(m_radius), int(m_paddedLength), m_direction.first, length };
     const ConvolutionKernels &fast = convolutionKernels();
     const lines::Taps taps(m_kernel);
-    if constexpr (std::is_same_v<Direction, lines::VerticalDirection>)
-        if (fast.columns && !m_image->IsTiled() && m_direction.LineCount() >= lines::columns::minimum
+    if constexpr (std::is_same_v<Direction, lines::VerticalDirection>) {
+        const bool centered = 2 * taps.offset + taps.entries.size() == m_kernel.size(); // as many zeros before as after
+        if (fast.columns && !m_image->IsTiled() && m_direction.LineCount() >= lines::columns::minimum && centered
             && lines::columns::fits(taps.entries)) {
             const auto process = [&](const OPRGBA32i *source, int columns, int first, int count, OPRGBA32i *target) {
                 fast.columns(
@@ -114,6 +115,7 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
                 *m_image, shape, workerCount, cancel, progress, process, [&](int x) { steps.done(x); });
             return;
         }
+    }
     lines::runPass<Direction>(*m_image, shape, workerCount, cancel, progress, [&] {
         return [&](int line, std::vector<OPRGBA32i> &source, OPRGBA32i *target) {
             steps.before(line, source.data() + m_radius);

@@ -294,7 +294,7 @@ private:
                 [&](Picture &p, Qt::Orientation lines) { testing::premultipliedMean(p, area, lines, radius); });
         }
         for (const Kernel &kernel : { Kernel { -3000, 9000, 12000, -1500, 100 }, Kernel { 500, -900, 17000, -900, 500 },
-                 Kernel(41, 400), Kernel() })
+                 Kernel(41, 400), Kernel { 0, 0, 0, 9000, 0 }, Kernel() })
             check(
                 [&](RGBA32iImage &i) {
                     return runAndCount(KXIterativeConvolutionFast2D<RGBA32iImage>(kernel, i, rect));
