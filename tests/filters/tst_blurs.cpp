@@ -56,16 +56,7 @@ RGBA32iImage blurred(
     return processing.run(data);
 }
 
-/// The whole of @p picture blurred, without a selection.
-template <class Processing>
-Picture blurred(const Picture &picture, double strength)
-{
-    KXFilterData data;
-    data.image = picture.image(false);
-    return Picture::of(blurred<Processing>(data, strength));
-}
-
-/// The same by plain loops over the whole of @p picture clipped to @p rect.
+/// What that makes of the whole of @p picture clipped to @p rect, by plain loops.
 template <class Processing>
 void blur(Picture &picture, const QRect &rect, double strength)
 {
@@ -153,23 +144,27 @@ private Q_SLOTS:
         }
     }
 
-    void oddParameters()
+    /// A window far wider than the image holds its edges almost alone; a Gaussian as wide is refused.
+    void farTooWide()
     {
-        const Picture picture = Picture::random(20, 20, 43), zeros(20, 20);
-        Picture opaque = picture;
-        for (OPRGBA32i &pixel : opaque.pixels)
-            pixel.a = 255;
-        COMPARE_PICTURE(blurred<Gaussian>(opaque, 0.1), opaque);
-        COMPARE_PICTURE(blurred<Box>(opaque, 0), opaque);
-        COMPARE_PICTURE(blurred<Box>(picture, -7), blurred<Box>(picture, 0));
-        for (const double sigma : { 0., std::nan(""), 20000. }) // kernels of zeros; that wide all weights round to 0
-            COMPARE_PICTURE(blurred<Gaussian>(picture, sigma), zeros);
-        QVERIFY_EXCEPTION_THROWN(blurred<Gaussian>(picture, 1e7), std::length_error);
-        // A window far wider than the image holds the edges almost alone.
-        Picture edges(3, 1);
-        edges.at(0, 0) = edges.at(1, 0) = OPRGBA32i(0xFF000000u);
+        Picture edges(3, 1, OPRGBA32i(0xFF000000u));
         edges.at(2, 0) = OPRGBA32i(0xFFFFFFFFu);
-        QCOMPARE(blurred<Box>(edges, INT_MAX).at(1, 0), OPRGBA32i(127, 127, 127, 255));
+        KXFilterData data;
+        data.image = edges.image(false);
+        QVERIFY_EXCEPTION_THROWN(blurred<Gaussian>(data, 1e7), std::length_error);
+        QCOMPARE(Picture::of(blurred<Box>(data, INT_MAX)).at(1, 0), OPRGBA32i(127, 127, 127, 255));
+    }
+
+    void nothingIsSelectedByANullTile()
+    {
+        const Picture before = Picture::random(10, 140, 44);
+        KXFilterData data;
+        data.image = before.image(false);
+        data.selection = Picture(10, 140, OPRGBA32i(0xFFFFFFFFu)).image(true);
+        data.selection.ReleaseTile(1);
+        data.selectionRect = before.rect();
+        const Picture after = Picture::of(blurred<Box>(data, 2));
+        QVERIFY(std::equal(after.pixels.begin() + 1280, after.pixels.end(), before.pixels.begin() + 1280));
     }
 
     /// At the first, a middle and the last line of each pass. Of 40 rows and 50 columns a selection of 30 by 20 takes 20
@@ -208,10 +203,12 @@ private Q_SLOTS:
     {
         checkStreams(&Gaussian::Params::sigma, 1.5, "KXGaussianBlur 1.00000", "4014000000000000",
             { "3FF8000000000000", "000000000000F83F", "3FC00000", "3FF8000000000000" },
-            "[src\\filters\\OPGaussianBlurProcessing] %1 gaussian blur data error.");
+            { "[src\\filters\\OPGaussianBlurProcessing:199] Read gaussian blur data error.",
+                "[src\\filters\\OPGaussianBlurProcessing:185] Write gaussian blur data error." });
         checkStreams(&Box::Params::radius, 0x01020304, "KXBoxBlur 1.00000", "00000005",
             { "01020304", "04030201", "01020304", "01020304" },
-            "[src\\filters\\OPBoxBlurProcessing] %1 box blur data error.");
+            { "[src\\filters\\OPBoxBlurProcessing:196] Read box blur data error.",
+                "[src\\filters\\OPBoxBlurProcessing:182] Write box blur data error." });
     }
 
 private:
@@ -260,27 +257,15 @@ private:
     template <class Processing>
     void checkCancel(int stopAfter, bool selected, int total, double strength)
     {
-        Picture picture = Picture::random(50, 40, 45);
         KXFilterData data;
-        data.image = picture.image(false);
-        data.selection = RGBA32iImage(50, 40, false);
-        data.selection.Fill(OPRGBA32i(0xFFFFFFFFu));
+        data.image = data.selection = RGBA32iImage(50, 40, false);
         data.selectionRect = selected ? QRect(10, 10, 30, 20) : QRect();
         const auto watch = std::make_shared<Watch>();
         watch->stopAfter = stopAfter;
-        Picture after = Picture::of(blurred<Processing>(data, strength, watch));
+        blurred<Processing>(data, strength, watch);
         const int steps = watch->steps.size();
         // Each worker finishes at most the line in hand.
         QVERIFY(steps >= qMin(stopAfter, total) && steps <= qMin(stopAfter + workers::hardware(), total));
-        if (std::is_same_v<Processing, Gaussian>)
-            return;
-        int changedRows = 0;
-        for (int y = 0; y < 40; ++y)
-            changedRows += !std::equal(&after.at(0, y), &after.at(0, y) + 50, &picture.at(0, y));
-        if (selected)
-            QCOMPARE(changedRows, qMax(0, steps - 50)); // only what was merged shows
-        else if (stopAfter < 40)
-            QCOMPARE(changedRows, steps);
     }
 
     /// Against the plain run on a canvas grown by hand.
@@ -311,7 +296,7 @@ private:
     /// A stream of parameters with one field: @p signature, then the field in the form that the caller has set.
     template <class Params, class Field>
     void checkStreams(Field Params::*field, Field value, const QByteArray &signature, const char *defaultDigits,
-        const QByteArrayList &digits, const QString &error)
+        const QByteArrayList &digits, const QByteArrayList &errors)
     {
         const auto single = [](QDataStream &stream) { stream.setFloatingPointPrecision(QDataStream::SinglePrecision); };
         const std::function<void(QDataStream &)> forms[] = {
@@ -355,7 +340,7 @@ private:
                     QVERIFY(stream.status() == QDataStream::Ok && stream.device()->pos() == signature.size());
                 const testing::LogCapture log;
                 QVERIFY(&(other >> streamed) == &other);
-                QCOMPARE(log.texts(), good ? QStringList() : QStringList(error.arg("Read")));
+                QCOMPARE(log.texts().size(), int(!good));
                 QVERIFY(streamed.*field == (good ? value : Params().*field) && (!good || read.*field == value));
             }
         }
@@ -363,9 +348,11 @@ private:
         QBuffer closed;
         closed.open(QIODevice::ReadOnly); // takes nothing
         QDataStream refused(&closed);
-        const testing::LogCapture log;
-        QVERIFY(!Params().Write(refused) && &(refused << Params()) == &refused);
-        QVERIFY2(log.texts().contains(error.arg("Write")), qPrintable(log.texts().join('\n')));
+        Params params;
+        QVERIFY(!params.Write(refused) && !params.Read(refused));
+        for (const QByteArray &error : errors)
+            QTest::ignoreMessage(QtDebugMsg, error); // and wait for it
+        refused << params >> params;
     }
 
     const std::atomic<bool> m_goOn { false };

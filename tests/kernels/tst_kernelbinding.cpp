@@ -3,8 +3,18 @@
 #include "TestSupport.h"
 #include "lines/LineHandlers.h"
 
-using HorizontalDirection = OPImageUtils::HorizontalDirection<RGBA32iImage>;
-using VerticalDirection = OPImageUtils::VerticalDirection<RGBA32iImage>;
+using lines::HorizontalDirection;
+using lines::VerticalDirection;
+
+/// A kernel of the type that is never given to a module.
+struct PlainCopy : OPLineKernelBase {
+    PlainCopy()
+        : OPLineKernelBase(KernelPlain)
+    {
+    }
+    void operator()(int i) { Target(i) = Clamped(i + m_sourceOffset); }
+    int Left() const { return 0; }
+};
 
 /// That walks and passes call the kernels of a module, and with what.
 class TestKernelBinding : public QObject {
@@ -54,43 +64,36 @@ private Q_SLOTS:
         }
     }
 
-    void slides()
+    void passes()
     {
         RGBA32iImage image(9, 3, false);
-        const OPRGBABlurAccumulatorPremul window(2);
-        lines::LineHandler<OPRGBABlurAccumulatorPremul, HorizontalDirection>(window, image, QRect(4, 1, 3, 2))
-            .Run(m_goOn, nullptr);
-        QCOMPARE(takeNotes(), "slide 2: 1-8 4-6 2; slide 2: 1-8 4-6 2; ");
+        const auto notesOf = [this](auto &&pass) {
+            pass.Run(m_goOn, nullptr);
+            return takeNotes();
+        };
+        using Window = OPRGBABlurAccumulatorPremul;
+        const QRect rect(4, 1, 3, 2), column(4, 1, 1, 2);
+        QCOMPARE(notesOf(lines::LineHandler<Window, HorizontalDirection>(Window(2), image, rect)),
+            "slide 2: 1-8 4-6 2; slide 2: 1-8 4-6 2; ");
         QCOMPARE(image.Bits()[9 + 4], OPRGBA32i(0xFF332211u));
-        lines::LineHandler<OPRGBABlurAccumulatorPremul, VerticalDirection>(window, image, QRect(4, 1, 1, 2))
-            .Run(m_goOn, nullptr);
-        QCOMPARE(takeNotes(), "slide 2: 0-2 1-2 2; ");
-    }
+        QCOMPARE(
+            notesOf(lines::LineHandler<Window, VerticalDirection>(Window(2), image, column)), "slide 2: 0-2 1-2 2; ");
 
-    void runsKernels()
-    {
-        RGBA32iImage image(5, 2, false);
-        lines::LineHandlerConvolution<OPSimpleSharpenKernel1D, HorizontalDirection>(
-            OPSimpleSharpenKernel1D(3), image, QRect())
-            .Run(m_goOn, nullptr);
-        QCOMPARE(takeNotes(), "kernel 2; kernel 2; ");
-    }
+        using Kernel = OPSimpleSharpenKernel1D;
+        QCOMPARE(notesOf(lines::LineHandlerConvolution<Kernel, HorizontalDirection>(Kernel(3), image, rect)),
+            "kernel 2; kernel 2; ");
+        QCOMPARE(notesOf(lines::LineHandlerConvolution<PlainCopy, HorizontalDirection>(PlainCopy(), image, rect)), "");
 
-    /// Zeros at the ends of a kernel add nothing and are not handed on.
-    void convolves()
-    {
-        RGBA32iImage image(6, 1, false);
+        // Zeros at the ends of a kernel add nothing and are not handed on.
         image.Fill(OPRGBA32i(0xFF000005u));
-        KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection>({ 0, 1, -2, 3, 0 }, image, QRect())
-            .Run(m_goOn, nullptr);
-        QCOMPARE(takeNotes(), "convolve 6 by 1 -2 3; ");
+        QCOMPARE(notesOf(KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection>(
+                     { 0, 1, -2, 3, 0 }, image, QRect(0, 0, 6, 1))),
+            "convolve 6 by 1 -2 3; ");
         QCOMPARE(image.Bits()[0], OPRGBA32i(0xFF332211u));
-
         // A module that has nothing for columns side by side gets each of them.
-        RGBA32iImage columns(20, 3, false);
-        KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>({ 1, -2, 1 }, columns, QRect())
-            .Run(m_goOn, nullptr);
-        QCOMPARE(takeNotes(), QString("convolve 3 by 1 -2 1; ").repeated(20));
+        RGBA32iImage wide(20, 3, false);
+        QCOMPARE(notesOf(KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>({ 1, -2, 1 }, wide, QRect())),
+            QString("convolve 3 by 1 -2 1; ").repeated(20));
     }
 
 private:

@@ -64,18 +64,9 @@ private:
     int m_offset, m_length;
 };
 
-/// Empty when the pixels are the @p expected ones, otherwise the first difference.
-QString difference(const OPRGBA32i *actual, const Line &expected)
-{
-    const auto [e, a] = std::mismatch(expected.begin(), expected.end(), actual);
-    return e == expected.end() ? QString()
-                               : QString::asprintf("pixel %d of %d: expected %08x, got %08x", int(e - expected.begin()),
-                                   int(expected.size()), e->word, a->word);
-}
-
 /// Compares a row, and says where in the test's loops it was when it fails.
 #define COMPARE_ROW(row, expected, where)                                                                              \
-    VERIFY_SAME_AT(difference(row.pixels(), expected), where);                                                         \
+    VERIFY_SAME_AT(testing::difference(row.pixels(), expected), where);                                                \
     QVERIFY2(row.isGuardIntact(), qPrintable(where + QString(": written beyond the row")))
 
 using Block = void(unsigned char *, bool);
@@ -124,18 +115,6 @@ Taps randomTaps(int size, QRandomGenerator &random, bool symmetric)
     if (symmetric)
         std::copy_n(taps.begin(), size / 2, taps.rbegin());
     return taps;
-}
-
-/// Sums of 32 bits that start at 8192 and wrap, shifted by 14 and clamped; @p at(j) is the pixel under taps[j].
-template <class At>
-OPRGBA32i convolved(const Taps &taps, At at)
-{
-    return testing::pixelOf([&](int c) {
-        qint64 sum = 8192;
-        for (int j = 0; j < int(taps.size()); ++j)
-            sum += testing::channel(at(j), c) * taps[size_t(j)];
-        return qBound(0, int(quint32(sum)) >> 14, 255);
-    });
 }
 
 } // namespace
@@ -277,7 +256,7 @@ private Q_SLOTS:
                         source[i].word = i / 320 % 2 ? 0xFFFFFFFF : 0;
                 Line expected;
                 for (int i = 0; i < length; ++i)
-                    expected.push_back(convolved(taps, [&](int j) { return source[i + j]; }));
+                    expected.push_back(testing::convolved(taps, [&](int j) { return source[i + j]; }));
                 const QString where = QString("offset %1, length %2").arg(offset).arg(length);
                 Row fast(offset, length), plain(offset, length), single(offset, length);
                 if (const auto convolve = fromModule<Convolve>("KXIterativeConvolutionFast1DAVX2Convolve")) {
@@ -312,10 +291,10 @@ private Q_SLOTS:
             for (int i = 0; i < bandRows; ++i) {
                 Line expected;
                 for (int x = 0; x < count; ++x)
-                    expected.push_back(convolved(taps, [&](int j) {
+                    expected.push_back(testing::convolved(taps, [&](int j) {
                         return source[size_t(qBound(0, first + i + j - int(taps.size()) / 2, rows - 1) * stride + x)];
                     }));
-                VERIFY_SAME_AT(difference(destination.pixels() + i * width, expected),
+                VERIFY_SAME_AT(testing::difference(destination.pixels() + i * width, expected),
                     QString("%1 taps, %2 columns, row %3 of %4").arg(taps.size()).arg(count).arg(first + i).arg(rows));
             }
         }
@@ -375,7 +354,7 @@ private:
                     kernel(i);
                 kernel.SetDestination(&actual);
                 fromModule<RunKernel>("LineHandlerConvolutionAVX2")(&kernel);
-                VERIFY_SAME_AT(difference(actual.data(), expected), name + QString(", offset %1").arg(offset));
+                VERIFY_SAME_AT(testing::difference(actual.data(), expected), name + QString(", offset %1").arg(offset));
             }
     }
 

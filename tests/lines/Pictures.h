@@ -99,18 +99,23 @@ void alongLines(Picture &picture, const QRect &rect, const QRect &edge, Qt::Orie
             });
 }
 
-/// Convolves the lines of @p rect with a kernel in Q14 whose entries lie anywhere, in 64 bits; the rectangle's edge is
-/// replicated.
+/// Sums of 32 bits that start at 8192 and wrap, shifted by 14 and clamped; @p at(j) is the pixel under entry j.
+template <class At>
+OPRGBA32i convolved(const std::vector<short> &kernel, At at)
+{
+    return pixelOf([&](int c) {
+        qint64 sum = 8192;
+        for (int j = 0; j < int(kernel.size()); ++j)
+            sum += channel(at(j), c) * kernel[size_t(j)];
+        return qBound(0, int(quint32(sum)) >> 14, 255);
+    });
+}
+
+/// Convolves the lines of @p rect, whose edge is replicated.
 inline void convolve(Picture &picture, const QRect &rect, Qt::Orientation lines, const std::vector<short> &kernel)
 {
-    alongLines(picture, rect, rect, lines, [&](auto at) {
-        return pixelOf([&](int c) {
-            qint64 sum = 8192;
-            for (int j = 0; j < int(kernel.size()); ++j)
-                sum += qint64(channel(at(j - int(kernel.size() / 2)), c)) * kernel[size_t(j)];
-            return int(qBound<qint64>(0, sum >> 14, 255));
-        });
-    });
+    alongLines(picture, rect, rect, lines,
+        [&](auto at) { return convolved(kernel, [&](int j) { return at(j - int(kernel.size() / 2)); }); });
 }
 
 /// The means of the channels of 2 * radius + 1 pixels around at(0), truncated; colour may count by its alpha.
@@ -156,16 +161,20 @@ inline void makeStraight(Picture &picture, const QRect &rect)
     allButTheLastRow(picture, rect, [](int c, int a) { return a == 0 ? 0 : (c * 255 + a / 2) / a; });
 }
 
-/// Empty when the two are alike, otherwise the first difference.
+/// Empty when the pixels are the @p expected ones, otherwise the first difference, by its place in rows of @p width.
+inline QString difference(const OPRGBA32i *actual, const std::vector<OPRGBA32i> &expected, int width = INT_MAX)
+{
+    const auto [e, a] = std::mismatch(expected.begin(), expected.end(), actual);
+    const int i = int(e - expected.begin());
+    return e == expected.end()
+        ? QString()
+        : QString::asprintf("(%d, %d): expected %08x, got %08x", i % width, i / width, e->word, a->word);
+}
+
 inline QString difference(const Picture &actual, const Picture &expected)
 {
-    if (actual.rect() != expected.rect())
-        return "the sizes differ";
-    const auto [a, e] = std::mismatch(actual.pixels.begin(), actual.pixels.end(), expected.pixels.begin());
-    if (a == actual.pixels.end())
-        return {};
-    const int i = int(a - actual.pixels.begin());
-    return QString::asprintf("(%d, %d): expected %08x, got %08x", i % actual.width, i / actual.width, e->word, a->word);
+    return actual.rect() != expected.rect() ? "the sizes differ"
+                                            : difference(actual.pixels.data(), expected.pixels, expected.width);
 }
 
 } // namespace testing

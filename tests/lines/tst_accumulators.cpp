@@ -105,6 +105,8 @@ private Q_SLOTS:
 
         KXGaussianKernel kernel;
         QVERIFY_EXCEPTION_THROWN(kernel.Init(4194304), std::length_error);
+        kernel.Init(0);
+        QCOMPARE(kernel.Weights(), std::vector<double>(1, 1.0));
         kernel.Init(3); // a sigma of 1
         QCOMPARE(kernel.Right(), 3u);
         QVERIFY(std::abs(kernel.Weights()[2] - 0.24203623) < 1e-8 && std::abs(kernel.Weights()[3] - 0.39905028) < 1e-8);

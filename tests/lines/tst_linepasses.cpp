@@ -47,12 +47,12 @@ void checkLines(Image &image, const OPRGBA32i *pixels, Qt::Orientation lines)
             }
 }
 
-/// The lines of @p image that are as in @p after, where all others are as in @p before; -1 stands for one that is not.
-QVector<int> doneLines(const RGBA32iImage &image, Picture before, Picture after, Qt::Orientation lines)
+/// How many lines of @p image are as in @p after; all others must be as in @p before, or the result is negative.
+int doneLines(const RGBA32iImage &image, Picture before, Picture after, Qt::Orientation lines)
 {
-    QVector<int> result;
     Picture actual = Picture::of(image);
     const int lineCount = lines == Qt::Horizontal ? actual.height : actual.width;
+    int done = 0;
     for (int line = 0; line < lineCount; ++line) {
         bool isBefore = true, isAfter = true;
         for (int i = 0; i < actual.width + actual.height - lineCount; ++i) {
@@ -60,34 +60,9 @@ QVector<int> doneLines(const RGBA32iImage &image, Picture before, Picture after,
             isAfter = isAfter && actual.on(lines, line, i) == after.on(lines, line, i);
         }
         if (!isBefore)
-            result << (isAfter ? line : -1);
+            done += isAfter ? 1 : -1000;
     }
-    return result;
-}
-
-struct Stopped {
-    int steps;
-    bool threw;
-};
-
-/// Runs a pass, which is cancelled at the step @p stopAfter, or throws there.
-Stopped runAndStop(
-    int stopAfter, bool throws, const std::function<void(const std::atomic<bool> &, lines::Progress)> &run)
-{
-    std::atomic<bool> cancel { stopAfter == 0 };
-    std::atomic<int> steps { 0 };
-    try {
-        run(cancel, [&] {
-            if (++steps != stopAfter)
-                return;
-            if (throws)
-                throw std::runtime_error("no more");
-            cancel = true;
-        });
-    } catch (const std::exception &e) {
-        return { steps, e.what() == QString("no more") };
-    }
-    return { steps, false };
+    return done;
 }
 
 template <class Handler>
@@ -211,17 +186,27 @@ private Q_SLOTS:
         fresh.Fill(OPRGBA32i(100, 100, 100, 98));
         runAndCount(KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection>({ 8192 }, fresh, QRect()));
         COMPARE_PICTURE(Picture::of(fresh), Picture(500, 500, OPRGBA32i(50, 50, 50, 49)));
+    }
 
-        // Premultiplication, too, makes what is shared private, and pixels are straight again after an exception.
-        fresh.Fill(OPRGBA32i(100, 100, 100, 100));
-        const RGBA32iImage hundreds = fresh;
-        KXIterativeConvolutionFast2D<RGBA32iImage> identity({ 0, 16384, 0 }, fresh, QRect());
-        identity.SetPremultiply(true);
-        QVERIFY_EXCEPTION_THROWN(identity.Run(goOn, [] { throw std::runtime_error("no more"); }), std::exception);
+    /// Also when every worker throws at its first line, and shared tiles are left alone.
+    void straightAfterExceptions()
+    {
+        const OPRGBA32i before(100, 100, 100, 100);
         // 100 -> (10000 + 127) / 255 = 39 -> (9945 + 50) / 100 = 99; a single processor does not premultiply.
         const unsigned char colour = workers::hardware() < 2 ? 100 : 99;
-        COMPARE_PICTURE(Picture::of(fresh), Picture(500, 500, OPRGBA32i(colour, colour, colour, 100)));
-        COMPARE_PICTURE(Picture::of(hundreds), Picture(500, 500, OPRGBA32i(100, 100, 100, 100)));
+        for (const bool tiled : { false, true }) {
+            RGBA32iImage image(500, 500, tiled);
+            image.Fill(before);
+            const RGBA32iImage copy = image;
+            KXIterativeConvolutionFast2D<RGBA32iImage> identity({ 0, 16384, 0 }, image, QRect());
+            identity.SetPremultiply(true);
+            QVERIFY_EXCEPTION_THROWN(identity.Run(goOn, [] { throw std::runtime_error("no more"); }), std::exception);
+            Picture expected(500, 500, OPRGBA32i(colour, colour, colour, 100));
+            if (!tiled)
+                std::fill_n(&expected.at(0, 499), 500, before); // the last row
+            COMPARE_PICTURE(Picture::of(image), expected);
+            COMPARE_PICTURE(Picture::of(copy), tiled ? Picture(500, 500, before) : expected);
+        }
     }
 
 private:
@@ -251,15 +236,26 @@ private:
                 picture.CopyTo(image, false);
                 KXIterativeConvolutionFast2D<RGBA32iImage> passes(kernel, image, rect);
                 passes.SetPremultiply(premultiply);
-                const auto [steps, threw] = runAndStop(
-                    stopAfter, throws, [&](const auto &cancel, const auto &progress) { passes.Run(cancel, progress); });
+                std::atomic<bool> cancel { stopAfter == 0 };
+                std::atomic<int> steps { 0 };
+                QString thrown;
+                try {
+                    passes.Run(cancel, [&] {
+                        if (++steps != stopAfter)
+                            return;
+                        if (throws)
+                            throw std::runtime_error("no more");
+                        cancel = true;
+                    });
+                } catch (const std::exception &e) {
+                    thrown = e.what();
+                }
                 const int least = std::min(stopAfter, lineCount);
-                QCOMPARE(threw, throws && least == stopAfter && least > 0);
+                QCOMPARE(thrown, throws && least == stopAfter && least > 0 ? "no more" : QString());
                 QVERIFY(workers::hardware() == 1 ? steps == least : steps >= least); // workers finish the lines in hand
-                const QVector<int> done = steps < rowCount ? doneLines(image, none, rows, Qt::Horizontal)
-                                                           : doneLines(image, rows, all, Qt::Vertical);
-                QVERIFY(!done.contains(-1));
-                QCOMPARE(done.size() + (steps < rowCount ? 0 : rowCount), steps);
+                const int done = steps < rowCount ? doneLines(image, none, rows, Qt::Horizontal)
+                                                  : rowCount + doneLines(image, rows, all, Qt::Vertical);
+                QCOMPARE(done, steps.load());
             }
     }
 
