@@ -20,9 +20,12 @@ const QSize cell(240, 160);
 
 QImage lowerLayer(const QImage &photo)
 {
-    QImage layer = photo.scaled(cell, Qt::KeepAspectRatioByExpanding, Qt::SmoothTransformation);
-    layer = layer.copy(QRect(QPoint((layer.width() - cell.width()) / 2, (layer.height() - cell.height()) / 2), cell))
-                .convertToFormat(QImage::Format_ARGB32);
+    // Cut first: a photo of one column, scaled as a whole to the width of a cell, would be millions of rows high.
+    const QSize kept = cell.scaled(photo.size(), Qt::KeepAspectRatio).expandedTo(QSize(1, 1));
+    const QPoint corner((photo.width() - kept.width()) / 2, (photo.height() - kept.height()) / 2);
+    QImage layer = photo.copy(QRect(corner, kept))
+                       .scaled(cell, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+                       .convertToFormat(QImage::Format_ARGB32);
     for (int y = 0; y < layer.height(); ++y) {
         QRgb *line = reinterpret_cast<QRgb *>(layer.scanLine(y));
         for (int x = 0; x < layer.width(); ++x) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 namespace tour {
 
@@ -156,6 +157,8 @@ void drawShore(QPainter &painter, double w, double h, double horizon)
 QImage drawScene(const QSize &size)
 {
     QImage image(size, QImage::Format_RGB32);
+    if (image.isNull())
+        throw std::bad_alloc();
     const double w = size.width(), h = size.height(), horizon = std::round(h * 0.58);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);

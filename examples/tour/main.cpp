@@ -22,15 +22,15 @@
 
 namespace {
 
-constexpr qint64 largestPhoto = 100'000'000; // pixels
+constexpr qint64 largestPicture = 100'000'000; // pixels
 
 std::atomic<bool> stop { false }; // lock-free, so that a signal handler may set it
 
-void checkSize(const QString &path, const QSize &size)
+void checkSize(const QString &picture, const QSize &size)
 {
-    if (qint64(size.width()) * size.height() > largestPhoto)
-        throw tour::Failure(QString("'%1' has %2 x %3 pixels; 100 megapixels are the most")
-                                .arg(path)
+    if (qint64(size.width()) * size.height() > largestPicture)
+        throw tour::Failure(QString("%1 has %2 x %3 pixels; 100 megapixels are the most")
+                                .arg(picture)
                                 .arg(size.width())
                                 .arg(size.height()));
 }
@@ -46,11 +46,12 @@ QImage readPhoto(const QString &path)
     QImageReader reader(&file);
     reader.setDecideFormatFromContent(true);
     reader.setAutoTransform(true);
-    checkSize(path, reader.size());
+    const QString name = '\'' + path + '\'';
+    checkSize(name, reader.size());
     const QImage photo = reader.read();
     if (photo.isNull())
         throw tour::Failure(QString("cannot read '%1': %2").arg(path, reader.errorString()));
-    checkSize(path, photo.size());
+    checkSize(name, photo.size());
     return photo.convertToFormat(QImage::Format_ARGB32);
 }
 
@@ -64,6 +65,8 @@ QImage borrowed(const RGBA32iImage &image)
 void run(const QString &path, const QSize &sceneSize, const QString &out)
 {
     const bool own = path.isEmpty();
+    if (own)
+        checkSize("the scene", sceneSize);
     QImage photo = own ? tour::drawScene(sceneSize) : readPhoto(path);
     tour::OutputFolder folder(out);
 

@@ -41,12 +41,19 @@ private Q_SLOTS:
         QCOMPARE(everything().filter("new/deep/out/").size(), 2 * steps + 3);
     }
 
+    void sceneTooLarge()
+    {
+        const Outcome outcome = run({ "--scene", "99999x99999", "--out", at("large") });
+        QVERIFY2(outcome.status == 1 && outcome.errors.contains("100 megapixels"), outcome.errors.constData());
+    }
+
     void photos()
     {
-        const std::tuple<const char *, QSize, QImage::Format> photos[] = { { "photo.jpg", { 200, 130 },
-                                                                               QImage::Format_RGB32 },
-            { "photo.bmp", { 33, 40 }, QImage::Format_Indexed8 }, { "deep.png", { 150, 20 }, QImage::Format_RGBA64 },
-            { "pixel.png", { 1, 1 }, QImage::Format_ARGB32 }, { "a column.png", { 1, 700 }, QImage::Format_ARGB32 } };
+        const std::tuple<const char *, QSize, QImage::Format> photos[] = {
+            { "photo.jpg", { 200, 130 }, QImage::Format_RGB32 }, { "photo.bmp", { 33, 40 }, QImage::Format_Indexed8 },
+            { "deep.png", { 150, 20 }, QImage::Format_RGBA64 }, { "pixel.png", { 1, 1 }, QImage::Format_ARGB32 },
+            { "a column.png", { 1, 100000 }, QImage::Format_ARGB32 }
+        };
         write("an out folder/notes.txt", "keep");
         for (const auto &[name, size, format] : photos) {
             writePhoto(name, size, format);
