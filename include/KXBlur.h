@@ -16,9 +16,10 @@ namespace KXBlur {
 
 /// A Gaussian that reaches @c KXGaussianBase::Reach(sigma) entries to either side of the middle.
 ///
-/// A sigma of 0 or next to it, infinity or NaN gives a kernel of zeros, and so does a sigma above about 13000, where each
-/// weight rounds to 0: a convolution with it clears the image. Above 1398101 it throws as @c Reach does, until three times
-/// sigma no longer fits an int; from there on, and for negative values, it reaches 1. Also throws std::bad_alloc.
+/// A sigma of NaN, or of 0 or infinity or so near to them that its square is, gives a kernel of zeros, and so does a sigma
+/// from 13108 on, where each weight rounds to 0: a convolution with it clears the image. Above 1398101 it throws as
+/// @c Reach does, until three times sigma no longer fits an int; from there on, and for negative values, it reaches 1.
+/// Also throws std::bad_alloc.
 KX_EXPORT std::vector<short> CreateGaussianKernel(double sigma);
 
 /// Three entries. An amount of 255 is the mean of three, 0 the identity; each entry is truncated to 16 bits.

@@ -13,9 +13,10 @@
 ///           so that the tiles under them stay shared. A flat window of the source stands for its null and fake tiles;
 ///           Compose and ComposeSource from such a source make every destination tile below the rectangle private.
 /// Opacity   0..1, times 256 and truncated; a result of 0 changes nothing. **At 1.0 an opaque 0 in a colour of the source
-///           wraps to 255 over another colour in mode SourceOver**; 255 / 256 composes as one expects. Between two flat images, and in everything
-///           with masks, it is clamped to 0..1 first (NaN counts as 0). Where a tiled image takes part in a plain
-///           Compose it is not: one outside 0..1, NaN included, gives a defined picture that is of no use.
+///           wraps to 255 over another colour in mode SourceOver**; 255 / 256 composes as one expects. Between two flat
+///           images, and in everything with masks, it is clamped to 0..1 first (NaN counts as 0). Where a tiled image
+///           takes part in a plain Compose it is not: one outside 0..1, NaN included, gives a defined picture that is of
+///           no use.
 /// lockAlpha Leaves the destination's alpha as it is (see KXCompositionMode for the exceptions).
 /// Modes     One that is unknown, or Destination, changes nothing.
 /// Masks     Their alpha is the coverage. The mask rectangle's top left corner lies on that of the destination

@@ -183,10 +183,11 @@ public:
     T *Bits() { return flatData.data(); }
     const T *Bits() const { return flatData.data(); }
 
-    /// Makes @p target a deep copy, tiled if this image is or @p forceTiled is set. Taken over are the pixels, the
-    /// resolution, the EXIF list (shared) and the application's words; **not** the profile, the metadata flags, the flat
-    /// window and the meaning of fake tiles. Every tile that is not null becomes a private block of @p target, so that
-    /// none counts as fake there. From flat to tiled the pixels are copied by workers (see @c CopyRect): with a single
+    /// Makes @p target a deep copy, tiled if this image is or @p forceTiled is set. For a flat copy of a tiled image make a
+    /// flat one of its size and use @c ComposeSource or @c CopyRect, which leave out its fake tiles. Taken over are the
+    /// pixels, the resolution, the EXIF list (shared) and the application's words; **not** the profile, the metadata flags,
+    /// the flat window and the meaning of fake tiles. Every tile that is not null becomes a private block of @p target, so
+    /// that none counts as fake there. From flat to tiled the pixels are copied by workers (see @c CopyRect): with a single
     /// processor there are none, and the copy is transparent.
     void CopyTo(KXImage &target, bool forceTiled) const
     {

@@ -4,13 +4,19 @@
 /// The frame of all filters.
 ///
 /// A filter is an object for one run: construct it with a cancel flag, connect its signals, call @c run once. @c run may
-/// be called from any thread and blocks until the work is done; the work is spread over the global thread pool, and
-/// **signals may be emitted from pool threads**. Input comes in one data value, which owns its images in the sense of
-/// @c KXImage: tiles are shared until written, flat buffers are shared for good.
+/// be called from any thread and blocks until the work is done; the work is spread over the global thread pool. Input comes
+/// in one data value, which owns its images in the sense of @c KXImage: tiles are shared until written, flat buffers are
+/// shared for good.
+///
+/// Signals: **they may be emitted from pool threads.** What a pool thread emits waits, in an ordinary connection to an
+/// object, for the event loop of that object's thread, which is after the run where @c run blocks that very thread. Who
+/// wants to see progress during the run, or to cancel from it, connects a function without a receiver, or with
+/// Qt::DirectConnection; it must then be fit for any thread.
 ///
 /// Cancelling: the caller owns the flag, and it must outlive the filter. Workers read it between lines. A cancelled run
-/// returns what it has, with no error; who set the flag knows to discard the result. Bad parameters and rectangles raise
-/// nothing either: rectangles shrink to what the images hold.
+/// returns what it has, with no error; who set the flag knows to discard the result. That need not be the input, even
+/// where the flag was set beforehand: a Gaussian without a selection has then weighted colours by alpha and gone back, at
+/// a loss. Bad parameters and rectangles raise nothing either: rectangles shrink to what the images hold.
 
 #include "KXGlobal.h"
 #include "KXImage.h"

@@ -16,8 +16,9 @@
 class KX_EXPORT OPGaussianBlurProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {
-        /// In pixels. Sensible from 0.2, which is close to no blur, to some hundreds. 0 and NaN, and values
-        /// above 13000, clear what they blur; see @c KXBlur::CreateGaussianKernel, whose exceptions leave @c run.
+        /// In pixels. Sensible from 0.2, which is close to no blur, to some hundreds. 0 and NaN clear what they blur, as do
+        /// values from 13108 on; see @c KXBlur::CreateGaussianKernel for those above 1398101, which may also throw out of
+        /// @c run, and for negative ones.
         double sigma = 5.0;
 
         /// Writes "KXGaussianBlur 1.00000", then sigma. False when the stream fails.
