@@ -24,8 +24,9 @@
 ///           fully covered with @c outsideVisible and is not composed without it. Masks never narrow the composed area.
 /// Threads   May be called from any thread, also from a pool thread; the call returns when all is done. Flat
 ///           destinations are mostly written by as many pool workers as there are processors, tiled ones by the calling
-///           thread. Two calls must not write one image at once. An image may be laid on itself; with flat images (and
-///           copies of one share its pixels) the two rectangles must then not overlap in different rows.
+///           thread. Two calls must not write one image at once. An image may be laid on itself or be its own mask, row
+///           after row; with flat images (and copies of one share its pixels) the two rectangles must then not overlap
+///           in different rows.
 /// Errors    std::bad_function_call before @c loadAVX2Functions(true). What is thrown inside (std::bad_alloc above all)
 ///           is logged as "[src/KXComposer:line] Unexpected exception ..." and leaves; part of the rows may be composed.
 ///           From a pool worker only its text arrives, in a QUnhandledException; catch std::exception.

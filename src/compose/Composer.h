@@ -78,10 +78,12 @@ inline Window windowFor(const QImage &, const KXOverlap &) { return Window::Igno
 /// Who walks: the calling thread, in blocks of rows or row by row, or the pool, row by row.
 enum class Threads { Caller, CallerByRows, Pool };
 
-/// The calling thread walks blocks. Only where an image is laid on itself, moved, does the order of the rows matter.
-inline Threads onCaller(const void *source, const void *destination)
+/// The calling thread walks blocks. Only where the destination is also read, moved, as a source or a mask, does the order
+/// of the rows matter.
+template <class... Image>
+Threads onCaller(const void *destination, const Image &...read)
 {
-    return source == destination ? Threads::CallerByRows : Threads::Caller;
+    return ((&read == destination) || ...) ? Threads::CallerByRows : Threads::Caller;
 }
 
 /// Runs @p walk over @p area: at once, or row by row, on as many workers as there are processors or on the calling
@@ -210,7 +212,7 @@ void composePlain(const Src &src, const QRect &srcRect, KXCompositionMode mode, 
     const SourcePlane source(src, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(src, *area));
     const TargetPlane target(dst);
     const auto blender = makeBlender(mode, quint32(opacity256));
-    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&src, &dst),
+    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&dst, src),
         [&](const QRect &part) { blendPlain(part, source, nullptr, target, blender); });
 }
 
@@ -237,7 +239,7 @@ void composeMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode,
     const SourcePlane source(src, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(src, *area));
     const TargetPlane target(dst);
     const auto blender = makeBlender(mode, quint32(opacity256));
-    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&src, &dst),
+    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&dst, src, mask),
         [&](const QRect &part) { blendMasked(part, source, second, NoClip(), NoMask(), target, blender); });
 }
 

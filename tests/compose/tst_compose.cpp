@@ -285,6 +285,13 @@ private Q_SLOTS:
             QCOMPARE(pictures::difference(Canvas(red), destination), QString());
         }
 
+        // An image that is its own mask, moved: what a row covers is what the row above, one to the right, became.
+        RGBA32iImage onto(256, 20, true);
+        ComposeSource(red, QRect(0, 0, 256, 1), onto, QRect(0, 0, 256, 1));
+        ComposeMaskOn(red, r, copying, onto, QRect(0, 1, 256, 19), 1.0, onto, QRect(1, 0, 256, 20), false, false);
+        for (int x = 0; x < 256; ++x)
+            QCOMPARE(int(Canvas(onto).At({ x, 19 }).a), x + 19 < 256 ? 255 : 0);
+
         Canvas expected(noise);
         reference::compose(expected, moved, { { noise, r } }, 12, 200, false);
         Compose(noise, r, KXCompositionMode::Plus, shared, moved, 200 / 256.0, false);
