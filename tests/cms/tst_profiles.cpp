@@ -170,7 +170,6 @@ private Q_SLOTS:
             { "says just the header", changed(srgb, 0, 128) },
             { "more tags than the directory holds", changed(srgb, 128, word(srgb, 128) + 60) },
             { "tag behind the end", changed(srgb, curve + 4, quint32(srgb.size())) },
-            { "tag of 4 GiB", changed(srgb, curve + 8, 0xffffffff) },
             { "tag around the end of 32 bits", changed(srgb, srgb.indexOf("desc") + 4, 0xfffffff0) },
             { "curve of no known type", changed(srgb, int(word(srgb, curve + 4)), 0) },
             { "colorant of no known type", changed(srgb, int(word(srgb, colorant + 4)), 0) },
@@ -271,15 +270,13 @@ private Q_SLOTS:
                 const Pixels expected = inverted ? direct(srgb, other, pixels) : direct(other, srgb, pixels);
                 Pixels butForTheLastRow = expected; // which a flat image keeps
                 std::copy(pixels.cend() - width, pixels.cend(), butForTheLastRow.end() - width);
-                RGBA32iImage flat(width, height, false), tiled;
+                RGBA32iImage flat(width, height, false);
                 std::copy(pixels.cbegin(), pixels.cend(), flat.Bits());
-                flat.CopyTo(tiled, true);
                 QImage bitmap = ConvertImage<RGBA32iImage, QImage>(flat);
                 OPRGBA32i pixel = pixels[77];
-                apply(flat), apply(tiled), apply(bitmap), apply(pixel);
+                apply(flat), apply(bitmap), apply(pixel);
                 QVERIFY(same(flat.Bits(), butForTheLastRow) && same(bitmap.constBits(), expected));
-                RGBA32iImage::CopyRect(flat, tiled, tiled.Rect(), flat.Rect(), true);
-                QVERIFY(same(flat.Bits(), expected) && pixel == expected[77]);
+                QCOMPARE(pixel, expected[77]);
             }
         }
     }

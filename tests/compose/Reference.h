@@ -127,11 +127,11 @@ inline OPRGBA32i plain(int mode, OPRGBA32i s, OPRGBA32i d, const OPRGBA32i *mask
     case 6:
         return lock ? d : withAlpha(d, d.a * sa / 255);
     case 24:
-        return eachColour(s, d, lock ? d.a : d.a | sa, [](Word sc, Word dc) { return dc | sc; });
+        return { (d.word | withAlpha(s, lock ? 0 : sa).word) };
     case 25:
-        return eachColour(s, d, lock ? d.a : d.a & sa, [](Word sc, Word dc) { return dc & sc; });
+        return { (d.word & withAlpha(s, lock ? 255 : sa).word) };
     case 31:
-        return eachColour(s, d, lock ? d.a : d.a & ~sa, [](Word sc, Word dc) { return dc & ~sc; });
+        return { (d.word & ~withAlpha(s, lock ? 0 : sa).word) };
     case 39:
         return { byte(sa), byte(sa), byte(sa), lock ? d.a : byte(255) };
     case 40: {

@@ -1,10 +1,14 @@
 #include "TestSupport.h"
 
 #include "KXImage.h"
+#include "KXTileManager64.h"
 
 #include <QtCore/QRandomGenerator>
+#include <QtCore/QTranslator>
 
 #include <array>
+
+using Element = KXEXIFElement;
 
 namespace {
 
@@ -274,7 +278,7 @@ private Q_SLOTS:
     void copyRect()
     {
         const std::pair<QRect, QPoint> cases[] = { { { 5, 6, 150, 20 }, { 100, 120 } },
-            { { -20, -30, 200, 100 }, { -50, -10 } }, { { 200, 150, 400, 400 }, { 1, 2 } },
+            { { -20, -30, 200, 33 }, { -50, -10 } }, { { 200, 150, 400, 400 }, { 1, 2 } },
             { { 10, 10, 20, 20 }, { 300, 0 } } };
         for (int i = 0; i < 32; ++i) {
             const bool sourceTiled = i & 1, tiled = i & 2, overwrite = i & 4;
@@ -296,6 +300,20 @@ private Q_SLOTS:
         }
     }
 
+    /// The calling thread copies nothing itself, and on one processor there is nobody else.
+    void copyRectOnOneProcessor()
+    {
+        const QByteArray before = qgetenv("KXCORE_TEST_PROCESSORS");
+        qputenv("KXCORE_TEST_PROCESSORS", "1");
+        RGBA32iImage flat(300, 20, false), tiled(300, 20, true), copy;
+        flat.Fill(red);
+        tiled.TileData(0, true);
+        flat.CopyTo(copy, true);
+        RGBA32iImage::CopyRect(flat, tiled, tiled.Rect(), flat.Rect(), true);
+        qputenv("KXCORE_TEST_PROCESSORS", before);
+        QVERIFY(copy.IsFakeTile(0) && difference(flat, all(red)) == nowhere);
+    }
+
     /// Sizes and distances beyond what an int holds; the last of A falls before B.
     void clipsHugeRectangles()
     {
@@ -312,10 +330,69 @@ private Q_SLOTS:
         }
     }
 
+    void exifDictionary()
+    {
+        for (int type = 1; type < 80; ++type) {
+            const auto t = Element::Type(type);
+            QVERIFY(Element::GetTag(t) > Element::GetTag(Element::Type(type - 1))); // so that readers can search by tag
+            QVERIFY(!Element::GetTypeName(t).isEmpty() && !Element::GetDescription(t).isEmpty());
+        }
+        const std::tuple<Element::Type, int, const char *, const char *> rows[] = {
+            { Element::Unknown, 0, "Unkonwn", "An unkonwn EXIF tag." }, // spelled so on purpose
+            { Element::Type(52), 37378, "Aperture", "The lens aperture. The unit is the APEX value." },
+            { Element::Type(58), 37384, "Light source", "The kind of light source." },
+            { Element::Type(80), 0, "", "" },
+            { Element::Type(-1), 0, "", "" },
+        };
+        for (const auto &[type, tag, name, description] : rows) {
+            QCOMPARE(int(Element::GetTag(type)), tag);
+            QCOMPARE(Element::GetTypeName(type), QString(name));
+            QCOMPARE(Element::GetDescription(type), QString(description));
+        }
+        QVERIFY(Element::GetTag(Element::Type(1)) == 256 && Element::GetTag(Element::SceneType) == 41729);
+        QVERIFY(Element::Orientation == 12 && Element::Copyright == 37 && Element::SceneType == 79);
+    }
+
+    void exifTextsAreTranslatedByTheEnglishKey()
+    {
+        struct Translator : QTranslator {
+            bool isEmpty() const override { return false; }
+            QString translate(const char *context, const char *text, const char *more, int n) const override
+            {
+                return QString("%1|%2|%3|%4").arg(context, text, more).arg(n);
+            }
+        } translator;
+        QCoreApplication::installTranslator(&translator); // until its end
+        QCOMPARE(Element::GetTypeName(Element::Unknown), QString("QObject|Unkonwn||-1"));
+        QCOMPARE(Element::GetDescription(Element::FNumber), QString("QObject|The F number.||-1"));
+    }
+
+    void exifElementsAreValues()
+    {
+        const QByteArray bytes("\0\1\xff", 3);
+        Element a(Element::Make, bytes), c(Element::Flash, 1);
+        const Element b(a), &self = c;
+        c = a;
+        c = self;
+        a.SetValue(7);
+        QVERIFY(a.ToRawDataValue() == "7" && b.ToRawDataValue() == bytes);
+        QVERIFY(c.GetType() == Element::Make && c.GetValue() == bytes);
+    }
+
+    void blocksAreWholeAndTheirOwn()
+    {
+        KXTileManager64 *const manager = KXTileManager64::Instance();
+        void *const a = manager->AllocTile(), *const b = manager->AllocTile();
+        std::memset(b, 2, 65536), std::memset(a, 1, 65536); // a sanitizer sees a block that is shorter
+        QCOMPARE(QByteArray(static_cast<char *>(b), 65536), QByteArray(65536, 2));
+        for (void *const block : { a, b, static_cast<void *>(nullptr) })
+            manager->Release(block);
+    }
+
     void exifElementsAreDeletedOnce()
     {
         auto alive = std::make_shared<int>(); // each element holds it until it is deleted
-        const auto element = [&alive] { return new KXEXIFElement(KXEXIFElement::Make, QVariant::fromValue(alive)); };
+        const auto element = [&alive] { return new Element(Element::Make, QVariant::fromValue(alive)); };
         RGBA32iImage image(10, 10, true), copy, survivor;
         image.SetExifElements({ element(), element() });
         image.CopyTo(copy, false);

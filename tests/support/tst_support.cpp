@@ -75,32 +75,11 @@ private Q_SLOTS:
             log.texts(), (QStringList { "[src/Somewhere] a text with a % in it", known, known, unknown, unknown }));
     }
 
-    void rows()
-    {
-        using Row = std::array<int, 3>; // workers, rows and how often each row comes
-        for (const auto &[workers, rows, times] :
-            { Row { 0, 10, 0 }, Row { -1, 10, 0 }, Row { 1, 10, 1 }, Row { 4, 1000, 1 }, Row { 7, 3, 1 } })
-            QCOMPARE(handedOut(rows, [w = workers, r = rows](auto take) { workers::forEachRow(w, r, take); }),
-                std::vector<int>(size_t(rows), times));
-        // Chunks of ten rows, of three and one left, of one.
-        for (const int count : { 1, 3, 20 }) {
-            const auto loop = [count](auto take) {
-                workers::forEachChunk(count, 10, [take](int first, int last) {
-                    for (int i = first; i < last; ++i)
-                        take(i);
-                });
-            };
-            QCOMPARE(handedOut(10, loop), std::vector<int>(10, 1));
-        }
-    }
-
     void items()
     {
         // A false item ends its worker; on the caller items come in order.
         std::vector<int> seen;
-        workers::forEachItem(workers::onCaller, 3, 8, [&, here = QThread::currentThread()] {
-            return [&](int i) { return seen.push_back(i), i != 6 && QThread::currentThread() == here; };
-        });
+        workers::forEachItem(workers::onCaller, 3, 8, [&] { return [&](int i) { return seen.push_back(i), i != 6; }; });
         QCOMPARE(seen, std::vector<int>({ 3, 4, 5, 6 }));
         const auto taken = handedOut(10, [](auto take) {
             workers::forEachItem(3, 0, 10, [take] { return [take](int i) { return take(i), false; }; });
@@ -148,15 +127,6 @@ private Q_SLOTS:
             }
         }));
         QVERIFY(started == 3 && first == "0");
-    }
-
-    void callersOnThePool()
-    {
-        std::atomic<int> sum { 0 };
-        const auto inner = [&sum](int) { workers::forEachRow(2, 5, [&sum](int) { ++sum; }); };
-        // Every thread of the pool waits for workers.
-        QVERIFY(testing::onPool(2, 2, [&inner] { workers::forEachRow(4, 100, inner); }));
-        QCOMPARE(sum.load(), 2 * 100 * 5);
     }
 
     void startedAndNotWaitedFor()
