@@ -34,7 +34,7 @@ struct Scene {
                                            : QRect(random.bounded(-40, 120), random.bounded(-40, 90),
                                                random.bounded(60, 300), random.bounded(60, 220));
         for (QRect *const each : { &maskRect, &clipMaskRect })
-            if (random.bounded(3) == 0)
+            if (each->x() != INT_MIN && random.bounded(3) == 0)
                 each->setSize(QSize(0, 0));
         outsideVisible = random.bounded(2);
         maskOutsideVisible = random.bounded(2);
