@@ -77,8 +77,9 @@ private:
 ///
 /// With premultiplication, colour counts by its alpha: the rectangle is premultiplied once before both passes and made
 /// straight once after them, also after a cancel. These two steps do not count as progress. Of a flat image they are done
-/// line by line within the passes, with the bytes of the plain walk of colour transformations, which leaves out **the last
-/// row of the rectangle of a flat image**: that row is convolved as straight pixels. An image of one row is therefore
+/// line by line within the passes, unless a kernel module runs walks ("VectorProcess") but has no form for columns side by
+/// side. The bytes are those of the plain walk of colour transformations, which leaves out **the last row of the
+/// rectangle of a flat image**: that row is convolved as straight pixels. An image of one row is therefore
 /// blurred without regard to alpha.
 template <class Image>
 class KXIterativeConvolutionFast2D {

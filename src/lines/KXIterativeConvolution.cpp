@@ -22,6 +22,7 @@ using ColumnsKernel = std::function<lines::columns::Convolve>;
 struct ConvolutionKernels {
     LineKernel line;
     ColumnsKernel columns;
+    bool wantsWalks = false; ///< it runs walks over flat images, and has nothing for columns
 };
 
 /// Looked up once, when the first pass is made.
@@ -31,6 +32,7 @@ const ConvolutionKernels &convolutionKernels()
         ConvolutionKernels slots;
         kernels::bind(slots.line, "KXIterativeConvolutionFast1DAVX2Convolve");
         kernels::bind(slots.columns, "KXIterativeConvolutionFast1DAVX2ConvolveColumns");
+        slots.wantsWalks = !slots.columns && kernels::find(AVX2LIB::Instance(), "VectorProcess");
         return slots;
     }();
     return bound;
@@ -157,8 +159,9 @@ void KXIterativeConvolutionFast2D<Image>::Run(const std::atomic<bool> &cancel, c
 {
     if (!m_clip.isValid())
         return;
-    // On a single processor the walks over a flat image do nothing; tiled images are walked tile by tile.
-    if (m_premultiply && !m_image->IsTiled() && workers::hardware() > 1)
+    // On a single processor the walks over a flat image do nothing; tiled images are walked tile by tile. A module that
+    // was made for walks around the passes gets them.
+    if (m_premultiply && !m_image->IsTiled() && workers::hardware() > 1 && !convolutionKernels().wantsWalks)
         RunPremultiplied(cancel, progress);
     else
         premultiplied(m_premultiply, *m_image, m_clip, [&] {

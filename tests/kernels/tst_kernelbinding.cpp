@@ -94,6 +94,14 @@ private Q_SLOTS:
         RGBA32iImage wide(20, 3, false);
         QCOMPARE(notesOf(KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>({ 1, -2, 1 }, wide, QRect())),
             QString("convolve 3 by 1 -2 1; ").repeated(20));
+
+        // Nor is it deprived of the walks around both passes.
+        qputenv("KXCORE_TEST_PROCESSORS", "2");
+        RGBA32iImage pixel(1, 1, false);
+        KXIterativeConvolutionFast2D<RGBA32iImage> both({ 1, -2, 1 }, pixel, QRect());
+        both.SetPremultiply(true);
+        const QString walk = "plain 1: 0, 0, 1 by 1; ";
+        QCOMPARE(notesOf(both), walk + "convolve 1 by 1 -2 1; convolve 1 by 1 -2 1; " + walk);
     }
 
 private:
