@@ -614,10 +614,15 @@ struct HardMix : Separable<HardMix, Forms::Plain> {
     static constexpr auto id = KXCompositionMode::HardMix;
     static constexpr char name[] = "HardMix";
 
+    /// 0 where VividLight gives less than 128. Its quotient n / w reaches 128 where n >= 128 * w, which needs no division:
+    /// 65280 - 512 * d >= 128 * s gives s + 4 * d <= 510, and 510 * d - 65280 < 128 * (255 - s) gives
+    /// 255 * d + 64 * s < 48960.
     template <class V>
     static V mix(V s, V d)
     {
-        return select(VividLight::mix(s, d) < V(128), V(0), V(255));
+        const V dark = select(s + (d << 2) < V(511), V(0), V(255));
+        const V bright = select(mul(d, V(255)) + (s << 6) < V(48960), V(0), V(255));
+        return select(d < V(128), dark, bright);
     }
 };
 
