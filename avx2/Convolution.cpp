@@ -23,7 +23,7 @@ constexpr int roundingTerm = 8192;
 constexpr int fractionBits = 14;
 
 constexpr int groupElements = 4; ///< elements that one round of the inner loop computes: four pixels of each half
-constexpr int maxElements = 256; ///< elements of a chunk
+constexpr int maxElements = 512; ///< elements of a chunk
 constexpr int maxStride = 128; ///< taps of one side that one sweep over a chunk takes; a longer kernel takes several
 constexpr int windowElements = maxElements + maxStride + 2;
 

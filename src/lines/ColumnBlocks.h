@@ -12,7 +12,7 @@
 namespace lines::columns {
 
 constexpr int width = 64;
-constexpr int band = 64; ///< an even number
+constexpr int band = 96; ///< an even number
 constexpr int minimum = 16; ///< columns that are worth it
 constexpr std::size_t maxEntries = 65; ///< of a kernel; beyond, arithmetic outweighs turning columns into lines
 
