@@ -8,7 +8,7 @@
 /// What the convolution of columns and a kernel for it agree on.
 ///
 /// Columns are convolved side by side, in blocks of @c width that are gone through in bands of @c band rows: each row of a
-/// band is a few vectors, nothing needs to be turned, and what a band reads and writes stays in the first cache.
+/// band is a few vectors, nothing needs to be turned, and what a band reads and writes stays in near caches.
 namespace lines::columns {
 
 constexpr int width = 64;
