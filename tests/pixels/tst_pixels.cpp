@@ -41,6 +41,14 @@ OPHSLA hsla(const Channels &c)
     return p;
 }
 
+/// Converts each case's pixel, and compares with the one expected; @p from and @p to make them of channels.
+template <class From, class To, class MakeFrom, class MakeTo>
+void compareConversions(const Cases &cases, MakeFrom from, MakeTo to)
+{
+    for (const auto &[pixel, expected] : cases)
+        QCOMPARE((converted<From, To>(from(pixel)).Bits()->word), to(expected).word);
+}
+
 /// 256 pixels whose channels run through all bytes, each in an order of its own.
 RGBA32iImage allBytes()
 {
@@ -107,13 +115,11 @@ private Q_SLOTS:
             { { 10, 255, 77, 3 }, { 246, 1, 179, 1, 3 } }, { { 128, 1, 255, 9 }, { 128, 255, 1, 1, 9 } },
             { { 255, 43, 44, 0 }, { 1, 212, 212, 1, 0 } }, { { 123, 255, 124, 0 }, { 132, 1, 132, 1, 0 } },
             { { 253, 254, 255, 0 }, { 2, 1, 1, 1, 0 } } };
-        for (const auto &[pixel, expected] : to)
-            QCOMPARE((converted<RGBA32iImage, CMYKAImage>(rgba(pixel)).Bits()->word), cmyka(expected).word);
+        compareConversions<RGBA32iImage, CMYKAImage>(to, rgba, cmyka);
         const Cases from = { { { 0, 0, 0, 0, 7 }, { 0, 0, 0, 7 } }, { { 0, 0, 0, 255, 1 }, { 1, 1, 1, 1 } },
             { { 255, 0, 100, 128, 2 }, { 255, 128, 178, 2 } }, { { 10, 20, 30, 1, 3 }, { 255, 255, 255, 3 } },
             { { 0, 0, 1, 0, 4 }, { 255, 255, 255, 4 } }, { { 128, 127, 3, 200, 5 }, { 156, 155, 58, 5 } } };
-        for (const auto &[pixel, expected] : from)
-            QCOMPARE(channels(*converted<CMYKAImage, RGBA32iImage>(cmyka(pixel)).Bits()), expected);
+        compareConversions<CMYKAImage, RGBA32iImage>(from, cmyka, rgba);
     }
 
     void hsl()
@@ -124,8 +130,7 @@ private Q_SLOTS:
             { { 255, 0, 255, 1 }, { 30000, 255, 127, 1 } }, { { 255, 128, 0, 9 }, { 0, 255, 127, 9 } },
             { { 255, 0, 128, 4 }, { 0, 255, 127, 4 } }, { { 3, 2, 1, 0 }, { 0, 127, 2, 0 } },
             { { 255, 254, 254, 1 }, { 0, 255, 254, 1 } }, { { 50, 100, 200, 3 }, { 18000, 153, 125, 3 } } };
-        for (const auto &[pixel, expected] : to)
-            QCOMPARE((converted<RGBA32iImage, HSLAImage>(rgba(pixel)).Bits()->word), hsla(expected).word);
+        compareConversions<RGBA32iImage, HSLAImage>(to, rgba, hsla);
 
         // Hue 0 keeps its red; hues wrap at 36000; most of them are grey.
         const Cases from = { { { 0, 255, 128, 1 }, { 255, 1, 1, 1 } }, { { 36000, 100, 60, 1 }, { 84, 36, 36, 1 } },
@@ -133,8 +138,7 @@ private Q_SLOTS:
             { { 34, 90, 70, 3 }, { 45, 95, 47, 3 } }, { { 50, 255, 128, 2 }, { 1, 255, 255, 2 } },
             { { 12000, 255, 127, 3 }, { 0, 0, 0, 3 } }, { { 35900, 255, 128, 3 }, { 1, 1, 1, 3 } },
             { { 65535, 200, 90, 9 }, { 19, 19, 19, 9 } }, { { 180, 255, 255, 1 }, { 255, 255, 255, 1 } } };
-        for (const auto &[pixel, expected] : from)
-            QCOMPARE(channels(*converted<HSLAImage, RGBA32iImage>(hsla(pixel)).Bits()), expected);
+        compareConversions<HSLAImage, RGBA32iImage>(from, hsla, rgba);
     }
 
     void sixteenBitAndHalf()
