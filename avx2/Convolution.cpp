@@ -9,34 +9,62 @@
 #include <vector>
 
 // Fixed-point convolution of one line. Every form below gives the sums of the plain loop modulo 2^32: a sample is at
-// most 255 and the sum of two at most 510, so a product with a 16-bit tap and the sum of two such products fit 32 bits,
+// most 255 and the sum of two at most 510, so a product with a 16-bit entry and the sum of two such products fit 32 bits,
 // and everything beyond is 32-bit addition.
 //
-// Lines are worked on in chunks whose two halves lie side by side: element i of a buffer holds, in its low 128 bits,
-// pixel i of the left half and in its high 128 bits pixel i of the right half. So a step of one pixel is a step of one
-// whole vector and every load of the inner loop is aligned. The halves overlap where the chunk is no whole number of
-// groups; pixels of the overlap are computed twice, alike.
+// Lines are worked on in chunks whose two halves lie side by side: in an element of a buffer the low 128 bits belong to
+// the left half and the high 128 bits to the right half. So a step along the line is a step of whole vectors and every
+// load of the inner loop is aligned. The halves overlap where the chunk is no whole number of groups; pixels of the
+// overlap are computed twice, alike.
+//
+// Samples come in pairs of neighbours, so that one multiplication takes two entries of the kernel. The entries are paired
+// in two ways, (k0, k1) (k2, k3) ... for outputs at even places and (0, k0) (k1, k2) ... for those at odd ones: both are
+// made of the same pairs of samples, (x[2m], x[2m + 1]). Of a symmetric kernel k0 is the middle, and samples at the same
+// distance from it are added before they are multiplied, which halves the multiplications. For that the pairs
+// (x[2m], x[2m - 1]) are there too, which hold the mirror images in the same order.
 
 namespace {
 
 constexpr int roundingTerm = 8192;
 constexpr int fractionBits = 14;
 
-constexpr int groupElements = 4; ///< elements that one round of the inner loop computes: four pixels of each half
-constexpr int maxElements = 512; ///< elements of a chunk
-constexpr int maxStride = 128; ///< taps of one side that one sweep over a chunk takes; a longer kernel takes several
-constexpr int windowElements = maxElements + maxStride + 2;
+constexpr int groupPixels = 4; ///< of each half, that one round of the inner loop computes
+constexpr int maxPixels = 512; ///< of each half of a chunk
+constexpr int maxEntries =
+    512; ///< of a kernel; longer ones that are no staircase are not what pictures are blurred with
 
-struct Scratch {
-    alignas(32) __m256i forward[windowElements]; ///< per pixel and channel: (x[i], x[i + 1]), 16 bits each
-    alignas(32) __m256i backward[windowElements]; ///< (x[i + 1], x[i])
-    alignas(32) __m256i sums[maxElements];
+/// Two pixels of each half, 16 bits a channel: (x[2m], x[2m + 1]) and (x[2m], x[2m - 1]) for each.
+struct alignas(32) Element {
+    __m256i forward, backward;
+};
+
+/// The entries of a kernel, paired in both ways; of a mirrored one those from the middle on.
+struct Pairs {
+    Pairs(const std::vector<short> &kernel, bool mirrored)
+        : middle(mirrored ? int(kernel.size()) / 2 : 0)
+    {
+        const int count = int(kernel.size()) - middle;
+        const auto pair = [&](int j) {
+            const auto entry = [&](int i) { return i < 0 || i >= count ? 0u : kernel[size_t(middle + i)] & 0xFFFFu; };
+            return int(entry(j) | entry(j + 1) << 16);
+        };
+        last = (count - 1) / 2;
+        lastOdd = count / 2;
+        for (int t = 0; t <= lastOdd; ++t) {
+            even[t] = pair(2 * t);
+            odd[t] = pair(2 * t - 1);
+        }
+    }
+
+    int middle; ///< the place of k0 in the kernel
+    int last, lastOdd; ///< the last pair that outputs at even and at odd places take: the same, or one more
+    int even[maxEntries / 2 + 1], odd[maxEntries / 2 + 1];
 };
 
 /// One chunk: where its halves begin in a line.
 struct Halves {
     const unsigned *left, *right;
-    const unsigned *end; ///< of the source; nothing is read from there on
+    const unsigned *begin, *end; ///< of the line; nothing is read outside
 };
 
 /// Four pixels of each half from @p i on.
@@ -46,24 +74,28 @@ __m256i loadHalves(Halves from, qptrdiff i)
     return _mm256_inserti128_si256(_mm256_castsi128_si256(load(from.left + i)), load(from.right + i), 1);
 }
 
-/// The same with zeros for what lies behind the end of the source.
+/// The same with zeros for what lies outside the line.
 __m256i loadSafely(Halves from, qptrdiff i)
 {
     unsigned halves[2][4] = {};
     for (int k = 0; k < 4; ++k) {
-        if (from.left + i + k < from.end)
-            halves[0][k] = from.left[i + k];
-        if (from.right + i + k < from.end)
-            halves[1][k] = from.right[i + k];
+        const auto load = [&](const unsigned *start, unsigned &pixel) {
+            const qptrdiff at = start - from.begin + i + k;
+            if (at >= 0 && at < from.end - from.begin)
+                pixel = from.begin[at];
+        };
+        load(from.left, halves[0][k]);
+        load(from.right, halves[1][k]);
     }
     return lanes::load(halves);
 }
 
-/// Fills elements 0 to @p count - 1, rounded up to even, with the pairs that begin at pixel @p first of each half.
+/// Fills the forward or backward pairs of @p count elements, rounded up to even. The first is that of pixel @p first of each
+/// half.
 template <bool backward>
-void expand(Halves from, qptrdiff first, int count, __m256i *pairs)
+void expand(Halves from, qptrdiff first, int count, Element *elements)
 {
-    // Bytes k and k + 4 of a half, which are one channel of two neighbours, as 16-bit numbers; then one pixel further.
+    // Bytes k and k + 4 of a half, which are one channel of two neighbours, as 16-bit numbers; then two pixels further.
     const auto shuffle = [](int pixel) {
         const int near = 4 * (backward ? pixel + 1 : pixel), far = 4 * (backward ? pixel : pixel + 1);
         const auto words = [&](int channel) {
@@ -72,36 +104,16 @@ void expand(Halves from, qptrdiff first, int count, __m256i *pairs)
         const __m128i half = _mm_setr_epi32(words(0), words(1), words(2), words(3));
         return _mm256_broadcastsi128_si256(half);
     };
-    const __m256i ofFirst = shuffle(0), ofSecond = shuffle(1);
-    const auto put = [&](int i, __m256i pixels) {
-        pairs[i] = _mm256_shuffle_epi8(pixels, ofFirst);
-        pairs[i + 1] = _mm256_shuffle_epi8(pixels, ofSecond);
-    };
-    const qptrdiff available = from.end - from.right - first; // the left half ends before the right one
-    int i = 0;
-    for (; i < count && i + 4 <= available; i += 2)
-        put(i, loadHalves(from, first + i));
-    for (; i < count; i += 2)
-        put(i, loadSafely(from, first + i));
-}
-
-__m256i broadcastPair(const short *taps)
-{
-    int pair;
-    std::memcpy(&pair, taps, sizeof pair);
-    return _mm256_set1_epi32(pair);
-}
-
-/// Ends four sums of each half: shifts them, clamps them to bytes and stores the pixels.
-void finish(const __m256i sums[groupElements], unsigned *left, unsigned *right)
-{
-    __m256i v[groupElements];
-    for (int g = 0; g < groupElements; ++g)
-        v[g] = _mm256_srai_epi32(sums[g], fractionBits);
-    // A shifted sum has 18 bits; saturating to 16 signed bits first does not change what the clamp to bytes gives.
-    const __m256i pixels = _mm256_packus_epi16(_mm256_packs_epi32(v[0], v[1]), _mm256_packs_epi32(v[2], v[3]));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(left), _mm256_castsi256_si128(pixels));
-    _mm_storeu_si128(reinterpret_cast<__m128i *>(right), _mm256_extracti128_si256(pixels, 1));
+    const __m256i ofFirst = shuffle(0), ofSecond = shuffle(2);
+    first -= backward;
+    const qptrdiff start = from.begin - from.left, end = from.end - from.right; // the left half begins and ends first
+    for (int i = 0; i < count; i += 2) {
+        const qptrdiff at = first + 2 * i;
+        const __m256i pixels = at >= start && at + 4 <= end ? loadHalves(from, at) : loadSafely(from, at);
+        for (const auto &[element, shuffle] :
+            { std::pair(elements + i, ofFirst), std::pair(elements + i + 1, ofSecond) })
+            (backward ? element->backward : element->forward) = _mm256_shuffle_epi8(pixels, shuffle);
+    }
 }
 
 /// The plain loop, for lines that are too short for a group.
@@ -119,74 +131,63 @@ void convolvePlain(const unsigned *source, unsigned *destination, int length, co
     }
 }
 
-/// Convolves @p elements pixels of each half. Taps are taken in pairs of neighbours; where their count is odd (on one
-/// side and the middle, if @p mirrored), a head of a single tap or of the middle and its neighbour comes first.
-///
-/// Mirrored: the kernel is symmetric about its middle c, and the samples at c + j and c - j are added before they are
-/// multiplied, which halves the multiplications. The pair (x[c + j], x[c + j + 1]) stands forward at c + j, its mirror
-/// (x[c - j], x[c - j - 1]) backward at c - j - 1.
+/// The sums of two elements' outputs, 32 bits each: those at even places and those at odd ones.
 template <bool mirrored>
-void convolveChunk(Scratch &scratch, const Halves &from, int elements, const std::vector<short> &kernel, unsigned *left,
-    unsigned *right)
+void sum(const Element *elements, const Pairs &pairs, __m256i even[2], __m256i odd[2])
 {
-    const int count = int(kernel.size());
-    const int middle = mirrored ? count / 2 : 0;
-    const int taps = mirrored ? middle + 1 : count; // kernel[middle] to kernel[middle + taps - 1]
-    const short *const tap = kernel.data() + middle;
-    const bool single = taps % 2 != 0; // the head is tap 0 alone
-    const bool head = single || mirrored;
-    const __m256i headTaps = single ? _mm256_set1_epi32(tap[0] & 0xFFFF) : broadcastPair(tap);
-    // Of the middle's own pair (x[c], x[c + 1]) only x[c + 1] has a mirror.
-    const __m256i secondOnly = _mm256_set1_epi32(int(0xFFFF0000));
-
-    for (int first = 0; first < taps;) {
-        const int last = std::min(taps, first + maxStride + (first == 0 && single));
-        const int begin = first > 0 ? first : single ? 1 : head ? 2 : 0; // of the pairs after the head
-        expand<false>(from, middle + first, elements + last - first, scratch.forward);
-        if (mirrored)
-            expand<true>(from, middle - last + 1, elements + last - first, scratch.backward);
-        for (int e = 0; e < elements; e += groupElements) {
-            const __m256i *const forward = scratch.forward + e - first;
-            const __m256i *const backward = scratch.backward + e + last - 2;
-            __m256i sums[groupElements];
-            for (int g = 0; g < groupElements; ++g)
-                sums[g] = first == 0 ? _mm256_set1_epi32(roundingTerm) : scratch.sums[e + g];
-            if (first == 0 && head) {
-                for (int g = 0; g < groupElements; ++g) {
-                    __m256i samples = forward[g];
-                    if (!single)
-                        samples = _mm256_add_epi16(samples, _mm256_and_si256(backward[g], secondOnly));
-                    sums[g] = _mm256_add_epi32(sums[g], _mm256_madd_epi16(samples, headTaps));
-                }
-            }
+    const auto add = [](__m256i &sum, __m256i samples, int pair) {
+        sum = _mm256_add_epi32(sum, _mm256_madd_epi16(samples, _mm256_set1_epi32(pair)));
+    };
+    __m256i mirror[2]; // of what the odd outputs take next
+    for (int k = 0; k < 2; ++k) {
+        even[k] = odd[k] = _mm256_set1_epi32(roundingTerm);
+        const __m256i samples = elements[k].forward;
+        mirror[k] = elements[k].backward;
+        add(odd[k], samples, pairs.odd[0]);
+        const __m256i withoutMiddle = _mm256_blend_epi16(_mm256_setzero_si256(), mirror[k], 0xAA); // it counts once
+        add(even[k], mirrored ? _mm256_add_epi16(samples, withoutMiddle) : samples, pairs.even[0]);
+    }
+#pragma GCC unroll 2
+    for (int t = 1; t <= pairs.last; ++t)
+        for (int k = 0; k < 2; ++k) {
+            const __m256i samples = elements[k + t].forward;
             if (mirrored) {
-                // What the distances j and j + 2 have in common stays in registers.
-                const __m256i *f = forward + begin, *b = backward - begin;
-                __m256i f0 = f[0], f1 = f[1], b2 = b[2], b3 = b[3];
-                for (int j = begin; j < last; j += 2, f += 2, b -= 2) {
-                    const __m256i pair = broadcastPair(tap + j);
-                    const __m256i f2 = f[2], f3 = f[3], b0 = b[0], b1 = b[1];
-                    const auto add = [&](__m256i &sum, __m256i there, __m256i back) {
-                        sum = _mm256_add_epi32(sum, _mm256_madd_epi16(_mm256_add_epi16(there, back), pair));
-                    };
-                    add(sums[0], f0, b0);
-                    add(sums[1], f1, b1);
-                    add(sums[2], f2, b2);
-                    add(sums[3], f3, b3);
-                    f0 = f2, f1 = f3, b2 = b0, b3 = b1;
-                }
-            } else
-                for (int j = begin; j < last; j += 2) {
-                    const __m256i pair = broadcastPair(tap + j);
-                    for (int g = 0; g < groupElements; ++g)
-                        sums[g] = _mm256_add_epi32(sums[g], _mm256_madd_epi16(forward[j + g], pair));
-                }
-            if (last == taps)
-                finish(sums, left + e, right + e);
-            else
-                std::copy_n(sums, groupElements, scratch.sums + e);
+                const __m256i behind = elements[k - t].backward;
+                add(even[k], _mm256_add_epi16(samples, behind), pairs.even[t]);
+                add(odd[k], _mm256_add_epi16(samples, mirror[k]), pairs.odd[t]);
+                mirror[k] = behind;
+            } else {
+                add(even[k], samples, pairs.even[t]);
+                add(odd[k], samples, pairs.odd[t]);
+            }
         }
-        first = last;
+    if (pairs.lastOdd > pairs.last)
+        for (int k = 0; k < 2; ++k) {
+            const __m256i samples = elements[k + pairs.lastOdd].forward;
+            add(odd[k], mirrored ? _mm256_add_epi16(samples, mirror[k]) : samples, pairs.odd[pairs.lastOdd]);
+        }
+}
+
+/// Convolves @p count pixels of each half.
+template <bool mirrored>
+void convolveChunk(const Halves &from, int count, const Pairs &pairs, unsigned *left, unsigned *right)
+{
+    Element elements[maxPixels / 2 + maxEntries / 2 + 4];
+    Element *const own = elements + (mirrored ? pairs.last : 0); // of the first two outputs
+    expand<false>(from, pairs.middle, count / 2 + pairs.lastOdd, own);
+    if (mirrored)
+        expand<true>(from, pairs.middle - 2 * pairs.last, count / 2 + pairs.last, elements);
+    for (int i = 0; i < count; i += groupPixels) {
+        __m256i even[2], odd[2];
+        sum<mirrored>(own + i / 2, pairs, even, odd);
+        // A shifted sum has 18 bits; saturating to 16 signed bits first does not change what the clamp to bytes gives.
+        const auto words = [&](int k) {
+            return _mm256_packs_epi32(
+                _mm256_srai_epi32(even[k], fractionBits), _mm256_srai_epi32(odd[k], fractionBits));
+        };
+        const __m256i pixels = _mm256_packus_epi16(words(0), words(1));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(left + i), _mm256_castsi256_si128(pixels));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(right + i), _mm256_extracti128_si256(pixels, 1));
     }
 }
 
@@ -284,23 +285,24 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
             return staircase.Convolve(padded.data(), destination, int(length), kernel);
         }
     }
-    // Up to a handful of taps the second buffer of the mirrored form costs more than it saves.
-    const bool mirrored = kernel.size() > 7 && isSymmetric(kernel);
-    const unsigned *const end = source + length + kernel.size() - 1;
-    Scratch scratch;
-    while (length >= groupElements && !kernel.empty()) {
-        const int pixels = int(std::min(length, 2u * maxElements));
-        // Half of them, a whole number of groups; the right half is moved back so that it ends with the chunk.
-        const int elements = ((pixels + 1) / 2 + groupElements - 1) / groupElements * groupElements;
-        const int right = pixels - elements;
-        const Halves from { source, source + right, end };
-        if (mirrored)
-            convolveChunk<true>(scratch, from, elements, kernel, destination, destination + right);
-        else
-            convolveChunk<false>(scratch, from, elements, kernel, destination, destination + right);
-        source += pixels;
-        destination += pixels;
-        length -= unsigned(pixels);
+    if (!kernel.empty() && kernel.size() <= maxEntries) {
+        // Up to a handful of entries the mirror images cost more than they save.
+        const bool mirrored = kernel.size() > 7 && isSymmetric(kernel);
+        const Pairs pairs(kernel, mirrored);
+        const unsigned *const begin = source, *const end = source + length + kernel.size() - 1;
+        while (length >= groupPixels) {
+            const int pixels = int(std::min(length, 2u * maxPixels));
+            // Half of them, a whole number of groups; the right half is moved back so that it ends with the chunk.
+            const int half = ((pixels + 1) / 2 + groupPixels - 1) / groupPixels * groupPixels, right = pixels - half;
+            const Halves from { source, source + right, begin, end };
+            if (mirrored)
+                convolveChunk<true>(from, half, pairs, destination, destination + right);
+            else
+                convolveChunk<false>(from, half, pairs, destination, destination + right);
+            source += pixels;
+            destination += pixels;
+            length -= unsigned(pixels);
+        }
     }
     convolvePlain(source, destination, int(length), kernel);
 }
