@@ -1,14 +1,17 @@
+#include "AlphaLanes.h"
 #include "Kernel.h"
-#include "Lanes.h"
 #include "lines/ColumnBlocks.h"
 
 #include <algorithm>
 
-// Fixed-point convolution of columns side by side. A sample vector holds four neighbouring pixels of a row in 16-bit
-// channels, so a step down the columns is a step of one whole vector and every load of the inner loop is aligned. Samples
-// at the same distance from the middle are added before they are multiplied; two such sums, interleaved, meet two
+// Fixed-point convolution of columns side by side, in place. A sample vector holds four neighbouring pixels of a row in
+// 16-bit channels, so a step down the columns is a step of one whole vector and every load of the inner loop is aligned.
+// Samples at the same distance from the middle are added before they are multiplied; two such sums, interleaved, meet two
 // neighbouring entries of the kernel in one multiplication. A sum of two samples is at most 510, so two products with
 // 16-bit entries fit 32 bits, and everything beyond is 32-bit addition: the plain loop's sums modulo 2^32.
+//
+// Two rows are computed at a time, for all columns of the block. Rows are read well before they are written, and kept as
+// samples for as long as they are needed; what is read and written meanwhile stays in the nearest cache.
 
 namespace {
 
@@ -16,10 +19,18 @@ namespace columns = lines::columns;
 
 constexpr int fractionBits = 14;
 constexpr int stripColumns = 4; ///< of one sample vector
-constexpr int strips = 4; ///< worked on at a time: what they read of a row is a cache line
-constexpr int groupRows = 2; ///< rows that one round of the inner loop computes
+constexpr int strips = columns::width / stripColumns;
+constexpr int groupRows = 2; ///< that are computed at once
+constexpr int bandRows = 16; ///< after which the samples that are still needed move to the front of the window
 constexpr int maxRadius = int(columns::maxEntries) / 2;
-constexpr int windowRows = columns::band + 2 * maxRadius;
+constexpr int windowRows = bandRows + 2 * maxRadius;
+
+/// Rows of a picture lie in different pages, so the processor does not foresee which will be needed: they are asked for
+/// this many rows before.
+constexpr int prefetchRows = 8;
+
+using Window = __m256i[strips][windowRows];
+using Result = unsigned[groupRows][columns::width];
 
 /// The entries from the middle on, in pairs as the multiplication takes them. The first pair is the middle's: with its
 /// neighbour, or alone where that leaves an even number of further entries.
@@ -58,82 +69,109 @@ struct Sums {
     }
 };
 
-/// Two rows of a strip, the first in the low half; @p middle is the first one's sample.
-__m256i convolveRows(const __m256i *middle, const Pairs &pairs)
+/// Two rows of the block; @p middle is the place of the first one's own samples. For a kernel of seven entries, the shortest
+/// that a Gaussian of a whole pixel has, the compiler knows the radius and unrolls.
+template <int head, int knownRadius = 0>
+void convolveRows(const Window &window, int middle, const Pairs &pairs, Result &result)
 {
-    Sums first, second;
-    if (pairs.head == 2) {
-        first.Add(middle[0], _mm256_add_epi16(middle[1], middle[-1]), pairs.entries[0]);
-        second.Add(middle[1], _mm256_add_epi16(middle[2], middle[0]), pairs.entries[0]);
-    } else {
-        first.Add(middle[0], _mm256_setzero_si256(), pairs.entries[0]);
-        second.Add(middle[1], _mm256_setzero_si256(), pairs.entries[0]);
+    const int radius = knownRadius ? knownRadius : pairs.radius;
+    for (int s = 0; s < strips; ++s) {
+        const __m256i *const own = window[s] + middle;
+        Sums first, second;
+        if (head == 2) {
+            first.Add(own[0], _mm256_add_epi16(own[1], own[-1]), pairs.entries[0]);
+            second.Add(own[1], _mm256_add_epi16(own[2], own[0]), pairs.entries[0]);
+        } else {
+            first.Add(own[0], _mm256_setzero_si256(), pairs.entries[0]);
+            second.Add(own[1], _mm256_setzero_si256(), pairs.entries[0]);
+        }
+        // Samples that the next round needs as well stay in registers.
+        const __m256i *below = own + head, *above = own - head, *pair = pairs.entries + 1;
+        __m256i below0 = below[0], above1 = above[1];
+        for (int j = head; j < radius; j += 2, below += 2, above -= 2, ++pair) {
+            const __m256i below1 = below[1], below2 = below[2], above0 = above[0], aboveNext = above[-1];
+            first.Add(_mm256_add_epi16(below0, above0), _mm256_add_epi16(below1, aboveNext), *pair);
+            second.Add(_mm256_add_epi16(below1, above1), _mm256_add_epi16(below2, above0), *pair);
+            below0 = below2;
+            above1 = aboveNext;
+        }
+        const __m256i pixels =
+            _mm256_permute4x64_epi64(_mm256_packus_epi16(first.Words(), second.Words()), _MM_SHUFFLE(3, 1, 2, 0));
+        const auto store = [&](int row, __m128i four) {
+            _mm_storeu_si128(reinterpret_cast<__m128i *>(result[row] + s * stripColumns), four);
+        };
+        store(0, _mm256_castsi256_si128(pixels));
+        store(1, _mm256_extracti128_si256(pixels, 1));
     }
-    // Samples that the next round needs as well stay in registers.
-    const __m256i *below = middle + pairs.head, *above = middle - pairs.head, *pair = pairs.entries + 1;
-    __m256i below0 = below[0], above1 = above[1];
-    for (int j = pairs.head; j < pairs.radius; j += 2, below += 2, above -= 2, ++pair) {
-        const __m256i below1 = below[1], below2 = below[2], above0 = above[0], aboveNext = above[-1];
-        first.Add(_mm256_add_epi16(below0, above0), _mm256_add_epi16(below1, aboveNext), *pair);
-        second.Add(_mm256_add_epi16(below1, above1), _mm256_add_epi16(below2, above0), *pair);
-        below0 = below2;
-        above1 = aboveNext;
-    }
-    return _mm256_permute4x64_epi64(_mm256_packus_epi16(first.Words(), second.Words()), _MM_SHUFFLE(3, 1, 2, 0));
 }
 
-/// The first four pixels of @p available as samples, with zeros for those that are missing.
-__m256i sample(const unsigned *pixels, int available)
+void convolveRows(const Window &window, int middle, const Pairs &pairs, Result &result)
 {
-    if (available >= stripColumns)
-        return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(pixels)));
-    const __m128i wanted = _mm_cmpgt_epi32(_mm_set1_epi32(available), _mm_setr_epi32(0, 1, 2, 3));
-    return _mm256_cvtepu8_epi16(_mm_maskload_epi32(reinterpret_cast<const int *>(pixels), wanted));
+    if (pairs.radius == 3)
+        convolveRows<2, 3>(window, middle, pairs, result);
+    else if (pairs.head == 2)
+        convolveRows<2>(window, middle, pairs, result);
+    else
+        convolveRows<1>(window, middle, pairs, result);
+}
+
+/// Puts the samples of a row at place @p at; those of missing columns are zeros.
+void expandRow(const unsigned *row, int width, Window &window, int at)
+{
+    unsigned padded[columns::width];
+    if (width < columns::width) {
+        std::fill(std::copy_n(row, width, padded), padded + columns::width, 0u);
+        row = padded;
+    }
+    for (int s = 0; s < strips; ++s)
+        window[s][at] =
+            _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(row + s * stripColumns)));
+}
+
+/// Writes a row, as it is or made straight.
+void finishRow(const unsigned *result, bool straighten, int width, unsigned *row)
+{
+    unsigned padded[columns::width];
+    unsigned *const to = width < columns::width ? padded : row;
+    for (int x = 0; x < columns::width; x += 8) {
+        const __m256i pixels = lanes::load(result + x);
+        lanes::store(to + x, straighten && !lanes::areOpaque(pixels) ? lanes::straightened(pixels) : pixels);
+    }
+    if (to == padded)
+        std::copy_n(padded, width, row);
 }
 
 } // namespace
 
-/// A band of a block of columns: see lines::columns::Convolve.
-KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveColumns(const unsigned *source, qptrdiff stride, int width,
-    int rows, int first, int count, unsigned *destination, const std::vector<short> &kernel)
+/// A block of columns: see lines::columns::Convolve.
+KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveColumns(
+    unsigned *pixels, qptrdiff stride, int width, int rows, const std::vector<short> &kernel, int straightRows)
 {
-    constexpr int columnsAtOnce = strips * stripColumns;
     const Pairs pairs(kernel);
-    const int groups = (count + groupRows - 1) / groupRows, window = groups * groupRows + 2 * pairs.radius;
-    const auto pixelsAt = [&](int x, int row) { return source + std::clamp(row, 0, rows - 1) * stride + x; };
-    // Rows lie in different pages, so the processor does not foresee which it will need. While a band is in hand, the
-    // next one's are asked for, row by row, at a pace that leaves the line buffers free for what is needed at once.
-    const unsigned *next = pixelsAt(0, first + count + pairs.radius);
-    int nextX = 0, nextRow = first + count + pairs.radius;
-    const auto prefetch = [&] {
-        _mm_prefetch(reinterpret_cast<const char *>(next + nextX), _MM_HINT_T0);
-        nextX += columnsAtOnce;
-        if (nextX >= width) {
-            nextX = 0;
-            next = pixelsAt(0, ++nextRow);
-        }
-    };
+    const int reach = 2 * pairs.radius; // places in the window that are filled before an output's last sample
+    alignas(32) Window window;
+    alignas(32) Result result;
 
-    __m256i samples[strips][windowRows];
-    for (int x = 0; x < width; x += columnsAtOnce) {
-        const int available = width - x;
-        for (int i = 0; i < window; ++i) {
-            const unsigned *const pixels = pixelsAt(x, first - pairs.radius + i);
-            if (available >= columnsAtOnce)
-                for (int s = 0; s < strips; ++s)
-                    samples[s][i] = sample(pixels + s * stripColumns, stripColumns);
-            else
-                for (int s = 0; s < strips; ++s)
-                    samples[s][i] = sample(pixels + s * stripColumns, available - s * stripColumns);
+    const auto rowAt = [&](int row) { return pixels + std::clamp(row, 0, rows - 1) * stride; };
+    const auto fill = [&](int place, int row) {
+        const unsigned *const next = rowAt(row + prefetchRows);
+        for (int x = 0; x < width; x += 16)
+            _mm_prefetch(reinterpret_cast<const char *>(next + x), _MM_HINT_T0);
+        expandRow(rowAt(row), width, window, place);
+    };
+    for (int i = 0; i < reach; ++i)
+        fill(i, i - pairs.radius);
+    for (int first = 0; first < rows; first += bandRows) {
+        const int count = std::min(bandRows, rows - first);
+        for (int i = 0; i < count; i += groupRows) {
+            // The last row is read for the last time here, before it is written.
+            for (int k = 0; k < groupRows; ++k)
+                fill(reach + i + k, first + i + k + pairs.radius);
+            convolveRows(window, i + pairs.radius, pairs, result);
+            for (int k = 0; k < groupRows && i + k < count; ++k)
+                finishRow(result[k], first + i + k < straightRows, width, rowAt(first + i + k));
         }
-        for (int s = 0; s < strips && s * stripColumns < available; ++s)
-            for (int group = 0; group < groups; ++group) {
-                if (group % 2 == 0)
-                    prefetch();
-                const __m256i pixels = convolveRows(samples[s] + group * groupRows + pairs.radius, pairs);
-                unsigned *const to = destination + group * groupRows * columns::width + x + s * stripColumns;
-                _mm_storeu_si128(reinterpret_cast<__m128i *>(to), _mm256_castsi256_si128(pixels));
-                _mm_storeu_si128(reinterpret_cast<__m128i *>(to + columns::width), _mm256_extracti128_si256(pixels, 1));
-            }
+        for (int s = 0; s < strips; ++s)
+            std::copy_n(window[s] + count, reach, window[s]);
     }
 }

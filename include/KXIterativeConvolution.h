@@ -60,9 +60,12 @@ protected:
 private:
     friend class KXIterativeConvolutionFast2D<Image>;
 
-    /// Runs the pass, with the further @p steps that are to be taken for each line.
-    template <class Steps>
-    void Convolve(const std::atomic<bool> &cancel, const std::function<void()> &progress, const Steps &steps);
+    struct Weighting;
+
+    /// Whether the pass goes down columns side by side, which a kernel of the module does.
+    bool HasColumnsKernel() const;
+    /// Runs the pass; lines are weighted by alpha, or made straight, as @p weighting says.
+    void Convolve(const std::atomic<bool> &cancel, const std::function<void()> &progress, const Weighting &weighting);
 
     std::vector<short> m_kernel;
     unsigned m_radius; ///< the number of entries halved
@@ -102,7 +105,7 @@ protected:
     virtual void Reserved5() { }
 
 private:
-    void RunPremultiplied(const std::atomic<bool> &cancel, const std::function<void()> &progress);
+    void RunWeighted(const std::atomic<bool> &cancel, const std::function<void()> &progress);
 
     Image *m_image;
     QRect m_clip;

@@ -22,7 +22,6 @@ using ColumnsKernel = std::function<lines::columns::Convolve>;
 struct ConvolutionKernels {
     LineKernel line;
     ColumnsKernel columns;
-    bool wantsWalks = false; ///< it runs walks over flat images, and has nothing for columns
 };
 
 /// Looked up once, when the first pass is made.
@@ -32,7 +31,6 @@ const ConvolutionKernels &convolutionKernels()
         ConvolutionKernels slots;
         kernels::bind(slots.line, "KXIterativeConvolutionFast1DAVX2Convolve");
         kernels::bind(slots.columns, "KXIterativeConvolutionFast1DAVX2ConvolveColumns");
-        slots.wantsWalks = !slots.columns && kernels::find(AVX2LIB::Instance(), "VectorProcess");
         return slots;
     }();
     return bound;
@@ -59,16 +57,6 @@ void premultiplied(bool premultiply, RGBA32iImage &image, const QRect &rect, Pas
     straighten();
 }
 
-/// What is done to lines beside their convolution: nothing.
-struct OnlyConvolve {
-    /// To line @p line, as it was read.
-    void before(int, OPRGBA32i *) const { }
-    /// To @p count pixels from the @p first on of @p lines lines side by side, as they will be written.
-    void after(OPRGBA32i *, int, int, int) const { }
-    /// After a line was finished.
-    void done(int) const { }
-};
-
 /// Repeats the end pixels of the @p length pixels in the middle of @p line @p radius times on either side.
 void pad(OPRGBA32i *line, unsigned radius, unsigned length)
 {
@@ -94,40 +82,53 @@ KXIterativeConvolutionFast1D<Image, Direction>::KXIterativeConvolutionFast1D(
 template <class Image, class Direction>
 KXIterativeConvolutionFast1D<Image, Direction>::~KXIterativeConvolutionFast1D() = default;
 
+/// What a pass does about alpha: rows are premultiplied before they are convolved, columns made straight after it.
 template <class Image, class Direction>
-template <class Steps>
+struct KXIterativeConvolutionFast1D<Image, Direction>::Weighting {
+    int rows = 0; ///< of the rectangle, from the first on
+    std::vector<char> *done = nullptr; ///< for each line whether the pass has done so; not of bool: threads
+};
+
+template <class Image, class Direction>
+bool KXIterativeConvolutionFast1D<Image, Direction>::HasColumnsKernel() const
+{
+    const lines::Taps taps(m_kernel);
+    const bool isCentered = 2 * taps.offset + taps.entries.size() == m_kernel.size(); // as many zeros before as after
+    return std::is_same_v<Direction, lines::VerticalDirection> && convolutionKernels().columns && !m_image->IsTiled()
+        && isCentered && lines::columns::fits(taps.entries);
+}
+
+template <class Image, class Direction>
 void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
-    const std::atomic<bool> &cancel, const std::function<void()> &progress, const Steps &steps)
+    const std::atomic<bool> &cancel, const std::function<void()> &progress, const Weighting &weighting)
 {
     const int length = m_direction.Length(), workerCount = workers::forConvolution(workers::hardware());
     const lines::PassShape shape { m_direction.firstLine, m_direction.lastLine, m_direction.first, length,
         int(m_radius), int(m_paddedLength), m_direction.first, length };
     const ConvolutionKernels &fast = convolutionKernels();
     const lines::Taps taps(m_kernel);
-    if constexpr (std::is_same_v<Direction, lines::VerticalDirection>) {
-        const bool centered = 2 * taps.offset + taps.entries.size() == m_kernel.size(); // as many zeros before as after
-        if (fast.columns && !m_image->IsTiled() && m_direction.LineCount() >= lines::columns::minimum && centered
-            && lines::columns::fits(taps.entries)) {
-            const auto process = [&](const OPRGBA32i *source, int columns, int first, int count, OPRGBA32i *target) {
-                fast.columns(
-                    &source->word, m_image->Width(), columns, length, first, count, &target->word, taps.entries);
-                steps.after(target, first, count, lines::columns::width);
-            };
-            lines::runColumnBlocks(
-                *m_image, shape, workerCount, cancel, progress, process, [&](int x) { steps.done(x); });
-            return;
-        }
+    const auto done = [&](int line) {
+        if (weighting.done)
+            (*weighting.done)[size_t(line - shape.firstLine)] = 1;
+    };
+    if (HasColumnsKernel()) {
+        const auto process = [&](OPRGBA32i *pixels, int columns) {
+            fast.columns(&pixels->word, m_image->Width(), columns, length, taps.entries, weighting.rows);
+        };
+        lines::runColumnBlocks(*m_image, shape, workerCount, cancel, progress, process, done);
+        return;
     }
+    const KXBlur::PremultiplyAlpha premultiply;
     lines::runPass<Direction>(*m_image, shape, workerCount, cancel, progress, [&] {
         return [&](int line, std::vector<OPRGBA32i> &source, OPRGBA32i *target) {
-            steps.before(line, source.data() + m_radius);
+            if (line - shape.firstLine < weighting.rows)
+                premultiply.Apply(source.data() + m_radius, length);
             pad(source.data(), m_radius, unsigned(length));
             if (fast.line)
                 fast.line(&source[taps.offset].word, &target->word, unsigned(length), taps.entries);
             else
                 lines::convolve(source.data(), target, length, taps);
-            steps.after(target, 0, length, 1);
-            steps.done(line);
+            done(line);
         };
     });
 }
@@ -138,7 +139,7 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Run(
 {
     if (!m_clip.isValid())
         return;
-    premultiplied(m_premultiply, *m_image, m_clip, [&] { Convolve(cancel, progress, OnlyConvolve()); });
+    premultiplied(m_premultiply, *m_image, m_clip, [&] { Convolve(cancel, progress, Weighting()); });
 }
 
 template <class Image>
@@ -159,10 +160,9 @@ void KXIterativeConvolutionFast2D<Image>::Run(const std::atomic<bool> &cancel, c
 {
     if (!m_clip.isValid())
         return;
-    // On a single processor the walks over a flat image do nothing; tiled images are walked tile by tile. A module that
-    // was made for walks around the passes gets them.
-    if (m_premultiply && !m_image->IsTiled() && workers::hardware() > 1 && !convolutionKernels().wantsWalks)
-        RunPremultiplied(cancel, progress);
+    // On a single processor the walks over a flat image do nothing.
+    if (m_premultiply && m_vertical.HasColumnsKernel() && workers::hardware() > 1)
+        RunWeighted(cancel, progress);
     else
         premultiplied(m_premultiply, *m_image, m_clip, [&] {
             m_horizontal.Run(cancel, progress);
@@ -171,59 +171,38 @@ void KXIterativeConvolutionFast2D<Image>::Run(const std::atomic<bool> &cancel, c
 }
 
 /// A flat image, premultiplied row by row as the first pass takes them in hand and made straight as the second leaves its
-/// columns. So the image is not walked twice more, on one worker fewer. The bytes are those of two plain walks around the
-/// passes, which leave the last row of the rectangle out, and also walk what a cancel keeps the passes from.
+/// columns. So the image is not walked twice more, on one worker fewer, which costs more than a short kernel does. The
+/// bytes are those of two plain walks around the passes, which leave the last row of the rectangle out, and also walk what a
+/// cancel keeps the passes from.
 template <class Image>
-void KXIterativeConvolutionFast2D<Image>::RunPremultiplied(
+void KXIterativeConvolutionFast2D<Image>::RunWeighted(
     const std::atomic<bool> &cancel, const std::function<void()> &progress)
 {
-    const KXBlur::PremultiplyAlpha premultiply;
-    const KXBlur::ReturnAlpha straighten;
-    const int left = m_clip.x(), width = m_clip.width(), top = m_clip.y(), walkedRows = m_clip.height() - 1;
-    std::vector<char> rowDone(size_t(walkedRows) + 1), columnDone(static_cast<size_t>(width)); // not bool: threads
+    const int width = m_clip.width(), walkedRows = m_clip.height() - 1;
+    std::vector<char> rowDone(size_t(walkedRows) + 1), columnDone(static_cast<size_t>(width));
     const auto pixelsAt = [&](int row) {
-        return m_image->Bits() + size_t(top + row) * size_t(m_image->Width()) + left;
+        return m_image->Bits() + size_t(m_clip.y() + row) * size_t(m_image->Width()) + m_clip.x();
     };
     const auto premultiplyRest = [&] {
+        const KXBlur::PremultiplyAlpha premultiply;
         for (int row = 0; row < walkedRows; ++row)
             if (!std::exchange(rowDone[size_t(row)], 1))
                 premultiply.Apply(pixelsAt(row), width);
     };
     const auto straightenRest = [&] {
-        if (std::find(columnDone.begin(), columnDone.end(), 0) == columnDone.end())
-            return;
-        for (int row = 0; row < walkedRows; ++row)
-            for (int x = 0; x < width; ++x)
-                if (!columnDone[size_t(x)])
-                    straighten(pixelsAt(row)[x]);
-    };
-    struct Premultiply : OnlyConvolve {
-        void before(int y, OPRGBA32i *pixels) const
-        {
-            if (y - top < walkedRows)
-                premultiply.Apply(pixels, width);
+        const KXBlur::ReturnAlpha straighten;
+        const auto end = columnDone.end();
+        for (auto first = std::find(columnDone.begin(), end, 0); first != end; first = std::find(first, end, 0)) {
+            const auto last = std::find(first, end, 1);
+            for (int row = 0; row < walkedRows; ++row)
+                straighten.Apply(pixelsAt(row) + (first - columnDone.begin()), int(last - first));
+            first = last;
         }
-        void done(int y) const { rowDone[size_t(y - top)] = 1; }
-
-        const KXBlur::PremultiplyAlpha &premultiply;
-        int top, width, walkedRows;
-        std::vector<char> &rowDone;
-    };
-    struct Straighten : OnlyConvolve {
-        void after(OPRGBA32i *pixels, int first, int count, int columns) const
-        {
-            straighten.Apply(pixels, std::min(count, walkedRows - first) * columns);
-        }
-        void done(int x) const { columnDone[size_t(x - left)] = 1; }
-
-        const KXBlur::ReturnAlpha &straighten;
-        int left, walkedRows;
-        std::vector<char> &columnDone;
     };
     try {
-        m_horizontal.Convolve(cancel, progress, Premultiply { {}, premultiply, top, width, walkedRows, rowDone });
+        m_horizontal.Convolve(cancel, progress, { walkedRows, &rowDone });
         premultiplyRest();
-        m_vertical.Convolve(cancel, progress, Straighten { {}, straighten, left, walkedRows, columnDone });
+        m_vertical.Convolve(cancel, progress, { walkedRows, &columnDone });
     } catch (...) {
         premultiplyRest();
         straightenRest();

@@ -243,40 +243,34 @@ void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::
     });
 }
 
-/// Runs a process over all columns of @p shape as @c runPass does, but on whole blocks, of flat images only. What it makes
-/// of a block is written when the cancel flag has been read for each column in turn, and each has been reported: columns that
+/// Runs a process over all columns of @p shape as @c runPass does, but on whole blocks, of flat images only. For each column
+/// of a block in turn the cancel flag is read and the column is reported; then those that were are processed. Columns that
 /// come after a cancel stay as they were.
 ///
-/// The process is called as process(source, columns, first, count, target) for one band of rows of a block after the
-/// other: @p source is the block's first pixel in the image, and rows @p first to @p first + @p count - 1, counted from
-/// there, are to be put at @p target, which has rows of @c columns::width pixels and room for one more of them. @p done is
-/// called with each column that will be written, before it is reported.
-template <class Process, class Done>
+/// The process is called as process(pixels, count) for @p count columns side by side, the first pixel of which lies at @p
+/// pixels. It must not throw. @p announced is called with each column that will be processed, before it is reported.
+template <class Process, class Announced>
 void runColumnBlocks(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
-    const Progress &progress, const Process &process, const Done &done)
+    const Progress &progress, const Process &process, const Announced &announced)
 {
     const ColumnBlocks blocks(image, shape);
     workers::forEachItem(count, 0, blocks.Count(), [&] {
-        return [&, result = std::vector<OPRGBA32i>((size_t(shape.length) + 1) * columns::width)](int index) mutable {
+        return [&](int index) {
             const ColumnBlocks::Block block = blocks.At(index);
-            OPRGBA32i *const pixels = blocks.Pixels(block, shape.first);
-            int finished = 0;
-            const auto write = [&] {
-                for (int row = shape.length; row-- > 0;) // backwards: what was read last is still in the cache
-                    std::copy_n(&result[size_t(row) * columns::width], finished, pixels + row * blocks.Stride());
-            };
-            struct WriteAtEnd { // also when the progress function throws: its column was finished
-                const decltype(write) &now;
-                ~WriteAtEnd() { now(); }
-            } writeAtEnd { write };
-            while (finished < block.count) {
+            struct ProcessAtEnd { // also when the progress function throws: its column counts as finished
+                const Process &process;
+                OPRGBA32i *pixels;
+                int columns = 0;
+                ~ProcessAtEnd()
+                {
+                    if (columns > 0)
+                        process(pixels, columns);
+                }
+            } inHand { process, blocks.Pixels(block, shape.first) };
+            while (inHand.columns < block.count) {
                 if (cancel)
                     return false;
-                if (finished == 0)
-                    for (int first = 0; first < shape.length; first += columns::band)
-                        process(pixels, block.count, first, std::min(columns::band, shape.length - first),
-                            &result[size_t(first) * columns::width]);
-                done(block.first + finished++);
+                announced(block.first + inHand.columns++);
                 if (progress)
                     progress();
             }

@@ -7,6 +7,7 @@
 #include "lines/Pictures.h"
 
 using Taps = std::vector<short>;
+using testing::Picture;
 
 namespace {
 
@@ -270,33 +271,30 @@ private Q_SLOTS:
             }
     }
 
-    /// Bands of columns, the end pixels of which are repeated; nothing lies behind the last pixel that may be read.
+    /// Columns side by side in a wider picture, of which nothing else is written and nothing outside read.
     void columns()
     {
-        using lines::columns::band, lines::columns::fits, lines::columns::maxEntries, lines::columns::width;
+        using lines::columns::fits, lines::columns::maxEntries, lines::columns::width;
         const auto convolve = fromModule<lines::columns::Convolve>("KXIterativeConvolutionFast1DAVX2ConvolveColumns");
         QRandomGenerator random(20240611);
         for (int repeat = 0; repeat < 400; ++repeat) {
             const int size = 1 + 2 * random.bounded(repeat % 4 ? 12 : int(maxEntries + 1) / 2);
-            const int count = 1 + random.bounded(width), stride = count + random.bounded(9);
-            const int rows = 1 + random.bounded(150), first = random.bounded((rows + band - 1) / band) * band;
+            const QRect rect(random.bounded(9), 0, 1 + random.bounded(width), 1 + random.bounded(70));
+            const int straightRows = repeat % 3 ? rect.height() - random.bounded(2) : 0;
             const Taps taps = repeat % 2 ? randomTaps(size, random, true) : KXBlur::CreateGaussianKernel(size / 6.0);
             QVERIFY(fits(taps));
-            Line source(size_t((rows - 1) * stride + count));
-            std::generate(source.begin(), source.end(), [&] { return testing::saltedPixel(random); });
-            const int bandRows = std::min(band, rows - first);
-            Row destination(repeat % 8, (bandRows + bandRows % 2) * width);
-            convolve(&source[0].word, stride, count, rows, first, bandRows, destination.words(), taps);
-            QVERIFY2(destination.isGuardIntact(), "written beyond the band");
-            for (int i = 0; i < bandRows; ++i) {
-                Line expected;
-                for (int x = 0; x < count; ++x)
-                    expected.push_back(testing::convolved(taps, [&](int j) {
-                        return source[size_t(qBound(0, first + i + j - int(taps.size()) / 2, rows - 1) * stride + x)];
-                    }));
-                VERIFY_SAME_AT(testing::difference(destination.pixels() + i * width, expected),
-                    QString("%1 taps, %2 columns, row %3 of %4").arg(taps.size()).arg(count).arg(first + i).arg(rows));
-            }
+            const Picture picture = Picture::random(rect.right() + 1 + random.bounded(9), rect.height(), repeat);
+            Picture expected = picture, actual = picture;
+            testing::convolve(expected, rect, Qt::Vertical, taps);
+            testing::makeStraight(expected, QRect(rect.topLeft(), QSize(rect.width(), straightRows + 1)));
+            convolve(&actual.at(rect.x(), 0).word, picture.width, rect.width(), rect.height(), taps, straightRows);
+            VERIFY_SAME_AT(testing::difference(actual, expected),
+                QString("%1 taps, %2 by %3 from %4, %5 straight")
+                    .arg(taps.size())
+                    .arg(rect.width())
+                    .arg(rect.height())
+                    .arg(rect.x())
+                    .arg(straightRows));
         }
         QVERIFY(!fits({ 1, 2 }) && !fits({ 1, 2, 3 }) && !fits(Taps()) && !fits(Taps(maxEntries + 2)));
     }

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Lanes.h"
+
+/// Premultiplication of eight pixels and its inverse. Opaque pixels pass both unchanged.
+namespace lanes {
+
+inline bool areOpaque(__m256i pixels) { return _mm256_testc_si256(pixels, _mm256_set1_epi32(int(0xFF000000))); }
+
+/// (c * a + 127) / 255 for each colour; alpha stays.
+inline __m256i premultiplied(__m256i pixels)
+{
+    const auto weighted = [](__m256i words) {
+        return div255(_mm256_add_epi16(_mm256_mullo_epi16(words, alphaFactors(words)), _mm256_set1_epi16(127)));
+    };
+    const __m256i zero = _mm256_setzero_si256();
+    return _mm256_packus_epi16(
+        weighted(_mm256_unpacklo_epi8(pixels, zero)), weighted(_mm256_unpackhi_epi8(pixels, zero)));
+}
+
+/// (c * 255 + (a >> 1)) / a for each colour, modulo 256; alpha stays, and where it is 0 the whole pixel becomes 0.
+///
+/// That is c * 255 / a rounded to the nearest integer, halves upwards, which exist for even a only. What is not a half is at
+/// least 1 / 2a away from one, that is 1 / 130050 of any value. So in single precision, with the quotient 255 / a enlarged by
+/// a 2^19th, all stay on their side and halves come to lie above: the roundings of 255 enlarged, the quotient and the product
+/// move a product by less than a 2^22nd. Adding 1.5 * 2^23, where floats are whole numbers, rounds and leaves the result in
+/// the low bits. Where a is 0 the product is infinite or no number, and so is the sum: its low bits are 0.
+inline __m256i straightened(__m256i pixels)
+{
+    const __m256i lowBytes = _mm256_set1_epi16(0xFF), lowWords = _mm256_set1_epi32(0xFFFF);
+    const __m256 numerator = _mm256_set1_ps(255.0f + 255.0f / (1 << 19)), whole = _mm256_set1_ps(1.5f * (1 << 23));
+    const __m256i blueRed = _mm256_and_si256(pixels, lowBytes), greenAlpha = _mm256_srli_epi16(pixels, 8);
+    const __m256 factor = _mm256_div_ps(numerator, _mm256_cvtepi32_ps(_mm256_srli_epi32(pixels, 24)));
+    const auto straight = [&](__m256i colour) {
+        return _mm256_castps_si256(_mm256_add_ps(_mm256_mul_ps(_mm256_cvtepi32_ps(colour), factor), whole));
+    };
+    const __m256i b = straight(_mm256_and_si256(blueRed, lowWords)), r = straight(_mm256_srli_epi32(blueRed, 16)),
+                  g = straight(_mm256_and_si256(greenAlpha, lowWords));
+    const __m256i br = _mm256_blend_epi16(b, _mm256_slli_epi32(r, 16), 0xAA);
+    const __m256i ga = _mm256_blend_epi16(g, greenAlpha, 0xAA);
+    return _mm256_or_si256(_mm256_and_si256(br, lowBytes), _mm256_slli_epi16(ga, 8));
+}
+
+} // namespace lanes
