@@ -32,8 +32,8 @@ class KXIterativeConvolutionFast2D;
 ///          where a flat image is not weighted by alpha (the walks that do so have no worker then).
 ///          Progress, where it holds a target, is called once per finished line from any of these threads.
 /// Owner    Keeps its own copy of the kernel; borrows the image.
-/// Cost     One multiplication per entry, channel and pixel. A worker holds two lines, and 64 columns in a pass down columns;
-///          these are written together, so progress may run up to 64 columns ahead of what the image shows.
+/// Cost     One multiplication per entry, channel and pixel. A worker holds two lines, and 64 columns where it turns them into
+///          lines. These 64 are written together, so progress may run up to 64 columns ahead of what the image shows.
 template <class Image, class Direction>
 class KXIterativeConvolutionFast1D {
 public:
