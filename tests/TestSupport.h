@@ -3,18 +3,20 @@
 #include "AVX2LIB.h"
 #include "KXPixels.h"
 
-#include <QtCore/QCoreApplication>
-#include <QtCore/QThreadPool>
-#include <QtTest/QtTest>
+#include <QtTest/QtTest> // and all of QtCore
 
 #include <cstring>
+#include <stdexcept>
 
-/// main() of a test program. With KXCORE_TEST_MODULE=none in the environment everything runs on the plain code.
+/// main() of a test program. With KXCORE_TEST_MODULE=none in the environment everything runs on the plain code. A machine
+/// of one processor seems to have two, as with one some loops have no worker.
 #define KXCORE_TEST_MAIN(Class)                                                                                        \
     int main(int argc, char **argv)                                                                                    \
     {                                                                                                                  \
         if (qgetenv("KXCORE_TEST_MODULE") == "none")                                                                   \
             AVX2LIB::UseModule(nullptr);                                                                               \
+        if (QThread::idealThreadCount() < 2)                                                                           \
+            qputenv("KXCORE_TEST_PROCESSORS", "2");                                                                    \
         QCoreApplication application(argc, argv);                                                                      \
         Class test;                                                                                                    \
         return QTest::qExec(&test, argc, argv);                                                                        \
@@ -38,10 +40,10 @@ class LogCapture {
 public:
     LogCapture()
     {
-        state().lines.clear();
+        lines.clear();
         m_previous = qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &text) {
-            const QMutexLocker lock(&state().mutex);
-            state().lines << text;
+            const QMutexLocker lock(&mutex);
+            lines << text;
         });
     }
     ~LogCapture() { qInstallMessageHandler(m_previous); }
@@ -50,22 +52,15 @@ public:
     QStringList texts() const
     {
         QStringList result;
-        const QMutexLocker lock(&state().mutex);
-        for (QString line : state().lines)
+        const QMutexLocker lock(&mutex);
+        for (QString line : lines)
             result << line.replace(QRegularExpression("^\\[([^:\\]]*):\\d+\\]"), "[\\1]");
         return result;
     }
 
 private:
-    struct State {
-        QMutex mutex;
-        QStringList lines;
-    };
-    static State &state()
-    {
-        static State instance;
-        return instance;
-    }
+    inline static QMutex mutex;
+    inline static QStringList lines;
     QtMessageHandler m_previous;
 };
 

@@ -79,9 +79,8 @@ private Q_SLOTS:
         for (RGBA32iImage *image : { &flat, &tiled }) {
             stack(*image);
             stack.Invert(*image);
-            QCOMPARE(newCalls(),
-                QString("A %1 15, B %1 15, C %1 15, -B %1 15, -A %1 15, -C %1 15")
-                    .arg(image == &flat ? "memory" : "null"));
+            const QString each = image == &flat ? "memory" : "null";
+            QCOMPARE(newCalls(), QString("A %1 15, B %1 15, C %1 15, -B %1 15, -A %1 15, -C %1 15").arg(each));
         }
     }
 

@@ -4,9 +4,6 @@
 #include "color/Blocks.h"
 #include "lines/Pictures.h"
 
-#include <QtCore/QThreadPool>
-
-#include <stdexcept>
 #include <thread>
 
 using testing::Picture;
@@ -85,12 +82,6 @@ class TestImageWalks : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        if (workerCount() < 1)
-            QSKIP("no workers on this machine");
-    }
-
     /// Every pixel of the area once, and no other; but for the plain form, which leaves the last row of a flat image.
     void rectangles()
     {

@@ -3,10 +3,6 @@
 #include "KXConverter.h"
 #include "Reference.h"
 
-#include <QtCore/QRandomGenerator>
-#include <QtCore/QString>
-#include <QtGui/QImage>
-
 /// Pictures for the tests of composition, and their comparison.
 namespace pictures {
 

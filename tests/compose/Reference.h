@@ -3,11 +3,7 @@
 #include "KXImage.h"
 #include "lines/Pictures.h"
 
-#include <QtCore/QRect>
-
-#include <algorithm>
 #include <map>
-#include <optional>
 #include <set>
 
 /// A model of composition for tests: one pixel at a time, straight from the formulas, without any regard for speed.
@@ -36,7 +32,7 @@ inline const std::map<int, Mix> &mixes()
 {
     static const Mix excess = [](Wide s, Wide d) { return std::max<Wide>(s + d - 255, 0); };
     static const Mix overlay = [](Wide s, Wide d) {
-        return d < 128 ? 2 * s * d / 255 : 255 + (s - 255) * (255 - d) * 2 / 255;
+        return d < 128 ? 2 * s * d / 255 : 255 - 2 * (255 - s) * (255 - d) / 255;
     };
     static const Mix softLight = [](Wide s, Wide d) {
         const Wide h = s >> 1;

@@ -140,10 +140,9 @@ private Q_SLOTS:
                 reference::compose(canvas, s.rect, sides, int(mode), reference::opacity256(opacity, isClamped), s.lock);
                 return canvas;
             };
-            const auto check = [&](const char *entry, const Canvas &expected, const QString &line, auto onto,
-                                   auto call) {
-                QCOMPARE(logOf([&] { call(onto); }, round % 4 == 3).join(' '),
-                    line.isEmpty() ? line : "[src/KXComposer] " + line);
+            const auto check = [&](const char *entry, const Canvas &expected, QString line, auto onto, auto call) {
+                line.prepend(line.isEmpty() ? "" : "[src/KXComposer] ");
+                QCOMPARE(logOf([&] { call(onto); }, round % 4 == 3).join(' '), line);
                 QCOMPARE(entry + pictures::difference(expected, onto), QString(entry));
                 if constexpr (std::is_same_v<decltype(onto), RGBA32iImage>)
                     QCOMPARE(pictures::tileDifference(expected, s.destination, onto), QString());
@@ -164,10 +163,10 @@ private Q_SLOTS:
             const Canvas untouched(s.destination);
             Canvas copied = untouched;
             reference::compose(copied, s.rect, { source }, 3, 256, false);
-            const bool withoutMask = !sourceTiled && !tiled && !maskTiled && s.maskRect.size() == QSize(0, 0);
+            const bool isUnmasked = !sourceTiled && !tiled && !maskTiled && s.maskRect.size() == QSize(0, 0);
             const Canvas composed = expectedFor({ source }, !sourceTiled && !tiled);
             const Canvas masked =
-                withoutMask && mask.outsideVisible ? composed : expectedFor({ source, nullptr, &mask });
+                isUnmasked && mask.outsideVisible ? composed : expectedFor({ source, nullptr, &mask });
             const auto checkFrom = [&](const auto &from) {
                 const auto compose = [&](auto &onto) {
                     Compose(from, s.sourceRect, mode, onto, s.rect, opacity, s.lock);
@@ -212,12 +211,11 @@ private Q_SLOTS:
                 : action == 'X'                ? expectedFor({ source, &clip, &clipMask, &bareMask })
                 : action == 'M'                ? expectedFor({ source, &clip, &bareMask })
                                                : untouched;
-            check(
-                "ComposeClippingMaskAndMaskOn", twice, action == 'L' ? noMasking : QString(), copy(), [&](auto &onto) {
-                    ComposeClippingMaskAndMaskOn(s.source, s.sourceRect, mode, onto, s.rect, opacity, s.clip,
-                        s.clipRect, s.clipMask, s.clipMaskRect, s.outsideVisible, s.mask, s.maskRect,
-                        s.maskOutsideVisible, s.lock);
-                });
+            const QString line = action == 'L' ? noMasking : QString();
+            check("ComposeClippingMaskAndMaskOn", twice, line, copy(), [&](RGBA32iImage &onto) {
+                ComposeClippingMaskAndMaskOn(s.source, s.sourceRect, mode, onto, s.rect, opacity, s.clip, s.clipRect,
+                    s.clipMask, s.clipMaskRect, s.outsideVisible, s.mask, s.maskRect, s.maskOutsideVisible, s.lock);
+            });
         }
     }
 

@@ -7,13 +7,6 @@
 #include "lines/Pictures.h"
 #include "support/Workers.h"
 
-#include <QtCore/QBuffer>
-#include <QtCore/QDataStream>
-#include <QtCore/QMetaMethod>
-
-#include <cmath>
-#include <stdexcept>
-
 using testing::Picture;
 using Gaussian = OPGaussianBlurProcessing;
 using Box = OPBoxBlurProcessing;
@@ -92,12 +85,7 @@ class TestBlurs : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        if (workers::hardware() < 2)
-            QSKIP("premultiplication does nothing with one processor");
-        loadAVX2Functions(true);
-    }
+    void initTestCase() { loadAVX2Functions(true); }
 
     void signalsAndProgress()
     {
@@ -105,8 +93,7 @@ private Q_SLOTS:
             using OPAdjustmentProcessing::SetRange;
         } frame;
         const QMetaObject &meta = OPAdjustmentProcessing::staticMetaObject;
-        QVERIFY(meta.className() == QByteArray("OPAdjustmentProcessing") && Gaussian(m_goOn).metaObject() == &meta);
-        QVERIFY(meta.methodCount() - meta.methodOffset() == 2 && meta.indexOfSignal("ProgressChanged(int)") >= 0);
+        QVERIFY(Gaussian(m_goOn).metaObject() == &meta && meta.indexOfSignal("ProgressChanged(int)") >= 0);
         const QMetaMethod range = meta.method(meta.indexOfSignal("RangeChanged(int,int)"));
         QVERIFY(range.parameterNames() == QByteArrayList({ "minimum", "maximum" }));
 
@@ -180,8 +167,7 @@ private Q_SLOTS:
 
     void grows()
     {
-        const QRect full(0, 0, 30, 20), wide(-100, -100, 300, 300),
-            everything({ INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX));
+        const QRect full(0, 0, 30, 20), wide(-100, -100, 300, 300);
         const Growth cases[] = {
             { full, {}, {}, full }, // the region is the layer
             { wide, {}, {}, { -4, -4, 38, 28 } },
@@ -190,7 +176,7 @@ private Q_SLOTS:
             { {}, {}, {}, full },
             { wide, { 0, 0, 20, 20 }, { -2, -9 }, { -2, -4, 32, 24 } }, // cut by the selection
             { { -100, -100, 90, 90 }, { 0, 0, 20, 20 }, {}, full }, // a selection elsewhere
-            { everything, {}, {}, { -4, -4, 38, 28 } },
+            { { { INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX) }, {}, {}, { -4, -4, 38, 28 } },
         };
         for (const Growth &each : cases) {
             checkGrowth<Gaussian>(each, 1.4); // reaches 4.2, the box 4
@@ -331,9 +317,8 @@ private:
                 forms[form](other);
                 QCOMPARE(read.Read(stream), good);
                 if (!input.startsWith(signature))
-                    QCOMPARE(read.*field, value + 1); // nothing is stored
-                if (!input.startsWith(signature)
-                    && input.size() == whole.size()) // and it stands behind what was compared
+                    QCOMPARE(read.*field, value + 1); // nothing is stored, and it stands behind what was compared
+                if (!input.startsWith(signature) && input.size() == whole.size())
                     QVERIFY(stream.status() == QDataStream::Ok && stream.device()->pos() == signature.size());
                 const testing::LogCapture log;
                 QVERIFY(&(other >> streamed) == &other);

@@ -5,9 +5,6 @@
 
 #include <QtCore/QRect>
 
-#include <atomic>
-#include <functional>
-
 #define FAKE_SYMBOL extern "C" Q_DECL_EXPORT
 
 FAKE_SYMBOL QString kernelNotes;

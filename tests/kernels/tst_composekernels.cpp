@@ -118,11 +118,11 @@ private Q_SLOTS:
         for (int n = 0; n <= 67; ++n)
             for (int start = 0; start < 8; ++start)
                 for (const Form form : forms) {
+                    const QRect rect(start, 1, n, 1);
                     const double opacity = opacities[random.bounded(5)];
                     const bool lock = random.bounded(2);
                     Pictures &p = form == Bare || form == Masked ? tiled : flat;
-                    COMPARE_FORM(
-                        form, p, QRect(start, 1, n, 1), mode, opacity, lock, QString("%1+%2").arg(start).arg(n));
+                    COMPARE_FORM(form, p, rect, mode, opacity, lock, QString("%1+%2").arg(start).arg(n));
                 }
     }
 
@@ -165,8 +165,7 @@ private Q_SLOTS:
                 for (int dy = -tiled; dy <= int(tiled); ++dy)
                     for (const auto mode : { KXCompositionMode::Source, KXCompositionMode::Multiply }) {
                         KX expected = start.image(tiled), actual = start.image(tiled);
-                        const QRect from = start.rect() & start.rect().translated(-dx, -dy),
-                                    to = from.translated(dx, dy);
+                        const QRect from = QRect(-dx, -dy, 140, 20) & start.rect(), to = from.translated(dx, dy);
                         plain.bare(expected, from, mode, expected, to, 1.0, false);
                         fast.bare(actual, from, mode, actual, to, 1.0, false);
                         VERIFY_SAME_AT(testing::difference(Picture::of(actual), Picture::of(expected)),
@@ -221,7 +220,7 @@ private Q_SLOTS:
             const Picture result = Picture::of(dst);
             QCOMPARE(result.at(39, 99).word, 0x7F00FF00u);
             // The other workers go on; the calling thread has no others.
-            QCOMPARE(result.at(39, 199).word, tiled || workers::hardware() < 2 ? 0u : 0x7F00FF00u);
+            QCOMPARE(result.at(39, 199).word, tiled ? 0u : 0x7F00FF00u);
         }
     }
 

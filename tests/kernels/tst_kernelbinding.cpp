@@ -3,8 +3,7 @@
 #include "TestSupport.h"
 #include "lines/LineHandlers.h"
 
-using lines::HorizontalDirection;
-using lines::VerticalDirection;
+using lines::HorizontalDirection, lines::VerticalDirection;
 
 /// A kernel of the type that is never given to a module.
 struct PlainCopy : OPLineKernelBase {

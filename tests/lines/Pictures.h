@@ -1,13 +1,9 @@
 #pragma once
 
 #include "KXImage.h"
-
-#include <QtCore/QRandomGenerator>
-#include <QtTest/QtTest>
+#include "TestSupport.h"
 
 #include <array>
-#include <functional>
-#include <vector>
 
 namespace testing {
 

@@ -3,10 +3,6 @@
 
 #include "TestSupport.h"
 
-#include <cmath>
-#include <limits>
-#include <stdexcept>
-
 using Line = std::vector<OPRGBA32i>;
 
 namespace {
@@ -33,8 +29,7 @@ bool gives(Kernel kernel, const QList<int> &alphas, const QList<int> &expected, 
     return result == lineOf(expected, grey);
 }
 
-constexpr double notANumber = std::numeric_limits<double>::quiet_NaN(),
-                 infinity = std::numeric_limits<double>::infinity();
+const double notANumber = qQNaN(), infinity = qInf();
 
 } // namespace
 
@@ -43,18 +38,12 @@ class TestAccumulators : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void typesAndRadii()
+    void radii()
     {
         const OPRGBA32i color(7, 8, 9, 77);
         OPRGBA32i untouched = color;
         OPRGBABlurAccumulatorBase().Finalize(untouched);
         QCOMPARE(untouched, color);
-        const QList<int> types { OPRGBABlurAccumulator(1).Type(), OPRGBABlurAccumulatorPremul(1).Type(),
-            OPAlphaBlurAccumulator(1).Type(), OPAlphaBlurAccumulatorWithInvert(1).Type(),
-            OPAlphaBlurAccumulatorWithRGBColorize(1, color).Type(), OPGaussianAlpha1D(1).Type(),
-            OPShiftEdge1D(1).Type(), OPSimpleSharpenKernel1D(1).Type() };
-        QCOMPARE(types, (QList<int> { 1, 2, 3, 4, 5, 3, 2, 2 }));
-
         QCOMPARE(OPRGBABlurAccumulatorPremul(-1).GetRadius(), 0);
         const OPAlphaBlurAccumulator widest(INT_MAX);
         QCOMPARE(widest.GetRadius(), 4194303);
@@ -71,8 +60,8 @@ private Q_SLOTS:
         QVERIFY(gives(OPShiftEdge1D(2), peaks, { 90, 90, 90, 10, 80, 80, 80 }));
         QVERIFY(gives(OPShiftEdge1D(INT_MAX), { 20, 10, 0 }, { 20, 20, 20 }));
         QVERIFY(gives(OPShiftEdge1D(0), edges, edges));
-        QVERIFY(gives(
-            OPShiftEdge1D(-1), edges, { 0, 5, 3, 3, 3, 4, 4, 4, 10, 10, 10, 10, 0, 0 })); // nothing beyond the ends
+        // Beyond the ends there is nothing.
+        QVERIFY(gives(OPShiftEdge1D(-1), edges, { 0, 5, 3, 3, 3, 4, 4, 4, 10, 10, 10, 10, 0, 0 }));
         QVERIFY(gives(OPShiftEdge1D(-2), { 9, 10, 10, 10, 8 }, { 0, 0, 8, 0, 0 }));
         QVERIFY(gives(OPShiftEdge1D(INT_MIN), { 10, 10, 10 }, { 0, 0, 0 }));
 

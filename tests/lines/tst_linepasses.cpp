@@ -5,11 +5,8 @@
 #include "TestSupport.h"
 #include "lines/Pictures.h"
 
-#include <stdexcept>
-
-using lines::HorizontalDirection;
-using lines::VerticalDirection;
-using testing::Picture;
+using lines::HorizontalDirection, lines::VerticalDirection;
+using testing::channel, testing::Picture;
 using Kernel = std::vector<short>;
 
 namespace {
@@ -24,6 +21,7 @@ void checkLines(Image &image, const OPRGBA32i *pixels, Qt::Orientation lines)
     Picture expected(6, 5);
     std::copy_n(pixels, 30, expected.pixels.begin());
     const unsigned lineCount = lines == Qt::Horizontal ? 5 : 6, length = 11 - lineCount;
+    constexpr OPRGBA32i untouched { 0x11223344u };
     unsigned stamp = 0;
     for (const unsigned line : { 0u, lineCount - 1, lineCount })
         for (const unsigned start : { 0u, 2u, length - 1, length, UINT_MAX })
@@ -32,12 +30,11 @@ void checkLines(Image &image, const OPRGBA32i *pixels, Qt::Orientation lines)
                 const bool inRange =
                     line < lineCount && (std::is_same_v<Image, QImage> ? quint64(start) + n < length : start < length);
                 const unsigned count = inRange ? std::min(n, length - start) : 0;
-                std::vector<OPRGBA32i> buffer(8, OPRGBA32i(0x11223344u));
+                std::vector<OPRGBA32i> buffer(8, untouched);
                 auto *const raw = reinterpret_cast<unsigned char *>(buffer.data());
                 QCOMPARE(direction.Read(image, line, start, raw, 4 * n), inRange);
                 for (unsigned i = 0; i < 8; ++i)
-                    QCOMPARE(
-                        buffer[i], i < count ? expected.on(lines, int(line), int(start + i)) : OPRGBA32i(0x11223344u));
+                    QCOMPARE(buffer[i], i < count ? expected.on(lines, int(line), int(start + i)) : untouched);
                 for (OPRGBA32i &pixel : buffer)
                     pixel = OPRGBA32i(++stamp);
                 QCOMPARE(direction.Write(image, line, start, raw, 4 * n), inRange);
@@ -142,8 +139,7 @@ private Q_SLOTS:
         filterLines(Picture::random(1, 9, 14), QRect());
         filterLines(Picture::random(9, 1, 15), QRect());
         filterLines(Picture::random(9, 9, 16), QRect(9, 0, 5, 5)); // outside
-        filterLines(
-            Picture::random(150, 160, 17), QRect(7, 3, 139, 150)); // several blocks of columns, and of their rows
+        filterLines(Picture::random(150, 160, 17), QRect(7, 3, 139, 150)); // several blocks of columns and rows
     }
 
     void tiledImages()
@@ -171,10 +167,9 @@ private Q_SLOTS:
 
         // A flat window stands for fake tiles: what it shows is filtered and kept.
         RGBA32iImage windowed(300, 260, true);
-        const Picture content = Picture::random(200, 200, 33);
-        QSharedPointer<OPRGBA32i> pixels(new OPRGBA32i[200 * 200], [](OPRGBA32i *p) { delete[] p; });
-        std::copy(content.pixels.begin(), content.pixels.end(), pixels.data());
-        windowed.SetFlatWindow(pixels, QRect(0, 0, 200, 200), QPoint(), QPoint(50, 30));
+        Picture content = Picture::random(200, 200, 33);
+        const QSharedPointer<OPRGBA32i> pixels(content.pixels.data(), [](OPRGBA32i *) {}); // content owns them
+        windowed.SetFlatWindow(pixels, content.rect(), QPoint(), QPoint(50, 30));
         Picture blurred = Picture::of(windowed);
         QCOMPARE(blurred.at(50, 30), content.pixels[0]);
         slide(OPRGBABlurAccumulatorPremul(4), windowed, QRect());
@@ -186,8 +181,6 @@ private Q_SLOTS:
     void straightAfterExceptions()
     {
         const OPRGBA32i before(100, 100, 100, 100);
-        // 100 -> (10000 + 127) / 255 = 39 -> (9945 + 50) / 100 = 99; a single processor does not premultiply.
-        const unsigned char colour = workers::hardware() < 2 ? 100 : 99;
         for (const bool tiled : { false, true }) {
             RGBA32iImage image(500, 500, tiled);
             image.Fill(before);
@@ -195,7 +188,8 @@ private Q_SLOTS:
             KXIterativeConvolutionFast2D<RGBA32iImage> identity({ 0, 16384, 0 }, image, QRect());
             identity.SetPremultiply(true);
             QVERIFY_EXCEPTION_THROWN(identity.Run(goOn, [] { throw std::runtime_error("no more"); }), std::exception);
-            Picture expected(500, 500, OPRGBA32i(colour, colour, colour, 100));
+            // 100 -> (10000 + 127) / 255 = 39 -> (9945 + 50) / 100 = 99
+            Picture expected(500, 500, OPRGBA32i(99, 99, 99, 100));
             if (!tiled)
                 std::fill_n(&expected.at(0, 499), 500, before); // the last row
             COMPARE_PICTURE(Picture::of(image), expected);
@@ -303,8 +297,8 @@ private:
             [&](Picture &picture, Qt::Orientation lines) {
                 testing::alongLines(picture, area, picture.rect(), lines, [](auto at) {
                     return testing::pixelOf([&](int c) {
-                        const int sides = testing::channel(at(-1), c) + testing::channel(at(1), c);
-                        return qBound(0, (testing::channel(at(0), c) * 2385 - sides * 300 + 765) / 1785, 255);
+                        const int sides = channel(at(-1), c) + channel(at(1), c);
+                        return qBound(0, (channel(at(0), c) * 2385 - sides * 300 + 765) / 1785, 255);
                     });
                 });
             });

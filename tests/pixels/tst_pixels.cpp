@@ -1,12 +1,6 @@
 #include "TestSupport.h"
 
 #include "KXConverter.h"
-#include "KXPixels.h"
-
-#include <QtCore/QFloat16>
-#include <QtGui/QImage>
-
-#include <cmath>
 
 namespace {
 
