@@ -12,28 +12,17 @@ QString kernelNotes;
 
 constexpr unsigned mark = 0xFF332211;
 
-static void noteWalk(const char *name, OPRGBA32i *data, int stride, const QRect &r)
-{
-    kernelNotes += QString::asprintf("%s %d: %d, %d, %d by %d; ", name, stride, r.x(), r.y(), r.width(), r.height());
-    data[0] = OPRGBA32i(mark);
-}
+#define FAKE_WALK(symbol, name, ...)                                                                                   \
+    FAKE_SYMBOL void symbol(OPRGBA32i *data, int stride, const QRect &r, __VA_ARGS__)                                  \
+    {                                                                                                                  \
+        kernelNotes += QString::asprintf(name " %d: %d, %d, %d by %d; ", stride, r.x(), r.y(), r.width(), r.height()); \
+        data[0] = OPRGBA32i(mark);                                                                                     \
+    }
+#define STEPS const std::atomic<bool> &, std::function<void()>
 
-FAKE_SYMBOL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *)
-{
-    noteWalk("plain", data, stride, rect);
-}
-
-FAKE_SYMBOL void IterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *,
-    const std::atomic<bool> &, std::function<void()>)
-{
-    noteWalk("iterative", data, stride, rect);
-}
-
-FAKE_SYMBOL void PixelTransformIterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
-    BaseTransformation *, const std::atomic<bool> &, std::function<void()>)
-{
-    noteWalk("located", data, stride, rect);
-}
+FAKE_WALK(VectorProcess, "plain", BaseTransformation *)
+FAKE_WALK(IterativeVectorProcess, "iterative", BaseTransformation *, STEPS)
+FAKE_WALK(PixelTransformIterativeVectorProcess, "located", BaseTransformation *, STEPS)
 
 FAKE_SYMBOL void LineHandlerAVX2(OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *, OPRGBA32i *destination,
     int readFirst, int readLast, int first, int last, int radius)
