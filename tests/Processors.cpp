@@ -8,20 +8,12 @@
 // How many processors a test program sees: as many as KXCORE_TEST_PROCESSORS says, whatever the machine has. What counts
 // workers asks one of these two functions, and finds the program's own before those of the C library.
 
-namespace {
-
-int wanted()
-{
-    const char *value = std::getenv("KXCORE_TEST_PROCESSORS");
-    return value ? std::atoi(value) : 0;
-}
-
-} // namespace
-
 extern "C" Q_DECL_EXPORT long sysconf(int name) noexcept
 {
-    if ((name == _SC_NPROCESSORS_ONLN || name == _SC_NPROCESSORS_CONF) && wanted() > 0)
-        return wanted();
+    const bool isCount = name == _SC_NPROCESSORS_ONLN || name == _SC_NPROCESSORS_CONF;
+    const char *const wanted = isCount ? std::getenv("KXCORE_TEST_PROCESSORS") : nullptr;
+    if (wanted && std::atoi(wanted) > 0)
+        return std::atoi(wanted);
     static const auto next = reinterpret_cast<long (*)(int)>(dlsym(RTLD_NEXT, "sysconf"));
     return next(name);
 }

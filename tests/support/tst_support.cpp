@@ -66,18 +66,15 @@ private Q_SLOTS:
 
     void items()
     {
-        // A false item ends its worker; on the caller items come in order.
-        std::vector<int> seen;
-        workers::forEachItem(workers::onCaller, 3, 8, [&] { return [&](int i) { return seen.push_back(i), i != 6; }; });
-        QCOMPARE(seen, std::vector<int>({ 3, 4, 5, 6 }));
+        // A false item ends its worker.
         std::atomic<int> taken { 0 };
         workers::forEachItem(3, 0, 10, [&] { return [&](int i) { return taken |= 1 << i, false; }; });
         QCOMPARE(taken.load(), 0b111);
         // Every worker counts past the last item once, which must not turn round.
-        const int last = INT_MAX;
+        const int last = INT_MAX, first = last - 5;
         std::atomic<int> count { 0 };
         workers::forEachItem(
-            8, last - 5, last, [&] { return [&](int i) { return (count += i >= last - 5 ? 1 : 1000) > 0; }; });
+            8, first, last, [&] { return [&](int i) { return (count += i >= first ? 1 : 1000) > 0; }; });
         QCOMPARE(count.load(), 5);
     }
 

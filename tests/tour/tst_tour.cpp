@@ -56,22 +56,20 @@ private Q_SLOTS:
     void failures()
     {
         const QStringList before = everything();
-        const QStringList photo { at("photo.png"), "--out" };
-        std::vector<std::pair<QStringList, QString>> rows { // the arguments, and what the error names
-            { photo + QStringList(at("text.png")), "text.png" },
-            { photo + QStringList(at("text.png/below/it")), "text.png/below/it" },
-            { photo + QStringList("/proc/tour"), "/proc/tour" }, { photo + QStringList(""), "''" },
-            { { at("huge.png"), "--out", at("out") }, "100 megapixels" },
-            { { "--scene", "99999x99999", "--out", at("out") }, "100 megapixels" }
-        };
-        for (const char *name : { "missing.png", "empty.jpg", "text.png", "cut.png", "folder" })
-            rows.push_back({ { at(name), "--out", at("out") }, name });
-        for (const auto &[arguments, named] : rows) {
-            const Outcome outcome = run(arguments);
+        const auto refuses = [&](const QStringList &input, const QString &out, const QString &named) {
+            const Outcome outcome = run(input + QStringList { "--out", out });
             QVERIFY2(outcome.status == 1 && outcome.errors.contains(named.toLocal8Bit()), outcome.errors.constData());
             QVERIFY(outcome.errors.count('\n') == 1 && outcome.errors.endsWith('\n'));
             QCOMPARE(everything(), before);
-        }
+        };
+        for (const char *photo : { "missing.png", "empty.jpg", "text.png", "cut.png", "folder" })
+            refuses({ at(photo) }, at("out"), photo);
+        for (const char *out : { "text.png", "text.png/below/it" })
+            refuses({ at("photo.png") }, at(out), out);
+        refuses({ at("photo.png") }, "/proc/tour", "/proc/tour");
+        refuses({ at("photo.png") }, "", "''");
+        refuses({ at("huge.png") }, at("out"), "100 megapixels");
+        refuses({ "--scene", "99999x99999" }, at("out"), "100 megapixels");
     }
 
     void programOfTheReadme()
@@ -121,10 +119,9 @@ private:
     QStringList everything() const
     {
         QStringList names;
-        QDirIterator entries(
-            at(""), QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
-        while (entries.hasNext())
-            names << entries.next();
+        QDirIterator each(at(""), QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+        while (each.hasNext())
+            names << each.next();
         names.sort();
         return names;
     }
