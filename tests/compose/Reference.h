@@ -200,8 +200,7 @@ struct Side {
     QRect rect;
     bool outsideVisible = false;
 
-    /// The place in the image @p offset away from the rectangle's corner, if it lies in the rectangle, moved by
-    /// @p moved, and in the image.
+    /// The place @p offset away from the rectangle's corner, if it lies in the rectangle, moved, and in the image.
     std::optional<QPoint> Place(QPoint offset, QPoint moved = {}) const
     {
         const Wide x = Wide(rect.x()) + offset.x(), y = Wide(rect.y()) + offset.y();

@@ -85,13 +85,12 @@ private Q_SLOTS:
                 return d + s < 255 ? 0 : (d + s + 1) & 255;
             return QList<int> { 13, 15, 16, 19, 54 }.contains(mode) ? int(reference::mixes().at(mode)(s, d)) : d;
         };
-        RGBA32iImage pixels(256, 256, false), under(256, 256, false);
+        RGBA32iImage over(256, 256, false), under(256, 256, false);
         for (int i = 0; i < 256 * 256; ++i) {
-            pixels.Bits()[i] = OPRGBA32i(unsigned(i % 256) << 24 | 0xABCDEFu);
+            over.Bits()[i] = OPRGBA32i(unsigned(i % 256) << 24 | 0xABCDEFu);
             under.Bits()[i] = OPRGBA32i(unsigned(i / 256) << 24 | 0x102030u);
         }
-        const auto source = ConvertImage<RGBA32iImage, QImage>(pixels),
-                   onto = ConvertImage<RGBA32iImage, QImage>(under);
+        const auto source = ConvertImage<RGBA32iImage, QImage>(over), onto = ConvertImage<RGBA32iImage, QImage>(under);
         for (const int mode : { -1, 0, 13, 15, 16, 18, 19, 48, 50, 54, 56 })
             for (const QPoint &to : { QPoint(0, 0), QPoint(-9, -7), QPoint(13, 5) }) {
                 Canvas expected(under);

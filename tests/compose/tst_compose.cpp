@@ -3,8 +3,7 @@
 #include "KXComposer.h"
 #include "Pictures.h"
 
-using reference::Canvas;
-using reference::Side, reference::Sides;
+using reference::Canvas, reference::Side, reference::Sides;
 
 namespace {
 
@@ -163,10 +162,9 @@ private Q_SLOTS:
             const Canvas untouched(s.destination);
             Canvas copied = untouched;
             reference::compose(copied, s.rect, { source }, 3, 256, false);
-            const bool isUnmasked = !sourceTiled && !tiled && !maskTiled && s.maskRect.size() == QSize(0, 0);
+            const bool isPlain = !sourceTiled && !tiled && !maskTiled && s.maskRect.size() == QSize(0, 0);
             const Canvas composed = expectedFor({ source }, !sourceTiled && !tiled);
-            const Canvas masked =
-                isUnmasked && mask.outsideVisible ? composed : expectedFor({ source, nullptr, &mask });
+            const Canvas masked = isPlain && mask.outsideVisible ? composed : expectedFor({ source, nullptr, &mask });
             const auto checkFrom = [&](const auto &from) {
                 const auto compose = [&](auto &onto) {
                     Compose(from, s.sourceRect, mode, onto, s.rect, opacity, s.lock);

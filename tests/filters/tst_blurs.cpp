@@ -93,9 +93,7 @@ private Q_SLOTS:
             using OPAdjustmentProcessing::SetRange;
         } frame;
         const QMetaObject &meta = OPAdjustmentProcessing::staticMetaObject;
-        QVERIFY(Gaussian(m_goOn).metaObject() == &meta && meta.indexOfSignal("ProgressChanged(int)") >= 0);
-        const QMetaMethod range = meta.method(meta.indexOfSignal("RangeChanged(int,int)"));
-        QVERIFY(range.parameterNames() == QByteArrayList({ "minimum", "maximum" }));
+        QVERIFY(Gaussian(m_goOn).metaObject() == &meta && meta.indexOfSignal("RangeChanged(int,int)") >= 0);
 
         Watch watch;
         watch.on(frame);

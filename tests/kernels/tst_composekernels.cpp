@@ -34,7 +34,7 @@ struct Entries {
     std::function<decltype(ComposeMaskOn<KX, KX>)> masked;
     std::function<decltype(ComposeClippingMaskAndMaskOn<KX, KX>)> twoMasks;
 
-    Picture composed(Form form, Pictures &p, const QRect &rect, KXCompositionMode mode, double opacity, bool lock) const
+    Picture composed(Form form, Pictures &p, QRect rect, KXCompositionMode mode, double opacity, bool lock) const
     {
         KX dst;
         p.start.CopyTo(dst, false);
@@ -85,8 +85,7 @@ public:
 
 Q_DECLARE_METATYPE(KXCompositionMode)
 
-/// The composition entries of the module, to which the public functions are bound, against the library's walks with
-/// plain rows.
+/// The composition entries of the module, to which the public functions are bound, against walks with plain rows.
 class TestComposeKernels : public QObject {
     Q_OBJECT
 
@@ -188,19 +187,18 @@ private Q_SLOTS:
                 for (OPRGBA32i &pixel : source.pixels)
                     swap(pixel);
                 adjusted.source = source.image(tiled);
-                KX bare, clipped, masked, twoMasks;
-                for (KX *dst : { &bare, &clipped, &masked, &twoMasks })
-                    p.start.CopyTo(*dst, false);
-                ComposeWithTransformation(p.source, rect, mode, bare, rect, &swap, 0.8, false);
-                ComposeWithTransformationClippingMaskOn(
-                    p.source, rect, mode, clipped, rect, p.clip, rect, p.clipMask, QRect(), true, &swap, 0.8, false);
+                KX dst[4];
+                for (KX &each : dst)
+                    p.start.CopyTo(each, false);
+                ComposeWithTransformation(p.source, rect, mode, dst[Bare], rect, &swap, 0.8, false);
+                ComposeWithTransformationClippingMaskOn(p.source, rect, mode, dst[Clipped], rect, p.clip, rect,
+                    p.clipMask, QRect(), true, &swap, 0.8, false);
                 ComposeWithTransformationMaskOn(
-                    p.source, rect, mode, masked, rect, 0.8, p.mask, rect, true, &swap, false);
-                ComposeWithTransformationClippingMaskAndMaskOn(p.source, rect, mode, twoMasks, rect, 0.8, p.clip, rect,
-                    p.clipMask, rect, true, p.mask, rect, true, &swap, false);
-                const KX *const actual[] = { &bare, &clipped, &masked, &twoMasks };
+                    p.source, rect, mode, dst[Masked], rect, 0.8, p.mask, rect, true, &swap, false);
+                ComposeWithTransformationClippingMaskAndMaskOn(p.source, rect, mode, dst[TwoMasks], rect, 0.8, p.clip,
+                    rect, p.clipMask, rect, true, p.mask, rect, true, &swap, false);
                 for (const Form form : forms)
-                    COMPARE_PICTURE(Picture::of(*actual[form]), plain.composed(form, adjusted, rect, mode, 0.8, false));
+                    COMPARE_PICTURE(Picture::of(dst[form]), plain.composed(form, adjusted, rect, mode, 0.8, false));
                 COMPARE_PICTURE(Picture::of(p.source), before);
             }
     }

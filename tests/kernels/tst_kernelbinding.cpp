@@ -3,7 +3,7 @@
 #include "TestSupport.h"
 #include "lines/LineHandlers.h"
 
-using lines::HorizontalDirection, lines::VerticalDirection;
+using lines::HorizontalDirection, lines::LineHandler, lines::VerticalDirection;
 
 /// A kernel of the type that is never given to a module.
 struct PlainCopy : OPLineKernelBase {
@@ -72,11 +72,10 @@ private Q_SLOTS:
         };
         using Window = OPRGBABlurAccumulatorPremul;
         const QRect rect(4, 1, 3, 2), column(4, 1, 1, 2);
-        QCOMPARE(notesOf(lines::LineHandler<Window, HorizontalDirection>(Window(2), image, rect)),
+        QCOMPARE(notesOf(LineHandler<Window, HorizontalDirection>(Window(2), image, rect)),
             "slide 2: 1-8 4-6 2; slide 2: 1-8 4-6 2; ");
         QCOMPARE(image.Bits()[9 + 4], OPRGBA32i(0xFF332211u));
-        QCOMPARE(
-            notesOf(lines::LineHandler<Window, VerticalDirection>(Window(2), image, column)), "slide 2: 0-2 1-2 2; ");
+        QCOMPARE(notesOf(LineHandler<Window, VerticalDirection>(Window(2), image, column)), "slide 2: 0-2 1-2 2; ");
 
         using Kernel = OPSimpleSharpenKernel1D;
         QCOMPARE(notesOf(lines::LineHandlerConvolution<Kernel, HorizontalDirection>(Kernel(3), image, rect)),

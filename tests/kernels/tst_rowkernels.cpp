@@ -33,12 +33,10 @@ public:
             ++m_offset;
     }
 
-    static Row random(int offset, int length, QRandomGenerator &random)
+    Row(int offset, int length, QRandomGenerator &random)
+        : Row(offset, length)
     {
-        Row row(offset, length);
-        for (int i = 0; i < length; ++i)
-            row[i] = testing::saltedPixel(random);
-        return row;
+        std::generate_n(pixels(), length, [&] { return testing::saltedPixel(random); });
     }
 
     OPRGBA32i *pixels() { return m_pixels.data() + m_offset; }
@@ -49,13 +47,10 @@ public:
     /// Whether nothing outside the row was written.
     bool isGuardIntact() const
     {
-        for (int i = 0; i < int(m_pixels.size()); ++i)
-            if ((i < m_offset || i >= m_offset + m_length) && m_pixels[size_t(i)] != guardPixel)
-                return false;
-        return true;
+        const auto row = m_pixels.begin() + m_offset;
+        return std::count(m_pixels.begin(), row, guardPixel) == m_offset
+            && std::count(row + m_length, m_pixels.end(), guardPixel) == m_pixels.end() - row - m_length;
     }
-
-    Row(Row &&) = default; // moving keeps the heap block, and so the alignment
 
 private:
     static constexpr int guard = 16;
@@ -250,7 +245,7 @@ private Q_SLOTS:
             lengths << length;
         for (const int length : lengths)
             for (int offset = 0; offset < (length > 67 ? 1 : 8); ++offset) {
-                Row source = Row::random(7 - offset, length + std::max(int(taps.size()) - 1, 0), random);
+                Row source(7 - offset, length + std::max(int(taps.size()) - 1, 0), random);
                 // Edges from black to white and runs of one value, which is what drives sums to their ends.
                 for (int i = 640; i < source.length(); ++i)
                     if (i / 640 % 2)
@@ -289,12 +284,8 @@ private Q_SLOTS:
             testing::makeStraight(expected, QRect(rect.topLeft(), QSize(rect.width(), straightRows + 1)));
             convolve(&actual.at(rect.x(), 0).word, picture.width, rect.width(), rect.height(), taps, straightRows);
             VERIFY_SAME_AT(testing::difference(actual, expected),
-                QString("%1 taps, %2 by %3 from %4, %5 straight")
-                    .arg(taps.size())
-                    .arg(rect.width())
-                    .arg(rect.height())
-                    .arg(rect.x())
-                    .arg(straightRows));
+                QString::asprintf("%d taps, %d by %d from %d, %d straight", size, rect.width(), rect.height(), rect.x(),
+                    straightRows));
         }
         QVERIFY(!fits({ 1, 2 }) && !fits({ 1, 2, 3 }) && !fits(Taps()) && !fits(Taps(maxEntries + 2)));
     }
@@ -311,8 +302,8 @@ private:
                 const int after = random.bounded(3) * random.bounded(radius + 3);
                 const int last = before + length - 1, readFirst = std::max(before - radius - 1, 0);
                 const int readLast = std::min(last + radius, last + after);
-                Row source = Row::random(offset, readLast - readFirst + 1, random);
-                Row destination = Row::random(7 - offset, length, random); // some accumulators keep its colours
+                Row source(offset, readLast - readFirst + 1, random);
+                Row destination(7 - offset, length, random); // some accumulators keep its colours
                 Line expected(destination.pixels(), destination.pixels() + length);
                 for (int x = before; x <= last; ++x) {
                     accumulator.Reset();
