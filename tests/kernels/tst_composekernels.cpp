@@ -63,8 +63,7 @@ const Entries fast { Compose<KX, KX>, ComposeClippingMaskOn<KX, KX>, ComposeMask
         QString("form %1, opacity %2, lock %3, %4").arg(form).arg(opacity).arg(lock).arg(where))
 
 /// Swaps blue and red and halves alpha, with a kernel or without; of one colour it throws.
-class Swap : public BaseTransformation {
-public:
+struct Swap : BaseTransformation {
     using BaseTransformation::operator();
     explicit Swap(bool hasKernel) { m_HasKernel = hasKernel; }
 

@@ -112,8 +112,13 @@ class TestLinePasses : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void radii()
+    void typesAndRadii()
     {
+        const QList<int> types { OPRGBABlurAccumulator(1).Type(), OPRGBABlurAccumulatorPremul(1).Type(),
+            OPAlphaBlurAccumulator(1).Type(), OPAlphaBlurAccumulatorWithInvert(1).Type(),
+            OPAlphaBlurAccumulatorWithRGBColorize(1, OPRGBA32i()).Type(), OPGaussianAlpha1D(1).Type(),
+            OPShiftEdge1D(1).Type(), OPSimpleSharpenKernel1D(1).Type() };
+        QCOMPARE(types, (QList<int> { 1, 2, 3, 4, 5, 3, 2, 2 }));
         QCOMPARE(OPRGBABlurAccumulatorPremul(-1).GetRadius(), 0);
         const OPAlphaBlurAccumulator widest(INT_MAX);
         QCOMPARE(widest.GetRadius(), 4194303);

@@ -11,8 +11,7 @@ namespace {
 const double infinity = qInf(), notANumber = qQNaN();
 constexpr int outOfRange = INT_MIN;
 
-class Refusal : public QException {
-public:
+struct Refusal : QException {
     void raise() const override { throw *this; }
     Refusal *clone() const override { return new Refusal(*this); }
 };
