@@ -66,9 +66,11 @@ private Q_SLOTS:
     void items()
     {
         // A false item ends its worker.
-        std::atomic<int> taken { 0 };
-        workers::forEachItem(3, 0, 10, [&] { return [&](int i) { return taken |= 1 << i, false; }; });
-        QCOMPARE(taken.load(), 0b111);
+        for (const int workerCount : { workers::onCaller, 3 }) {
+            std::atomic<int> taken { 0 };
+            workers::forEachItem(workerCount, 0, 10, [&] { return [&](int i) { return taken |= 1 << i, false; }; });
+            QCOMPARE(taken.load(), workerCount == 3 ? 0b111 : 0b1);
+        }
         // Every worker counts past the last item once, which must not turn round.
         const int last = INT_MAX, first = last - 5;
         std::atomic<int> count { 0 };
