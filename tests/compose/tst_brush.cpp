@@ -44,8 +44,10 @@ private Q_SLOTS:
             const reference::Side tip { noise, QRect(random.bounded(-20, 40), random.bounded(-20, 20), 140, 55) };
             RGBA32iImage stroke = pictures::noise(random, { 260, 140 }, true);
             const QRect rect(random.bounded(-60, 200), random.bounded(-30, 120), 150, 50);
-            const double opacity = random.generateDouble(), average = round % 4 ? random.generateDouble() : opacity;
-            const double flow = round % 3 ? random.generateDouble() : 1.0;
+            const bool halfway = round % 5 == 1; // between two bytes, which the rounding to single precision decides
+            const double opacity = halfway ? random.bounded(256) / 255.0 : random.generateDouble();
+            const double average = halfway ? 0 : round % 4 ? random.generateDouble() : opacity;
+            const double flow = halfway ? 0.5 : round % 3 ? random.generateDouble() : 1.0;
             if (round % 7 == 0)
                 noise.Fill(0u); // tiles are made private whatever lies over them
             const RGBA32iImage before = stroke;
