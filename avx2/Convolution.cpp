@@ -211,8 +211,9 @@ public:
         }
     }
 
-    /// Whether a line is worth the look at the kernel, and the start-up.
-    static bool MayPay(size_t taps, unsigned length) { return taps >= 64 && length >= 256; }
+    /// Whether a line is worth the look at the kernel, and the start-up. Where the plain loop is all there is else, shorter
+    /// lines are; below 11 pixels a quarter would be longer than the line.
+    static bool MayPay(size_t taps, unsigned length) { return taps >= 64 && length >= (taps > maxEntries ? 32 : 256); }
     /// Whether a line is then done sooner this way than by the whole sum for each pixel.
     bool Pays(size_t taps) const { return m_isFlat && 3 * (m_added.size() + m_taken.size()) < 4 * taps; }
 
