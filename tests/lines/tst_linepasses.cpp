@@ -225,6 +225,23 @@ private Q_SLOTS:
         QVERIFY(!columns.Read(tiled, 0, 0, raw, 4) && !columns.Write(tiled, 0, 0, raw, 4));
     }
 
+    /// A convolution has a worker for each processor; other passes have one fewer, and of two processors none.
+    void workersOfPasses()
+    {
+        const QByteArray before = qgetenv("KXCORE_TEST_PROCESSORS");
+        RGBA32iImage image(300, 9, false);
+        const Kernel kernel { 1, 2, 1 };
+        const OPRGBABlurAccumulator window(1);
+        for (const int n : { 1, 2, 4 }) {
+            qputenv("KXCORE_TEST_PROCESSORS", QByteArray::number(n));
+            meet(KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection>(kernel, image, QRect()), n);
+            meet(KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>(kernel, image, QRect()), n);
+            meet(lines::LineHandler<OPRGBABlurAccumulator, HorizontalDirection>(window, image, QRect()), n - (n > 1));
+            meet(lines::LineHandler<OPRGBABlurAccumulator, VerticalDirection>(window, image, QRect()), n - (n > 1));
+        }
+        qputenv("KXCORE_TEST_PROCESSORS", before);
+    }
+
     /// However a pair of passes ends, lines are finished or left alone, and as many are finished as are reported.
     void endsBetweenLines()
     {
@@ -311,6 +328,27 @@ private Q_SLOTS:
     }
 
 private:
+    /// Runs a pass whose threads wait for one another until there are @p count of them.
+    template <class Pass>
+    void meet(Pass pass, int count)
+    {
+        QThreadPool *const pool = QThreadPool::globalInstance();
+        const int threadsBefore = pool->maxThreadCount();
+        pool->setMaxThreadCount(16);
+        const QDeadlineTimer deadline(10000);
+        QMutex mutex;
+        QWaitCondition arrived;
+        QSet<QThread *> threads;
+        pass.Run(goOn, [&] {
+            const QMutexLocker lock(&mutex);
+            threads << QThread::currentThread();
+            arrived.wakeAll();
+            while (threads.size() < count && arrived.wait(&mutex, deadline)) { }
+        });
+        pool->setMaxThreadCount(threadsBefore);
+        QCOMPARE(threads.size(), count);
+    }
+
     /// Stops a pair of passes, with or without premultiplication around it.
     void stopPasses(const QRect &rect, bool premultiply)
     {
@@ -390,8 +428,10 @@ private:
             check([&](RGBA32iImage &image) { return slide(OPRGBABlurAccumulatorPremul(radius), image, rect); },
                 [&](Picture &p, Qt::Orientation lines) { testing::premultipliedMean(p, area, lines, radius); });
         }
+        Kernel amongZeros(201);
+        amongZeros[100] = 15000;
         for (const Kernel &kernel : { Kernel { -3000, 9000, 12000, -1500, 100 }, Kernel { 500, -900, 17000, -900, 500 },
-                 Kernel(41, 400), Kernel { 0, 0, 0, 9000, 0 }, Kernel() })
+                 Kernel(41, 400), Kernel { 0, 0, 0, 9000, 0 }, amongZeros, Kernel() })
             check([&](RGBA32iImage &image) { return runAndCount(Convolution(kernel, image, rect)); },
                 [&](Picture &p, Qt::Orientation lines) { testing::convolve(p, area, lines, kernel); });
         check([&](RGBA32iImage &image) { return runAndCount(Sharpening(OPSimpleSharpenKernel1D(300), image, rect)); },
