@@ -29,7 +29,7 @@ class KXIterativeConvolutionFast2D;
 ///          QUnhandledException: catch std::exception. A set cancel flag stops between lines; the lines finished by then
 ///          stay.
 /// Threads  Runs on the global pool with a worker per processor, and waits; with one processor on the calling thread,
-///          where a flat image is not weighted by alpha (the walks that do so have no worker then).
+///          where no image is weighted by alpha (the walks that do so have no worker then).
 ///          Progress, where it holds a target, is called once per finished line from any of these threads.
 /// Owner    Keeps its own copy of the kernel; borrows the image.
 /// Cost     One multiplication per entry, channel and pixel. A worker holds two lines, and 64 columns where it turns them into
@@ -79,11 +79,10 @@ private:
 /// Both passes over one rectangle: rows to their end, then columns.
 ///
 /// With premultiplication, colour counts by its alpha: the rectangle is premultiplied once before both passes and made
-/// straight once after them, also after a cancel. These two steps do not count as progress. Of a flat image they are done
-/// line by line within the passes, unless a kernel module runs walks ("VectorProcess") but has no form for columns side by
-/// side. The bytes are those of the plain walk of colour transformations, which leaves out **the last row of the
-/// rectangle of a flat image**: that row is convolved as straight pixels. An image of one row is therefore
-/// blurred without regard to alpha.
+/// straight once after them, also after a cancel or an exception. These two steps do not count as progress. They are two
+/// plain walks of colour transformations, which leave out **the last row of the rectangle of a flat image**: that row is
+/// convolved as straight pixels. An image of one row is therefore blurred without regard to alpha. With the kernel module
+/// and a symmetric kernel of up to 65 entries, a flat image is not walked but weighted within the passes, to the same bytes.
 template <class Image>
 class KXIterativeConvolutionFast2D {
 public:
