@@ -30,8 +30,7 @@ constexpr int fractionBits = 14;
 
 constexpr int groupPixels = 4; ///< of each half, that one round of the inner loop computes
 constexpr int maxPixels = 512; ///< of each half of a chunk
-constexpr int maxEntries =
-    512; ///< of a kernel; longer ones that are no staircase are not what pictures are blurred with
+constexpr int maxEntries = 512; ///< of a kernel; a Gaussian that has more is a staircase
 
 /// Two pixels of each half, 16 bits a channel: (x[2m], x[2m + 1]) and (x[2m], x[2m - 1]) for each.
 struct alignas(32) Element {
@@ -142,7 +141,7 @@ void sum(const Element *elements, const Pairs &pairs, __m256i even[2], __m256i o
     for (int k = 0; k < 2; ++k) {
         even[k] = odd[k] = _mm256_set1_epi32(roundingTerm);
         const __m256i samples = elements[k].forward;
-        mirror[k] = elements[k].backward;
+        mirror[k] = mirrored ? elements[k].backward : _mm256_setzero_si256();
         add(odd[k], samples, pairs.odd[0]);
         const __m256i withoutMiddle = _mm256_blend_epi16(_mm256_setzero_si256(), mirror[k], 0xAA); // it counts once
         add(even[k], mirrored ? _mm256_add_epi16(samples, withoutMiddle) : samples, pairs.even[0]);
