@@ -46,14 +46,8 @@ IterativeKernel positionAwareKernel("PixelTransformIterativeVectorProcess");
 /// One worker fewer than there are processors: the caller's thread waits. None on a single processor.
 int workerCount() { return workers::hardware() - 1; }
 
-/// The part of @p rect that a walk visits. QRect's own intersection fails on rectangles wider than an int can tell.
-QRect clipped(const QRect &rect, const QRect &image)
-{
-    if (!rect.isValid())
-        return image;
-    return QRect(QPoint(std::max(rect.left(), image.left()), std::max(rect.top(), image.top())),
-        QPoint(std::min(rect.right(), image.right()), std::min(rect.bottom(), image.bottom())));
-}
+/// The part of an image with the bounds @p image that a walk over @p rect visits.
+QRect clipped(const QRect &rect, const QRect &image) { return rect.isValid() ? ClippedTo(image, rect) : image; }
 
 /// How an adjustment is applied to @p count pixels of row @p y, from column @p x on.
 using ApplyToRun = void (*)(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int x, int y);
@@ -70,7 +64,7 @@ void applyAtPosition(const BaseTransformation &transformation, OPRGBA32i *pixels
         transformation(x + i, y, pixels[i]);
 }
 
-/// Row @p y of @p area, left to right. Tiles are written through the table as they are, shared ones too.
+/// Applies a transformation to row @p y of @p area. Tiles are written as they are, shared ones too.
 void walkRow(const BaseTransformation &transformation, RGBA32iImage &image, const QRect &area, int y, ApplyToRun apply)
 {
     constexpr int tileW = RGBA32iImage::TileWidth, tileH = RGBA32iImage::TileHeight;
@@ -92,6 +86,35 @@ void walkRows(int count, int first, int last, const Row &row)
 {
     if (count > 0)
         workers::forEachItem(count, first, last, [&row] { return row; });
+}
+
+/// Lets @p kernel do the walk, if the image is flat, the module has the kernel and the transformation has one of its
+/// own. Returns whether it did.
+bool runKernel(IterativeKernel &kernel, BaseTransformation &transformation, RGBA32iImage &image, const QRect &area,
+    const std::atomic<bool> &cancel, const std::function<void()> &progress)
+{
+    if (image.IsTiled())
+        return false;
+    const auto bound = kernel.Bound();
+    if (!bound || !transformation.HasKernel())
+        return false;
+    bound(image.Bits(), image.Width(), area, &transformation, cancel, progress);
+    return true;
+}
+
+/// What a worker of an iterative walk does with a row; false after a cancel. It keeps the transformation and the
+/// progress function, for workers may outlive the call.
+auto iterativeRow(const std::shared_ptr<BaseTransformation> &transformation, RGBA32iImage &image, const QRect &area,
+    const std::atomic<bool> &cancel, const std::function<void()> &progress, ApplyToRun apply)
+{
+    return [transformation, &image, area, &cancel, progress, apply](int y) {
+        if (cancel)
+            return false;
+        walkRow(*transformation, image, area, y, apply);
+        if (progress)
+            progress();
+        return true;
+    };
 }
 
 } // namespace
@@ -144,19 +167,10 @@ void OPImageWalk::Iterative(const std::shared_ptr<BaseTransformation> &transform
 {
     support::guarded({ path, __LINE__ }, [&] {
         const QRect area = clipped(rect, image.Rect());
-        if (area.isEmpty())
+        if (area.isEmpty() || runKernel(iterativeKernel, *transformation, image, area, cancel, progress))
             return;
-        if (!image.IsTiled())
-            if (const auto kernel = iterativeKernel.Bound(); kernel && transformation->HasKernel())
-                return kernel(image.Bits(), image.Width(), area, transformation.get(), cancel, progress);
-        walkRows(workerCount(), area.y(), area.y() + area.height(), [&](int y) {
-            if (cancel)
-                return false;
-            walkRow(*transformation, image, area, y, applyToColours);
-            if (progress)
-                progress();
-            return true;
-        });
+        walkRows(workerCount(), area.y(), area.y() + area.height(),
+            iterativeRow(transformation, image, area, cancel, progress, applyToColours));
     });
 }
 
@@ -165,19 +179,9 @@ void OPImageWalk::PositionAware(const std::shared_ptr<BaseTransformation> &trans
 {
     support::guarded({ path, __LINE__ }, [&] {
         const QRect area = clipped(rect, image.Rect());
-        if (area.isEmpty())
+        if (area.isEmpty() || runKernel(positionAwareKernel, *transformation, image, area, cancel, progress))
             return;
-        if (!image.IsTiled())
-            if (const auto kernel = positionAwareKernel.Bound(); kernel && transformation->HasKernel())
-                return kernel(image.Bits(), image.Width(), area, transformation.get(), cancel, progress);
-        const auto row = [transformation, &image, area, &cancel, progress](int y) {
-            if (cancel)
-                return false;
-            walkRow(*transformation, image, area, y, applyAtPosition);
-            if (progress)
-                progress();
-            return true;
-        };
+        const auto row = iterativeRow(transformation, image, area, cancel, progress, applyAtPosition);
         const int first = area.y(), last = area.y() + area.height();
         if (image.IsTiled()) // not waited for: a worker logs what it throws, nobody else would
             workers::startForEachItem(workerCount(), first, last, [row](int y) {
