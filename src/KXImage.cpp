@@ -12,21 +12,17 @@ namespace {
 constexpr char headerPath[] = "include/KXImage";
 constexpr char sourcePath[] = "src/KXImage";
 
-template <class T>
-void copyOpaque(T *dst, const T *src, int n)
-{
-    for (int i = 0; i < n; ++i)
-        if (src[i].a)
-            dst[i] = src[i];
-}
-
+/// Copies @p n pixels; without @p overwrite those whose alpha is not 0.
 template <class T>
 void copyRun(T *dst, const T *src, int n, bool overwrite)
 {
-    if (overwrite)
+    if (overwrite) {
         std::memmove(static_cast<void *>(dst), src, size_t(n) * sizeof(T));
-    else
-        copyOpaque(dst, src, n);
+        return;
+    }
+    for (int i = 0; i < n; ++i)
+        if (src[i].a)
+            dst[i] = src[i];
 }
 
 /// Calls @p run(tile index, offset in the tile, offset in the row, n) for each stretch of [x, x + width) in one tile.

@@ -10,8 +10,8 @@
 
 #include <optional>
 
-/// The composers behind the slots, as templates over how rows are blended: the library and the kernel module have the same
-/// walks, tables of storages and messages.
+/// The composers behind the slots, as templates over how rows are blended: the library and the kernel module have the
+/// same walks, tables of storages and messages.
 namespace compose {
 
 constexpr char logPath[] = "src/KXComposer";
@@ -36,7 +36,7 @@ inline int clampedOpacity256(double opacity)
     return arithmetic::opacity256(!(opacity >= 0) ? 0 : opacity < 1 ? opacity : 1);
 }
 
-/// QRect::isNull(), which overflows at the ends of the number range.
+/// QRect::isNull() without its overflow at the ends of the number range.
 inline bool hasNoSize(const QRect &rect)
 {
     return rect.right() == qint64(rect.x()) - 1 && rect.bottom() == qint64(rect.y()) - 1;
@@ -58,7 +58,7 @@ inline Shift sourceShift(const KXOverlap &area)
     return { qint64(area.sourceX) - area.destinationX, qint64(area.sourceY) - area.destinationY };
 }
 
-/// Whether the flat window of @p image has anything to do with what is composed of it.
+/// Whether the flat window of @p image lies in what is composed of it.
 inline Window windowFor(const RGBA32iImage &image, const KXOverlap &area)
 {
     if (!image.IsTiled() || !image.HasFlatWindow())
@@ -78,16 +78,16 @@ inline Window windowFor(const QImage &, const KXOverlap &) { return Window::Igno
 /// Who walks: the calling thread, in blocks of rows or row by row, or the pool, row by row.
 enum class Threads { Caller, CallerByRows, Pool };
 
-/// The calling thread walks blocks. Only where the destination is also read, moved, as a source or a mask, does the order
-/// of the rows matter.
+/// The calling thread, in blocks; row by row only where the destination is itself @p read, as a source or a mask: then
+/// the order of the rows matters.
 template <class... Image>
 Threads onCaller(const void *destination, const Image &...read)
 {
     return ((&read == destination) || ...) ? Threads::CallerByRows : Threads::Caller;
 }
 
-/// Runs @p walk over @p area: at once, or row by row, on as many workers as there are processors or on the calling
-/// thread. What a run of it throws is logged where it is thrown.
+/// Runs @p walk over @p area: at once or row by row, on the calling thread or on a worker for each processor. What it
+/// throws is logged on the thread that threw it.
 template <class Walk>
 void runWalk(const QRect &area, Threads threads, Walk walk)
 {
@@ -109,11 +109,11 @@ void runWalk(const QRect &area, Threads threads, Walk walk)
     }
 }
 
-/// Calls @p blendRow for the rows of a block, and asks for the pixels of each of @p stretches some rows before their turn.
+/// Calls @p blendRow for each row of a block, and prefetches the pixels of @p stretches some rows before their turn.
 template <class BlendRow, class... Stretches>
 void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stretches &...stretches)
 {
-    constexpr int lead = 4; // half a page of a tile
+    constexpr int lead = 4; // rows; in a tile they are half a page
     const auto askFor = [count](const Stretch &stretch, int row) {
         if (stretch.pixels)
             memory::prefetch(stretch.pixels + row * stretch.stride, count);
@@ -125,8 +125,9 @@ void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stre
     }
 }
 
-/// Blends what @p source holds, in the mode's plain form. @p clip, if there is one, is a mask that covers the whole area;
-/// where it holds nothing, nothing shows. A source with a flat window has its destination resolved before it is looked at.
+/// Blends what @p source holds, in the mode's plain form. @p clip, if there is one, is a mask that covers the whole
+/// area; where it holds nothing, nothing shows. If the source has a flat window, the destination's tiles are made
+/// private even where the source turns out to hold nothing.
 template <class Blender>
 void blendPlain(const QRect &area, const SourcePlane &source, const SourcePlane *clip, const TargetPlane &target,
     const Blender &blender)
@@ -167,8 +168,8 @@ struct NoMask {
 /// Stands for a clip that is not there.
 struct NoClip : NoMask { };
 
-/// Blends in the mode's masked form: @p second and @p mask2 are masks, @p clip limits the source and hides it where it
-/// holds nothing.
+/// Blends in the mode's masked form. @p second and @p mask2 are masks; @p clip limits the source, and hides it where it
+/// holds nothing itself.
 template <class Clip, class Mask2, class Blender>
 void blendMasked(const QRect &area, const SourcePlane &source, const MaskPlane &second, const Clip &clip,
     const Mask2 &mask2, const TargetPlane &target, const Blender &blender)
@@ -365,14 +366,14 @@ void composeClippingMaskOn(const RGBA32iImage &src, const QRect &srcRect, KXComp
         return;
     }
     const ClippingComposer composer(src, srcRect, mode, dst, dstRect, clip, clipRect, opacity, makeBlender);
-    // The one irregular row: with everything tiled the clip mask is ignored.
+    // The one exception: where all three are tiled the clip mask is ignored.
     if (!isMaskRect || (src.IsTiled() && clip.IsTiled() && clipMask.IsTiled()))
         composer.WithoutMask();
     else
         composer.WithMask({ clipMask, clipMaskRect, outsideVisible });
 }
 
-/// What a combination of storages does when a clipped source has two masks.
+/// What happens to a clipped source with two masks. That depends on how the images are stored.
 enum class TwoMasks {
     Missing, ///< logs that there is no composer
     Nothing, ///< returns silently
@@ -391,7 +392,7 @@ struct TwoMasksRow {
     TwoMasks action;
 };
 
-/// The combinations for a flat destination, holes included. The first row that fits decides.
+/// The combinations for a flat destination, the irregular ones included. The first row that fits decides.
 inline constexpr TwoMasksRow twoMasksTable[] = {
     { Storage::Tiled, Storage::Tiled, Storage::Tiled, MaskRect::Any, Storage::Any, TwoMasks::Missing },
     { Storage::Tiled, Storage::Tiled, Storage::Flat, MaskRect::Any, Storage::Tiled, TwoMasks::Nothing },
@@ -416,10 +417,11 @@ inline constexpr TwoMasksRow twoMasksTable[] = {
     { Storage::Flat, Storage::Flat, Storage::Flat, MaskRect::No, Storage::Any, TwoMasks::MaskOnly },
 };
 
-inline TwoMasks twoMasksAction(bool source, bool mask, bool clip, bool isMaskRect, bool clipMask)
+inline TwoMasks twoMasksAction(const RGBA32iImage &source, const RGBA32iImage &mask, const RGBA32iImage &clip,
+    bool isMaskRect, const RGBA32iImage &clipMask)
 {
-    const auto fits = [](Storage storage, bool tiled) {
-        return storage == Storage::Any || (storage == Storage::Tiled) == tiled;
+    const auto fits = [](Storage storage, const RGBA32iImage &image) {
+        return storage == Storage::Any || (storage == Storage::Tiled) == image.IsTiled();
     };
     for (const TwoMasksRow &row : twoMasksTable)
         if (fits(row.source, source) && fits(row.mask, mask) && fits(row.clip, clip) && fits(row.clipMask, clipMask)
@@ -435,9 +437,7 @@ void composeClippingMaskAndMaskOn(const RGBA32iImage &src, const QRect &srcRect,
     const QRect &maskRect, bool maskOutsideVisible, const MakeBlender &makeBlender)
 {
     const bool isMaskRect = !clipMaskRect.isEmpty();
-    const TwoMasks action = dst.IsTiled()
-        ? TwoMasks::Missing
-        : twoMasksAction(src.IsTiled(), mask.IsTiled(), clip.IsTiled(), isMaskRect, clipMask.IsTiled());
+    const TwoMasks action = dst.IsTiled() ? TwoMasks::Missing : twoMasksAction(src, mask, clip, isMaskRect, clipMask);
     using Composer = ClippingComposer<MakeBlender>;
     const Composer composer(src, srcRect, mode, dst, dstRect, clip, clipRect, opacity, makeBlender);
     const typename Composer::Mask own { mask, maskRect, maskOutsideVisible };
@@ -509,7 +509,7 @@ void composeDualBrush(const QImage &src, const QRect &srcRect, QImage &dst, cons
         });
 }
 
-/// The functions behind the slots, with the rows of @p Rows: the signatures are those of the entries.
+/// The functions behind the slots, which blend rows by @p Rows. Their signatures are those of the public functions.
 template <class Rows>
 struct Composers {
     using KX = RGBA32iImage;
