@@ -14,8 +14,12 @@ namespace tint {
 
 namespace {
 
-// The header and the directory were read by then: 128 bytes, the number of tags, and of each its signature, position and
-// size.
+// The layout of a profile, in bytes. Little CMS has read the header and the directory before anything here looks at
+// them, so they are there. An entry of the directory holds the signature of a tag, its position and its size.
+constexpr quint32 colorSpaceAt = 16;
+constexpr quint32 tagCountAt = 128;
+constexpr quint32 directoryAt = 132;
+constexpr quint32 entryBytes = 12;
 
 quint32 wordAt(const QByteArray &data, quint64 offset) { return qFromBigEndian<quint32>(data.constData() + offset); }
 
@@ -26,14 +30,15 @@ struct DirectoryEntry {
 
 DirectoryEntry entryAt(const QByteArray &data, quint32 index)
 {
-    return { wordAt(data, 132 + 12 * index + 4), wordAt(data, 132 + 12 * index + 8) };
+    const quint32 entry = directoryAt + entryBytes * index;
+    return { wordAt(data, entry + 4), wordAt(data, entry + 8) };
 }
 
-/// Whether every tag lies within the profile. Little CMS passes over those that do not, and would take half of a profile
-/// for a whole one.
+/// Whether every tag lies within the profile. Little CMS passes over those that do not, and would take half of a
+/// profile for a whole one.
 bool tagsLieInside(const QByteArray &data)
 {
-    for (quint32 i = 0; i < wordAt(data, 128); ++i) {
+    for (quint32 i = 0; i < wordAt(data, tagCountAt); ++i) {
         const DirectoryEntry entry = entryAt(data, i);
         if (entry.position + entry.size > quint64(data.size()))
             return false;
@@ -41,21 +46,23 @@ bool tagsLieInside(const QByteArray &data)
     return true;
 }
 
-/// Whether the element at @p position is a table of more inputs than a profile that is converted has a use for: looking a
-/// colour up takes time that doubles with each. Only profiles of three colours are ever converted.
+/// Whether the element at @p position is a table with more inputs than any conversion needs: each input doubles the
+/// time that it takes to look a colour up. Only profiles of three colours are ever converted, so only theirs are looked
+/// at.
 bool isWideTable(const QByteArray &data, quint64 position)
 {
     constexpr quint32 widest = 6;
-    return wordAt(data, 16) == cmsSigRgbData && position + 12 <= quint64(data.size())
+    return wordAt(data, colorSpaceAt) == cmsSigRgbData && position + 12 <= quint64(data.size())
         && wordAt(data, position) == cmsSigCLutElemType && wordAt(data, position + 8) >> 16 > widest;
 }
 
-/// Whether no tag is a chain of more or wider elements than anyone has a use for. The elements of a chain may be one piece
-/// of data in turn, and each takes its time for every colour of a table that is made from the chain.
+/// Whether no tag is a chain of more elements, or of wider ones, than any conversion needs. All elements of a chain may
+/// be the same piece of data, so that a short tag can state a long chain; and each element costs time for every colour
+/// of a table that is made from the chain.
 bool chainsAreShort(const QByteArray &data)
 {
     constexpr quint32 longest = 32;
-    for (quint32 i = 0; i < wordAt(data, 128); ++i) {
+    for (quint32 i = 0; i < wordAt(data, tagCountAt); ++i) {
         const DirectoryEntry entry = entryAt(data, i);
         if (entry.size < 16 || wordAt(data, entry.position) != cmsSigMultiProcessElementType)
             continue;
