@@ -2,8 +2,8 @@
 #include "Kernel.h"
 #include "color/Blocks.h"
 
-// Premultiplication of a block and its inverse. An opaque block, which is what most of a photo is made of, is not even
-// written.
+// Premultiplication of a block and its inverse. Both leave an opaque block, which is what most of a photo is made of,
+// without writing it.
 
 namespace {
 

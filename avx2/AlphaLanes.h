@@ -20,11 +20,15 @@ inline __m256i premultiplied(__m256i pixels)
 
 /// (c * 255 + (a >> 1)) / a for each colour, modulo 256; alpha stays, and where it is 0 the whole pixel becomes 0.
 ///
-/// That is c * 255 / a rounded to the nearest integer, halves upwards, which exist for even a only. What is not a half is at
-/// least 1 / 2a away from one, that is 1 / 130050 of any value. So in single precision, with the quotient 255 / a enlarged by
-/// a 2^19th, all stay on their side and halves come to lie above: the roundings of 255 enlarged, the quotient and the product
-/// move a product by less than a 2^22nd. Adding 1.5 * 2^23, where floats are whole numbers, rounds and leaves the result in
-/// the low bits. Where a is 0 the product is infinite or no number, and so is the sum: its low bits are 0.
+/// That is x = c * 255 / a rounded to the nearest integer, halves upwards. It is computed in single precision as c
+/// times the quotient 255 * (1 + 2^-19) / a. This puts every x on the right side of every half:
+/// - An x that is no half is at least 1 / 2a away from one, which is at least 1 / 130050 of x. It is moved by less: by
+///   2^-19 of x, and by three roundings (of 255 * (1 + 2^-19), of the quotient and of the product), which together make
+///   less than 2^-22 of x.
+/// - A half, which exists for even a only, is moved upwards, by more than the roundings take back.
+///
+/// Adding 1.5 * 2^23, where floats are whole numbers, rounds to the nearest and leaves the result in the low bits.
+/// Where a is 0 the product is infinite or no number, and so is the sum: its low bits are 0.
 inline __m256i straightened(__m256i pixels)
 {
     const __m256i lowBytes = _mm256_set1_epi16(0xFF), lowWords = _mm256_set1_epi32(0xFFFF);

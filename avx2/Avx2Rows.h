@@ -8,16 +8,16 @@
 
 namespace compose {
 
-/// The rows of the mode table, eight pixels at a time; the tail is the plain row's.
+/// The rows of the mode table, eight pixels at a time; the plain rows do the tail.
 struct Avx2Rows {
-    /// Eight pixels are read before the first of them is written. That is the plain order of things unless the
-    /// destination begins within what is still to be read.
+    /// Whether the destination begins within what is still to be read. Then eight pixels must not be read before the
+    /// first of them is written, as vectors do; everywhere else the order makes no difference.
     static bool readsAhead(const OPRGBA32i *read, const OPRGBA32i *written, int count)
     {
         return read && written > read && written < read + count;
     }
 
-    /// Asks for what long rows hold half a page further on: beyond its page the processor foresees nothing.
+    /// Prefetches what long rows hold half a page further on: by itself the processor does not fetch beyond a page.
     template <class... Pixels>
     static Q_ALWAYS_INLINE void askAhead(int i, int count, const Pixels *...rows)
     {

@@ -9,19 +9,21 @@
 #include <vector>
 
 // Fixed-point convolution of one line. Every form below gives the sums of the plain loop modulo 2^32: a sample is at
-// most 255 and the sum of two at most 510, so a product with a 16-bit entry and the sum of two such products fit 32 bits,
-// and everything beyond is 32-bit addition.
+// most 255 and the sum of two at most 510, so a product with a 16-bit entry and the sum of two such products fit 32
+// bits, and everything beyond is 32-bit addition.
 //
 // Lines are worked on in chunks whose two halves lie side by side: in an element of a buffer the low 128 bits belong to
 // the left half and the high 128 bits to the right half. So a step along the line is a step of whole vectors and every
 // load of the inner loop is aligned. The halves overlap where the chunk is no whole number of groups; pixels of the
-// overlap are computed twice, alike.
+// overlap are computed twice, with the same result.
 //
-// Samples come in pairs of neighbours, so that one multiplication takes two entries of the kernel. The entries are paired
-// in two ways, (k0, k1) (k2, k3) ... for outputs at even places and (0, k0) (k1, k2) ... for those at odd ones: both are
-// made of the same pairs of samples, (x[2m], x[2m + 1]). Of a symmetric kernel k0 is the middle, and samples at the same
-// distance from it are added before they are multiplied, which halves the multiplications. For that the pairs
-// (x[2m], x[2m - 1]) are there too, which hold the mirror images in the same order.
+// Samples come in pairs of neighbours, so that one multiplication takes two entries of the kernel. The entries are
+// paired in two ways, (k0, k1) (k2, k3) ... for outputs at even places and (0, k0) (k1, k2) ... for those at odd
+// places: so both use the same pairs of samples, (x[2m], x[2m + 1]).
+//
+// Of a symmetric kernel k0 is the middle, and samples at the same distance from it are added before they are
+// multiplied, which halves the multiplications. For that there are also the pairs (x[2m], x[2m - 1]), which hold the
+// samples on the other side of the middle, in the same order.
 
 namespace {
 
@@ -30,7 +32,7 @@ constexpr int fractionBits = 14;
 
 constexpr int groupPixels = 4; ///< of each half, that one round of the inner loop computes
 constexpr int maxPixels = 512; ///< of each half of a chunk
-constexpr int maxEntries = 512; ///< of a kernel; a Gaussian that has more is a staircase
+constexpr int maxEntries = 512; ///< of a kernel; a Gaussian that has more is a Staircase, see below
 
 /// Two pixels of each half, 16 bits a channel: (x[2m], x[2m + 1]) and (x[2m], x[2m - 1]) for each.
 struct alignas(32) Element {
@@ -89,12 +91,13 @@ __m256i loadSafely(Halves from, qptrdiff i)
     return lanes::load(halves);
 }
 
-/// Fills the forward or backward pairs of @p count elements, rounded up to even. The first is that of pixel @p first of each
-/// half.
+/// Fills the forward or backward pairs of @p count elements, rounded up to an even number. The first one is that of
+/// pixel @p first of each half.
 template <bool backward>
 void expand(Halves from, qptrdiff first, int count, Element *elements)
 {
-    // Bytes k and k + 4 of a half, which are one channel of two neighbours, as 16-bit numbers; then two pixels further.
+    // Puts each channel of two neighbouring pixels, which are bytes k and k + 4, side by side as 16-bit numbers; the
+    // second shuffle takes the next two pixels.
     const auto shuffle = [](int pixel) {
         const int near = 4 * (backward ? pixel + 1 : pixel), far = 4 * (backward ? pixel : pixel + 1);
         const auto words = [&](int channel) {
@@ -137,7 +140,7 @@ void sum(const Element *elements, const Pairs &pairs, __m256i even[2], __m256i o
     const auto add = [](__m256i &sum, __m256i samples, int pair) {
         sum = _mm256_add_epi32(sum, _mm256_madd_epi16(samples, _mm256_set1_epi32(pair)));
     };
-    __m256i mirror[2]; // of what the odd outputs take next
+    __m256i mirror[2]; // the samples on the other side of the middle that the odd outputs take next
     for (int k = 0; k < 2; ++k) {
         even[k] = odd[k] = _mm256_set1_epi32(roundingTerm);
         const __m256i samples = elements[k].forward;
@@ -195,8 +198,8 @@ bool isSymmetric(const std::vector<short> &kernel)
     return kernel.size() % 2 != 0 && std::equal(kernel.begin(), kernel.begin() + kernel.size() / 2, kernel.rbegin());
 }
 
-/// The places where a long, flat kernel changes. From one pixel to the next a sum changes by what the samples at these
-/// places add and take away, each times the change: out[i + 1] - out[i] = sum of (k[m - 1] - k[m]) * x[i + m].
+/// The places where a long, flat kernel changes. From one pixel to the next the sum changes only by the samples at
+/// these places, each times the change of the kernel there: out[i + 1] - out[i] = sum of (k[m - 1] - k[m]) * x[i + m].
 class Staircase {
 public:
     explicit Staircase(const std::vector<short> &kernel)
@@ -210,10 +213,10 @@ public:
         }
     }
 
-    /// Whether a line is worth the look at the kernel, and the start-up. Where the plain loop is all there is else, shorter
-    /// lines are; below 11 pixels a quarter would be longer than the line.
+    /// Whether a line is long enough to look at the kernel at all, and to start the sums. Where only the plain loop is
+    /// left otherwise, shorter lines are worth it too; below 11 pixels a quarter would be longer than the line.
     static bool MayPay(size_t taps, unsigned length) { return taps >= 64 && length >= (taps > maxEntries ? 32 : 256); }
-    /// Whether a line is then done sooner this way than by the whole sum for each pixel.
+    /// Whether a line of such a length is done sooner this way than by the whole sum for each pixel.
     bool Pays(size_t taps) const { return m_isFlat && 3 * (m_added.size() + m_taken.size()) < 4 * taps; }
 
     /// @p source holds @p length + kernel.size() pixels at least, and three more that may be anything.
@@ -262,17 +265,17 @@ public:
     }
 
 private:
-    /// In either direction: a change is at most 128 * 255 = 32640 then, which fits 16 bits.
+    /// Steps up, and steps down: with that many a change is at most 128 * 255 = 32640, which fits 16 bits.
     static constexpr int maximumSteps = 128;
 
     bool m_isFlat = true;
-    std::vector<int> m_added, m_taken; ///< a place stands there as often as the kernel changes by 1
+    std::vector<int> m_added, m_taken; ///< places, each as many times as the kernel changes by 1 there
 };
 
 } // namespace
 
-/// One line of the fixed-point convolution: @p source holds @p length + kernel.size() - 1 pixels at least, @p destination
-/// takes @p length.
+/// One line of the fixed-point convolution: @p source holds @p length + kernel.size() - 1 pixels at least,
+/// @p destination takes @p length.
 KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
     const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &kernel)
 {

@@ -5,35 +5,36 @@
 #include <algorithm>
 
 // Fixed-point convolution of columns side by side, in place. A sample vector holds four neighbouring pixels of a row in
-// 16-bit channels, so a step down the columns is a step of one whole vector and every load of the inner loop is aligned.
-// Samples at the same distance from the middle are added before they are multiplied; two such sums, interleaved, meet two
-// neighbouring entries of the kernel in one multiplication. A sum of two samples is at most 510, so two products with
-// 16-bit entries fit 32 bits, and everything beyond is 32-bit addition: the plain loop's sums modulo 2^32.
+// 16-bit channels, so a step down the columns is a step of one whole vector and every load of the inner loop is
+// aligned. Samples at the same distance from the middle are added before they are multiplied; two such sums,
+// interleaved, meet two neighbouring entries of the kernel in one multiplication. A sum of two samples is at most 510,
+// so two products with 16-bit entries fit 32 bits, and everything beyond is 32-bit addition: the plain loop's sums
+// modulo 2^32.
 //
-// Two rows are computed at a time, for all columns of the block. Rows are read well before they are written, and kept as
-// samples for as long as they are needed; what is read and written meanwhile stays in the nearest cache.
+// Two rows are computed at a time, for all columns of the block. Every row is read before it is overwritten, and kept
+// as samples for as long as it is needed. All of that stays in the nearest cache.
 
 namespace {
 
 namespace columns = lines::columns;
 
 constexpr int fractionBits = 14;
-constexpr int stripColumns = 4; ///< of one sample vector
+constexpr int stripColumns = 4; ///< the columns of one sample vector
 constexpr int strips = columns::width / stripColumns;
-constexpr int groupRows = 2; ///< that are computed at once
-constexpr int bandRows = 16; ///< after which the samples that are still needed move to the front of the window
+constexpr int groupRows = 2; ///< rows that are computed at once
+constexpr int bandRows = 16; ///< rows after which the samples that are still needed move to the front of the window
 constexpr int maxRadius = int(columns::maxEntries) / 2;
 constexpr int windowRows = bandRows + 2 * maxRadius;
 
-/// Rows of a picture lie in different pages, so the processor does not foresee which will be needed: they are asked for
-/// this many rows before.
+/// Rows of a picture lie in different pages, and the processor does not fetch those ahead by itself: they are
+/// prefetched this many rows before they are needed.
 constexpr int prefetchRows = 8;
 
 using Window = __m256i[strips][windowRows];
 using Result = unsigned[groupRows][columns::width];
 
-/// The entries from the middle on, in pairs as the multiplication takes them. The first pair is the middle's: with its
-/// neighbour, or alone where that leaves an even number of further entries.
+/// The entries from the middle on, in pairs as the multiplication takes them. The first pair is the middle and its
+/// neighbour, or the middle alone: whichever leaves an even number of further entries.
 struct Pairs {
     explicit Pairs(const std::vector<short> &kernel)
         : radius(int(kernel.size()) / 2)
@@ -53,7 +54,8 @@ struct Pairs {
     __m256i entries[maxRadius / 2 + 1];
 };
 
-/// The sums for a sample vector, 32 bits each: for the lower and for the upper four channels of each half.
+/// The sums for a sample vector, 32 bits each: @c low for the lower four channels of each 128-bit half, @c high for the
+/// upper four.
 struct Sums {
     __m256i low = _mm256_set1_epi32(1 << (fractionBits - 1)), high = low;
 
@@ -62,15 +64,15 @@ struct Sums {
         low = _mm256_add_epi32(low, _mm256_madd_epi16(_mm256_unpacklo_epi16(first, second), pair));
         high = _mm256_add_epi32(high, _mm256_madd_epi16(_mm256_unpackhi_epi16(first, second), pair));
     }
-    /// In 16 bits. A shifted sum has 18; saturating here does not change what the clamp to bytes gives.
+    /// The results in 16 bits. A shifted sum has 18; saturating here does not change what the clamp to bytes gives.
     __m256i Words() const
     {
         return _mm256_packs_epi32(_mm256_srai_epi32(low, fractionBits), _mm256_srai_epi32(high, fractionBits));
     }
 };
 
-/// Two rows of the block; @p middle is the place of the first one's own samples. For a kernel of seven entries, the shortest
-/// that a Gaussian of a whole pixel has, the compiler knows the radius and unrolls.
+/// Convolves two rows of the block; @p middle is the place of the first one's own samples in the window. For a kernel
+/// of seven entries, which a Gaussian of sigma 1 has, the compiler is told the radius and unrolls the loop.
 template <int head, int knownRadius = 0>
 void convolveRows(const Window &window, int middle, const Pairs &pairs, Result &result)
 {

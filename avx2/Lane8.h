@@ -61,19 +61,19 @@ inline Float8 toFloat(Lane8 x) { return { _mm256_cvtepi32_ps(x.v) }; }
 inline Lane8 truncateToLane(Float8 x) { return _mm256_cvttps_epi32(x.v); }
 inline Float8 splat(float value, Lane8) { return { _mm256_set1_ps(value) }; }
 
-/// Single precision truncates to floor(n / d) for integers below 2^24, which it holds exactly. Let k be the next integer
-/// above n / d, so that k * d = n + r with r >= 1; rounding would have to bridge r / d to reach k. Floats just below k are
-/// at most k * 2^-23 apart, and r / d = r * k / (n + r) is more than half of that, k * 2^-24, as long as
-/// r * (2^24 - 1) > n. That fails only for r = 1 and n = 2^24 - 1; then k divides 2^24, is a power of two, and floats
-/// below it are half as far apart.
+/// The quotient in single precision truncates to floor(n / d) for integers below 2^24, which it holds exactly. Let k be
+/// the next integer above n / d, so that k * d = n + r with r >= 1; rounding would have to bridge r / d to reach k.
+/// Floats just below k are at most k * 2^-23 apart, and r / d = r * k / (n + r) is more than half of that, k * 2^-24,
+/// as long as r * (2^24 - 1) > n. That fails only for r = 1 and n = 2^24 - 1. Then k divides 2^24, so it is a power of
+/// two, and floats below it are half as far apart.
 inline Lane8 divide(Lane8 n, Lane8 d) { return truncateToLane(toFloat(n) / toFloat(d)); }
 
 /// Infinity and NaN convert to 0x80000000, which the minimum takes for a large number.
 inline Lane8 quotient255(Lane8 n, Lane8 d) { return min(divide(n, d), Lane8(255)); }
 
-/// Sums below 2^24 are exact, and so are their products. Where a product or the sum goes beyond (only for a b above 255),
-/// it exceeds 255 * W, at most 16,581,375, and no rounding brings it back. The quotient is at most 1018: the weights add
-/// up to less than W + 255, which is at most 2 * W.
+/// Sums below 2^24 are exact, and so are their products. Where a product or the sum goes beyond (only for a b above
+/// 255), it exceeds 255 * W, at most 16,581,375, and no rounding brings it back. The quotient is at most 1018: the
+/// weights add up to less than W + 255, which is at most 2 * W.
 inline Lane8 weighted(Lane8 b, Lane8 wb, Lane8 d, Lane8 wd, Lane8 s, Lane8 ws, Lane8 W)
 {
     const Float8 sum = toFloat(b) * toFloat(wb) + toFloat(d) * toFloat(wd) + toFloat(s) * toFloat(ws);

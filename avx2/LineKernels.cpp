@@ -15,8 +15,8 @@ using Line = std::vector<OPRGBA32i>;
 /// What stands for the samples beyond the ends of a line.
 enum class Outside { Repeat, Zero };
 
-/// The alphas of a line with @p padding more of them on both sides, and room for @p slack behind. They are this thread's
-/// until the next call.
+/// The alphas of a line, with @p padding more of them on both sides and room for @p slack numbers behind. The buffer is
+/// this thread's own and holds them until the thread's next call.
 template <class Number>
 Number *paddedAlpha(const Line &source, int padding, Outside outside, int slack)
 {
@@ -63,9 +63,10 @@ void blurAlpha(OPGaussianAlpha1D &kernel, int length)
         kernel(i);
 }
 
-/// v = centre * (2 * amount + 1785) - (left + right) * amount + 765 in 32 bits that wrap, then v / 1785 clamped to bytes.
-/// v is clamped first, to what gives 0 to 255; below 2^19 the quotient is trunc((v + 0.5f) * (1.0f / 1785)), whose roundings
-/// are off by less than 256 * 2^-23, far from the 0.5 / 1785 that (v + 0.5) / 1785 keeps from the integers.
+/// v = centre * (2 * amount + 1785) - (left + right) * amount + 765 in 32 bits that wrap, then v / 1785 clamped to
+/// bytes. Here v is clamped first, to what gives 0 to 255 and is below 2^19. There trunc((v + 0.5f) * (1.0f / 1785)) is
+/// the exact quotient: its roundings are off by less than 256 * 2^-23, and (v + 0.5) / 1785 is at least 0.5 / 1785 away
+/// from any integer, which is more.
 void sharpen(OPSimpleSharpenKernel1D &kernel, int length)
 {
     const int offset = kernel.SourceOffset();
@@ -107,10 +108,10 @@ void sharpen(OPSimpleSharpenKernel1D &kernel, int length)
 
 /// Alpha becomes the lowest (@p shrink) or the highest of all within reach.
 ///
-/// That is what the table of cases of the kernel comes to: shrinking, both tracked alphas start at the centre's, so
-/// neither exceeds it, and each case yields the smaller of them; growing, each case yields the largest of the three.
-/// Outside of the line stands 0, which shrinks a cover and is nothing to a growing one. Further than one pixel past the
-/// far end of the line there is nothing left to meet.
+/// All cases of the kernel come to that. When it shrinks, both tracked alphas start at the centre's, so neither exceeds
+/// it, and each case yields the smaller of them; when it grows, each case yields the largest of the three. Outside of
+/// the line stands 0, as the kernel has it: when shrinking it is the lowest alpha there is, when growing it changes
+/// nothing. A reach that goes further than one pixel past the far end of the line meets nothing more there.
 template <bool shrink>
 void shiftEdge(OPShiftEdge1D &kernel, int length)
 {

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-/// Lines whose sums depend on one another from pixel to pixel are cut into four quarters that are worked on side by side:
-/// element i of a buffer holds pixel i of each quarter, 64 bits for its four channels, the first two quarters in the low half
-/// of the vector. Quarters overlap where the line is not four times their length; pixels of the overlap are computed twice,
-/// alike.
+/// Lines whose sums depend on one another from pixel to pixel are cut into four quarters that are worked on side by
+/// side. Element i of a buffer holds pixel i of each quarter, 64 bits for its four channels; the first two quarters are
+/// in the low half of the vector. Quarters overlap where the line is shorter than four times their length; pixels of
+/// the overlap are computed twice, with the same result.
 namespace quarters {
 
 /// The four channels of a pixel of each quarter, 16 bits each.
@@ -25,8 +25,8 @@ struct Starts {
     }
 };
 
-/// Fills elements 0 to @p count - 1, rounded up to a multiple of four, with what @p sample makes of the pixels from the
-/// starts on. Up to three pixels behind the last one are read.
+/// Fills @p count elements, rounded up to a multiple of four, with what @p sample makes of the pixels from @p starts
+/// on. Up to three pixels behind the last one are read.
 template <class Pixel, class Sample>
 void expand(const Pixel *line, const Starts &starts, int count, Element *elements, const Sample &sample)
 {
@@ -45,11 +45,13 @@ void expand(const Pixel *line, const Starts &starts, int count, Element *element
     }
 }
 
-/// Two pixels of each quarter, the quarters one behind the other, to and from the order that packing two elements leaves:
-/// first of quarter 0, first of quarter 1, second of 0, second of 1, then quarters 2 and 3. It is its own inverse.
+/// Changes between two orders of two pixels of each quarter: quarter after quarter, and the order that packing two
+/// elements leaves (first of quarter 0, first of quarter 1, second of 0, second of 1, then quarters 2 and 3 likewise).
+/// It is its own inverse.
 inline __m256i interleaved(__m256i pixels) { return _mm256_shuffle_epi32(pixels, 0xD8); }
 
-// By integers of 64 bits: those may be loaded from and stored to any address, doubles may not.
+// Pixels i and i + 1 of each quarter, quarter after quarter, from and to memory. By integers of 64 bits: those may be
+// loaded from and stored to any address, doubles may not.
 template <class Pixel>
 __m256i load(Pixel *const starts[4], int i)
 {

@@ -8,7 +8,8 @@
 #include <atomic>
 #include <functional>
 
-// The walks of a flat image: rows, workers and order as in the library's own walk, each row in blocks.
+// The walks of a flat image: rows, workers and order are those of the library's own walks, but each row is done in
+// blocks.
 
 namespace {
 

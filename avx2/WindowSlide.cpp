@@ -9,16 +9,21 @@
 #include <typeinfo>
 #include <vector>
 
-// The window slide along one line, its four quarters side by side: a sum depends on that of the pixel before.
+// The window slide along one line. A sum depends on that of the pixel before, so the line's four quarters are worked on
+// side by side.
 
 namespace {
 
 /// Divides the sums of a window by its size, 2 * radius + 1.
 ///
-/// Narrow: sums fit 16 bits, which is so up to a size of 257. Division of any 16-bit number n by d, not a power of two,
-/// with s = floor(log2 d): where 2^(16+s) lies at most 2^s below a multiple of d, it is n * ceil(2^(16+s) / d) >> (16+s);
-/// everywhere else it is (n + 1) * floor(2^(16+s) / d) >> (16+s). Division by 1 is the second form with s = 0 and the
-/// factor 65535. n + 1 cannot wrap: the largest sum, 255 * 257 = 65535, belongs to a size of the first form.
+/// Narrow: sums fit 16 bits, which is so up to a size of 257. A 16-bit number n is divided by d, which is not a power
+/// of two, with s = floor(log2 d):
+///
+///     n * ceil(2^(16+s) / d) >> (16+s)            where 2^(16+s) lies at most 2^s below a multiple of d
+///     (n + 1) * floor(2^(16+s) / d) >> (16+s)     everywhere else
+///
+/// Division by 1 is the second form with s = 0 and the factor 65535. n + 1 cannot wrap: the largest sum,
+/// 255 * 257 = 65535, belongs to a size of the first form.
 class NarrowWindow {
 public:
     static constexpr int maximumSize = 257;
@@ -49,9 +54,10 @@ private:
     __m128i m_shift;
 };
 
-/// Wide: sums n <= 255 * size of 32 bits. trunc((n + 0.5f) * (1.0f / size)) is exact below a size of 16384: n + 0.5 is,
-/// as n < 2^22, the roundings of the reciprocal and of the product are off by less than 256 * 2^-23 = 0.5 / 16384, and
-/// (n + 0.5) / size keeps 0.5 / size from the next integer on either side.
+/// Wide: sums n have 32 bits, n <= 255 * size. The quotient is trunc((n + 0.5f) * (1.0f / size)), which is exact below
+/// a size of 16384. There n < 2^22, so n + 0.5 has no rounding; those of the reciprocal and of the product are off by
+/// less than 256 * 2^-23 = 0.5 / 16384; and (n + 0.5) / size is at least 0.5 / size away from any integer, which is
+/// more.
 class WideWindow {
 public:
     static constexpr int maximumSize = 16383;
@@ -92,9 +98,9 @@ __m256i alphas(__m256i first, __m256i second)
     return _mm256_srli_epi32(_mm256_castps_si256(redAlpha), 16);
 }
 
-// What an accumulator makes of a sample, and of the means of two neighbouring elements. The results are the pixels in the
-// order that packing leaves: first of quarter 0, first of quarter 1, second of 0, second of 1, then quarters 2 and 3.
-// `before` is what the destination holds, in the same order; only where readsDestination says so.
+// The accumulators: each says what a sample is (sample), and what pixels become of the means of two neighbouring
+// elements (finish). Pixels are in the order that packing leaves, see quarters::interleaved. `before` is what the
+// destination holds, in the same order, if readsDestination is set.
 
 /// OPRGBABlurAccumulator: each channel by itself.
 struct Plain {
@@ -105,9 +111,10 @@ struct Plain {
 
 /// OPRGBABlurAccumulatorPremul: samples weighted by alpha; the means made straight again, q * 255 / mean alpha.
 ///
-/// As c * a / 255 <= a, a mean q is at most the mean alpha m. The quotient is trunc(q * (K / m)) in single precision with
-/// K = 255 * (1 + 2^-20): what K adds, below 255 * 2^-20, outweighs both roundings, so that a whole quotient is reached,
-/// and stays below the 1 / m that any other is short of the next integer. Where m is 0 so is q.
+/// As c * a / 255 <= a, a mean q is at most the mean alpha m. The quotient is trunc(q * (K / m)) in single precision
+/// with K = 255 * (1 + 2^-20). What K adds, less than 255 * 2^-20, outweighs both roundings, so that a whole quotient
+/// is reached; and it is less than 1 / m, which any other quotient is short of the next integer at least. Where m is 0
+/// so is q.
 struct Premultiplied {
     static constexpr bool readsDestination = false;
     static __m256i sample(__m256i pixels)
@@ -136,7 +143,7 @@ struct Premultiplied {
     }
 };
 
-/// OPAlphaBlurAccumulator, OPAlphaBlurAccumulatorWithInvert: alpha alone, complemented if @p complement is 255.
+/// OPAlphaBlurAccumulator and OPAlphaBlurAccumulatorWithInvert: alpha alone, complemented if @c complement is 255.
 struct Alpha {
     static constexpr bool readsDestination = true;
     unsigned complement;
@@ -160,8 +167,8 @@ struct Colored {
     }
 };
 
-/// The slide over a line whose ends are repeated already: pixel i of @p destination is the window from i to i + 2 * radius
-/// of @p padded, which may be read three pixels beyond its end.
+/// The slide over a line whose ends are repeated already: pixel i of @p destination comes from the window of @p padded
+/// from i to i + 2 * @p radius. Of @p padded three pixels beyond its end may be read.
 template <class Window, class Accumulator>
 void slide(const OPRGBA32i *padded, OPRGBA32i *destination, int length, int radius, const Accumulator &accumulator)
 {
@@ -170,7 +177,7 @@ void slide(const OPRGBA32i *padded, OPRGBA32i *destination, int length, int radi
     const int quarter = ((length + 3) / 4 + 1) & ~1; // even: a step finishes two elements
     const int reach = 2 * radius, elements = quarter + reach;
     scratch.resize(std::max(scratch.size(), size_t(elements) + 4));
-    quarters::Element *const line = scratch.data() + 1; // element -1, which the window leaves first, is nothing
+    quarters::Element *const line = scratch.data() + 1; // element -1, which leaves the window first, is 0
     line[-1].v = _mm256_setzero_si256();
 
     const quarters::Starts starts(length, quarter);
@@ -232,8 +239,8 @@ void slidePlain(OPRGBABlurAccumulatorBase &accumulator, const OPRGBA32i *line, O
 
 } // namespace
 
-/// Slides the window of @p accumulator along one line: @p source holds positions @p readFirst to @p readLast, @p destination
-/// takes @p first to @p last.
+/// Slides the window of @p accumulator along one line: @p source holds positions @p readFirst to @p readLast,
+/// @p destination takes @p first to @p last.
 KXCORE_KERNEL void LineHandlerAVX2(OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *source, OPRGBA32i *destination,
     int readFirst, int readLast, int first, int last, int radius)
 {

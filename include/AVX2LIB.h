@@ -4,8 +4,8 @@
 /// The kernel module: a shared object with faster forms of the library's hot loops, found by name at run time.
 ///
 /// Without a module, or on a processor without AVX2, everything works and gives the same bytes; it is only slower.
-/// Thread safety: @c Instance and @c GetProcAddress may be called from any thread. @c UseModule is meant for start-up or
-/// for tests, before anything has bound a kernel: what is bound stays bound to the module that it came from.
+/// Thread safety: @c Instance and @c GetProcAddress may be called from any thread. @c UseModule is meant for start-up
+/// or for tests, before anything has bound a kernel: what is bound stays bound to the module that it came from.
 
 #include "KXGlobal.h"
 

@@ -8,13 +8,13 @@
 
 /// One adjustment of a pixel: a small value that knows how to change an OPRGBA32i.
 ///
-/// Slots    A class fills what it serves; every other operation has an empty body and leaves its pixels as they are. The
-///          order of the virtual operations is part of the interface: the kernel module calls through it. A class that
-///          overrides some of the operators names the others with @c using BaseTransformation::operator();
+/// Forms    A class overrides the operations that it serves; every other one has an empty body and leaves its pixels as
+///          they are. The order of the virtual operations is part of the interface: the kernel module calls through it.
+///          A class that overrides some of the operators names the others with @c using BaseTransformation::operator();
 /// Pixels   Straight alpha. Alpha stays unless a class says otherwise.
 /// Values   Copyable and assignable; tables are owned and copied. A copy takes over whether a kernel is bound and binds
-///          nothing itself. Immutable after construction but for the setters of a class, which must not run while a walk
-///          uses the object.
+///          nothing itself. Nothing but the setters of a class changes an object, and they must not run while a walk
+///          uses it.
 /// Kernels  An accelerated class holds its kernel in a public static function object that all its objects share. Each
 ///          constructor looks it up if it is still empty, and sets @c m_HasKernel if it is bound then:
 ///          @code m_HasKernel = kernels::bind(m_InvertAVX2, "InvertTransformationAVX2"); @endcode
@@ -28,22 +28,23 @@ public:
     BaseTransformation &operator=(const BaseTransformation &) = default;
     virtual ~BaseTransformation();
 
-    /// A block of pixels that begins at image position (@p x, @p y), in place, through the kernel of a class whose result
-    /// depends on the position. Called by the kernel module alone, as the block form below.
+    /// A block of pixels that begins at image position (@p x, @p y), in place, through the kernel of a class whose
+    /// result depends on the position. Like the block form below it is called by the kernel module alone.
     virtual void operator()(int /*x*/, int /*y*/, unsigned char * /*pixels*/, bool /*flag*/) const { }
 
     /// One pixel at image position (@p x, @p y), in place, for stages that depend on the position.
     virtual void operator()(int /*x*/, int /*y*/, OPRGBA32i & /*pixel*/) const { }
 
-    /// A block of pixels, in place, through the kernel of the class. **Does nothing at all while no kernel is bound**: a
-    /// caller looks at @c HasKernel first. The library itself never calls it; it is the way in for the kernel module,
+    /// A block of pixels, in place, through the kernel of the class. **Does nothing at all while no kernel is bound**:
+    /// a caller looks at @c HasKernel first. The library itself never calls it; it is the way in for the kernel module,
     /// which fixes the length of a block and the meaning of @p flag.
     virtual void operator()(unsigned char * /*pixels*/, bool /*flag*/) const { }
 
     /// One pixel, in place: the adjustment itself.
     virtual void operator()(OPRGBA32i & /*pixel*/) const { }
 
-    /// The pixel @p index of the buffer that a per-index class was given beforehand; it must have been given one.
+    /// For classes that hold a buffer which they were given beforehand: changes pixel @p index of it. Such an object
+    /// must have its buffer.
     virtual void operator()(int /*index*/) const { }
 
     /// Whether the kernel of the class was bound when the object, or the one that it was copied from, was made.

@@ -18,13 +18,13 @@
 /// have none: through a mask they compose nothing. FillUnmasked has the masked form alone.
 ///
 /// A clip without a mask of its own is a factor of the source's alpha in the plain form. So a clip of alpha 0 hides the
-/// source only in modes that leave the destination alone at a source alpha of 0: not in Clear, Source, DestinationIn, the
-/// three bitwise modes, AlphaToGrey, SourceToGrey, SourceWhereOpaque, the four alpha modes and FillTransparent.
+/// source only in modes that leave the destination alone at a source alpha of 0: not in Clear, Source, DestinationIn,
+/// the three bitwise modes, AlphaToGrey, SourceToGrey, SourceWhereOpaque, the four alpha modes and FillTransparent.
 enum class KXCompositionMode : int {
-    SourceOver = 0, ///< at an opacity of 256 an opaque colour of 0 becomes 255 over another colour; 255 is exact
+    SourceOver = 0, ///< at opacity 256 an opaque colour of 0 becomes 255 over any other one; opacity 255 is exact
     Clear = 2, ///< alpha to 0 wherever the source is not transparent; plain only
-    Source = 3, ///< replaces the pixel, alpha becomes that of the source times the coverage, also where that is 0;
-    ///< at full opacity and unlocked the plain form copies and ignores a clip
+    Source = 3, ///< replaces the pixel; alpha becomes the source's times the coverage, even where that is 0.
+    ///< At full opacity and unlocked the plain form copies the source and ignores a clip
     Destination = 4, ///< changes nothing
     DestinationIn = 6, ///< plain only
     DestinationOut = 8,
@@ -44,9 +44,9 @@ enum class KXCompositionMode : int {
     SourceAndDestination = 25, ///< plain only
     NotSourceAndDestination = 31, ///< plain only
     FillUnmasked = 38, ///< masked form only: the source pixel where mask or clip is transparent
-    AlphaToGrey = 39, ///< replaces the pixel by the covered alpha as grey, also where that is 0
+    AlphaToGrey = 39, ///< replaces the pixel by a grey, the source's covered alpha, even where that is 0
     SourceToGrey = 40, ///< plain only; ignores opacity, and turns alpha to 255 even when it is locked
-    Luminosity = 41, ///< changes semi-transparent pixels also where the source covers nothing
+    Luminosity = 41, ///< changes semi-transparent pixels even where the source covers nothing
     SourceWhereOpaque = 42, ///< plain only
     AlphaIntersect = 43, ///< plain only
     AlphaAdd = 44, ///< plain only; unlocked it ignores opacity

@@ -10,15 +10,20 @@
 #include <functional>
 #include <vector>
 
-/// Kernels are an odd number of entries in Q14, 16384 being 1.0, symmetric about the middle one. Their sum is near 16384
-/// but is not corrected to it; the rounding of a convolution hides the difference for most values.
+/// Kernels are an odd number of entries in Q14, 16384 being 1.0, symmetric about the middle one. Each entry is rounded
+/// by itself, so their sum is near 16384 and need not be exactly that; the rounding of a convolution hides the
+/// difference for most values.
 namespace KXBlur {
 
 /// A Gaussian that reaches @c KXGaussianBase::Reach(sigma) entries to either side of the middle.
 ///
-/// A sigma of NaN, or of 0 or infinity or so near to them that its square is, gives a kernel of zeros, and so does a sigma
-/// from 13108 on, where each weight rounds to 0: a convolution with it clears the image. Above 1398101 it throws as
-/// @c Reach does, until three times sigma no longer fits an int; from there on, and for negative values, it reaches 1.
+/// Odd values give these kernels:
+/// - NaN, 0, infinity, and what is so near to the latter two that its square is one of them: zeros. A convolution with
+///   zeros clears the image.
+/// - From 13108 to 1398101: zeros too, as each weight rounds to 0.
+/// - Above that: none, it throws as @c Reach does, up to where three times sigma no longer fits an int.
+/// - From there on, and below 0: three entries.
+///
 /// Also throws std::bad_alloc.
 KX_EXPORT std::vector<short> CreateGaussianKernel(double sigma);
 
@@ -30,7 +35,7 @@ KX_EXPORT std::vector<short> CreateSimpleSharpenKernel(int amount);
 
 /// Weights colour by alpha: c becomes (c * a + 127) / 255.
 ///
-/// Its kernel is "PremultiplyAlphaAVX2", looked up by the first object that is made, from whatever thread.
+/// Its kernel is "PremultiplyAlphaAVX2", looked up by the first object that is made, on any thread.
 class KX_EXPORT PremultiplyAlpha : public BaseTransformation {
 public:
     PremultiplyAlpha();
@@ -45,8 +50,8 @@ public:
 
 /// The way back: c becomes (c * 255 + a / 2) / a; where alpha is 0 all four bytes become 0.
 ///
-/// **Not clamped**: the result is stored in a byte, so that a colour above its alpha wraps. Convolved pixels may have such
-/// colours, by rounding.
+/// **Not clamped**: the result is stored in a byte, so that a colour above its alpha wraps. Convolved pixels may have
+/// such colours, by rounding. Its kernel is "ReturnAlphaAVX2", looked up in the same way.
 class KX_EXPORT ReturnAlpha : public BaseTransformation {
 public:
     ReturnAlpha();

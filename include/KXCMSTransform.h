@@ -26,8 +26,8 @@ class QColor;
 /// Result   That of Little CMS for the pixel as TYPE_BGRA_8, with the intent perceptual and no flags, in place.
 /// Kernels  None: @c HasKernel is false.
 /// Threads  One object serves many threads, and many threads may use, make and copy objects of their own at once.
-/// Cost     Converting takes no lock and allocates nothing, but for the first pixel of a thread: each thread keeps half a
-///          megabyte in which it remembers colours. Making a transform takes milliseconds, tens of them between
+/// Cost     Converting takes no lock and allocates nothing, but for the first pixel of a thread: each thread keeps half
+///          a megabyte in which it remembers colours. Making a transform takes milliseconds, tens of them between
 ///          profiles with tables; copies of one that lives are cheap. After a load through a shared profile every walk
 ///          makes one anew, until the object is assigned.
 class KX_EXPORT KXCMSTransform : public BaseTransformation {

@@ -3,33 +3,35 @@
 /// @file
 /// Composition of images.
 ///
-/// **Call @c loadAVX2Functions(true) once before anything else here**, on every machine: it fills the slots behind these
-/// functions with the kernel module's forms or, without a module, with the default ones. The bytes are the same.
+/// **Call @c loadAVX2Functions(true) once before anything else here**, on every machine: it fills the slots behind
+/// these functions with the kernel module's forms or, without a module, with the default ones. The bytes are the same.
 ///
 /// Shapes    Source and destination rectangles are laid on one another by their top left corners; what hangs over an
 ///           image's edge, and any difference in size, is cut off. Nothing in common means that nothing happens.
 /// Storage   Flat and tiled images in all pairings unless told otherwise. A QImage must be Format_ARGB32; otherwise the
-///           call logs "Wrong input qimage format %1" and does nothing. Null and fake tiles of a tiled source are skipped,
-///           so that the tiles under them stay shared. A flat window of the source stands for its null and fake tiles;
-///           Compose and ComposeSource from such a source make every destination tile below the rectangle private.
-/// Opacity   0..1, times 256 and truncated; a result of 0 changes nothing. **At 1.0 an opaque 0 in a colour of the source
-///           wraps to 255 over another colour in mode SourceOver**; 255 / 256 composes as one expects. Between two flat
-///           images, and in everything with masks, it is clamped to 0..1 first (NaN counts as 0). Where a tiled image
-///           takes part in a plain Compose it is not: one outside 0..1, NaN included, gives a defined picture that is of
-///           no use.
+///           call logs "Wrong input qimage format %1" and does nothing. Null and fake tiles of a tiled source are
+///           skipped, so that the tiles under them stay shared. A flat window of the source stands for its null and
+///           fake tiles; Compose and ComposeSource from such a source make every destination tile below the rectangle
+///           private.
+/// Opacity   0..1, multiplied by 256 and truncated; a result of 0 changes nothing. **At 1.0 mode SourceOver turns a
+///           colour of 0 in an opaque source into 255 over any other colour** (its arithmetic wraps); 255 / 256
+///           composes as one expects. Between two flat images, and in everything with masks, the opacity is clamped to
+///           0..1 first, and NaN counts as 0. A plain Compose in which a tiled image takes part does not clamp: with an
+///           opacity outside 0..1, or NaN, the picture is defined but of no use.
 /// lockAlpha Leaves the destination's alpha as it is (see KXCompositionMode for the exceptions).
 /// Modes     One that is unknown, or Destination, changes nothing.
 /// Masks     Their alpha is the coverage. The mask rectangle's top left corner lies on that of the destination
-///           rectangle. What lies outside of the rectangle or of the mask image, or on a null or fake mask tile, counts as
-///           fully covered with @c outsideVisible and is not composed without it. Masks never narrow the composed area.
+///           rectangle. What lies outside of the rectangle or of the mask image, or on a null or fake mask tile, counts
+///           as fully covered with @c outsideVisible and is not composed without it. Masks never narrow the composed
+///           area.
 /// Threads   May be called from any thread, also from a pool thread; the call returns when all is done. Flat
 ///           destinations are mostly written by as many pool workers as there are processors, tiled ones by the calling
-///           thread. Two calls must not write one image at once. An image may be laid on itself or be its own mask, row
-///           after row; with flat images (and copies of one share its pixels) the two rectangles must then not overlap
-///           in different rows.
+///           thread. Two calls must not write one image at once. An image may be laid on itself or be its own mask. In
+///           a tiled one its rows are then done in order. In a flat one, whose pixels its copies share, they are done
+///           at the same time: the two rectangles may overlap only where their rows coincide.
 /// Errors    std::bad_function_call before @c loadAVX2Functions(true). What is thrown inside (std::bad_alloc above all)
-///           is logged as "[src/KXComposer:line] Unexpected exception ..." and leaves; part of the rows may be composed.
-///           From a pool worker only its text arrives, in a QUnhandledException; catch std::exception.
+///           is logged as "[src/KXComposer:line] Unexpected exception ..." and leaves; part of the rows may be
+///           composed. From a pool worker only its text arrives, in a QUnhandledException; catch std::exception.
 
 #include "KXBlend.h"
 #include "KXGlobal.h"
@@ -42,10 +44,10 @@ class BaseTransformation;
 
 /// Fills the composition slots. With @p enable false it returns at once and leaves them as they are.
 ///
-/// It looks 18 functions up in the kernel module (@c AVX2LIB). If one of them is missing, or there is no module, it logs
-/// "AVX2 functions cannot be loaded, use default" and uses the default forms for all functions below but the four
-/// ComposeWithTransformation ones, which have none: they keep what was found for them, or do nothing.
-/// Not thread-safe: call it at start, before any composition.
+/// It looks 18 functions up in the kernel module (@c AVX2LIB). If one of them is missing, or there is no module, it
+/// logs "AVX2 functions cannot be loaded, use default" and uses the default forms for all functions below but the four
+/// ComposeWithTransformation ones, which have none: they keep what was found for them, or do nothing. Not thread-safe:
+/// call it at start, before any composition.
 KX_EXPORT void loadAVX2Functions(bool enable);
 
 /// Composes @p srcRect of @p src onto @p dstRect of @p dst in @p mode.
@@ -60,9 +62,9 @@ template <class Src, class Dst>
 KX_EXPORT void ComposeSource(const Src &src, const QRect &srcRect, Dst &dst, const QRect &dstRect);
 
 /// Composes through @p mask. If source, destination and mask are all flat, @p maskRect is 0 by 0 and
-/// @p outsideVisible is set, this is @c Compose. An empty mask image composes nothing otherwise. What clipping takes
-/// off the start of the rectangles moves the whole mask rectangle, its right and bottom included. A flat window of the
-/// mask stands for its null and fake tiles. Instances: source RGBA32iImage or QImage, destination RGBA32iImage.
+/// @p outsideVisible is set, this is @c Compose. Otherwise an empty mask image composes nothing. Where clipping cuts
+/// the start of the rectangles, the whole mask rectangle moves by as much, its right and bottom included. A flat window
+/// of the mask stands for its null and fake tiles. Instances: source RGBA32iImage or QImage, destination RGBA32iImage.
 template <class Src, class Dst>
 KX_EXPORT void ComposeMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst,
     const QRect &dstRect, double opacity, const RGBA32iImage &mask, const QRect &maskRect, bool outsideVisible,

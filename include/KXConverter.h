@@ -29,18 +29,19 @@ class QImage;
 ///
 /// Units    CMYK: **black is 1 where some channel is 255, and 0 otherwise**; only with 1 do cyan, magenta and yellow
 ///          hold anything, so that everything without a channel at 255 comes back as black. CMYK back to RGB takes the
-///          three bytes as light rather than ink: 255 gives 255, and what is missing to it is scaled by black.
-///          HSL: hue in hundredths of a degree, **a multiple of 60 degrees** from RGB. HSL back to RGB takes the hue as
-///          turns, though it is degrees: hues of about two degrees and more give a grey, so that an HSL image does not come
-///          back from RGB as it was.
+///          three bytes as light rather than ink: a channel is 255 - (255 - ink) * black / 255, rounded down, plus 1,
+///          and at most 255; a pixel with all four bytes 0 is black.
+///          HSL: hue in hundredths of a degree; from RGB it is always **a multiple of 60 degrees**. HSL back to RGB
+///          takes a number of degrees for a number of turns: hues of about two degrees and more give a grey, so that an
+///          image does not survive the way to HSL and back.
 ///          16 bit: there and back gives the same bytes. Half: a channel comes back the same or lower by 1; **half
 ///          values outside 0..255 are not clamped**, the low eight bits of their integer part stay; infinities and NaN
 ///          give 0.
 ///          Alpha is converted like a channel in 16 bit and half, and copied in all others. Spare bytes are 0.
 /// Storage  Flat images only: a tiled image throws std::invalid_argument. The new image is flat, and has none of the
 ///          profile, resolution and EXIF elements of its source. An image of no area gives an empty image of that size.
-/// QImage   As a source: its bytes are taken as packed 32-bit pixels in the order of OPRGBA32i, whatever its format says
-///          and without regard for padding; a buffer that holds fewer leaves the other pixels 0. As a result:
+/// QImage   As a source: its bytes are taken as packed 32-bit pixels in the order of OPRGBA32i, whatever its format
+///          says and without regard for padding; a buffer that holds fewer leaves the other pixels 0. As a result:
 ///          QImage::Format_ARGB32; Qt has no image with one side of 0, so an empty one is null.
 /// Errors   std::bad_alloc, std::invalid_argument; logged as "[src/KXConverter:line] Unexpected exception text" first.
 /// Threads  Runs on the calling thread; any number of conversions may run at once.

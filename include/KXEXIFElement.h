@@ -13,8 +13,8 @@
 
 /// One typed EXIF tag with its value, and the dictionary of the tags.
 ///
-/// Elements are values: a copy is independent of the original. They are neither read from nor written to files here; the
-/// value is what the file reader put in. An image holds a list of pointers to elements and owns them
+/// Elements are values: a copy is independent of the original. They are neither read from nor written to files here;
+/// the value is what the file reader put in. An image holds a list of pointers to elements and owns them
 /// (@c KXImage::SetExifElements).
 ///
 /// Threads: as for any value. The dictionary functions may be called from any thread.

@@ -18,12 +18,12 @@ public:
     /// are 0 in fixed point.
     static constexpr unsigned MaximumRadius = (1u << 22) - 1;
 
-    /// The reach of a Gaussian: three times @p sigma, truncated, and at least 1. What does not fit 32 bits, and NaN, gives
-    /// 1, as does a negative sigma. Throws std::length_error above @c MaximumRadius.
+    /// The reach of a Gaussian: three times @p sigma, truncated, and at least 1. What does not fit 32 bits, and NaN,
+    /// gives 1, as does a negative sigma. Throws std::length_error above @c MaximumRadius.
     static int Reach(double sigma);
 
-    /// Sets the weights to a Gaussian whose sigma is a third of @p radius. A radius of 0 gives the single weight 1. Throws
-    /// std::length_error above @c MaximumRadius.
+    /// Sets the weights to a Gaussian whose sigma is a third of @p radius. A radius of 0 gives the single weight 1.
+    /// Throws std::length_error above @c MaximumRadius.
     void Init(unsigned int radius);
 
     /// How many samples the weights reach to either side.

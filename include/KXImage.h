@@ -5,12 +5,12 @@
 ///
 /// Coordinates are pixels, x to the right, y down, (0, 0) top left. An image is flat (one row-major buffer, stride =
 /// width) or tiled (a table of tiles of 65,536 bytes). Images are values: a copy shares the buffer and the tiles.
-/// A tile is copied at its first write through @c TileData; **a flat buffer never is**, so what is written into one copy
-/// of a flat image shows in all of them. Use @c CopyTo for a copy of one's own.
+/// A tile is copied at its first write through @c TileData; **a flat buffer never is**, so what is written into one
+/// copy of a flat image shows in all of them. Use @c CopyTo for a copy of one's own.
 ///
-/// Threads: two images may be used by two threads, also where they share tiles. Of one image, any number of threads may
-/// read; threads that resolve its tiles for writing hold @c Mutex while they call @c TileData (not while they write
-/// pixels). Nothing else of an image is locked.
+/// Threads: different threads may use different images, even where these share tiles. Any number of threads may read
+/// one image. Threads that write into one image together each hold @c Mutex while they call @c TileData for writing,
+/// and need not hold it while they write the pixels. Nothing else in an image is locked.
 
 #include "KXCMSProfile.h"
 #include "KXEXIFElement.h"
@@ -35,8 +35,8 @@
 #include <optional>
 #include <vector>
 
-/// Asks the system to back a large fresh buffer with large pages, where it can. Only a hint: a walk down columns touches
-/// another page with every row, and looking pages up would be most of its cost.
+/// Asks the system to back a large fresh buffer with large pages. Only a hint. A walk down columns touches another page
+/// with every row; with small pages, looking them up would be most of its cost.
 KX_EXPORT void KXAdviseLargePages(void *buffer, size_t bytes);
 
 /// The area that two images have in common once their rectangles are laid on one another.
@@ -46,7 +46,8 @@ struct KXOverlap {
     int width, height;
 };
 
-/// The part of @p rect inside of @p imageRect; unlike QRect's operator it holds for rectangles of any size.
+/// The part of @p rect inside @p imageRect. Unlike QRect's operator & it does not overflow, whatever the size of
+/// @p rect.
 inline QRect ClippedTo(const QRect &imageRect, const QRect &rect)
 {
     if (!rect.isValid() || !imageRect.isValid())
@@ -57,8 +58,8 @@ inline QRect ClippedTo(const QRect &imageRect, const QRect &rect)
 }
 
 /// Lays the top left corner of @p rectA (source side) on that of @p rectB (destination side) and clips both to their
-/// images. Only the corners matter for the offset; a difference in size just narrows the result. Nothing when no pixel
-/// remains. All positions are valid input, however far outside the images they lie.
+/// images. Only the corners matter for the offset; a difference in size just narrows the result. Empty when no pixel
+/// remains. Rectangles may lie anywhere, however far outside their images.
 inline std::optional<KXOverlap> ClipRects(
     const QRect &imageRectA, const QRect &rectA, const QRect &imageRectB, const QRect &rectB)
 {
@@ -183,12 +184,15 @@ public:
     T *Bits() { return flatData.data(); }
     const T *Bits() const { return flatData.data(); }
 
-    /// Makes @p target a deep copy, tiled if this image is or @p forceTiled is set. For a flat copy of a tiled image make a
-    /// flat one of its size and use @c ComposeSource or @c CopyRect, which leave out its fake tiles. Taken over are the
-    /// pixels, the resolution, the EXIF list (shared) and the application's words; **not** the profile, the metadata flags,
-    /// the flat window and the meaning of fake tiles. Every tile that is not null becomes a private block of @p target, so
-    /// that none counts as fake there. From flat to tiled the pixels are copied by workers (see @c CopyRect): with a single
-    /// processor there are none, and the copy is transparent.
+    /// Makes @p target a deep copy, tiled if this image is tiled or @p forceTiled is set.
+    ///
+    /// Copied   The pixels, the resolution, the EXIF list (shared) and the application's words; **not** the profile,
+    ///          the metadata flags, the flat window and @c FakeIsContent.
+    /// Tiles    Every tile that is not null becomes a private block of @p target, so none counts as fake there. From
+    ///          flat to tiled the pixels are copied by workers, see @c CopyRect: with a single processor there are
+    ///          none, and the copy stays transparent.
+    /// To flat  A flat copy of a tiled image is made in another way: by @c ComposeSource or @c CopyRect onto a flat
+    ///          image of its size, which stays transparent under fake tiles.
     void CopyTo(KXImage &target, bool forceTiled) const
     {
         KXImage copy(width, height, forceTiled || tiled);
@@ -226,9 +230,9 @@ public:
     KX_EXPORT static void CopyRect(
         KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite);
 
-    /// Sets all pixels. A tiled image gets one fresh block which all its tiles share, so all of them are fake afterwards
-    /// and images that shared the old tiles keep their pixels. @p value may lie inside this image. An image of no area,
-    /// and a flat one without a buffer, is left as it is.
+    /// Sets all pixels. A tiled image gets one fresh block which all its tiles share, so all of them are fake
+    /// afterwards and images that shared the old tiles keep their pixels. @p value may lie inside this image. An image
+    /// of no area, and a flat one without a buffer, is left as it is.
     void Fill(const T &value)
     {
         if (width == 0 || height == 0)
@@ -245,8 +249,8 @@ public:
         std::fill(tiles.begin() + 1, tiles.end(), fakeTile);
     }
 
-    /// Replaces the tile @p index by a fresh block, zeroed if @p clear (its content is undefined otherwise), and returns
-    /// it. Null, with nothing done, when @p index is out of range. Throws std::bad_alloc.
+    /// Replaces the tile @p index by a fresh block, zeroed if @p clear (its content is undefined otherwise), and
+    /// returns it. Null, with nothing done, when @p index is out of range. Throws std::bad_alloc.
     T *AllocTile(int index, bool clear)
     {
         if (!HasTile(index))
@@ -265,9 +269,9 @@ public:
             tiles[size_t(index)].reset();
     }
 
-    /// The block of tile @p index, TileW * TileH pixels, row-major. With @p forWriting a block that anything else shares
-    /// is first replaced by a private copy (throws std::bad_alloc). Null for a null tile, also with @p forWriting, and,
-    /// reported to the debug log, for an index out of range.
+    /// The block of tile @p index, TileW * TileH pixels, row-major. With @p forWriting a block that anything else
+    /// shares is first replaced by a private copy (throws std::bad_alloc). Null for a null tile, also with
+    /// @p forWriting, and, reported to the debug log, for an index out of range.
     T *TileData(int index, bool forWriting)
     {
         if (!forWriting)
@@ -318,9 +322,9 @@ public:
     ///
     /// A null buffer gives true, and nothing is read.
     ///
-    /// Flat     One copy, with no test of the row's end.
-    /// Tiled    Ends at the last tile of the row. A null tile is passed over and leaves its part of the buffer as it was.
-    ///          Where the image has a flat window, what lies in it replaces the pixels of fake tiles.
+    /// Flat     One copy of @p bytes bytes; where the row ends is not checked.
+    /// Tiled    Ends at the last tile of the row. A null tile is passed over and leaves its part of the buffer as it
+    ///          was. Where the image has a flat window, what lies in it replaces the pixels of fake tiles.
     bool ReadRow(unsigned y, unsigned x, void *buffer, unsigned bytes) const
     {
         if (y >= unsigned(height) || x >= unsigned(width))
@@ -368,8 +372,8 @@ public:
     QMutex &Mutex() const { return mutex; }
 
     /// Gives a tiled image a flat window: @p pixels, shared, holds @p rect.width() * rect.height() pixels with the
-    /// stride rect.width(), and the pixel for image position p is the one at p + @p offset - @p origin, counted from the
-    /// first pixel whatever the top left corner of @p rect is, which should be (0, 0). A flat image is left as it is.
+    /// stride rect.width(), and the pixel for image position p is the one at p + @p offset - @p origin. That position
+    /// is counted from the first of @p pixels; so let @p rect begin at (0, 0). A flat image is left as it is.
     void SetFlatWindow(const QSharedPointer<T> &pixels, const QRect &rect, const QPoint &offset, const QPoint &origin)
     {
         if (!tiled)
@@ -401,8 +405,8 @@ public:
         int length;
     };
 
-    /// For composition: what the flat window holds from image position (x, y) to the right, and for how many pixels that
-    /// answer holds.
+    /// For composition: the stretch of the flat window that begins at image position (x, y) and goes to the right, or
+    /// null pixels and for how many positions the window has none.
     Run FlatWindowRun(int x, int y) const
     {
         const qint64 wx = qint64(x) + flatWindowOffset.x() - flatWindowOrigin.x();
@@ -443,9 +447,9 @@ public:
                 elements << element.get();
         return elements;
     }
-    /// Makes @p elements those of this image: its present ones, which it goes on sharing with its copies, or new ones, of
-    /// which it takes ownership. **Never those of another image**: assign, or copy the elements. Copies of this image keep
-    /// what they have.
+    /// Sets the list of elements. Each is one that the image has already, or a new one, which the image then owns.
+    /// **Never pass an element of another image**: assign the image, or copy the element. Copies of this image keep the
+    /// list that they have.
     void SetExifElements(const QList<KXEXIFElement *> &elements)
     {
         auto list = std::make_shared<ExifList>();

@@ -3,9 +3,9 @@
 /// @file
 /// Convolution of an image with a short fixed-point kernel, along rows, along columns, or both.
 ///
-/// Value per channel: the sum of sample * entry in signed 32 bits, begun at 8192, shifted right by 14, clamped to 0..255.
-/// All four channels go through the same kernel. The edge of the *rectangle* is replicated: a caller who wants real
-/// neighbours passes it enlarged by the kernel's reach.
+/// Value per channel: the sum of sample * entry in signed 32 bits, begun at 8192, shifted right by 14, clamped to
+/// 0..255. All four channels go through the same kernel. The edge of the *rectangle* is replicated: a caller who wants
+/// real neighbours passes it enlarged by the kernel's reach.
 
 #include "KXGlobal.h"
 #include "KXImage.h"
@@ -20,20 +20,21 @@ class KXIterativeConvolutionFast2D;
 
 /// One pass: convolves each line of a rectangle, in place.
 ///
-/// Shape    Works inside the rectangle clipped to the image; an invalid one stands for the whole image. Where nothing is
-///          left, nothing happens.
-/// Storage  Rows: flat or tiled; in a tiled image all tiles of the rectangle are made private first and take over what a flat
-///          window shows in their place. Columns: flat only, a tiled image is left as it is, though each column is counted.
-///          **Flat buffers are shared by copies of an image**, and are written here.
+/// Shape    Works inside the rectangle clipped to the image; an invalid one stands for the whole image. Where nothing
+///          is left, nothing happens.
+/// Storage  Rows: flat or tiled; in a tiled image all tiles of the rectangle are made private first and take over what
+///          a flat window shows in their place. Columns: flat only, a tiled image is left as it is, though each column
+///          is counted. **Flat buffers are shared by copies of an image**, and are written here.
 /// Errors   None but std::bad_alloc, and what @p progress throws; from a pool worker only its text arrives, in a
-///          QUnhandledException: catch std::exception. A set cancel flag stops between lines; the lines finished by then
-///          stay.
-/// Threads  Runs on the global pool with a worker per processor, and waits; with one processor on the calling thread,
-///          where no image is weighted by alpha (the walks that do so have no worker then).
+///          QUnhandledException: catch std::exception. A set cancel flag stops between lines; the lines finished by
+///          then stay.
+/// Threads  Runs on the global pool with a worker per processor, and waits. With a single processor it runs on the
+///          calling thread, and @c SetPremultiply has no effect: the walks that it asks for have no worker then.
 ///          Progress, where it holds a target, is called once per finished line from any of these threads.
 /// Owner    Keeps its own copy of the kernel; borrows the image.
-/// Cost     One multiplication per entry, channel and pixel. A worker holds two lines, and 64 columns where it turns them into
-///          lines. These 64 are written together, so progress may run up to 64 columns ahead of what the image shows.
+/// Cost     One multiplication per entry, channel and pixel. A worker holds two lines, and 64 columns where it turns
+///          them into lines. These 64 are written together, so progress may run up to 64 columns ahead of what the
+///          image shows.
 template <class Image, class Direction>
 class KXIterativeConvolutionFast1D {
 public:
@@ -62,7 +63,7 @@ private:
 
     struct Weighting;
 
-    /// Whether the pass goes down columns side by side, which a kernel of the module does.
+    /// Whether the module's kernel that takes many columns side by side serves this pass.
     bool HasColumnsKernel() const;
     /// Runs the pass; lines are weighted by alpha, or made straight, as @p weighting says.
     void Convolve(const std::atomic<bool> &cancel, const std::function<void()> &progress, const Weighting &weighting);
@@ -79,10 +80,11 @@ private:
 /// Both passes over one rectangle: rows to their end, then columns.
 ///
 /// With premultiplication, colour counts by its alpha: the rectangle is premultiplied once before both passes and made
-/// straight once after them, also after a cancel or an exception. These two steps do not count as progress. They are two
-/// plain walks of colour transformations, which leave out **the last row of the rectangle of a flat image**: that row is
-/// convolved as straight pixels. An image of one row is therefore blurred without regard to alpha. With the kernel module
-/// and a symmetric kernel of up to 65 entries, a flat image is not walked but weighted within the passes, to the same bytes.
+/// straight once after them, also after a cancel or an exception. These two steps do not count as progress. They are
+/// two plain walks of colour transformations, which leave out **the last row of the rectangle of a flat image**: that
+/// row is convolved as straight pixels. An image of one row is therefore blurred without regard to alpha. With the
+/// kernel module and a symmetric kernel of up to 65 entries, a flat image is not walked but weighted within the passes,
+/// to the same bytes.
 template <class Image>
 class KXIterativeConvolutionFast2D {
 public:

@@ -41,15 +41,15 @@ private:
     KernelType m_type;
 };
 
-/// A window of 2 * radius + 1 samples that slides along a line: samples are added and subtracted, and @c Finalize writes
-/// what the window holds. This class does nothing at all and has the radius 0.
+/// A window of 2 * radius + 1 samples that slides along a line: samples are added and subtracted, and @c Finalize
+/// writes what the window holds. This class does nothing at all and has the radius 0.
 ///
-/// The forms with @c unsigned @c char pointers, and @c SubtractAddFinalize, are empty in every class of this library. They
-/// are hooks for the kernel module.
+/// The forms with @c unsigned @c char pointers, and @c SubtractAddFinalize, are empty in every class of this library.
+/// They are hooks for the kernel module.
 class KX_EXPORT OPRGBABlurAccumulatorBase : public OPKernelBase {
 public:
-    /// The largest radius: with it a window of 255s still sums to less than 2^31. Accumulators take a larger one for
-    /// this, and a negative one for 0.
+    /// The largest radius: with it a window of 255s still sums to less than 2^31. Accumulators clamp their radius to
+    /// 0..MaximumRadius.
     static constexpr int MaximumRadius = (1 << 22) - 1;
 
     OPRGBABlurAccumulatorBase()
@@ -57,13 +57,18 @@ public:
     {
     }
 
+    /// Takes a sample into the window.
     virtual void Add(unsigned char *, bool);
     virtual void Add(const OPRGBA32i &);
+    /// Takes out of the window a sample that was added before.
     virtual void Subtract(unsigned char *, bool);
     virtual void Subtract(const OPRGBA32i &);
+    /// Writes what the window holds; the window stays as it is.
     virtual void Finalize(unsigned char *, bool) const;
     virtual void Finalize(OPRGBA32i &) const;
+    /// Empties the window.
     virtual void Reset();
+    /// In samples: the window holds 2 * radius + 1.
     virtual int GetRadius() const;
     virtual void SubtractAddFinalize(unsigned char *, unsigned char *, void *, void *, void *, void *);
 
@@ -126,8 +131,8 @@ protected:
 /// The mean of a straight image as if it were premultiplied, straight again: colour counts by its alpha.
 ///
 /// A colour sample counts c * a / 255, truncated, and the result is (sum / size * 255) / mean alpha, truncated at each
-/// step and not clamped. So even a window of 1 loses some colour of semi-transparent pixels, and where the mean alpha is
-/// 0 the whole pixel becomes 0.
+/// step and not clamped. So even a window of 1 loses some colour of semi-transparent pixels, and where the mean alpha
+/// is 0 the whole pixel becomes 0.
 class KX_EXPORT OPRGBABlurAccumulatorPremul : public OPRGBABlurAccumulator {
 public:
     explicit OPRGBABlurAccumulatorPremul(int radius)
@@ -244,10 +249,10 @@ private:
 
 /// A kernel that maps one source line to one destination line, element by element.
 ///
-/// Borrows both lines. Whoever uses a kernel sizes the source to what it holds of the line, the destination to what is to
-/// be written, and sets as offset the index in the source of the destination's element 0. Each derived class has
-/// @c operator()(int @c i), which computes element i of the destination; it needs both lines, and a source that is not
-/// empty. Where a source index leaves the line, the line's end pixel stands for it.
+/// Borrows both lines. Its user makes the source as long as what it holds of the line and the destination as long as
+/// what is to be written, and sets the offset: the index in the source that belongs to element 0 of the destination.
+/// Each derived class has @c operator()(int @c i), which computes element i of the destination; it needs both lines,
+/// and a source that is not empty. Where a source index leaves the line, the line's end pixel stands for it.
 class KX_EXPORT OPLineKernelBase : public OPKernelBase {
 public:
     ~OPLineKernelBase() override;
@@ -291,8 +296,8 @@ protected:
 /// 0..255. Colour is copied.
 class KX_EXPORT OPGaussianAlpha1D : public OPLineKernelBase, public KXGaussianBase {
 public:
-    /// Reaches @c KXGaussianBase::Reach(sigma) pixels to either side. A sigma of 0 or NaN makes every weight NaN and every
-    /// alpha 0. Throws as @c Reach does.
+    /// Reaches @c KXGaussianBase::Reach(sigma) pixels to either side. A sigma of 0 or NaN makes every weight NaN and
+    /// every alpha 0. Throws as @c Reach does.
     explicit OPGaussianAlpha1D(double sigma);
     OPGaussianAlpha1D(const OPGaussianAlpha1D &) = default;
     OPGaussianAlpha1D &operator=(const OPGaussianAlpha1D &) = default;
@@ -305,11 +310,12 @@ public:
     int GetRadius() const { return Left(); }
 };
 
-/// Moves an edge of alpha along the line: a positive shift grows what is covered by up to that many pixels, a negative one
-/// shrinks it; past the line's ends a shrinking edge sees nothing. Colour is copied; a shift of 0 copies everything.
+/// Moves the edges of alpha along the line: a positive shift grows what is covered by that many pixels, a negative one
+/// shrinks it. For shrinking, what lies beyond the line's ends counts as uncovered. Colour is copied; a shift of 0
+/// copies everything.
 class KX_EXPORT OPShiftEdge1D : public OPLineKernelBase {
 public:
-    /// The largest shift in either direction; a larger one counts as this.
+    /// The largest shift in either direction; a larger one is clamped to it.
     static constexpr int MaximumShift = (1 << 22) - 1;
 
     explicit OPShiftEdge1D(int shift);

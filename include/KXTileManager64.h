@@ -33,8 +33,8 @@ private:
     KXTileManager64() = default;
 };
 
-/// The failures of a tile memory that swaps and checks its blocks. They are here for code that plugs in such a memory and
-/// for those who catch them: nothing in this library throws any of them. @c what() is @c WHATDATA.
+/// The failures of a tile memory that swaps and checks its blocks. They are here for code that plugs in such a memory
+/// and for those who catch them: nothing in this library throws any of them. @c what() is @c WHATDATA.
 class KX_EXPORT OPTMAlreadyFree : public std::exception {
 public:
     static constexpr char WHATDATA[] = "Tile already free.";

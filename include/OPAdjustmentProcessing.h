@@ -3,20 +3,21 @@
 /// @file
 /// The frame of all filters.
 ///
-/// A filter is an object for one run: construct it with a cancel flag, connect its signals, call @c run once. @c run may
-/// be called from any thread and blocks until the work is done; the work is spread over the global thread pool. Input comes
-/// in one data value, which owns its images in the sense of @c KXImage: tiles are shared until written, flat buffers are
-/// shared for good.
+/// A filter is an object for one run: construct it with a cancel flag, connect its signals, call @c run once. @c run
+/// may be called from any thread and blocks until the work is done; the work is spread over the global thread pool.
+/// Input comes in one data value, which owns its images in the sense of @c KXImage: tiles are shared until written,
+/// flat buffers are shared for good.
 ///
-/// Signals: **they may be emitted from pool threads.** What a pool thread emits waits, in an ordinary connection to an
-/// object, for the event loop of that object's thread, which is after the run where @c run blocks that very thread. Who
-/// wants to see progress during the run, or to cancel from it, connects a function without a receiver, or with
-/// Qt::DirectConnection; it must then be fit for any thread.
+/// Signals: **they may be emitted from pool threads.** An ordinary connection to an object delivers such a signal when
+/// the thread of that object is back in its event loop; if @c run blocks that very thread, this is after the run. To
+/// see progress during the run, or to cancel from there, connect a function without a receiver, or use
+/// Qt::DirectConnection; the function must then be fit for any thread.
 ///
 /// Cancelling: the caller owns the flag, and it must outlive the filter. Workers read it between lines. A cancelled run
-/// returns what it has, with no error; who set the flag knows to discard the result. That need not be the input, even
-/// where the flag was set beforehand: a Gaussian without a selection has then weighted colours by alpha and gone back, at
-/// a loss. Bad parameters and rectangles raise nothing either: rectangles shrink to what the images hold.
+/// returns what it has, with no error; whoever set the flag knows to discard the result. That result need not equal the
+/// input, even if the flag was set from the start: a Gaussian without a selection has weighted the colours by alpha and
+/// gone back by then, which loses some of their precision. Bad parameters and rectangles are no errors either:
+/// rectangles shrink to what the images hold.
 
 #include "KXGlobal.h"
 #include "KXImage.h"
@@ -35,8 +36,8 @@ public:
     OPAdjustmentProcessing();
     ~OPAdjustmentProcessing() override;
 
-    /// One step more: adds 1 and emits @c ProgressChanged with the new value. Safe from any number of threads at once; the
-    /// order in which a directly connected slot sees the values is not defined, but it sees each of them once.
+    /// One step more: adds 1 and emits @c ProgressChanged with the new value. Safe from any number of threads at once;
+    /// the order in which a directly connected slot sees the values is not defined, but it sees each of them once.
     void IncrementProgress();
 
     /// Sets the progress and emits it. For applications; the library does not call it.
@@ -63,8 +64,8 @@ struct KXFilterData {
     RGBA32iImage image; ///< the layer; filtered and returned. Filters with vertical passes need it flat
     RGBA32iImage mask; ///< the layer's own mask; the blurs do not look at it
     RGBA32iImage selection; ///< coverage of the selection in its alpha
-    /// Bounds of the selection, in the coordinates of @c selection, which may be flat or tiled; nothing is merged where it
-    /// does not cover them. Empty: there is no selection, the whole image is filtered.
+    /// Bounds of the selection, in the coordinates of @c selection, which may be flat or tiled; nothing is merged where
+    /// it does not cover them. Empty: there is no selection, the whole image is filtered.
     QRect selectionRect;
     QPoint selectionOffset; ///< added to selectionRect to get image coordinates
     QPoint maskOffset; ///< position of the mask against the image

@@ -15,8 +15,8 @@
 class KX_EXPORT OPBoxBlurProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {
-        /// In pixels: the square has 2 * radius + 1 to a side. Sensible from 0 to the size of the image. Negative values
-        /// count as 0, those above 4194303 as that.
+        /// In pixels: the square has 2 * radius + 1 to a side. Sensible from 0 to the size of the image. Negative
+        /// values count as 0, those above 4194303 as that.
         int radius = 5;
 
         /// Writes "KXBoxBlur 1.00000", then the radius. False when the stream fails.
@@ -44,9 +44,9 @@ public:
     ///
     /// Storage    As for @c OPGaussianBlurProcessing::run: the image must be flat, and **its buffer, which the caller's
     ///            image shares, receives the result**.
-    /// Selection  Each pixel moves from the old value to the blurred one by the alpha of the selection. Pixels around the
-    ///            selection count as neighbours; the rows above and below it, which the vertical pass reads, have not been
-    ///            through the horizontal one.
+    /// Selection  Each pixel moves from the old value to the blurred one by the alpha of the selection. Pixels around
+    ///            the selection count as neighbours; the rows above and below it, which the vertical pass reads, have
+    ///            not been through the horizontal one.
     /// Memory     No copy of the image without a selection, one with it.
     /// Progress   A step per row and column of the blurred rectangle, and one per merged row.
     RGBA32iImage run(BlurData data);

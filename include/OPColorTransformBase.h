@@ -16,8 +16,8 @@ class QImage;
 /// operations is part of the interface. A class that overrides some of the overloads names the others with
 /// @c using OPColorTransformBase::operator(); (and Invert).
 ///
-/// Raw memory  The second argument counts **bytes**: @p byteCount >> 2 pixels of OPRGBA32i are changed, and nothing when
-///             @p data is null or @p byteCount is below 4.
+/// Raw memory  The second argument counts **bytes**: @p byteCount >> 2 pixels of OPRGBA32i are changed, and nothing
+///             when @p data is null or @p byteCount is below 4.
 /// Values      Copying and assigning do nothing here; the base holds no data.
 /// Threads     All operations are const; a class says whether they may run at once.
 class KX_EXPORT OPColorTransformBase {

@@ -11,14 +11,14 @@
 /// Blurs a layer with a separable Gaussian in fixed point; colour counts by its alpha.
 ///
 /// The kernel reaches three times sigma to either side, and the cost grows with it. The last row of the filtered
-/// rectangle is blurred without regard to alpha; see @c KXIterativeConvolutionFast2D. On a machine with
-/// a single processor no row is: colour then does not count by alpha.
+/// rectangle is blurred without regard to alpha; see @c KXIterativeConvolutionFast2D. On a machine with a single
+/// processor all rows are.
 class KX_EXPORT OPGaussianBlurProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {
-        /// In pixels. Sensible from 0.2, which is close to no blur, to some hundreds. 0 and NaN clear what they blur, as do
-        /// values from 13108 on; see @c KXBlur::CreateGaussianKernel for those above 1398101, which may also throw out of
-        /// @c run, and for negative ones.
+        /// In pixels. Sensible from 0.2, which is close to no blur, to some hundreds. 0, NaN and values from 13108 on
+        /// clear what they blur. Negative ones, and those above 1398101, some of which make @c run throw, are told at
+        /// @c KXBlur::CreateGaussianKernel.
         double sigma = 5.0;
 
         /// Writes "KXGaussianBlur 1.00000", then sigma. False when the stream fails.
@@ -45,20 +45,20 @@ public:
     /// Blurs the image, or what is selected of it, and returns it.
     ///
     /// Storage    The image must be flat: the vertical pass reaches nothing else, and a tiled image comes back blurred
-    ///            along its rows only. **Without a selection the blur is written into the buffer of @c data.image, which
-    ///            the caller's image shares**; with one, that buffer receives the merged result. Pass a copy made with
-    ///            @c CopyTo to keep the original.
-    /// Selection  Each pixel moves from the old value to the blurred one by the alpha of the selection. Pixels around the
-    ///            selection count as neighbours.
+    ///            along its rows only. **Without a selection the blur is written into the buffer of @c data.image,
+    ///            which the caller's image shares**; with one, that buffer receives the merged result. Pass a copy made
+    ///            with @c CopyTo to keep the original.
+    /// Selection  Each pixel moves from the old value to the blurred one by the alpha of the selection. Pixels around
+    ///            the selection count as neighbours.
     /// Memory     No copy of the image without a selection, one with it.
     /// Progress   A step per row and column of the blurred rectangle, and one per merged row.
     RGBA32iImage run(BlurData data);
 
     /// Like @c run, but first grows the canvas, so that the blur can spill over the layer's edge.
     ///
-    /// The canvas grows by the kernel's reach on each side, as far as @c region (cut to the selection, where there is one)
-    /// allows; the layer never shrinks. A grown image is a new flat one, transparent where the layer was not, with a
-    /// resolution and metadata of its own, and the result's origin moves with its top left corner. Growing needs the
+    /// The canvas grows by the kernel's reach on each side, as far as @c region (cut to the selection, where there is
+    /// one) allows; the layer never shrinks. A grown image is a new flat one, transparent where the layer was not, with
+    /// a resolution and metadata of its own, and the result's origin moves with its top left corner. Growing needs the
     /// composition slots: @c loadAVX2Functions(true) must have been called, std::bad_function_call otherwise. Throws
     /// std::bad_alloc where the canvas would be too large; an image of no area grows too.
     ResultEx runEx(BlurDataEx data);

@@ -3,8 +3,9 @@
 /// @file
 /// Lines of an image: which there are, which stretch of each is written and which is read, and access to them.
 ///
-/// A horizontal line is a row, a vertical one a column. Values; any number of threads may read lines, and write different
-/// lines of a flat image. Nothing here throws, but that writing a row of a tiled image may have to copy a shared tile.
+/// A horizontal line is a row, a vertical one a column. The classes are values. Any number of threads may read lines of
+/// one image, and may write different lines of a flat one. Nothing here throws, except that writing a row of a tiled
+/// image may have to copy a shared tile (std::bad_alloc).
 
 #include "KXGlobal.h"
 #include "KXImage.h"
@@ -35,8 +36,8 @@ public:
     /// The record of @p rect, which is taken as it is and should lie within @p image, with a reach of @p radius >= 0.
     HorizontalDirection(const Image &image, const QRect &rect, int radius);
 
-    /// Copies @p bytes bytes of row @p line, from pixel @p start on, to @p buffer. False, with nothing done, when that is
-    /// out of range.
+    /// Copies @p bytes bytes of row @p line, from pixel @p start on, to @p buffer. False, with nothing done, when that
+    /// is out of range.
     ///
     /// In a QImage of 32-bit pixels it is also false when the stretch would end on the last pixel of the row: one pixel
     /// fewer is the most that can be read or written. In a @c KXImage the length is the caller's to keep; see
@@ -56,7 +57,7 @@ public:
     /// that is out of range.
     ///
     /// In a QImage a stretch that ends on the last row is out of range. A @c KXImage must be flat (false otherwise); a
-    /// stretch past its last row ends there. Less than one pixel is nothing done, successfully.
+    /// stretch past its last row ends there. With fewer than 4 bytes nothing is copied, and the result is true.
     bool Read(const Image &image, unsigned line, unsigned start, unsigned char *buffer, unsigned bytes) const;
     bool Write(Image &image, unsigned line, unsigned start, const unsigned char *buffer, unsigned bytes) const;
 };

@@ -9,12 +9,13 @@
 ///
 /// What holds for all three forms:
 ///
-/// Shape    An invalid rectangle stands for the whole image; a valid one is clipped to it. Nothing happens when no pixel
-///          remains.
-/// Storage  Flat images: their buffer, which copies of the image share. Tiled images: the tiles as the table shows them.
-///          Null tiles stay null and are skipped. **A shared tile is written as it is, once for every table entry in the
-///          rectangle that shows it**, fake tiles among them, and by several workers at once where the form has several:
-///          who shares tiles makes them private first (@c KXImage::TileData for writing).
+/// Shape    An invalid rectangle stands for the whole image; a valid one is clipped to it. Nothing happens when no
+///          pixel remains.
+/// Storage  Flat images: their buffer, which copies of the image share. Tiled images: the blocks in the tile table as
+///          they are; null tiles stay null and are skipped. **A shared tile is written without being made private, once
+///          for every table entry in the rectangle that shows it**, fake tiles among them, and by several workers at
+///          once where the form has several. If tiles may be shared, make them private first (@c KXImage::TileData for
+///          writing).
 /// Kernels  A flat image goes to the kernel module where it offers the form ("VectorProcess",
 ///          "IterativeVectorProcess", "PixelTransformIterativeVectorProcess"); same pixels with and without it.
 /// Threads  Rows are shared out to one worker fewer than there are processors, on the global pool. **With a single
@@ -22,8 +23,9 @@
 ///          copy of the adjustment. The progress function is called from any of them.
 /// Owner    The walk keeps its own copy of the adjustment, which copies of the walk share. It borrows the image and the
 ///          cancel flag.
-/// Errors   What the adjustment or the progress function throws is logged as "[include/OPTransformImageColors:line] ..."
-///          and thrown on, once all workers have ended; the other workers finish the rows that remain.
+/// Errors   What the adjustment or the progress function throws is logged as
+///          "[include/OPTransformImageColors:line] ..." and thrown on, once all workers have ended; the other workers
+///          finish the rows that remain.
 /// Cost     A virtual call per pixel and a look at the tile table per tile and row; nothing is allocated per row.
 
 #include "BaseTransformation.h"
@@ -56,10 +58,10 @@ public:
 ///
 /// Rows     **On a flat KXImage the last row of the rectangle is left as it is**, so that an image of one row passes
 ///          unchanged; tiled images and QImages are changed in all rows. This is intended, and relied on.
-/// Threads  Flat: as above. Tiled: one worker does all rows in order. QImage: the calling thread does, also on a single
-///          processor; with the kernel, whose workers do all rows but the last.
-/// QImage   32-bit pixels in the order of OPRGBA32i; the format is not looked at. An image of another depth is left as it
-///          is. As with any write, an image that shares its pixels is detached first.
+/// Threads  Flat: as above. Tiled: one worker does all rows in order. QImage: the calling thread does all rows, also on
+///          a single processor; where the kernel is used its workers do all but the last row.
+/// QImage   32-bit pixels in the order of OPRGBA32i; the format is not looked at. An image of another depth is left as
+///          it is. As with any write, an image that shares its pixels is detached first.
 template <class Transformation, class Image = RGBA32iImage>
 class OPTransformImageColors {
     static_assert(std::is_base_of<BaseTransformation, Transformation>::value, "walks apply a BaseTransformation");
@@ -111,15 +113,16 @@ private:
     std::function<void()> m_progress;
 };
 
-/// The iterative walk for adjustments that depend on the position: calls them with the pixel's coordinates in the image.
+/// The iterative walk for adjustments that depend on the position: calls them with the pixel's coordinates in the
+/// image.
 ///
 /// Rows, cancel, progress and kernels as in OPIterativeTransformImageColors.
 ///
 /// Threads  **On a tiled image the workers are started and not waited for.** They keep the adjustment and the progress
-///          function alive themselves; the image, the cancel flag and whatever the progress function refers to belong to
-///          the caller, who keeps them alive until the workers have ended: one call of the progress function for each row of
-///          the clipped rectangle tells, or QThreadPool::globalInstance()->waitForDone(). What is thrown there is logged
-///          and goes no further.
+///          function alive themselves; the image, the cancel flag and whatever the progress function refers to belong
+///          to the caller, who keeps them alive until the workers have ended: one call of the progress function for
+///          each row of the clipped rectangle tells, or QThreadPool::globalInstance()->waitForDone(). What is thrown
+///          there is logged and goes no further.
 template <class Transformation>
 class OPPixelIterativeTransformImageColors {
     static_assert(std::is_base_of<BaseTransformation, Transformation>::value, "walks apply a BaseTransformation");

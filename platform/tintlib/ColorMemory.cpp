@@ -8,14 +8,14 @@ namespace tint {
 
 namespace {
 
-/// What one thread remembers of the colours that it has converted: a table without collision lists, in which a newer
+/// What one thread remembers of the colours that it has converted: a table with one entry per place, in which a newer
 /// colour replaces an older one. Each thread has its own, so that there is nothing to lock and no cache line goes from
 /// one processor to another.
 ///
-/// A colour's place is its green byte and the low four bits of red - green and of blue - green: in photographs the
-/// differences change slowly while brightness is noisy, so that the colours of a neighbourhood have places of their
-/// own. Eight bits of the colour are left to tell colours of one place apart; an entry holds them with the engine's
-/// number and the result:
+/// A colour's place is given by its green byte and the low four bits of red - green and of blue - green: in photographs
+/// these differences change slowly while brightness is noisy, so that the colours of a neighbourhood get places of
+/// their own. Eight bits of the colour are left, which tell the colours of one place apart; an entry holds them with
+/// the engine's number and the result:
 ///
 ///     number << 32 | tag << 24 | result
 ///
@@ -52,11 +52,13 @@ private:
     quint64 m_entries[1 << 16] = {};
 };
 
-// Beside the owner, since these need no initialisation and so no check on each use. The model of the first saves a call for
-// its address; a pointer always finds room in what the loader keeps for that.
+// No members of the owner: without a constructor they need no check on each use whether they were initialised. The
+// model "initial-exec" makes reading the pointer one instruction instead of a call; the loader keeps some room for such
+// variables, and a pointer fits into it.
 [[gnu::tls_model("initial-exec")]] thread_local ColorMemory *memoryOfThread = nullptr;
 thread_local bool threadEnds = false;
 
+/// Deletes the thread's memory when the thread ends.
 struct MemoryOwner {
     ~MemoryOwner()
     {

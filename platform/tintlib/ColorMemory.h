@@ -4,8 +4,9 @@
 
 namespace tint {
 
-/// Converts one pixel of tintFormatBGRA8 by @p engine, whose number must not be 0. What the thread has converted before it
-/// remembers. The fourth byte takes no part and is not written; @p input and @p output may be the same.
+/// Converts one pixel of tintFormatBGRA8 by @p engine, whose number must not be 0, or takes the result from what the
+/// thread remembers of earlier calls. The fourth byte takes no part and is not written; @p input and @p output may be
+/// the same.
 void convertRemembering(const Engine &engine, const unsigned char *input, unsigned char *output);
 
 } // namespace tint

@@ -40,7 +40,7 @@ std::shared_ptr<const Engine> engineFor(const Profile &source, unsigned int inpu
                 return engine;
     }
 
-    // Without the lock: others need not wait for it.
+    // Made without the lock, so that others need not wait for it.
     const OpenProfile from(silentContext(), source.bytes), to(silentContext(), target.bytes);
     if (!from.handle() || !to.handle())
         return nullptr;

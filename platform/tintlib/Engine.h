@@ -36,10 +36,11 @@ private:
     quint32 m_number;
 };
 
-/// The engine that converts from @p source to @p target in this way; null when Little CMS cannot, which is not reported.
+/// The engine that converts from @p source to @p target in this way; null when Little CMS cannot, which is not
+/// reported.
 ///
-/// Making one may take tens of milliseconds, and a walk over an image begins with a copy of its transform: while an engine
-/// is in use, whoever asks for the same conversion gets that one. May be called from any thread.
+/// Making one may take tens of milliseconds, and every walk over an image begins with a copy of its transform. So while
+/// an engine is in use, whoever asks for the same conversion gets that one. May be called from any thread.
 std::shared_ptr<const Engine> engineFor(const Profile &source, unsigned int inputFormat, const Profile &target,
     unsigned int outputFormat, unsigned int intent, unsigned int flags);
 

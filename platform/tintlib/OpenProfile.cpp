@@ -17,11 +17,12 @@ void logMessage(cmsContext, cmsUInt32Number, const char *text)
     support::logLine({ "platform/tintlib/OpenProfile", __LINE__ }, text);
 }
 
-/// A table's size is what its tag says, and the table is filled only as far as the tag has data. So memory is asked for
-/// zeroed, which the system backs when it is touched: a small profile that states a huge table costs next to nothing.
+/// Little CMS asks for as much memory as a tag states for its table, and fills it only as far as the tag has data.
+/// Zeroed memory comes from calloc, which the system backs only where it is touched: a small profile that states a huge
+/// table costs next to nothing.
 cmsContext newContext()
 {
-    constexpr size_t limit = 512u << 20; // that of the engine's own functions
+    constexpr size_t limit = 512u << 20; // as in Little CMS's own functions
     static cmsPluginMemHandler memory {};
     memory.base.Magic = cmsPluginMagicNumber;
     memory.base.ExpectedVersion = 2060;

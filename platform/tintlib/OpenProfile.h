@@ -7,16 +7,17 @@
 
 namespace tint {
 
-/// Contexts of Little CMS of our own, so that neither the messages nor the settings of an application's own use of Little
-/// CMS meet ours. They live as long as the process. The one writes messages to the debug log, the other drops them.
+/// The contexts of Little CMS that we use, so that its messages and settings are kept apart from those of an
+/// application that uses Little CMS too. They live as long as the process. The first writes messages to the debug log,
+/// the second drops them.
 cmsContext loggingContext();
 cmsContext silentContext();
 
 /// A profile as Little CMS sees it, read from bytes that must outlive it.
 ///
-/// Tags may overlap and may refer to one piece of data over and over, so that a few bytes can stand for any amount of
-/// work. Hence the allowance: an honest profile is read about once, and reading fails when the whole has been read some
-/// times over.
+/// Tags may overlap, and may refer to one piece of data over and over, so that a few bytes can ask for any amount of
+/// work. Hence the allowance: an honest profile is read about once, and reading fails once some four times its size has
+/// been read.
 class OpenProfile {
 public:
     OpenProfile(cmsContext context, const QByteArray &bytes);
@@ -34,7 +35,7 @@ private:
     const char *m_data;
     cmsUInt32Number m_size;
     cmsUInt32Number m_position = 0;
-    quint64 m_allowance;
+    quint64 m_allowance; ///< how many bytes may still be read
     cmsIOHANDLER m_io {};
     cmsHPROFILE m_handle = nullptr;
 };

@@ -17,7 +17,8 @@ struct Profile {
     tintColorSpaceSignature colorSpace;
 };
 
-/// The profile in the first bytes of @p data, under the rules of tintClass::openProfileFromMem; null when it is refused.
+/// The profile in the first bytes of @p data, under the rules of tintClass::openProfileFromMem; null when it is
+/// refused.
 std::unique_ptr<Profile> readProfile(const char *data, unsigned int size);
 
 } // namespace tint

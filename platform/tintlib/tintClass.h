@@ -3,15 +3,15 @@
 /// @file
 /// The colour engine: ICC profiles and transforms between them as opaque handles, over Little CMS 2.
 ///
-/// Profiles   A profile handle is immutable: it holds the profile's bytes as they were given and what was found out about
-///            them. Any number of threads may use one handle, and a transform does not need the handles that it was
-///            made from any more.
-/// Transforms One transform handle may be used by any number of threads at once, without a lock. Handles are separate, and
-///            while one lives, further ones for the same conversion are cheap to make.
+/// Profiles   A profile handle is immutable: it holds the profile's bytes as they were given and what was found out
+///            about them. Any number of threads may use one handle, and a transform does not need the handles that it
+///            was made from any more.
+/// Transforms One transform handle may be used by any number of threads at once, without a lock. Each handle is released
+///            by itself; while one lives, further ones for the same conversion are cheap to make.
 /// Log        What Little CMS has to say about bytes that it cannot read goes to the debug log as
 ///            "[platform/tintlib/...:line] text". Making a transform says nothing.
-/// Errors     Null or 0, as told at each operation; std::bad_alloc passes through. Handles of one kind must not be passed
-///            for the other.
+/// Errors     Null or 0, as told at each operation; std::bad_alloc passes through. Handles of one kind must not be
+///            passed for the other.
 
 /// Colour spaces of the ICC format by their four-character signatures. Profiles may carry others.
 enum tintColorSpaceSignature : unsigned int {
@@ -26,9 +26,9 @@ constexpr unsigned int tintFormatBGRA8 = 0x44499;
 class tintClass {
 public:
     /// Reads the ICC profile in the first bytes of @p data; what follows the size that the profile states is ignored.
-    /// The bytes are copied. Null when they are no profile, when they are fewer than the profile states, when a tag lies
-    /// outside or when one of those that define the profile's colours cannot be read. The memory and the time taken are
-    /// bounded by a multiple of @p size, whatever the bytes are.
+    /// The bytes are copied. Null when they are no profile, when they are fewer than the profile states, when a tag
+    /// lies outside or when one of those that define the profile's colours cannot be read. The memory and the time
+    /// taken are bounded by a multiple of @p size, whatever the bytes are.
     static void *openProfileFromMem(const void *data, unsigned int size);
 
     /// Releases a profile. Non-zero on success; 0 for null.
@@ -40,9 +40,9 @@ public:
     static int saveProfileToMem(void *profile, void *buffer, unsigned int *size);
 
     /// A text in UTF-8 that is specific to the profile's bytes: its description, when it has one, on a first line, and
-    /// the SHA-256 of the bytes in hexadecimal. With a null @p buffer and a @p size of 0 gives the size of the text with
-    /// its terminating zero. Otherwise writes the text, cut to @p size - 1 bytes, with its terminating zero and gives
-    /// the number of bytes written, zero included. 0 on failure.
+    /// the SHA-256 of the bytes in hexadecimal. With a null @p buffer and a @p size of 0 gives the size of the text
+    /// with its terminating zero. Otherwise writes the text, cut to @p size - 1 bytes, with its terminating zero and
+    /// gives the number of bytes written, zero included. 0 on failure.
     static unsigned int getProfileInfo(void *profile, char *buffer, unsigned int size);
 
     /// The colour space signature of the profile as its header gives it; 0 for null.
@@ -53,12 +53,12 @@ public:
     static void *createTransform(void *input, unsigned int inputFormat, void *output, unsigned int outputFormat,
         unsigned int intent, unsigned int flags);
 
-    /// Converts @p count pixels; @p input and @p output may be the same memory, and must not overlap otherwise. Bytes of
-    /// a pixel that are no colours are not written (unless the flags asked for that), so that in place they stay.
+    /// Converts @p count pixels; @p input and @p output may be the same memory, and must not overlap otherwise. Bytes
+    /// of a pixel that are no colours are not written (unless the flags asked for that), so that in place they stay.
     /// Does nothing for null.
     ///
-    /// Single pixels of the format tintFormatBGRA8 are cheap: a transform remembers what it has converted. The result is
-    /// in any case that of Little CMS for the same pixel.
+    /// Single pixels of the format tintFormatBGRA8 are cheap: a transform remembers what it has converted. The result
+    /// is in any case that of Little CMS for the same pixel.
     static void doTransform(void *transform, const void *input, void *output, unsigned int count);
 
     /// Releases a transform; null is accepted.

@@ -5,17 +5,17 @@
 #include <algorithm>
 #include <cstring>
 
-/// What those who hand blocks of pixels to kernels and the kernels of transformations agree on: the block forms of
-/// BaseTransformation cover @c length pixels at any address, always all of them, so that the cost of a call is spread over
-/// many pixels and no kernel has a tail. The flag carries nothing: routines pass @c flag, kernels ignore it.
+/// What callers and kernels of the block forms of BaseTransformation agree on: a block is exactly @c length pixels, at
+/// any address. So the cost of a call is spread over many pixels, and no kernel has to treat a tail. The flag has no
+/// meaning: callers pass @c flag, kernels ignore it.
 namespace blocks {
 
 /// As long as a row of a tile.
 constexpr int length = 128;
 constexpr bool flag = false;
 
-/// Calls @p block on each whole block of @p count pixels and, for what remains, on a padded copy. @p block gets the pixels
-/// and the index of the first one.
+/// Calls @p block on each whole block of @p count pixels and, for what remains, on a padded copy. @p block gets the
+/// pixels and the index of the first one.
 template <class Block>
 void forEach(OPRGBA32i *pixels, int count, const Block &block)
 {

@@ -4,10 +4,11 @@
 
 namespace {
 
-/// What the raw-memory forms get of an image. A tiled image has no flat pixels; a flat window of its own is none.
+/// What the raw-memory forms get of an image: null of a tiled one. Its flat window, if it has one, does not stand for
+/// its pixels.
 void *flatPixels(RGBA32iImage &image) { return image.IsTiled() ? nullptr : image.Bits(); }
 
-/// The count that goes with them: pixels, where the raw-memory forms take bytes.
+/// The count that goes with them. These are pixels, although the raw-memory forms count bytes: see the class.
 unsigned int pixelCount(const RGBA32iImage &image) { return unsigned(image.Width()) * unsigned(image.Height()); }
 
 } // namespace

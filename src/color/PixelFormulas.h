@@ -9,12 +9,14 @@
 #include <cstring>
 #include <vector>
 
-/// One pixel in another pixel type: each formula once. The order of the floating-point operations is part of the results.
+/// One pixel in another pixel type: each formula once. The order of the floating-point operations is part of the
+/// results.
 namespace color {
 
 constexpr double perByte = 0.00392156862745098; // 1 / 255; formulas multiply by it and never divide by 255
 
-/// Wide pixels are put together as words: to store channels and read the word back would stall the processor.
+/// Wide pixels are put together as words: to store single channels and read them back as a word would stall the
+/// processor.
 template <class Pixel>
 Pixel fromWord(quint64 word)
 {
@@ -31,9 +33,9 @@ constexpr unsigned char roundedByte(double value)
     return static_cast<unsigned char>(arithmetic::clamp8(arithmetic::roundHalfUp(value)));
 }
 
-/// Cyan, magenta or yellow of a channel of red, green or blue. @p black is 0 or 1; with 0 the division gives infinity,
-/// and what is rounded is minus infinity or NaN, so that the ink is 0. The second 0.5, on top of that of the rounding,
-/// is intended.
+/// Cyan, magenta or yellow, from red, green or blue. @p black is 0 or 1. With 0 the division gives infinity, and what
+/// is rounded is minus infinity or NaN, so that the ink is 0. The second 0.5, on top of that of the rounding, is
+/// intended.
 inline unsigned char inkOfChannel(int channel, int black)
 {
     const double k = black, inverse = 1.0 / k;
@@ -56,7 +58,7 @@ inline OPCMYKA toCmyk(OPRGBA32i pixel)
         | quint64(inkAtFullBlack[pixel.b]) << 16 | quint64(1) << 24 | alpha);
 }
 
-/// A channel of red, green or blue of its ink; the second 0.5 is intended here too.
+/// Red, green or blue, from cyan, magenta or yellow; the second 0.5 is intended here too.
 constexpr unsigned char channelOfInk(int ink, double black) { return roundedByte(255.0 - (255.0 - ink) * black + 0.5); }
 
 inline OPRGBA32i toRgb(OPCMYKA pixel)
@@ -101,8 +103,8 @@ constexpr unsigned char channelOfHue(double position, double m1, double m2)
     return roundedByte(value * 255.0);
 }
 
-/// The hue is in degrees and is used as a fraction of a turn. That is the result wanted: hue 0 keeps its red, and hues
-/// from about two degrees up give the grey m1.
+/// The hue is in degrees but is used as a fraction of a turn. That is intended: hue 0 keeps its red, and hues from
+/// about two degrees up give the grey m1.
 inline OPRGBA32i toRgb(OPHSLA pixel)
 {
     const double h = (pixel.h % 36000) * 0.01, s = pixel.s * perByte, l = pixel.l * perByte;

@@ -35,7 +35,8 @@ struct BrushEntry {
     BlendBrushRow row;
 };
 
-/// Source at full opacity, unlocked, copies the row whatever the mask says; then this does it and returns true.
+/// Copies the row and returns true if that is all there is to do: mode Source, at full opacity and unlocked, ignores
+/// the mask.
 template <class Mode>
 bool copiesRow(const OPRGBA32i *src, OPRGBA32i *dst, int count, quint32 opacity, bool lockAlpha)
 {

@@ -9,9 +9,9 @@
 ///     template <class V, class Coverage>
 ///     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const Coverage &c);
 ///
-/// @c Coverage is what the composer knows beside the two pixels. In the plain form (PlainCoverage) that is an opacity and
-/// perhaps a mask, in the masked form (MaskedCoverage) the alpha of a second pixel and up to two more masks. A mode that
-/// computes the same in both forms takes either; @c forms says which of them exist.
+/// @c Coverage is what the composer knows beside the two pixels. In the plain form (PlainCoverage) that is an opacity
+/// and perhaps a mask, in the masked form (MaskedCoverage) the alpha of a second pixel and up to two more masks. A mode
+/// that computes the same in both forms takes either; @c forms says which of them exist.
 namespace compose {
 
 enum class Forms { Plain, Masked, Both };
@@ -71,15 +71,16 @@ V greyOf(const Pixel<V> &p)
     return min(arithmetic::grey(p.r, p.g, p.b), V(255));
 }
 
-/// A pixel that nothing covers becomes 0. @p W is 255 times its alpha. Up to an opacity of 256 it is 0 only if both
-/// alphas are, and then the weights, and with them the mixed colours, are 0 already.
+/// A pixel that nothing covers becomes 0. @p W is 255 times its alpha. For opacities up to 256, W is 0 only if both
+/// alphas are 0; then the weights are 0 too, and so are the mixed colours, without any selection.
 template <class V, class Coverage>
 Pixel<V> zeroWhereUncovered(V W, const Pixel<V> &mixed, const Coverage &c)
 {
     return c.opacity <= 256 ? mixed : select(W == V(0), Pixel<V> { V(0), V(0), V(0), V(0) }, mixed);
 }
 
-/// The frame of the separable modes: Mode::mix(s, d) where both pixels cover, each colour alone where only one does.
+/// The frame of the separable modes: Mode::mix(s, d) where both pixels cover, a pixel's own colour where only that one
+/// does.
 template <class Mode, Forms available>
 struct Separable {
     static constexpr Forms forms = available;
@@ -614,8 +615,8 @@ struct HardMix : Separable<HardMix, Forms::Plain> {
     static constexpr auto id = KXCompositionMode::HardMix;
     static constexpr char name[] = "HardMix";
 
-    /// 0 where VividLight gives less than 128. Its quotient n / w reaches 128 where n >= 128 * w, which needs no division:
-    /// 65280 - 512 * d >= 128 * s gives s + 4 * d <= 510, and 510 * d - 65280 < 128 * (255 - s) gives
+    /// 0 where VividLight gives less than 128. Its quotient n / w reaches 128 where n >= 128 * w, which needs no
+    /// division: 65280 - 512 * d >= 128 * s gives s + 4 * d <= 510, and 510 * d - 65280 < 128 * (255 - s) gives
     /// 255 * d + 64 * s < 48960.
     template <class V>
     static V mix(V s, V d)

@@ -10,9 +10,9 @@
 
 /// Planes: the pixels of an image under any storage, addressed by positions in the destination.
 ///
-/// A plane answers which pixels lie contiguously from (x, y) on, and for how many rows the places at which its stretches
-/// begin and end stay the same. A walk is written once over planes; it asks once per block of up to 128 by 128 pixels, so
-/// that the question which storage it is costs nothing there.
+/// For a position (x, y) a plane tells which pixels lie contiguously from there to the right, and for how many rows
+/// down its stretches begin and end at the same places. A walk is written once, over planes. It asks once per block of
+/// up to 128 by 128 pixels, so that it costs next to nothing to find out how the image is stored.
 namespace compose {
 
 constexpr int tileSide = 128;
@@ -24,7 +24,7 @@ struct Stretch {
     int length;
 };
 
-/// What a position in the destination is moved by to give the position in another image.
+/// What is added to a position in the destination to get the position in another image.
 struct Shift {
     qint64 x, y;
 };
@@ -67,6 +67,7 @@ public:
     bool HasWindow() const { return m_hasWindow; }
     bool UsesWindow() const { return m_window == Window::Used; }
 
+    /// For how many rows, from @p y on, stretches begin and end at the same places.
     int RowsAt(int y) const
     {
         if (!m_tiled)
@@ -81,6 +82,7 @@ public:
         return rows;
     }
 
+    /// The stretch that begins at (x, y).
     Stretch At(int x, int y) const
     {
         const int sx = int(x + m_shift.x), sy = int(y + m_shift.y);
@@ -154,12 +156,13 @@ private:
     bool m_outsideVisible;
 };
 
-/// The image that is written. Tiles leave sharing when they are first asked for; only one thread may ask a tiled one.
+/// The image that is written. A tile is made private when it is first asked for, so a tiled image may be asked by one
+/// thread only.
 class TargetPlane {
 public:
     enum Storage {
         AsImage,
-        AlwaysTiled ///< a flat image has no tiles then: asking for one is reported and gives null
+        AlwaysTiled ///< taken for tiled, which a flat image is not: asking it for a tile is reported and gives null
     };
 
     explicit TargetPlane(RGBA32iImage &image, Storage storage = AsImage)
@@ -178,7 +181,7 @@ public:
     int RowsAt(int y) const { return m_tiled ? tileSide - y % tileSide : INT_MAX; }
     int LengthAt(int x) const { return m_tiled ? tileSide - x % tileSide : INT_MAX; }
 
-    /// Null where the table holds a null tile: there is nothing to write to.
+    /// The pixel at (x, y), to be written. Null where the tile is null: there is nothing to write to.
     OPRGBA32i *Writable(int x, int y) const
     {
         if (!m_tiled)
@@ -193,8 +196,9 @@ private:
     qptrdiff m_stride;
 };
 
-/// Cuts @p area, in destination coordinates, into blocks that lie within one block of every plane. Calls
-/// @p block(x, y, limit, rows), which handles up to @p limit columns of @p rows rows and returns how many columns it did.
+/// Cuts @p area, in destination coordinates, into blocks in which each plane has one stretch per row. Calls
+/// @p block(x, y, limit, rows), which handles up to limit columns of that many rows and returns how many columns it
+/// did.
 template <class Block, class... Planes>
 void forEachBlock(const QRect &area, Block block, const Planes &...planes)
 {

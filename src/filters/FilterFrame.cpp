@@ -17,12 +17,13 @@ namespace filters {
 
 namespace {
 
-/// Coordinates beyond this are further out than any image; between its limits a rectangle's size, and the rectangle grown
-/// by the reach of any filter, still fit their integers.
+/// Coordinates beyond this are further out than any image. Within these limits the size of a rectangle fits an int,
+/// also after it has grown by the reach of any filter.
 constexpr int farthest = (1 << 30) - (1 << 23);
 
 int nearer(qint64 coordinate) { return int(std::clamp(coordinate, qint64(-farthest), qint64(farthest))); }
 
+/// @p rect moved, and kept within the limits.
 QRect moved(const QRect &rect, qint64 dx, qint64 dy)
 {
     QRect result;
@@ -31,6 +32,7 @@ QRect moved(const QRect &rect, qint64 dx, qint64 dy)
     return result;
 }
 
+/// a - b, clamped to what a QPoint holds.
 QPoint difference(const QPoint &a, const QPoint &b)
 {
     const auto coordinate = [](qint64 v) { return int(std::clamp<qint64>(v, INT_MIN, INT_MAX)); };
@@ -46,8 +48,8 @@ struct Rows {
     {
     }
 
-    /// For each channel ((filtered - old) * m + old * 255) / 255 with m the selection's alpha; written as below it stays
-    /// within 16 bits.
+    /// For each channel ((filtered - old) * m + old * 255) / 255 with m the selection's alpha; written as below it
+    /// stays within 16 bits.
     void Merge()
     {
         for (OPRGBA32i &pixel : selection) // m in all four bytes: then all bytes of the row are treated alike
@@ -92,7 +94,7 @@ SelectionMerge::SelectionMerge(KXFilterData &data, const RGBA32iImage &work)
 
 void SelectionMerge::Run(const std::atomic<bool> &cancel, const std::function<void()> &progress)
 {
-    QReadWriteLock lock; // rows of a tiled image may have to make one tile private
+    QReadWriteLock lock; // in a tiled image, writing a row may replace a tile that another worker reads
     const auto read = [this](const RGBA32iImage &image, const QPoint &start, int row, std::vector<OPRGBA32i> &pixels) {
         if (image.IsTiled()) // null tiles read as empty
             std::fill(pixels.begin(), pixels.end(), OPRGBA32i());

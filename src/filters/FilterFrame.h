@@ -7,8 +7,8 @@
 /// What filters share: the way a selection limits them, and the growing of their canvas.
 namespace filters {
 
-/// The selection in image coordinates. Not clipped; corners far outside of any image are brought nearer, so that what is
-/// computed from them cannot overflow.
+/// The bounds of the selection in image coordinates, not clipped to the image. Corners far outside of any image are
+/// brought nearer, so that what is computed from them cannot overflow.
 QRect selectedRect(const KXFilterData &data);
 
 /// The last step of a filter with a selection: moves each pixel of an image to its filtered value by the selection's
@@ -31,8 +31,8 @@ private:
     int m_width, m_height; ///< the common size
 };
 
-/// Runs a filter made of line passes, in place where there is no selection, otherwise on a copy that is merged back, and
-/// returns the image.
+/// Runs a filter made of line passes, in place where there is no selection, otherwise on a copy that is merged back,
+/// and returns the image.
 ///
 /// @p makePasses(image, rect) returns an object with LineCount() and Run(cancel, progress). @p margin is how far around
 /// the selection the passes are to reach. @p setRange is told the number of progress calls before the first of them.

@@ -7,17 +7,17 @@
 
 /// What the convolution of columns and a kernel for it agree on.
 ///
-/// Columns are convolved side by side, in blocks of @c width: a row of a block is a few vectors, nothing needs to be turned,
-/// and each pixel is read from memory and written there once.
+/// Columns are convolved side by side, in blocks of @c width. A row of a block is a few vectors, columns need not be
+/// turned into lines, and each pixel is read from memory and written there once.
 namespace lines::columns {
 
 constexpr int width = 64;
-constexpr std::size_t maxEntries = 65; ///< of a kernel; beyond, arithmetic outweighs turning columns into lines
+constexpr std::size_t maxEntries = 65; ///< of a kernel; longer ones are faster on lines, turning included
 
 /// Convolves up to @c width columns of @p rows pixels, in place; the end pixels of a column count as repeated.
 ///
-/// @p pixels is the first pixel of the first column, and the next row lies @p stride pixels further. What comes to lie in the
-/// first @p straightRows rows is made straight as KXBlur::ReturnAlpha does. The kernel is one that @c fits.
+/// @p pixels is the first pixel of the first column, and the next row lies @p stride pixels further. The results in the
+/// first @p straightRows rows are made straight as by KXBlur::ReturnAlpha. The kernel is one that @c fits.
 using Convolve = void(
     unsigned *pixels, qptrdiff stride, int columns, int rows, const std::vector<short> &kernel, int straightRows);
 

@@ -14,8 +14,8 @@
 
 /// Convolution of one line with a kernel in Q14, all four channels alike.
 ///
-/// Sums are 32 bits wide. They fit for every kernel whose entries' absolute values sum to less than 8,421,504 (a Gaussian
-/// has about 16,384); beyond that they wrap, in every form alike.
+/// Sums are 32 bits wide. They fit for every kernel whose entries' absolute values sum to less than 8,421,504 (those of
+/// a Gaussian sum to about 16,384); beyond that they wrap, in every form alike.
 namespace lines {
 
 /// The entries of a kernel between its outermost zeros, which add nothing: a very wide Gaussian is mostly zeros.
@@ -31,7 +31,7 @@ struct Taps {
         entries.assign(kernel.begin() + std::ptrdiff_t(first), kernel.begin() + std::ptrdiff_t(last));
     }
 
-    std::size_t offset; ///< how many zeros precede the entries
+    std::size_t offset; ///< how many zeros were left out before the entries
     std::vector<short> entries;
 };
 
@@ -57,9 +57,9 @@ inline void convolvePixels(const OPRGBA32i *in, OPRGBA32i *out, int first, int l
 }
 
 #ifdef __SSE2__
-/// Four pixels at a time: neighbouring samples against neighbouring entries. A product pair is at most 2 * 255 * 32768,
-/// so it is exact in 32 bits, and what is added up is the same as in @c convolvePixels. Packing with saturation, first to
-/// 16 bits signed and then to 8 unsigned, is clamp8.
+/// Four pixels at a time: one multiplication takes two neighbouring samples and two entries. The sum of two products is
+/// at most 2 * 255 * 32768, so it is exact in 32 bits, and what is added up is the same as in @c convolvePixels.
+/// Packing with saturation, first to 16 bits signed and then to 8 unsigned, is clamp8.
 inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const Taps &taps)
 {
     const auto load = [](const OPRGBA32i *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); };

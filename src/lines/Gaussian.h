@@ -5,8 +5,8 @@
 
 namespace lines {
 
-/// The weights of a Gaussian at -radius..radius, not normalised. 1 / pi cancels in the normalisation and stays as part of
-/// the form. The squares are exact: radius is below 2^22.
+/// The weights of a Gaussian at -radius..radius, not normalised. The factor 1 / pi cancels in the normalisation, but
+/// not its roundings: it is part of the result. The squares are exact: radius is below 2^22.
 inline std::vector<double> gaussian(unsigned radius, double sigma)
 {
     const double doubleSquare = (sigma + sigma) * sigma;

@@ -18,7 +18,8 @@ using LineKernel = std::function<void(
     const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &kernel)>;
 using ColumnsKernel = std::function<lines::columns::Convolve>;
 
-/// What the module has for convolutions: for a line, and for columns side by side; without the latter, columns are lines.
+/// What the module has for convolutions: for a line, and for columns side by side; without the latter, columns are
+/// lines.
 struct ConvolutionKernels {
     LineKernel line;
     ColumnsKernel columns;
@@ -82,11 +83,12 @@ KXIterativeConvolutionFast1D<Image, Direction>::KXIterativeConvolutionFast1D(
 template <class Image, class Direction>
 KXIterativeConvolutionFast1D<Image, Direction>::~KXIterativeConvolutionFast1D() = default;
 
-/// What a pass does about alpha: rows are premultiplied before they are convolved, columns made straight after it.
+/// What a pass does about alpha: a pass over rows premultiplies each before it convolves it, a pass over columns makes
+/// them straight afterwards.
 template <class Image, class Direction>
 struct KXIterativeConvolutionFast1D<Image, Direction>::Weighting {
-    int rows = 0; ///< of the rectangle, from the first on
-    std::vector<char> *done = nullptr; ///< for each line whether the pass has done so; not of bool: threads
+    int rows = 0; ///< how many rows of the rectangle, from the first on, this is done to
+    std::vector<char> *done = nullptr; ///< set for each line done; not bool, as threads set neighbours
 };
 
 template <class Image, class Direction>
@@ -170,10 +172,12 @@ void KXIterativeConvolutionFast2D<Image>::Run(const std::atomic<bool> &cancel, c
         });
 }
 
-/// A flat image, premultiplied row by row as the first pass takes them in hand and made straight as the second leaves its
-/// columns. So the image is not walked twice more, on one worker fewer, which costs more than a short kernel does. The
-/// bytes are those of two plain walks around the passes, which leave the last row of the rectangle out, and also walk what a
-/// cancel keeps the passes from.
+/// Both passes over a flat image with the weighting inside: the first one premultiplies each row as it takes it up, the
+/// second one makes its columns straight as it leaves them. That saves two walks over the image, which would cost more
+/// than a short kernel does.
+///
+/// The bytes are those of two plain walks around the passes. So the last row of the rectangle is left out, as plain
+/// walks do, and lines that a cancel or an exception kept the passes from are weighted and made straight all the same.
 template <class Image>
 void KXIterativeConvolutionFast2D<Image>::RunWeighted(
     const std::atomic<bool> &cancel, const std::function<void()> &progress)

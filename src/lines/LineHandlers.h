@@ -11,8 +11,8 @@
 #include <type_traits>
 #include <vector>
 
-/// The line passes of the filters, one object per pass. They read real neighbours outside of their rectangle, as far as
-/// the image has them; beyond its edge the outermost pixel repeats. They borrow the image, and the accumulator.
+/// The line passes of the filters, one object per pass. They read the pixels around their rectangle as neighbours, as
+/// far as the image has them; beyond its edge the outermost pixel repeats. They borrow the image, and the accumulator.
 namespace lines {
 
 /// The kernel "LineHandlerAVX2": a window slide over one line. All positions are those in the image; the source begins
@@ -70,7 +70,7 @@ protected:
     Direction m_lines;
 };
 
-/// Slides an accumulator along each line. @p Accumulator is its own class, not a base of it.
+/// Slides an accumulator along each line. @p Accumulator is the class of the object itself, not a base of it.
 template <class Accumulator, class Direction>
 class LineHandler : public LineHandlerBase<Direction> {
 public:
@@ -105,7 +105,7 @@ public:
     }
 
 private:
-    /// Accumulators of alpha leave the colours of what they write into, which are to be 0.
+    /// Accumulators of alpha write no colours. Theirs are to be 0, so they write into a line of zeros.
     static constexpr bool keepsColors = !std::is_base_of<OPRGBABlurAccumulator, Accumulator>::value;
 
     const Accumulator &m_accumulator;

@@ -35,9 +35,9 @@ inline QRect clipped(const QRect &rect, const RGBA32iImage &image)
     return rect.isValid() ? ClippedTo(image.Rect(), rect) : image.Rect();
 }
 
-/// Makes all tiles of a tiled image private that @p rect touches. Workers that write rows of one tile must not resolve it
-/// at the same time, so it is done before they start. A tile for which a flat window stands takes over what the window
-/// shows.
+/// Makes those tiles of a tiled image private that @p rect touches. It is done before workers start, since several of
+/// them write rows of one tile and must not all make a copy of it. A tile in whose place a flat window shows takes over
+/// what it shows.
 inline void makePrivate(RGBA32iImage &image, const QRect &rect)
 {
     constexpr int width = RGBA32iImage::TileWidth, height = RGBA32iImage::TileHeight;
@@ -62,9 +62,9 @@ inline void makePrivate(RGBA32iImage &image, const QRect &rect)
         }
 }
 
-/// One worker's access to lines, by direction. Items are groups of neighbouring lines: @c Load is called once per group,
-/// then @c Read, @c Target and @c Write in order for each line of it that is still wanted, then @c Flush. The target is
-/// where the line's new pixels are to be put: the buffer, or right where they belong.
+/// One worker's access to lines, by direction. Workers take groups of neighbouring lines: @c Load is called once per
+/// group, then @c Read, @c Target and @c Write, in this order, for each of its lines until a cancel, then @c Flush. The
+/// target is where the line's new pixels are to be put: the buffer, or right where they belong.
 template <class Direction>
 class LineAccess;
 
@@ -115,9 +115,9 @@ private:
 
 /// The columns of a flat image in blocks.
 ///
-/// A cache line holds sixteen pixels of a row, so a column alone would bring sixteen times what it needs from memory, and
-/// workers on neighbouring columns would take cache lines from each other. A block begins and ends on cache lines, where
-/// the image's rows allow it, and what of it lies in a page of the image is worth the look-up.
+/// A cache line holds sixteen pixels of a row. A column alone would therefore bring sixteen times what it needs from
+/// memory, and workers on neighbouring columns would take cache lines from each other. So a block is several cache
+/// lines wide; it begins and ends on cache lines where the length of the image's rows allows it.
 class ColumnBlocks {
 public:
     struct Block {
@@ -149,8 +149,8 @@ private:
     int m_origin; ///< where the first block would begin, up to 15 columns before the first line
 };
 
-/// Columns, of flat images only: in any other nothing is read and nothing written. A group is a block of columns, turned
-/// into contiguous lines, and back.
+/// Columns, of flat images only: in any other nothing is read and nothing written. A group is a block of columns, which
+/// is turned into contiguous lines, and back.
 template <>
 class LineAccess<VerticalDirection> {
 public:
@@ -184,19 +184,19 @@ public:
     }
     OPRGBA32i *Target(int line, OPRGBA32i *buffer)
     {
-        return m_blocks.HasPixels() ? m_lines.data() + line * m_stride + Written() : buffer;
+        return m_blocks.HasPixels() ? m_lines.data() + line * m_stride + FirstWritten() : buffer;
     }
     void Write(int line, const OPRGBA32i *) { m_done = line + 1; }
     void Flush()
     {
         if (m_blocks.HasPixels())
-            transpose(m_lines.data() + Written(), m_stride, m_blocks.Pixels(m_block, m_shape.first), m_blocks.Stride(),
-                m_shape.length, m_done);
+            transpose(m_lines.data() + FirstWritten(), m_stride, m_blocks.Pixels(m_block, m_shape.first),
+                m_blocks.Stride(), m_shape.length, m_done);
     }
 
 private:
-    /// Where in a line of the block the pixels lie that are written back.
-    int Written() const { return m_shape.first - m_shape.readFirst; }
+    /// Where in a line of the block those pixels begin that are written back.
+    int FirstWritten() const { return m_shape.first - m_shape.readFirst; }
 
     ColumnBlocks m_blocks;
     const PassShape &m_shape;
@@ -207,12 +207,12 @@ private:
 };
 
 /// Runs a process over all lines of @p shape on @p count workers (see @c workers::forEachItem). Each line is read,
-/// processed, written, and reported to @p progress if that holds a target; the cancel flag is read before each line, and
-/// a line that comes after that stays as it was.
+/// processed, written, and reported to @p progress if that holds a target. The cancel flag is read before each line;
+/// lines that come after a cancel stay as they were.
 ///
-/// @p makeProcess is called once per worker and returns its process, called as process(line, source, target) with the
-/// line's coordinate, the worker's source buffer, which is zeros at first, and where to put the @c length new pixels. All of
-/// them must be written: what is there before is undefined.
+/// @p makeProcess is called once per worker and returns its process. That is called as process(line, source, target)
+/// with the line's coordinate, the worker's source buffer, which is zeros at first, and where to put the @c length new
+/// pixels; all of them must be written, as nothing defined is there before.
 template <class Direction, class MakeProcess>
 void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
     const Progress &progress, MakeProcess makeProcess)
@@ -243,12 +243,13 @@ void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::
     });
 }
 
-/// Runs a process over all columns of @p shape as @c runPass does, but on whole blocks, of flat images only. For each column
-/// of a block in turn the cancel flag is read and the column is reported; then those that were are processed. Columns that
-/// come after a cancel stay as they were.
+/// Runs a process over all columns of @p shape as @c runPass does, but on whole blocks, and of flat images only. For
+/// each column of a block in turn the cancel flag is read and the column is reported; then those that were reported are
+/// processed. Columns that come after a cancel stay as they were.
 ///
-/// The process is called as process(pixels, count) for @p count columns side by side, the first pixel of which lies at @p
-/// pixels. It must not throw. @p announced is called with each column that will be processed, before it is reported.
+/// The process is called as process(pixels, count) for that many columns side by side; the first pixel of the first one
+/// lies at pixels. It must not throw. @p announced is called with each column that will be processed, before that is
+/// reported.
 template <class Process, class Announced>
 void runColumnBlocks(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
     const Progress &progress, const Process &process, const Announced &announced)

@@ -40,8 +40,8 @@ inline void transpose4x4(const OPRGBA32i *from, qptrdiff fromStride, OPRGBA32i *
 
 /// to[x * toStride + y] = from[y * fromStride + x] for all x < @p columns and y < @p rows. Strides are in pixels.
 ///
-/// Goes along the longer side in strips of four, so that a tall block of an image is read, and a wide one written, row
-/// after row.
+/// Goes along the longer side in strips of four: so a tall block of an image is read row after row, and a wide one is
+/// written row after row.
 inline void transpose(
     const OPRGBA32i *from, qptrdiff fromStride, OPRGBA32i *to, qptrdiff toStride, int columns, int rows)
 {

@@ -8,18 +8,17 @@
 
 namespace lines {
 
-/// Slides @p window along a line. @p line holds @p lineLength pixels; out[0] is centered at line[@p offset]. Positions
-/// outside the line count as its end pixels, each as often as the window overhangs, so that a mean always has the same
-/// divisor.
+/// Slides @p window along a line. @p line holds @p lineLength pixels; out[0] is centered at line[@p offset]. Where the
+/// window overhangs the line, the end pixel counts once for each position, so that a mean always has the same divisor.
 ///
-/// Calls are made without the virtual table: @p Accumulator is the class of the object, not a base of it.
+/// Calls are made without the virtual table: @p Accumulator is the class of the object itself, not a base of it.
 template <class Accumulator>
 void slideWindow(Accumulator &window, const OPRGBA32i *line, qptrdiff lineLength, OPRGBA32i *out, qptrdiff length,
     qptrdiff offset, qptrdiff radius)
 {
     const auto add = [&window](const OPRGBA32i &pixel) { window.Accumulator::Add(pixel); };
     window.Accumulator::Reset();
-    // The window around out[0], from left to right; the overhangs are loops over one pixel, which need no memory.
+    // The window around out[0], from left to right.
     const qptrdiff end = lineLength - 1;
     const OPRGBA32i first = line[0], last = line[end];
     for (qptrdiff i = offset - radius; i < 0; ++i)

@@ -2,8 +2,8 @@
 
 #include <QtCore/qglobal.h>
 
-/// The arithmetic that everything shares: each conversion that can leave its range, each division by a constant and each
-/// rounding rule stands here once, for scalar code, for the kernel module and for tests.
+/// The arithmetic that everything shares: each conversion that can leave its range and each rounding rule stands here
+/// once, for scalar code, for the kernel module and for tests.
 namespace arithmetic {
 
 /// min(v, 255) first, then max(that, 0).

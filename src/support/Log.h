@@ -7,7 +7,7 @@
 #include <exception>
 #include <utility>
 
-/// The debug log and the guard. A path in a log line is data of the caller ("src/KXComposer"), so that the lines stay
+/// The debug log and the guard. The path in a log line is given by the caller ("src/KXComposer"), so that the lines are
 /// the same wherever the sources are built.
 namespace support {
 

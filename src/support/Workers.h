@@ -15,8 +15,8 @@
 #include <vector>
 
 /// The one shape of every multi-threaded loop: a fixed number of workers on the global pool pull items from a shared
-/// counter, the caller waits for all of them and does no items itself. The families differ only in how many workers they
-/// use and in what an item is.
+/// counter, the caller waits for all of them and does no items itself. The families differ only in how many workers
+/// they use and in what an item is.
 namespace workers {
 
 /// Logical processors as the C++ library reports them; 1 when it does not know.
@@ -55,7 +55,7 @@ private:
 
 namespace detail {
 
-/// Shared by the workers of a loop. Every worker runs past the end once, so it is wider than the items.
+/// The next item of a loop, shared by its workers. Wider than the items, because every worker counts past the end once.
 using Counter = std::atomic<qint64>;
 
 /// Takes items from @p counter, @p step apart, until they reach @p last or @p item returns false.
@@ -65,7 +65,7 @@ void takeItems(Counter &counter, int last, int step, Item &&item)
     for (qint64 i = counter.fetch_add(step); i < last && item(static_cast<int>(i)); i = counter.fetch_add(step)) { }
 }
 
-/// A worker: runs its body once. @p Body is a reference where the caller waits and so keeps the body alive.
+/// A worker: runs its body once. @p Body is a reference type where the caller waits, and so keeps the body alive.
 template <class Body>
 class Task : public QRunnable {
 public:
@@ -96,6 +96,7 @@ private:
     Body m_body;
 };
 
+/// Hands a worker to the pool. The result is what the caller can wait for.
 template <class Body>
 QFutureInterface<void> start(Body &&body)
 {
@@ -164,9 +165,9 @@ void forEachItem(int count, int first, int last, MakeItem &&makeItem)
     });
 }
 
-/// As @c forEachItem, but the workers are started and not waited for. Each has its own copy of @p item; what that refers
-/// to must live until the workers have ended. What an item throws ends its worker and goes nowhere. A count of 0 or less
-/// does nothing.
+/// As @c forEachItem, but the workers are started and not waited for. Each has its own copy of @p item; what that
+/// refers to must live until the workers have ended. What an item throws ends its worker and is lost. A count of 0 or
+/// less does nothing.
 template <class Item>
 void startForEachItem(int count, int first, int last, Item item)
 {
@@ -178,7 +179,7 @@ void startForEachItem(int count, int first, int last, Item item)
 }
 
 /// Row loop without state per worker: @p row(i) for i in [0, rows) on @p count workers. A count of 0 or less does
-/// nothing at all: families that leave one processor to the caller have no worker on a machine with a single one.
+/// nothing at all: loops that leave one processor to the caller have no worker on a machine with a single one.
 template <class Row>
 void forEachRow(int count, int rows, Row &&row)
 {
@@ -191,8 +192,8 @@ void forEachRow(int count, int rows, Row &&row)
         });
 }
 
-/// Row loop in chunks: @p rows(first, last) for consecutive [first, last) that cover [0, count of rows), handed out from
-/// one counter. @p count must not be 0.
+/// Row loop in chunks: @p rows(first, last) for consecutive ranges [first, last) that cover [0, @p rowCount), handed
+/// out from one counter. @p count must not be 0.
 template <class Rows>
 void forEachChunk(int count, int rowCount, Rows &&rows)
 {
