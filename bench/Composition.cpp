@@ -12,15 +12,18 @@ namespace bench {
 namespace {
 
 constexpr double opacity = 0.7;
-constexpr unsigned layer = 1, canvas = 2, coverage = 3; // seeds
 const QRect everything(0, 0, width, height);
 constexpr char tiled[] = "compose tiles on tiles, SourceOver";
 const auto nothing = [] {};
 
 /// The modes that QPainter has under the same number and with the same meaning.
-bool isPainterMode(int mode) { return mode == 0 || (mode >= 12 && mode <= 23); }
+bool isPainterMode(KXCompositionMode mode)
+{
+    return mode == KXCompositionMode::SourceOver
+        || (mode >= KXCompositionMode::Plus && mode <= KXCompositionMode::Exclusion);
+}
 
-void addPainter(Suite &suite, const std::string &name, int mode, Column column, QImage::Format format)
+void addPainter(Suite &suite, const std::string &name, KXCompositionMode mode, Column column, QImage::Format format)
 {
     struct Pictures {
         QImage source, destination, pristine;
@@ -58,63 +61,62 @@ struct Layers {
 
 void restoreFlat() { restore(Layers::instance().flatDestination, canvas)(); }
 
-Goal goalOf(int mode)
+Goal goalOf(KXCompositionMode mode)
 {
     switch (mode) {
-    case 0:
+    case KXCompositionMode::SourceOver:
         return { Column::PainterStraight, {}, 3 };
-    case 13:
+    case KXCompositionMode::Multiply:
         return { Column::PainterStraight, {}, 8 };
-    case 21:
+    case KXCompositionMode::SoftLight:
         return { Column::PainterStraight, {}, 12 };
     default:
-        return { Column::Module, composeName(13), 0.5 };
+        return { Column::Module, composeName(KXCompositionMode::Multiply), 0.5 };
     }
 }
 
 } // namespace
 
-std::string composeName(int mode) { return "compose " + std::string(KXCompositionModeName(KXCompositionMode(mode))); }
+std::string composeName(KXCompositionMode mode) { return std::string("compose ") + KXCompositionModeName(mode); }
 
 void addComposition(Suite &suite)
 {
     for (const KXCompositionMode mode : KXCompositionModes()) {
-        const std::string name = composeName(int(mode));
-        suite.addRow(name, goalOf(int(mode)));
+        const std::string name = composeName(mode);
+        suite.addRow(name, goalOf(mode));
         suite.addOurs(name, 7, restoreFlat, [mode] {
             Layers &l = Layers::instance();
             Compose(l.flatSource, everything, mode, l.flatDestination, everything, opacity, false);
         });
-        if (isPainterMode(int(mode))) {
-            addPainter(suite, name, int(mode), Column::PainterStraight, QImage::Format_ARGB32);
-            addPainter(suite, name, int(mode), Column::PainterPremultiplied, QImage::Format_ARGB32_Premultiplied);
+        if (isPainterMode(mode)) {
+            addPainter(suite, name, mode, Column::PainterStraight, QImage::Format_ARGB32);
+            addPainter(suite, name, mode, Column::PainterPremultiplied, QImage::Format_ARGB32_Premultiplied);
         }
     }
 
     // One destination for all runs: what the pixels are makes no difference, and all of its tiles stay private.
+    constexpr auto over = KXCompositionMode::SourceOver;
     suite.addRow(tiled, { Column::PainterStraight, {}, 1.8 });
     suite.addOurs(tiled, 7, nothing, [] {
         Layers &l = Layers::instance();
-        Compose(
-            l.tiledSource, everything, KXCompositionMode::SourceOver, l.tiledDestination, everything, opacity, false);
+        Compose(l.tiledSource, everything, over, l.tiledDestination, everything, opacity, false);
     });
-    addPainter(suite, tiled, 0, Column::PainterStraight, QImage::Format_ARGB32);
-    addPainter(suite, tiled, 0, Column::PainterPremultiplied, QImage::Format_ARGB32_Premultiplied);
+    addPainter(suite, tiled, over, Column::PainterStraight, QImage::Format_ARGB32);
+    addPainter(suite, tiled, over, Column::PainterPremultiplied, QImage::Format_ARGB32_Premultiplied);
 
     const std::string fake = "compose an empty layer on tiles";
     suite.addRow(fake, { Column::Module, tiled, 200 });
     suite.addOurs(fake, 7, nothing, [] {
         Layers &l = Layers::instance();
-        Compose(
-            l.fakeSource, everything, KXCompositionMode::SourceOver, l.tiledDestination, everything, opacity, false);
+        Compose(l.fakeSource, everything, over, l.tiledDestination, everything, opacity, false);
     });
 
     const std::string masked = "compose through a mask, SourceOver";
-    suite.addRow(masked, { Column::Module, composeName(0), 0.6 });
+    suite.addRow(masked, { Column::Module, composeName(over), 0.6 });
     suite.addOurs(masked, 7, restoreFlat, [] {
         Layers &l = Layers::instance();
-        ComposeMaskOn(l.flatSource, everything, KXCompositionMode::SourceOver, l.flatDestination, everything, opacity,
-            l.mask, everything, true, false);
+        ComposeMaskOn(
+            l.flatSource, everything, over, l.flatDestination, everything, opacity, l.mask, everything, true, false);
     });
 }
 

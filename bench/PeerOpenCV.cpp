@@ -10,7 +10,8 @@ namespace bench {
 void addOpenCV(Suite &suite)
 {
     const auto picture = [] {
-        static const cv::Mat source(height, width, CV_8UC4, const_cast<void *>(static_cast<const void *>(pixelsOf(1))));
+        static const cv::Mat source(
+            height, width, CV_8UC4, const_cast<void *>(static_cast<const void *>(pixelsOf(layer))));
         return source;
     };
     static cv::Mat result;
@@ -18,13 +19,13 @@ void addOpenCV(Suite &suite)
         cv::setNumThreads(cv::getNumberOfCPUs());
         result.create(height, width, CV_8UC4);
     };
-    for (const int sigma : { 1, 5, 20, 100 })
+    for (const int sigma : gaussianSigmas)
         suite.addPeer(gaussianName(sigma), Column::OpenCV, sigma < 20 ? 9 : 2, prepare, [=] {
             const int reach = 3 * sigma;
             cv::GaussianBlur(
                 picture(), result, cv::Size(2 * reach + 1, 2 * reach + 1), sigma, sigma, cv::BORDER_REPLICATE);
         });
-    for (const int radius : { 5, 50 })
+    for (const int radius : boxRadii)
         suite.addPeer(boxName(radius), Column::OpenCV, 9, prepare, [=] {
             cv::blur(
                 picture(), result, cv::Size(2 * radius + 1, 2 * radius + 1), cv::Point(-1, -1), cv::BORDER_REPLICATE);

@@ -30,15 +30,15 @@ void addVips(Suite &suite)
         return;
     vips_cache_set_max(0); // each run is a new one
     const auto prepare = [] {};
-    for (const int sigma : { 1, 5, 20, 100 })
+    for (const int sigma : gaussianSigmas)
         suite.addPeer(gaussianName(sigma), Column::Vips, sigma < 20 ? 3 : 1, prepare, [=] {
-            VipsImage *const source = picture(1), *made = nullptr;
+            VipsImage *const source = picture(layer), *made = nullptr;
             if (!vips_gaussblur(source, &made, double(sigma), "precision", VIPS_PRECISION_INTEGER, nullptr))
                 evaluate(made);
             g_object_unref(source);
         });
-    suite.addPeer(composeName(0), Column::Vips, 3, prepare, [] {
-        VipsImage *const over = picture(1), *const under = picture(2), *made = nullptr;
+    suite.addPeer(composeName(KXCompositionMode::SourceOver), Column::Vips, 3, prepare, [] {
+        VipsImage *const over = picture(layer), *const under = picture(canvas), *made = nullptr;
         VipsImage *const base = vips_image_copy_memory(under);
         over->Type = base->Type = VIPS_INTERPRETATION_sRGB;
         if (!vips_composite2(base, over, &made, VIPS_BLEND_MODE_OVER, nullptr))

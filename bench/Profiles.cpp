@@ -4,6 +4,8 @@
 
 #include "../tests/cms/Profiles.h"
 
+#include <algorithm>
+#include <cmath>
 #include <memory>
 #include <random>
 
@@ -47,13 +49,6 @@ RGBA32iImage &image()
     return flat;
 }
 
-KXCMSProfile loaded(const QByteArray &bytes)
-{
-    KXCMSProfile profile;
-    profile.FromByteArray(bytes);
-    return profile;
-}
-
 /// A transform of Little CMS. What a Suite holds lives as long as the process.
 cmsHTRANSFORM lcmsTransform(const QByteArray &from, const QByteArray &to)
 {
@@ -67,8 +62,8 @@ cmsHTRANSFORM lcmsTransform(const QByteArray &from, const QByteArray &to)
 
 } // namespace
 
-/// Ours goes pixel by pixel through the walk; Little CMS gets whole rows, on one thread. What counts for ours is how often
-/// colours come again.
+/// Ours goes pixel by pixel through the walk; Little CMS gets whole rows, on one thread. What counts for ours is how
+/// often colours come again.
 void addProfiles(Suite &suite)
 {
     const QByteArray srgb = profiles::srgb();
@@ -92,20 +87,18 @@ void addProfiles(Suite &suite)
             const std::string name = std::string("profiles, ") + kind.name + ": " + picture.name;
             suite.addRow(name);
 
-            const auto transform = std::make_shared<OPRGBA32ColorProfileTransform>(loaded(kind.from), loaded(srgb));
-            suite.addOurs(
-                name, 5, [original] { std::copy(original().begin(), original().end(), image().Bits()); },
-                [transform] { (*transform)(image()); });
-
-            suite.addPeer(
-                name, Column::LittleCms, 5,
-                [original] { std::copy(original().begin(), original().end(), image().Bits()); },
-                [peer = lcmsTransform(kind.from, srgb)] {
-                    for (int y = 0; y < height; ++y) {
-                        OPRGBA32i *const row = image().Bits() + size_t(y) * width;
-                        cmsDoTransform(peer, row, row, width);
-                    }
-                });
+            const auto restoreOriginal = [original] {
+                std::copy(original().begin(), original().end(), image().Bits());
+            };
+            const auto transform =
+                std::make_shared<OPRGBA32ColorProfileTransform>(profiles::loaded(kind.from), profiles::loaded(srgb));
+            suite.addOurs(name, 5, restoreOriginal, [transform] { (*transform)(image()); });
+            suite.addPeer(name, Column::LittleCms, 5, restoreOriginal, [peer = lcmsTransform(kind.from, srgb)] {
+                for (int y = 0; y < height; ++y) {
+                    OPRGBA32i *const row = image().Bits() + size_t(y) * width;
+                    cmsDoTransform(peer, row, row, width);
+                }
+            });
         }
     }
 }

@@ -6,11 +6,13 @@
 
 #include <functional>
 
-/// The pictures that everything is measured on: noise in all four channels, so that no implementation gets away with what
-/// it does for opaque, transparent or equal pixels.
+/// The pictures that everything is measured on: noise in all four channels, so that no implementation gets away with
+/// what it does for opaque, transparent or equal pixels.
 namespace bench {
 
-/// Each number of @p seed is another picture.
+/// The pictures in use: each seed is another one.
+constexpr unsigned layer = 1, canvas = 2, coverage = 3;
+
 RGBA32iImage flatPicture(unsigned seed);
 RGBA32iImage tiledPicture(unsigned seed);
 QImage paintedPicture(unsigned seed, QImage::Format format);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KXBlend.h"
+
 #include <functional>
 #include <map>
 #include <string>
@@ -67,10 +69,12 @@ void addProfiles(Suite &suite);
 void addOpenCV(Suite &suite); ///< only where it is installed
 void addVips(Suite &suite); ///< only where it is installed
 
-/// Names of operations that a peer has too.
+/// The operations that a peer has too: what is measured, and the names of their rows.
+constexpr int gaussianSigmas[] = { 1, 5, 20, 100 };
+constexpr int boxRadii[] = { 5, 50 };
 std::string gaussianName(int sigma);
 std::string boxName(int radius);
-std::string composeName(int mode);
+std::string composeName(KXCompositionMode mode);
 
 /// Prints the table, and writes it to @p jsonFile if that is not empty. False when the file cannot be written.
 bool report(const std::vector<Row> &rows, const std::string &jsonFile);

@@ -63,13 +63,14 @@ std::string number(std::optional<double> value, const char *format)
 
 std::string json(std::optional<double> value) { return value ? number(value, "%.6g") : "null"; }
 
-} // namespace
+/// Rows that the benchmark filter left out have no times.
+bool isMeasured(const Row &row) { return !row.nanosecondsPerPixel.empty(); }
 
-bool report(const std::vector<Row> &rows, const std::string &jsonFile)
+void printTable(const std::vector<Row> &rows)
 {
-    std::printf("Nanoseconds per pixel at %d x %d, minimum of all runs; composition at opacity 0.7. best: best peer / "
-                "ours. reached: reference / "
-                "ours,\nwhich the goal wants to be at least the number before the x.\n\n",
+    std::printf("Nanoseconds per pixel at %d x %d, minimum of all runs; composition at opacity 0.7.\n"
+                "best: best peer / ours. reached: reference / ours, which the goal wants to be at least the number "
+                "before the x.\n\n",
         width, height);
     std::printf("%-34s", "operation");
     const char *const heads[columnCount] = { "plain", "module", "QP strt", "QP prem", "OpenCV", "libvips", "lcms2" };
@@ -77,8 +78,8 @@ bool report(const std::vector<Row> &rows, const std::string &jsonFile)
         std::printf(" %8s", head);
     std::printf(" %7s %8s  %s\n", "best", "reached", "goal");
     for (const Row &row : rows) {
-        if (row.nanosecondsPerPixel.empty())
-            continue; // filtered out
+        if (!isMeasured(row))
+            continue;
         std::printf("%-34s", row.operation.c_str());
         for (int c = 0; c < columnCount; ++c)
             std::printf(" %8s", number(timeOf(row, Column(c)), "%.3f").c_str());
@@ -88,14 +89,14 @@ bool report(const std::vector<Row> &rows, const std::string &jsonFile)
             std::printf("  %s%s", goalText(row.goal).c_str(), got && *got < row.goal.ratio ? "  MISSED" : "");
         std::printf("\n");
     }
+}
 
-    if (jsonFile.empty())
-        return true;
-    std::ofstream out(jsonFile);
+void writeJson(const std::vector<Row> &rows, std::ostream &out)
+{
     out << "{ \"width\": " << width << ", \"height\": " << height << ", \"unit\": \"ns/pixel\", \"operations\": [";
     const char *separator = "\n";
     for (const Row &row : rows) {
-        if (row.nanosecondsPerPixel.empty())
+        if (!isMeasured(row))
             continue;
         out << separator << "  { \"operation\": \"" << row.operation << "\"";
         for (int c = 0; c < columnCount; ++c)
@@ -107,6 +108,17 @@ bool report(const std::vector<Row> &rows, const std::string &jsonFile)
         separator = ",\n";
     }
     out << "\n] }\n";
+}
+
+} // namespace
+
+bool report(const std::vector<Row> &rows, const std::string &jsonFile)
+{
+    printTable(rows);
+    if (jsonFile.empty())
+        return true;
+    std::ofstream out(jsonFile);
+    writeJson(rows, out);
     out.flush();
     if (!out)
         std::fprintf(stderr, "cannot write %s\n", jsonFile.c_str());

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 // Measures in child processes of three roles, round by round, so that what else the machine does meets all alike; keeps
@@ -20,6 +21,7 @@ namespace {
 
 using namespace bench;
 
+constexpr Role roles[] = { Role::Plain, Role::Module, Role::Peers };
 constexpr const char *roleNames[] = { "plain", "module", "peers" };
 
 Suite makeSuite(Role role)
@@ -96,12 +98,10 @@ int main(int argc, char **argv)
 {
     std::string jsonFile;
     int rounds = 3;
-    const Role roles[] = { Role::Plain, Role::Module, Role::Peers };
     benchmark::Initialize(&argc, argv);
-    QStringList passedOn;
-    for (const QString &filter : { QString::fromStdString(benchmark::GetBenchmarkFilter()) })
-        if (!filter.isEmpty())
-            passedOn << "--benchmark_filter=" + filter;
+    const std::string filter = benchmark::GetBenchmarkFilter();
+    const QStringList passedOn =
+        filter.empty() ? QStringList() : QStringList("--benchmark_filter=" + QString::fromStdString(filter));
     for (int i = 1; i < argc; ++i) {
         if (!std::strncmp(argv[i], "--role=", 7)) {
             QGuiApplication application(argc, argv);

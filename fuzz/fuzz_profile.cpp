@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+using profiles::loaded;
+
 namespace {
 
 /// Ends the program, with the line, where the answer is wrong.
@@ -20,13 +22,6 @@ void require(bool condition, int line)
 }
 
 #define REQUIRE(condition) require(condition, __LINE__)
-
-KXCMSProfile loaded(const QByteArray &bytes)
-{
-    KXCMSProfile profile;
-    profile.FromByteArray(bytes);
-    return profile;
-}
 
 } // namespace
 
