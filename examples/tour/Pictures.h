@@ -5,6 +5,8 @@
 #include <QtCore/QVector>
 #include <QtGui/QImage>
 
+#include <algorithm>
+
 namespace tour {
 
 /// What the blocks behind an image's tiles are.

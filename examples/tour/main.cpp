@@ -26,6 +26,37 @@ constexpr qint64 largestPicture = 100'000'000; // pixels
 
 std::atomic<bool> stop { false }; // lock-free, so that a signal handler may set it
 
+/// What the tour is asked to do.
+struct Arguments {
+    QString photo; ///< empty for the scene of its own
+    QSize sceneSize;
+    QString out;
+};
+
+/// The arguments of the command line. Throws Failure; ends the program where only help is wanted.
+Arguments parsed(const QCoreApplication &application)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription("A photo becomes layers, a selection is blurred, the layers become a picture.");
+    parser.addHelpOption();
+    parser.addPositionalArgument(
+        "photo", "The photo, in any format that Qt reads; a scene of its own without.", "[photo]");
+    const QCommandLineOption outOption("out", "Writes the pictures and index.html to <folder>.", "folder", "tour");
+    const QCommandLineOption sceneOption("scene", "Size of the built-in scene.", "width>x<height", "1536x1024");
+    parser.addOptions({ outOption, sceneOption });
+    parser.process(application);
+
+    const QStringList photos = parser.positionalArguments(), scene = parser.value(sceneOption).split('x');
+    const QSize sceneSize = scene.size() == 2 ? QSize(scene[0].toInt(), scene[1].toInt()) : QSize();
+    if (photos.size() > 1)
+        throw tour::Failure(QString("one photo at most, and '%1' is a second one").arg(photos[1]));
+    if (photos.size() == 1 && photos[0].isEmpty())
+        throw tour::Failure("cannot read '': a photo has a name");
+    if (sceneSize.isEmpty())
+        throw tour::Failure(QString("'%1' is not a scene's size, as 1536x1024 is").arg(parser.value(sceneOption)));
+    return { photos.value(0), sceneSize, parser.value(outOption) };
+}
+
 void checkSize(const QString &picture, const QSize &size)
 {
     if (qint64(size.width()) * size.height() > largestPicture)
@@ -62,15 +93,15 @@ QImage borrowed(const RGBA32iImage &image)
         QImage::Format_ARGB32);
 }
 
-void run(const QString &path, const QSize &sceneSize, const QString &out)
+void run(const Arguments &arguments)
 {
-    const bool own = path.isEmpty();
+    const bool own = arguments.photo.isEmpty();
     if (own)
-        checkSize("the scene", sceneSize);
-    QImage photo = own ? tour::drawScene(sceneSize) : readPhoto(path);
-    tour::OutputFolder folder(out);
+        checkSize("the scene", arguments.sceneSize);
+    QImage photo = own ? tour::drawScene(arguments.sceneSize) : readPhoto(arguments.photo);
+    tour::OutputFolder folder(arguments.out);
 
-    const tour::Summary summary { own ? "built-in scene" : QFileInfo(path).fileName(), photo.size(),
+    const tour::Summary summary { own ? "built-in scene" : QFileInfo(arguments.photo).fileName(), photo.size(),
         AVX2LIB::Instance() != nullptr };
     std::printf("%s, %d x %d pixels, %s\n", qPrintable(summary.photo), photo.width(), photo.height(),
         summary.module ? "with the kernel module" : "plain code (no kernel module)");
@@ -101,36 +132,14 @@ int main(int argc, char **argv)
     QGuiApplication application(argc, argv);
     QCoreApplication::setApplicationName("kxcore_tour");
 
-    QCommandLineParser parser;
-    parser.setApplicationDescription("A photo becomes layers, a selection is blurred, the layers become a picture.");
-    parser.addHelpOption();
-    parser.addPositionalArgument(
-        "photo", "The photo, in any format that Qt reads; a scene of its own without.", "[photo]");
-    const QCommandLineOption outOption("out", "Writes the pictures and index.html to <folder>.", "folder", "tour");
-    const QCommandLineOption sceneOption("scene", "Size of the built-in scene.", "width>x<height", "1536x1024");
-    parser.addOptions({ outOption, sceneOption });
-    parser.process(application);
-    const QStringList photos = parser.positionalArguments(), scene = parser.value(sceneOption).split('x');
-    const QSize sceneSize = scene.size() == 2 ? QSize(scene[0].toInt(), scene[1].toInt()) : QSize();
-    if (photos.size() > 1) {
-        std::fprintf(stderr, "kxcore_tour: one photo at most, and '%s' is a second one\n", qPrintable(photos[1]));
-        return 1;
-    }
-    if (photos.size() == 1 && photos[0].isEmpty()) {
-        std::fprintf(stderr, "kxcore_tour: cannot read '': a photo has a name\n");
-        return 1;
-    }
-    if (sceneSize.isEmpty()) {
-        std::fprintf(stderr, "kxcore_tour: '%s' is not a scene's size, as 1536x1024 is\n",
-            qPrintable(parser.value(sceneOption)));
-        return 1;
-    }
-
     std::signal(SIGINT, [](int) { stop = true; });
     std::signal(SIGTERM, [](int) { stop = true; });
+    QString photo;
     try {
+        const Arguments arguments = parsed(application);
+        photo = arguments.photo;
         loadAVX2Functions(true);
-        run(photos.value(0), sceneSize, parser.value(outOption));
+        run(arguments);
         return 0;
     } catch (const tour::Stopped &) {
         std::fprintf(stderr, "kxcore_tour: stopped; nothing was written\n");
@@ -138,7 +147,7 @@ int main(int argc, char **argv)
     } catch (const tour::Failure &failure) {
         std::fprintf(stderr, "kxcore_tour: %s\n", failure.what());
     } catch (const std::bad_alloc &) {
-        std::fprintf(stderr, "kxcore_tour: not enough memory for '%s'\n", qPrintable(photos.value(0)));
+        std::fprintf(stderr, "kxcore_tour: not enough memory for '%s'\n", qPrintable(photo));
     }
     return 1;
 }
