@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
-// How many processors a test program sees: as many as KXCORE_TEST_PROCESSORS says, whatever the machine has. What counts
-// workers asks one of these two functions, and finds the program's own before those of the C library.
+// How many processors a test program sees: as many as KXCORE_TEST_PROCESSORS says, whatever the machine has. What
+// counts workers asks one of these two functions, and finds the program's own before those of the C library.
 
 extern "C" Q_DECL_EXPORT long sysconf(int name) noexcept
 {

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <stdexcept>
 
-/// main() of a test program. With KXCORE_TEST_MODULE=none in the environment everything runs on the plain code. A single
-/// processor passes for two, as with one some loops have no worker.
+/// main() of a test program. With KXCORE_TEST_MODULE=none in the environment everything runs on the plain code. A
+/// single processor passes for two, as with one some loops have no worker.
 #define KXCORE_TEST_MAIN(Class)                                                                                        \
     int main(int argc, char **argv)                                                                                    \
     {                                                                                                                  \

@@ -129,7 +129,7 @@ private Q_SLOTS:
         QVERIFY(!image.TileData(1));
     }
 
-    /// A row is done wholly, with one call of progress, or not at all; one that is under way elsewhere may still be done.
+    /// A row is done wholly, with one call of progress, or not at all; others that are under way may still be done.
     void cancel()
     {
         for (const int afterRows : { 0, 1, 20, 40 })
@@ -180,7 +180,7 @@ private Q_SLOTS:
             }
     }
 
-    /// The caller's thread does the last row in any case: exceptions keep their type. A shared image gets its own pixels.
+    /// The caller does the last row in any case, so that exceptions keep their type. A shared image gets its own pixels.
     void qimagesAreWalkedOnTheCaller()
     {
         QImage image(2, 1, QImage::Format_ARGB32), none, grey(3, 3, QImage::Format_Grayscale8);

@@ -9,8 +9,27 @@ namespace {
 
 constexpr auto copying = KXCompositionMode::Source, multiply = KXCompositionMode::Multiply;
 
-/// The images of a call, one of each kind, with rectangles that lie somewhere. Tiled images have private, fake and null
-/// tiles; all pixels of the destination are stored.
+/// What @p call logs. On a thread of the pool it has to do without another one, though it may wait for the pool.
+QStringList logOf(const std::function<void()> &call, bool onPoolThread = false)
+{
+    testing::LogCapture log;
+    if (!onPoolThread)
+        call();
+    else if (!testing::onPool(1, 1, call))
+        qFatal("a call on a thread of the pool waits for ever");
+    return log.texts();
+}
+
+/// @p image without its flat window, and its fake tiles as content or not.
+RGBA32iImage bare(RGBA32iImage image, bool fakeIsContent = false)
+{
+    image.ClearFlatWindow();
+    image.SetFakeIsContent(fakeIsContent);
+    return image;
+}
+
+/// A call of each entry on images nobody chose, against the model. Tiled images have private, fake and null tiles; all
+/// pixels of the destination are stored.
 struct Scene {
     Scene(QRandomGenerator &random, const QString &storages)
         : tiled { storages[0] == 'T', storages[1] == 'T', storages[2] == 'T', storages[3] == 'T', storages[4] == 'T' }
@@ -22,10 +41,11 @@ struct Scene {
     {
     }
 
-    /// New flags and rectangles, over any edge and of any size or odd, and often none for a mask. With @p windows also
-    /// new flat windows on source and masks, near and far.
-    void Move(QRandomGenerator &random, bool windows)
+    /// New parameters of a call. Rectangles lie over any edge and are of any size or odd, and often none for a mask. In
+    /// every other round there are also new flat windows on source and masks, near and far.
+    void Change(QRandomGenerator &random, int round)
     {
+        const double opacities[] = { 0.7, 1.0, 0.5, 0.004, 0.9, 1.2, 7, 1e18, -1, qQNaN(), qInf(), 0.0039 };
         const QRect odd[] = { QRect(), QRect(3, 4, 0, 0), QRect(128, 128, 1, 1), QRect(0, 0, 270, 200),
             QRect(QPoint(INT_MIN, INT_MIN), QSize(60, 20)), QRect(QPoint(INT_MAX - 60, INT_MAX - 20), QSize(60, 20)) };
         for (QRect *const each : { &sourceRect, &rect, &maskRect, &clipRect, &clipMaskRect })
@@ -38,30 +58,117 @@ struct Scene {
         outsideVisible = random.bounded(2);
         maskOutsideVisible = random.bounded(2);
         lock = random.bounded(4) == 0;
+        opacity = opacities[random.bounded(12)];
+        onPoolThread = round % 4 == 3;
         for (RGBA32iImage *const image : { &source, &mask, &clipMask }) {
             image->ClearFlatWindow();
             const int x = random.bounded(4) ? random.bounded(-40, 100) : 5000;
-            if (windows && image->IsTiled())
+            if (round % 2 && image->IsTiled())
                 pictures::addWindow(random, *image, QRect(x, random.bounded(-40, 60), 150, 130));
         }
+    }
+
+    /// Compose, ComposeSource and ComposeMaskOn from @p from, which is the source.
+    template <class From>
+    void CheckPlainAndMasked(const From &from) const
+    {
+        const bool hasTiles = source.IsTiled() || destination.IsTiled(); // then opacities are not clamped
+        const bool isPlain = !hasTiles && !mask.IsTiled() && maskRect.size() == QSize(0, 0);
+        const Side own { source, sourceRect }, covering { mask, maskRect, maskOutsideVisible };
+        const Canvas composed = Expected({ own }, !hasTiles);
+        Canvas copied(destination);
+        reference::compose(copied, rect, { own }, 3, 256, false);
+        const auto checkOnto = [&](const auto &onto) {
+            if ((opacity >= 0 && opacity < 10) || !hasTiles) // otherwise any picture will do
+                Check("Compose", composed, {}, onto,
+                    [&](auto &dst) { Compose(from, sourceRect, mode, dst, rect, opacity, lock); });
+            Check("ComposeSource", copied, {}, onto, [&](auto &dst) { ComposeSource(from, sourceRect, dst, rect); });
+        };
+        checkOnto(Destination());
+        if (!destination.IsTiled())
+            checkOnto(ConvertImage<RGBA32iImage, QImage>(destination));
+        Check("ComposeMaskOn", isPlain && maskOutsideVisible ? composed : Expected({ own, nullptr, &covering }), {},
+            Destination(), [&](auto &dst) {
+                ComposeMaskOn(from, sourceRect, mode, dst, rect, opacity, mask, maskRect, maskOutsideVisible, lock);
+            });
+    }
+
+    /// The clipping family ignores flat windows, but for the one of the source where there is a mask, and reads the fake
+    /// tiles of the clip.
+    void CheckClipped()
+    {
+        const bool isMaskRect = !clipMaskRect.isEmpty(), isTiled = destination.IsTiled();
+        const bool isMasked = isMaskRect && !(source.IsTiled() && clip.IsTiled() && clipMask.IsTiled());
+        const RGBA32iImage read[] = { isMasked ? source : bare(source), bare(clip, true), bare(clipMask) };
+        const Side own { read[0], sourceRect }, by { read[1], clipRect },
+            covering { read[2], clipMaskRect, outsideVisible };
+        const QString line = QString::asprintf("ClippingMask composer is missing srcTileMode %d dstTileMode 1 "
+                                               "clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
+            source.IsTiled(), clip.IsTiled(), isMaskRect, clipMask.IsTiled());
+        Check("ComposeClippingMaskOn",
+            isTiled ? Canvas(destination) : Expected({ own, &by, isMasked ? &covering : nullptr }),
+            isTiled ? line : QString(), Destination(), [&](RGBA32iImage &dst) {
+                ComposeClippingMaskOn(source, sourceRect, mode, dst, rect, clip, clipRect, clipMask, clipMaskRect,
+                    outsideVisible, opacity, lock);
+            });
+    }
+
+    /// What acts is told by the storages of source, mask, clip and clip mask, with and without a clip mask rectangle:
+    /// Both masks, in this order or eXchanged, the Mask, nothing Silently, or a Log.
+    void CheckTwoMasks(const QString &storages)
+    {
+        const QString actions = "TTTT LL, TTTF LL, TTFT SS, TTFF BB, TFTF BM, TFTT MM, TFFT XM, TFFF BM, FTTT SM, "
+                                "FTTF BM, FTFF BM, FTFT MM, FFTT XM, FFTF BM, FFFT XM, FFFF BM";
+        const bool isMaskRect = !clipMaskRect.isEmpty(), isTiled = destination.IsTiled();
+        const QChar action = isTiled ? 'L' : actions[actions.indexOf(storages) + (isMaskRect ? 5 : 6)];
+        const RGBA32iImage read[] = { bare(clip, true), bare(mask), bare(clipMask) };
+        const Side own { source, sourceRect }, by { read[0], clipRect },
+            first { read[1], maskRect, maskOutsideVisible }, last { read[2], clipMaskRect, outsideVisible };
+        const Canvas composed = action == 'B' ? Expected({ own, &by, &first, &last })
+            : action == 'X'                   ? Expected({ own, &by, &last, &first })
+            : action == 'M'                   ? Expected({ own, &by, &first })
+                                              : Canvas(destination);
+        const QString line = QString::asprintf("ClippingMask(Mask) composer is missing srcTileMode %d dstTileMode %d "
+                                               "maskTileMode %d clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
+            source.IsTiled(), isTiled, mask.IsTiled(), clip.IsTiled(), isMaskRect, clipMask.IsTiled());
+        Check("ComposeClippingMaskAndMaskOn", composed, action == 'L' ? line : QString(), Destination(),
+            [&](RGBA32iImage &dst) {
+                ComposeClippingMaskAndMaskOn(source, sourceRect, mode, dst, rect, opacity, clip, clipRect, clipMask,
+                    clipMaskRect, outsideVisible, mask, maskRect, maskOutsideVisible, lock);
+            });
+    }
+
+    /// A destination of its own for each call; tiled ones share their tiles.
+    RGBA32iImage Destination() const
+    {
+        return destination.IsTiled() ? destination : testing::Picture::of(destination).image(false);
+    }
+
+    /// What the model makes of the destination. It reads flat windows, and no fake tiles.
+    Canvas Expected(const Sides &sides, bool isClamped = true) const
+    {
+        Canvas canvas(destination);
+        reference::compose(canvas, rect, sides, int(mode), reference::opacity256(opacity, isClamped), lock);
+        return canvas;
+    }
+
+    template <class Onto, class Call>
+    void Check(const char *entry, const Canvas &expected, QString line, Onto onto, Call call) const
+    {
+        line.prepend(line.isEmpty() ? "" : "[src/KXComposer] ");
+        QCOMPARE(logOf([&] { call(onto); }, onPoolThread).join(' '), line);
+        QCOMPARE(entry + pictures::difference(expected, onto), QString(entry));
+        if constexpr (std::is_same_v<Onto, RGBA32iImage>)
+            QCOMPARE(pictures::tileDifference(expected, destination, onto), QString());
     }
 
     bool tiled[5];
     RGBA32iImage source, mask, clip, clipMask, destination;
     QRect sourceRect, rect, maskRect, clipRect, clipMaskRect;
-    bool outsideVisible = false, maskOutsideVisible = false, lock = false;
+    bool outsideVisible = false, maskOutsideVisible = false, lock = false, onPoolThread = false;
+    KXCompositionMode mode {};
+    double opacity = 0;
 };
-
-/// What @p call logs. On a thread of the pool it has to do without another one, though it may wait for the pool.
-QStringList logOf(const std::function<void()> &call, bool onPoolThread = false)
-{
-    testing::LogCapture log;
-    if (!onPoolThread)
-        call();
-    else if (!testing::onPool(1, 1, call))
-        qFatal("a call on a thread of the pool waits for ever");
-    return log.texts();
-}
 
 } // namespace
 
@@ -113,107 +220,21 @@ private Q_SLOTS:
             QTest::newRow(qPrintable(QString::number(32 + i, 2).mid(1).replace('0', 'F').replace('1', 'T'))) << i;
     }
 
-    /// Every entry in every mode on pictures nobody chose, as the model has it: the pixels, which tiles left sharing, the
-    /// log. Opacities are clamped but in the plain form where there are tiles.
+    /// Every entry in every mode: the pixels, which tiles left sharing, the log.
     void scenes()
     {
-        // What acts where a clipped source has two masks, by the storages of source, mask, clip and clip mask, with and
-        // without a clip mask rectangle: Both masks, in this order or eXchanged, the Mask, nothing Silently, or a Log.
-        const QString twoMasks =
-            "TTTT LL, TTTF LL, TTFT SS, TTFF BB, TFTF BM, TFTT MM, TFFT XM, TFFF BM, FTTT SM, FTTF BM, "
-            "FTFF BM, FTFT MM, FFTT XM, FFTF BM, FFFT XM, FFFF BM";
         QFETCH(int, number);
         const QString storages = QTest::currentDataTag();
         QRandomGenerator random(quint32(number) + 1);
-        Scene s(random, storages);
-        const bool sourceTiled = s.tiled[0], maskTiled = s.tiled[1], clipTiled = s.tiled[2], clipMaskTiled = s.tiled[3],
-                   tiled = s.tiled[4];
+        Scene scene(random, storages);
         for (int round = 0; round < 60; ++round) {
-            s.Move(random, round % 2);
-            const auto mode = KXCompositionMode((number + round) % 60 - 1);
-            const double opacities[] = { 0.7, 1.0, 0.5, 0.004, 0.9, 1.2, 7, 1e18, -1, qQNaN(), qInf(), 0.0039 };
-            const double opacity = opacities[random.bounded(12)];
-            const bool isDefined = opacity >= 0 && opacity < 10;
-            const auto expectedFor = [&](const Sides &sides, bool isClamped = true) {
-                Canvas canvas(s.destination);
-                reference::compose(canvas, s.rect, sides, int(mode), reference::opacity256(opacity, isClamped), s.lock);
-                return canvas;
-            };
-            const auto check = [&](const char *entry, const Canvas &expected, QString line, auto onto, auto call) {
-                line.prepend(line.isEmpty() ? "" : "[src/KXComposer] ");
-                QCOMPARE(logOf([&] { call(onto); }, round % 4 == 3).join(' '), line);
-                QCOMPARE(entry + pictures::difference(expected, onto), QString(entry));
-                if constexpr (std::is_same_v<decltype(onto), RGBA32iImage>)
-                    QCOMPARE(pictures::tileDifference(expected, s.destination, onto), QString());
-            };
-            const auto copy = [&] { return tiled ? s.destination : testing::Picture::of(s.destination).image(false); };
-            const auto toQImage = [](const RGBA32iImage &flat) { return ConvertImage<RGBA32iImage, QImage>(flat); };
-
-            // The model reads windows and no fake tiles. The clipping family ignores windows, but for the one of the
-            // source where there is a mask, and reads the fake tiles of the clip.
-            RGBA32iImage sourceBare = s.source, maskBare = s.mask, clipMaskBare = s.clipMask, clipRead;
-            for (RGBA32iImage *const image : { &sourceBare, &maskBare, &clipMaskBare })
-                image->ClearFlatWindow();
-            s.clip.CopyTo(clipRead, false);
-            const Side source { s.source, s.sourceRect }, mask { s.mask, s.maskRect, s.maskOutsideVisible },
-                clip { clipRead, s.clipRect }, bareMask { maskBare, s.maskRect, s.maskOutsideVisible },
-                clipMask { clipMaskBare, s.clipMaskRect, s.outsideVisible };
-
-            const Canvas untouched(s.destination);
-            Canvas copied = untouched;
-            reference::compose(copied, s.rect, { source }, 3, 256, false);
-            const bool isPlain = !sourceTiled && !tiled && !maskTiled && s.maskRect.size() == QSize(0, 0);
-            const Canvas composed = expectedFor({ source }, !sourceTiled && !tiled);
-            const Canvas masked = isPlain && mask.outsideVisible ? composed : expectedFor({ source, nullptr, &mask });
-            const auto checkFrom = [&](const auto &from) {
-                const auto compose = [&](auto &onto) {
-                    Compose(from, s.sourceRect, mode, onto, s.rect, opacity, s.lock);
-                };
-                const auto copyOnto = [&](auto &onto) { ComposeSource(from, s.sourceRect, onto, s.rect); };
-                if (isDefined || (!sourceTiled && !tiled)) // otherwise any picture will do
-                    check("Compose", composed, {}, copy(), compose);
-                check("ComposeSource", copied, {}, copy(), copyOnto);
-                if (!tiled) {
-                    if (isDefined || !sourceTiled)
-                        check("Compose on a QImage", composed, {}, toQImage(s.destination), compose);
-                    check("ComposeSource on a QImage", copied, {}, toQImage(s.destination), copyOnto);
-                }
-                check("ComposeMaskOn", masked, {}, copy(), [&](auto &onto) {
-                    ComposeMaskOn(from, s.sourceRect, mode, onto, s.rect, opacity, s.mask, s.maskRect,
-                        s.maskOutsideVisible, s.lock);
-                });
-            };
-            checkFrom(s.source);
-            if (!sourceTiled)
-                checkFrom(toQImage(s.source));
-
-            const bool isMaskRect = !s.clipMaskRect.isEmpty();
-            const QString noClipping =
-                QString::asprintf("ClippingMask composer is missing srcTileMode %d dstTileMode 1 "
-                                  "clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
-                    sourceTiled, clipTiled, isMaskRect, clipMaskTiled);
-            const bool isMasked = isMaskRect && !(sourceTiled && clipTiled && clipMaskTiled);
-            const Side own { isMasked ? s.source : sourceBare, s.sourceRect };
-            const Canvas clipped = tiled ? untouched : expectedFor({ own, &clip, isMasked ? &clipMask : nullptr });
-            check("ComposeClippingMaskOn", clipped, tiled ? noClipping : QString(), copy(), [&](RGBA32iImage &onto) {
-                ComposeClippingMaskOn(s.source, s.sourceRect, mode, onto, s.rect, s.clip, s.clipRect, s.clipMask,
-                    s.clipMaskRect, s.outsideVisible, opacity, s.lock);
-            });
-
-            const QChar action = tiled ? 'L' : twoMasks[twoMasks.indexOf(storages.left(4)) + (isMaskRect ? 5 : 6)];
-            const QString noMasking =
-                QString::asprintf("ClippingMask(Mask) composer is missing srcTileMode %d dstTileMode %d "
-                                  "maskTileMode %d clipMaskTileMode %d isMaskRect %d cmMaskTileMode %d",
-                    sourceTiled, tiled, maskTiled, clipTiled, isMaskRect, clipMaskTiled);
-            const Canvas twice = action == 'B' ? expectedFor({ source, &clip, &bareMask, &clipMask })
-                : action == 'X'                ? expectedFor({ source, &clip, &clipMask, &bareMask })
-                : action == 'M'                ? expectedFor({ source, &clip, &bareMask })
-                                               : untouched;
-            const QString line = action == 'L' ? noMasking : QString();
-            check("ComposeClippingMaskAndMaskOn", twice, line, copy(), [&](RGBA32iImage &onto) {
-                ComposeClippingMaskAndMaskOn(s.source, s.sourceRect, mode, onto, s.rect, opacity, s.clip, s.clipRect,
-                    s.clipMask, s.clipMaskRect, s.outsideVisible, s.mask, s.maskRect, s.maskOutsideVisible, s.lock);
-            });
+            scene.Change(random, round);
+            scene.mode = KXCompositionMode((number + round) % 60 - 1);
+            scene.CheckPlainAndMasked(scene.source);
+            if (!scene.source.IsTiled())
+                scene.CheckPlainAndMasked(ConvertImage<RGBA32iImage, QImage>(scene.source));
+            scene.CheckClipped();
+            scene.CheckTwoMasks(storages.left(4));
         }
     }
 

@@ -151,8 +151,8 @@ private Q_SLOTS:
         QVERIFY(std::equal(after.pixels.begin() + 1280, after.pixels.end(), before.pixels.begin() + 1280));
     }
 
-    /// At the first, a middle and the last line of each pass. Of 40 rows and 50 columns a selection of 30 by 20 takes 20
-    /// and 30, the Gaussian 3 more on each side; then both merge 20 rows.
+    /// At the first, a middle and the last line of each pass. Of 40 rows and 50 columns a selection of 30 by 20 takes
+    /// 20 and 30, the Gaussian 3 more on each side; then both merge 20 rows.
     void cancels()
     {
         for (const int stopAfter : { 0, 1, 20, 30, 40, 41, 50, 51, 60, 69, 70, 81, 82, 89, 90 })

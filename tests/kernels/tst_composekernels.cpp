@@ -153,8 +153,8 @@ private Q_SLOTS:
             }
     }
 
-    /// An image laid on itself, moved: each pixel reads what the pixels before it, row by row, wrote. The rows of a flat
-    /// image are shared out among workers, so there it can only move along them.
+    /// An image laid on itself, moved: each pixel reads what the pixels before it, row by row, wrote. The rows of a
+    /// flat image are shared out among workers, so there it can only move along them.
     void overlapsItself()
     {
         const Picture start = Picture::random(140, 20, 3);

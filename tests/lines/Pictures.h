@@ -127,7 +127,7 @@ std::array<int, 4> means(At at, int radius, bool weighted)
     return sums;
 }
 
-/// The mean along lines of straight pixels whose colour counts by its alpha; what is outside counts as the picture's edge.
+/// The mean along lines of straight pixels whose colour counts by its alpha; outside the edge of the picture counts.
 inline void premultipliedMean(Picture &picture, const QRect &rect, Qt::Orientation lines, int radius)
 {
     alongLines(picture, rect, picture.rect(), lines, [&](auto at) {

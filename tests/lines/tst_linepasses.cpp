@@ -148,10 +148,10 @@ private Q_SLOTS:
         QVERIFY(gives(OPGaussianAlpha1D(notANumber), { 0, 255 }, { 0, 0 }));
 
         QVERIFY(gives(OPSimpleSharpenKernel1D(0), { 10, 20, 40 }, { 10, 20, 40 }, true));
-        // (10 * 1985 - 30 * 100 + 765) / 1785 = 9.8, (39700 - 5000 + 765) / 1785 = 19.8, (79400 - 6000 + 765) / 1785 = 41.5
+        // (19850 - 3000 + 765) / 1785 = 9.8, (39700 - 5000 + 765) / 1785 = 19.8, (79400 - 6000 + 765) / 1785 = 41.5
         QVERIFY(gives(OPSimpleSharpenKernel1D(100), { 10, 20, 40 }, { 9, 19, 41 }, true));
         QVERIFY(gives(OPSimpleSharpenKernel1D(1000), { 0, 200, 0, 255, 0 }, { 0, 255, 0, 255, 0 }, true));
-        // (10 * 1585 + 30 * 100 + 765) / 1785 = 10.99, (31700 + 5000 + 765) / 1785 = 20.99, (63400 + 6765) / 1785 = 39.3
+        // (15850 + 3000 + 765) / 1785 = 10.99, (31700 + 5000 + 765) / 1785 = 20.99, (63400 + 6765) / 1785 = 39.3
         QVERIFY(gives(OPSimpleSharpenKernel1D(-100), { 10, 20, 40 }, { 10, 20, 39 }, true));
         gives(OPSimpleSharpenKernel1D(INT_MIN), { 10, 20 }, { 0, 0 }, true); // wraps, defined
     }
