@@ -20,7 +20,6 @@
 #include <QtCore/QList>
 #include <QtCore/QMetaType>
 #include <QtCore/QMutex>
-#include <QtCore/QMutexLocker>
 #include <QtCore/QPoint>
 #include <QtCore/QRect>
 #include <QtCore/QSharedPointer>

@@ -8,8 +8,6 @@
 
 #include "KXGlobal.h"
 
-#include <QtCore/QMetaType>
-
 /// The main pixel: bytes blue, green, red, alpha in memory, which is a little-endian QImage::Format_ARGB32 pixel; as a
 /// word 0xAARRGGBB. Word 0 is fully transparent black.
 union KX_EXPORT OPRGBA32i {

@@ -4,6 +4,7 @@
 #include "support/Kernels.h"
 
 #include <functional>
+#include <type_traits>
 
 namespace {
 

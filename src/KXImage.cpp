@@ -3,6 +3,8 @@
 #include "support/Log.h"
 #include "support/Workers.h"
 
+#include <QtCore/QMutexLocker>
+
 #if __has_include(<sys/mman.h>)
 #include <sys/mman.h>
 #endif

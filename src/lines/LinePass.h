@@ -8,6 +8,8 @@
 #include "ColumnBlocks.h"
 #include "Transpose.h"
 
+#include <QtCore/QMutexLocker>
+
 #include <atomic>
 #include <cstring>
 #include <functional>

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QtCore/qglobal.h>
-
 /// The arithmetic that everything shares: each conversion that can leave its range and each rounding rule stands here
 /// once, for scalar code, for the kernel module and for tests.
 namespace arithmetic {

@@ -4,6 +4,10 @@
 #include "KXKernels.h"
 
 #include <QtCore/QRect>
+#include <QtCore/QString>
+
+#include <atomic>
+#include <functional>
 
 #define FAKE_SYMBOL extern "C" Q_DECL_EXPORT
 
