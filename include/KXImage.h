@@ -225,7 +225,7 @@ public:
     /// Threads   Runs on the global pool with one worker fewer than there are processors, and waits. With a single
     ///           processor nothing is copied; flat to flat asserts against that in a debug build.
     /// Overlap   Two images may share a flat buffer; the two areas of it must then not overlap.
-    /// Errors    A std::exception is logged as "[src/KXImage:line] text" and ends the copy.
+    /// Errors    A std::exception ends only the worker that meets it; it is logged as "[src/KXImage:line] text".
     KX_EXPORT static void CopyRect(
         KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite);
 

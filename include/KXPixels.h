@@ -4,7 +4,7 @@
 /// Pixel types and the scalar colour helpers.
 ///
 /// All pixels are straight (not premultiplied) colour with an alpha of their own. They are plain data: trivially
-/// copyable, aligned to their channel (OPRGBA32i: to its word), usable from any thread.
+/// copyable, aligned to their word (those of 16 bytes: to 4), usable from any thread.
 
 #include "KXGlobal.h"
 

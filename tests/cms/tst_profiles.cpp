@@ -153,6 +153,9 @@ private Q_SLOTS:
         QVERIFY(info != otherInfo && info.section('\n', 0, 0) == otherInfo.section('\n', 0, 0));
         a = std::move(b);
         QVERIFY(b.IsEmpty() && b.Load(nullptr, 0) && !a.IsEmpty()); // NOLINT: left without a holder
+        RGBA32iImage image, copy, deep;
+        image.SetColorProfile(a), image.CopyTo(deep, false), copy = RGBA32iImage(image);
+        QVERIFY(copy.ColorProfile() == a && deep.ColorProfile().IsEmpty());
     }
 
     void badDataIsRefused()
