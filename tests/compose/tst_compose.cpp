@@ -42,7 +42,7 @@ struct Scene {
     }
 
     /// New parameters of a call. Rectangles lie over any edge and are of any size or odd, and often none for a mask. In
-    /// every other round there are also new flat windows on source and masks, near and far.
+    /// every other round there are also new flat windows on all but the destination, near and far.
     void Change(QRandomGenerator &random, int round)
     {
         const double opacities[] = { 0.7, 1.0, 0.5, 0.004, 0.9, 1.2, 7, 1e18, -1, qQNaN(), qInf(), 0.0039 };
@@ -54,13 +54,13 @@ struct Scene {
                                                random.bounded(60, 300), random.bounded(60, 220));
         for (QRect *const each : { &maskRect, &clipMaskRect })
             if (each->x() != INT_MIN && random.bounded(3) == 0)
-                each->setSize(QSize(0, 0));
+                each->setSize(QSize(0, 9 * random.bounded(2)));
         outsideVisible = random.bounded(2);
         maskOutsideVisible = random.bounded(2);
         lock = random.bounded(4) == 0;
         opacity = opacities[random.bounded(12)];
         onPoolThread = round % 4 == 3;
-        for (RGBA32iImage *const image : { &source, &mask, &clipMask }) {
+        for (RGBA32iImage *const image : { &source, &mask, &clip, &clipMask }) {
             image->ClearFlatWindow();
             const int x = random.bounded(4) ? random.bounded(-40, 100) : 5000;
             if (round % 2 && image->IsTiled())
