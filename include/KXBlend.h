@@ -18,8 +18,8 @@
 /// have none: through a mask they compose nothing. FillUnmasked has the masked form alone.
 ///
 /// A clip without a mask of its own is a factor of the source's alpha in the plain form. So a clip of alpha 0 hides the
-/// source only in modes that leave the destination alone at a source alpha of 0: not in Clear, Source, DestinationIn,
-/// the three bitwise modes, AlphaToGrey, SourceToGrey, SourceWhereOpaque, the four alpha modes and FillTransparent.
+/// source only in modes that change nothing for a source alpha of 0: not in Clear, Source, DestinationIn, the three
+/// bitwise modes, AlphaToGrey, SourceToGrey, Luminosity, SourceWhereOpaque, the four alpha modes and FillTransparent.
 enum class KXCompositionMode : int {
     SourceOver = 0, ///< at opacity 256 an opaque colour of 0 becomes 255 over any other one; opacity 255 is exact
     Clear = 2, ///< alpha to 0 wherever the source is not transparent; plain only
