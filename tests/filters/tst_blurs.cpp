@@ -18,13 +18,13 @@ struct Watch {
     std::atomic<bool> cancel { false };
     int stopAfter = -1;
     QMutex mutex;
-    QList<int> ranges, steps;
+    QList<int> ranges, steps; ///< with each range how many steps came before it
 
     void on(OPAdjustmentProcessing &processing)
     {
         cancel = stopAfter == 0;
         QObject::connect(&processing, &OPAdjustmentProcessing::RangeChanged,
-            [this](int minimum, int maximum) { ranges << minimum << maximum; });
+            [this](int minimum, int maximum) { ranges << minimum << maximum << steps.size(); });
         QObject::connect(&processing, &OPAdjustmentProcessing::ProgressChanged, [this](int value) {
             const QMutexLocker lock(&mutex);
             steps << value;
@@ -100,7 +100,7 @@ private Q_SLOTS:
         frame.SetProgress(41);
         frame.SetRange(7); // leaves the progress where it is
         frame.IncrementProgress();
-        QVERIFY(watch.steps == QList<int>({ 1, 41, 42 }) && watch.ranges == QList<int>({ 0, 7 }));
+        QVERIFY(watch.steps == QList<int>({ 1, 41, 42 }) && watch.ranges == QList<int>({ 0, 7, 2 }));
     }
 
     void blurs()
@@ -229,7 +229,7 @@ private:
                 QString("width %1, selected from %2, %3").arg(a.size.width()).arg(a.rect.x()).arg(a.rect.y()));
             QCOMPARE(result.Bits(), data.image.Bits()); // it is the caller's buffer that was written
             const int lineCount = area.width() + area.height() + qMax(a.merged.height(), 0);
-            QCOMPARE(watch->ranges, QList<int>({ 0, lineCount }));
+            QCOMPARE(watch->ranges, QList<int>({ 0, lineCount, 0 }));
             std::sort(watch->steps.begin(), watch->steps.end());
             QCOMPARE(watch->steps.size(), lineCount);
             for (int i = 0; i < lineCount; ++i)
