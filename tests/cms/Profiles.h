@@ -42,8 +42,7 @@ inline QByteArray wideGamut() { return ofGamma(2.2, false); }
 inline QByteArray linearWideGamut() { return ofGamma(1.0, false); }
 inline QByteArray grey() { return ofGamma(1.8, true); }
 
-/// A profile of tables, whose values need only differ from place to place, with curves around them. Version 2.1 stores
-/// them as lut16, version 4.3 as lutAToB and lutBToA.
+/// A profile of tables of any values, with curves around them: lut16 in version 2.1, lutAToB and lutBToA in 4.3.
 inline QByteArray tables(cmsColorSpaceSignature space, unsigned channels, double version)
 {
     cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);

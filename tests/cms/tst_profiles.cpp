@@ -19,8 +19,7 @@ const QByteArray srgb = profiles::srgb(), wide = profiles::wideGamut(), linear =
 void setWord(QByteArray &bytes, int at, quint32 value) { qToBigEndian(value, bytes.data() + at); }
 quint32 word(const QByteArray &bytes, int at) { return qFromBigEndian<quint32>(bytes.constData() + at); }
 
-/// A profile whose one tag is a chain of @p elements, all of which are one table of @p side by @p side colours: a few
-/// kilobytes that stand for many to read.
+/// A profile of one tag, a chain of @p elements that are all one table of @p side by @p side colours: long to read.
 QByteArray chain(quint32 elements, quint32 side)
 {
     const quint32 size = 16 + 8 * elements + 28 + 8 * side * side, channels = 0x20002;

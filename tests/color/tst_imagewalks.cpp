@@ -180,7 +180,7 @@ private Q_SLOTS:
             }
     }
 
-    /// The caller does the last row in any case, so that exceptions keep their type. A shared image gets its own pixels.
+    /// The caller does the last row in any case, so exceptions keep their type. A shared image gets its own pixels.
     void qimagesAreWalkedOnTheCaller()
     {
         QImage image(2, 1, QImage::Format_ARGB32), none, grey(3, 3, QImage::Format_Grayscale8);

@@ -93,8 +93,7 @@ struct Scene {
             });
     }
 
-    /// The clipping family ignores flat windows, but for the one of the source where there is a mask, and reads the fake
-    /// tiles of the clip.
+    /// The clipping family reads the fake tiles of the clip, and of flat windows only the source's beside a mask.
     void CheckClipped()
     {
         const bool isMaskRect = !clipMaskRect.isEmpty(), isTiled = destination.IsTiled();

@@ -96,8 +96,7 @@ private Q_SLOTS:
     {
         QVERIFY_EXCEPTION_THROWN(workers::run(2, [] { throw Refusal(); }), Refusal);
         QVERIFY_EXCEPTION_THROWN(workers::run(2, [] { throw 7; }), QUnhandledException);
-        // Several workers throw: the first one's leaves, in the order in which they were started. On a pool of one
-        // thread they also run in that order.
+        // Several workers throw: what leaves is from the one started first. A pool of one thread runs them in order.
         std::atomic<int> started { 0 };
         QString first;
         QVERIFY(testing::onPool(1, 1, [&] {
