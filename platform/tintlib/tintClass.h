@@ -6,8 +6,8 @@
 /// Profiles   A profile handle is immutable: it holds the profile's bytes as they were given and what was found out
 ///            about them. Any number of threads may use one handle, and a transform does not need the handles that it
 ///            was made from any more.
-/// Transforms One transform handle may be used by any number of threads at once, without a lock. Each handle is released
-///            by itself; while one lives, further ones for the same conversion are cheap to make.
+/// Transforms One transform handle may be used by any number of threads at once, without a lock. Each handle is
+///            released by itself; while one lives, further ones for the same conversion are cheap to make.
 /// Log        What Little CMS has to say about bytes that it cannot read goes to the debug log as
 ///            "[platform/tintlib/...:line] text". Making a transform says nothing.
 /// Errors     Null or 0, as told at each operation; std::bad_alloc passes through. Handles of one kind must not be
