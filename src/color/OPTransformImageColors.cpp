@@ -134,10 +134,14 @@ void OPImageWalk::Plain(
             return true;
         };
         const int first = area.y(), last = area.y() + area.height();
-        if (image.IsTiled())
-            walkRows(std::min(workerCount(), 1), first, last, row);
-        else
-            walkRows(workerCount(), first, last - 1, row); // without the last row: told at the class
+        if (!image.IsTiled())
+            return walkRows(workerCount(), first, last - 1, row); // without the last row: told at the class
+        // In turn: the first worker does all rows, and what it throws leaves before the next one starts.
+        for (int worker = workerCount(), y = first; worker > 0; --worker)
+            workers::run(1, [&] {
+                for (; y < last; ++y)
+                    row(y);
+            });
     });
 }
 
