@@ -77,7 +77,8 @@ class TestImageWalks : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    /// Every pixel of the area once, and no other; but for the plain form, which leaves the last row of a flat image.
+    /// Every pixel of the area once, and no other; but for the plain form, which leaves the last row of a flat image. On one
+    /// processor nobody walks an image, and the caller a QImage.
     void rectangles()
     {
         const QRect all(0, 0, 300, 200), none(0, 0, 0, 0);
@@ -90,25 +91,30 @@ private Q_SLOTS:
             { { 300, 0, 5, 5 }, none },
             { { { INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX) }, all },
         };
-        for (const auto &[rect, area] : cases) {
-            for (const bool tiled : { false, true })
-                for (const Form form : { Plain, Iterative, Located })
-                    for (const bool hasKernel : { false, true }) {
-                        RGBA32iImage image = Picture(300, 200).image(tiled);
-                        std::atomic<int> progress { 0 };
-                        const auto count = [&progress] { ++progress; };
-                        walk(form, image, rect, goOn, count, hasKernel);
-                        const QRect lessOneRow = area.adjusted(0, 0, 0, -1);
-                        const Picture expected = raised(form == Plain && !tiled ? lessOneRow : area, form == Located);
-                        VERIFY_SAME_AT(testing::difference(Picture::of(image), expected),
-                            QString("form %1, tiled %2, from %3").arg(form).arg(tiled).arg(rect.x()));
-                        QCOMPARE(int(progress), form == Plain ? 0 : area.height());
-                    }
-            Picture memory(300, 200);
-            QImage image(reinterpret_cast<uchar *>(memory.pixels.data()), 300, 200, QImage::Format_ARGB32);
-            OPTransformImageColors(Raise(), &image, rect)();
-            COMPARE_PICTURE(memory, raised(area, false)); // all rows
-        }
+        const QByteArray processorsBefore = qgetenv("KXCORE_TEST_PROCESSORS");
+        for (const QByteArray &processors : { QByteArray("1"), processorsBefore })
+            for (const auto &[rect, wanted] : cases) {
+                qputenv("KXCORE_TEST_PROCESSORS", processors);
+                const QRect area = processors == "1" ? none : wanted;
+                for (const bool tiled : { false, true })
+                    for (const Form form : { Plain, Iterative, Located })
+                        for (const bool hasKernel : { false, true }) {
+                            RGBA32iImage image = Picture(300, 200).image(tiled);
+                            std::atomic<int> progress { 0 };
+                            const auto count = [&progress] { ++progress; };
+                            walk(form, image, rect, goOn, count, hasKernel);
+                            const QRect lessOneRow = area.adjusted(0, 0, 0, -1);
+                            const Picture expected =
+                                raised(form == Plain && !tiled ? lessOneRow : area, form == Located);
+                            VERIFY_SAME_AT(testing::difference(Picture::of(image), expected),
+                                QString("form %1, tiled %2, from %3").arg(form).arg(tiled).arg(rect.x()));
+                            QCOMPARE(int(progress), form == Plain ? 0 : area.height());
+                        }
+                Picture memory(300, 200);
+                QImage image(reinterpret_cast<uchar *>(memory.pixels.data()), 300, 200, QImage::Format_ARGB32);
+                OPTransformImageColors(Raise(), &image, rect)();
+                COMPARE_PICTURE(memory, raised(wanted, false)); // all rows
+            }
     }
 
     /// A new image is one block under all its entries. A pixel of the block changes once for every place that shows it,
