@@ -201,8 +201,8 @@ Step Document::growLayer()
     const double radius = std::max(1.0, m_unit * 0.085);
     const int side = int(std::ceil(2 * radius));
     Step step { "A layer that grows",
-        "A moon in a layer as small as itself; runEx blurs it and grows the layer by the blur's reach.", {}, {}, 0,
-        "halo, back in tiles", {} };
+        "A moon in a layer as small as itself (dashed); runEx blurs it and grows the layer by the blur's reach.", {},
+        {}, 0, "halo, back in tiles", {} };
     m_moonAt = QPoint(int(rect().width() * 0.84), int(rect().height() * 0.20)) - QPoint(side, side) / 2;
     m_moon = RGBA32iImage(side, side, false);
     const QPointF centre(side / 2.0, side / 2.0), shadow(side * 0.31, side * 0.40);
@@ -268,7 +268,7 @@ void Document::makeLens()
 
 void Document::putPhoto()
 {
-    m_canvas = RGBA32iImage(rect().width(), rect().height(), false);
+    m_canvas.Fill(OPRGBA32i());
     Compose(m_retouched, rect(), KXCompositionMode::SourceOver, m_canvas, rect(), fullOpacity, false);
 }
 
@@ -296,6 +296,7 @@ void Document::putLens()
 
 Step Document::composePaint()
 {
+    m_canvas = RGBA32iImage(rect().width(), rect().height(), false);
     putPhoto();
     return composed("Composing: the painted layer, LinearDodge",
         "Fake tiles are skipped, so an almost empty layer costs almost nothing.", "painted layer", m_paint,
@@ -326,7 +327,7 @@ Step Document::composeClippingGroup()
 
 Step Document::composeAll()
 {
-    Step step = composed("Everything, composed anew", "What a redraw of the whole document costs.",
+    Step step = composed("Everything, composed anew", "What a redraw of the whole document onto the same canvas costs.",
         "blurred copy of the photo", m_retouched, [this] {
             putPhoto();
             putPaint();

@@ -40,6 +40,9 @@ OutputFolder::~OutputFolder() { QDir(m_published ? m_hidden : m_firstMade).remov
 QStringList OutputFolder::publish()
 {
     const QStringList names = QDir(m_hidden).entryList(QDir::Files, QDir::Name);
+    for (const QString &name : names) // the one obstacle that could stand in the way of some files and not of others
+        if (QFileInfo(m_path + '/' + name).isDir())
+            throw Failure(QString("cannot write '%1/%2': it is a folder").arg(m_path, name));
     for (const QString &name : names) {
         const QString to = m_path + '/' + name;
         if (std::rename(fileFor(name).toLocal8Bit().constData(), to.toLocal8Bit().constData()) != 0)

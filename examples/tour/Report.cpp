@@ -103,17 +103,17 @@ void writeReport(OutputFolder &folder, const Summary &summary, const QVector<Ste
     QFile page(":/tour/page.html");
     page.open(QIODevice::ReadOnly);
     QString html = QString::fromUtf8(page.readAll());
-    html.replace("{{facts}}",
-        fact("photo", summary.photo)
-            + fact("pixels", QString("%1 × %2").arg(summary.size.width()).arg(summary.size.height()))
-            + fact("kernels", summary.module ? "AVX2 module" : "plain code")
-            + fact("redraw of all layers", milliseconds(steps.last().milliseconds) + " ms"));
     html.replace("{{before}}", embedded(steps.first().after));
     html.replace("{{after}}", embedded(steps.last().after));
     html.replace("{{steps}}", cards);
     html.replace("{{count}}", QString::number(gallery.entries.size()));
     html.replace("{{milliseconds}}", milliseconds(gallery.milliseconds));
     html.replace("{{modes}}", modes);
+    html.replace("{{facts}}", // last, as a photo may be called like one of the places
+        fact("photo", summary.photo)
+            + fact("pixels", QString("%1 × %2").arg(summary.size.width()).arg(summary.size.height()))
+            + fact("kernels", summary.module ? "AVX2 module" : "plain code")
+            + fact("redraw of all layers", milliseconds(steps.last().milliseconds) + " ms"));
     QFile file(folder.fileFor("index.html"));
     const QByteArray bytes = html.toUtf8();
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush())

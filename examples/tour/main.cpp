@@ -99,6 +99,8 @@ void run(const Arguments &arguments)
     if (own)
         checkSize("the scene", arguments.sceneSize);
     QImage photo = own ? tour::drawScene(arguments.sceneSize) : readPhoto(arguments.photo);
+    if (stop)
+        throw tour::Stopped();
     tour::OutputFolder folder(arguments.out);
 
     const tour::Summary summary { own ? "built-in scene" : QFileInfo(arguments.photo).fileName(), photo.size(),
@@ -132,8 +134,10 @@ int main(int argc, char **argv)
     QGuiApplication application(argc, argv);
     QCoreApplication::setApplicationName("kxcore_tour");
 
-    std::signal(SIGINT, [](int) { stop = true; });
-    std::signal(SIGTERM, [](int) { stop = true; });
+    for (const int end : { SIGINT, SIGTERM, SIGHUP })
+        if (std::signal(end, SIG_IGN) != SIG_IGN) // what nohup or a shell has switched off stays so
+            std::signal(end, [](int) { stop = true; });
+    std::signal(SIGPIPE, SIG_IGN); // who reads only the first lines still gets the pictures
     QString photo;
     try {
         const Arguments arguments = parsed(application);
