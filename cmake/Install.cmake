@@ -5,6 +5,7 @@ install(TARGETS kxcore EXPORT KXCoreTargets FILE_SET HEADERS)
 if(TARGET kxcore_avx2)
     install(TARGETS kxcore_avx2 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
+install(FILES docs/behaviour.md DESTINATION ${CMAKE_INSTALL_DOCDIR}) # the headers refer to it
 install(EXPORT KXCoreTargets NAMESPACE KXCore:: DESTINATION ${package})
 configure_package_config_file(cmake/KXCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/KXCoreConfig.cmake
     INSTALL_DESTINATION ${package})

@@ -16,7 +16,8 @@
 ///          nothing itself. Nothing but the setters of a class changes an object, and they must not run while a walk
 ///          uses it.
 /// Kernels  An accelerated class holds its kernel in a public static function object that all its objects share. Each
-///          constructor looks it up if it is still empty, and sets @c m_HasKernel if it is bound then:
+///          constructor looks it up if it is still empty, and sets @c m_HasKernel if it is bound then. The
+///          library's own classes do both by one internal function over @c AVX2LIB:
 ///          @code m_HasKernel = kernels::bind(m_InvertAVX2, "InvertTransformationAVX2"); @endcode
 ///          That is not locked: construct the first object of a class on one thread.
 /// Threads  All operations but the destructor are const and touch no shared state: one object serves many threads.
