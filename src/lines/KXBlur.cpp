@@ -8,6 +8,8 @@
 
 #include "Gaussian.h"
 
+#include <mutex>
+
 namespace {
 
 short entry(double value) { return short(arithmetic::truncate(value)); }
@@ -56,8 +58,9 @@ std::function<void(unsigned char *, bool)> KXBlur::ReturnAlpha::m_ReturnAlphaAVX
 
 KXBlur::PremultiplyAlpha::PremultiplyAlpha()
 {
-    static const bool bound = kernels::bind(m_PremultiplyAlphaAVX2, "PremultiplyAlphaAVX2");
-    m_HasKernel = bound;
+    static std::once_flag lookedUp;
+    std::call_once(lookedUp, [] { kernels::bind(m_PremultiplyAlphaAVX2, "PremultiplyAlphaAVX2"); });
+    m_HasKernel = bool(m_PremultiplyAlphaAVX2);
 }
 
 void KXBlur::PremultiplyAlpha::operator()(unsigned char *pixels, bool flag) const
@@ -75,8 +78,9 @@ void KXBlur::PremultiplyAlpha::operator()(OPRGBA32i &pixel) const
 
 KXBlur::ReturnAlpha::ReturnAlpha()
 {
-    static const bool bound = kernels::bind(m_ReturnAlphaAVX2, "ReturnAlphaAVX2");
-    m_HasKernel = bound;
+    static std::once_flag lookedUp;
+    std::call_once(lookedUp, [] { kernels::bind(m_ReturnAlphaAVX2, "ReturnAlphaAVX2"); });
+    m_HasKernel = bool(m_ReturnAlphaAVX2);
 }
 
 void KXBlur::ReturnAlpha::operator()(unsigned char *pixels, bool flag) const

@@ -135,6 +135,10 @@ private Q_SLOTS:
             "PremultiplyAlphaAVX2", KXBlur::PremultiplyAlpha(), [](int c, int a) { return (c * a + 127) / 255; });
         compareBlocks("ReturnAlphaAVX2", KXBlur::ReturnAlpha(),
             [](int c, int a) { return a ? ((c * 255 + (a >> 1)) / a & 0xFF) : 0; });
+        const auto kernel = std::exchange(KXBlur::ReturnAlpha::m_ReturnAlphaAVX2, nullptr);
+        QVERIFY(!KXBlur::ReturnAlpha().HasKernel());
+        KXBlur::ReturnAlpha::m_ReturnAlphaAVX2 = kernel;
+        QVERIFY(KXBlur::ReturnAlpha().HasKernel());
     }
 
     /// Each window summed by itself, by the accumulator's own arithmetic.
