@@ -105,7 +105,8 @@ public:
     KXImage() = default;
 
     /// An image of transparent black (all bytes 0). Negative sizes count as 0; a flat image of no area has a null
-    /// buffer. Throws std::bad_alloc without memory and for a flat image of more than 2^31 - 1 pixels.
+    /// buffer. Throws std::bad_alloc without memory, for a flat image of more than 2^31 - 1 pixels and for a tiled one of
+    /// more than 2^31 - 1 tiles.
     KXImage(int imageWidth, int imageHeight, bool isTiled)
         : tiled(isTiled)
         , width(std::max(imageWidth, 0))
@@ -114,6 +115,8 @@ public:
         if (tiled) {
             tilesX = int((qint64(width) + TileW - 1) / TileW);
             tilesY = int((qint64(height) + TileH - 1) / TileH);
+            if (qint64(tilesX) * tilesY > INT_MAX)
+                throw std::bad_alloc();
             tiles.resize(size_t(tilesX) * size_t(tilesY));
             Fill(T());
         } else {
@@ -121,10 +124,29 @@ public:
         }
     }
 
+    /// Shares the buffer, the tiles, the profile and the EXIF list of @p other; copies everything else but the mutex.
     KXImage(const KXImage &other)
-        : KXImage()
+        : flatData(other.flatData)
+        , tiles(other.tiles)
+        , fakeTile(other.fakeTile)
+        , tiled(other.tiled)
+        , tilesX(other.tilesX)
+        , tilesY(other.tilesY)
+        , hasFlatWindow(other.hasFlatWindow)
+        , flatWindowRect(other.flatWindowRect)
+        , flatWindowOffset(other.flatWindowOffset)
+        , flatWindowOrigin(other.flatWindowOrigin)
+        , applicationWords { other.applicationWords[0], other.applicationWords[1] }
+        , applicationByte(other.applicationByte)
+        , width(other.width)
+        , height(other.height)
+        , colorProfile(other.colorProfile)
+        , dpiX(other.dpiX)
+        , dpiY(other.dpiY)
+        , metadataFlags(other.metadataFlags)
+        , exifElements(other.exifElements)
+        , fakeIsContent(other.fakeIsContent)
     {
-        *this = other;
     }
 
     KXImage(KXImage &&other) noexcept
@@ -133,32 +155,11 @@ public:
         Swap(other);
     }
 
-    /// Shares the buffer, the tiles, the profile and the EXIF list of @p other; copies everything else but the mutex.
+    /// The same; without memory for it this image stays as it was.
     KXImage &operator=(const KXImage &other)
     {
-        if (this == &other)
-            return *this;
-        flatData = other.flatData;
-        tiles = other.tiles;
-        fakeTile = other.fakeTile;
-        tiled = other.tiled;
-        tilesX = other.tilesX;
-        tilesY = other.tilesY;
-        hasFlatWindow = other.hasFlatWindow;
-        flatWindowRect = other.flatWindowRect;
-        flatWindowOffset = other.flatWindowOffset;
-        flatWindowOrigin = other.flatWindowOrigin;
-        applicationWords[0] = other.applicationWords[0];
-        applicationWords[1] = other.applicationWords[1];
-        applicationByte = other.applicationByte;
-        width = other.width;
-        height = other.height;
-        colorProfile = other.colorProfile;
-        dpiX = other.dpiX;
-        dpiY = other.dpiY;
-        metadataFlags = other.metadataFlags;
-        exifElements = other.exifElements;
-        fakeIsContent = other.fakeIsContent;
+        if (this != &other)
+            *this = KXImage(other);
         return *this;
     }
 
@@ -448,18 +449,34 @@ public:
     }
     /// Sets the list of elements. Each is one that the image has already, or a new one, which the image then owns.
     /// **Never pass an element of another image**: assign the image, or copy the element. Copies of this image keep the
-    /// list that they have.
+    /// list that they have. Without memory it throws std::bad_alloc: the image keeps its list, new elements are deleted.
     void SetExifElements(const QList<KXEXIFElement *> &elements)
     {
-        auto list = std::make_shared<ExifList>();
-        for (KXEXIFElement *element : elements) {
-            std::shared_ptr<KXEXIFElement> owner;
+        std::shared_ptr<ExifList> list;
+        const auto ownerOf = [&](const KXEXIFElement *element) {
             for (const ExifList *known : { exifElements.get(), static_cast<const ExifList *>(list.get()) })
-                if (known && !owner)
+                if (known)
                     for (const auto &present : *known)
                         if (present.get() == element)
-                            owner = present;
-            list->push_back(owner ? owner : std::shared_ptr<KXEXIFElement>(element));
+                            return present;
+            return std::shared_ptr<KXEXIFElement>();
+        };
+        int taken = 0;
+        try {
+            list = std::make_shared<ExifList>();
+            list->reserve(size_t(elements.size()));
+            for (KXEXIFElement *element : elements) {
+                std::shared_ptr<KXEXIFElement> owner = ownerOf(element);
+                ++taken; // without memory the next line deletes it
+                list->push_back(owner ? std::move(owner) : std::shared_ptr<KXEXIFElement>(element));
+            }
+        } catch (...) {
+            const KXEXIFElement *const deleted = taken > 0 ? elements[taken - 1] : nullptr;
+            for (; taken < elements.size(); ++taken)
+                if (elements[taken] != deleted && !ownerOf(elements[taken])
+                    && elements.indexOf(elements[taken], taken + 1) < 0)
+                    delete elements[taken];
+            throw;
         }
         exifElements = std::move(list);
     }

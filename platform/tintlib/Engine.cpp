@@ -44,11 +44,11 @@ std::shared_ptr<const Engine> engineFor(const Profile &source, unsigned int inpu
     const OpenProfile from(silentContext(), source.bytes), to(silentContext(), target.bytes);
     if (!from.handle() || !to.handle())
         return nullptr;
-    const cmsHTRANSFORM transform =
-        cmsCreateTransformTHR(silentContext(), from.handle(), inputFormat, to.handle(), outputFormat, intent, flags);
+    Engine::Transform transform(
+        cmsCreateTransformTHR(silentContext(), from.handle(), inputFormat, to.handle(), outputFormat, intent, flags));
     if (!transform)
         return nullptr;
-    const auto engine = std::make_shared<const Engine>(transform);
+    const auto engine = std::make_shared<const Engine>(std::move(transform));
 
     const std::lock_guard<std::mutex> lock(engines.mutex);
     for (auto i = engines.inUse.begin(); i != engines.inUse.end();)

@@ -3,6 +3,7 @@
 #include "Profile.h"
 
 #include <memory>
+#include <utility>
 
 #include <lcms2.h>
 
@@ -11,19 +12,21 @@ namespace tint {
 /// A transform of Little CMS: never changed once it is made, so that any number of handles and threads may use one.
 class Engine {
 public:
-    /// Takes @p transform over, which is not null.
-    explicit Engine(cmsHTRANSFORM transform)
-        : m_transform(transform)
+    struct Delete {
+        void operator()(cmsHTRANSFORM transform) const { cmsDeleteTransform(transform); }
+    };
+    using Transform = std::unique_ptr<void, Delete>;
+
+    /// @p transform is not null.
+    explicit Engine(Transform transform)
+        : m_transform(std::move(transform))
         , m_number(nextNumber())
     {
     }
-    ~Engine() { cmsDeleteTransform(m_transform); }
-    Engine(const Engine &) = delete;
-    Engine &operator=(const Engine &) = delete;
 
     void convert(const void *input, void *output, unsigned int count) const
     {
-        cmsDoTransform(m_transform, input, output, count);
+        cmsDoTransform(m_transform.get(), input, output, count);
     }
 
     /// A number that no other engine of this process has, or 0 when the numbers have run out.
@@ -32,7 +35,7 @@ public:
 private:
     static quint32 nextNumber();
 
-    cmsHTRANSFORM m_transform;
+    Transform m_transform;
     quint32 m_number;
 };
 

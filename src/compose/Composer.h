@@ -210,8 +210,8 @@ void composePlain(const Src &src, const QRect &srcRect, KXCompositionMode mode, 
     const auto area = ClipRects(rectOf(src), srcRect, rectOf(dst), dstRect);
     if (!composes(mode, opacity256) || !area)
         return;
+    const TargetPlane target(dst); // first: a QImage gets pixels of its own here, and may be the source too
     const SourcePlane source(src, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(src, *area));
-    const TargetPlane target(dst);
     const auto blender = makeBlender(mode, quint32(opacity256));
     runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&dst, src),
         [&](const QRect &part) { blendPlain(part, source, nullptr, target, blender); });

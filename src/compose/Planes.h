@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
 
 /// Planes: the pixels of an image under any storage, addressed by positions in the destination.
 ///
@@ -175,6 +176,8 @@ public:
         : m_pixels(reinterpret_cast<OPRGBA32i *>(image.bits()))
         , m_stride(image.bytesPerLine() / qptrdiff(sizeof(OPRGBA32i)))
     {
+        if (!m_pixels) // an image that shared its pixels, and there is no memory for a copy of them
+            throw std::bad_alloc();
     }
 
     qptrdiff Stride() const { return m_stride; }

@@ -46,9 +46,10 @@ void premultiplied(bool premultiply, RGBA32iImage &image, const QRect &rect, Pas
         passes();
         return;
     }
-    const auto straighten = [&] { OPTransformImageColors<KXBlur::ReturnAlpha>(KXBlur::ReturnAlpha(), &image, rect)(); };
+    const OPTransformImageColors weight(KXBlur::PremultiplyAlpha(), &image, rect);
+    const OPTransformImageColors straighten(KXBlur::ReturnAlpha(), &image, rect); // here: the way back needs no memory
     lines::makePrivate(image, rect); // the walks write shared tiles as they are
-    OPTransformImageColors<KXBlur::PremultiplyAlpha>(KXBlur::PremultiplyAlpha(), &image, rect)();
+    weight();
     try {
         passes();
     } catch (...) {
@@ -187,14 +188,14 @@ void KXIterativeConvolutionFast2D<Image>::RunWeighted(
     const auto pixelsAt = [&](int row) {
         return m_image->Bits() + size_t(m_clip.y() + row) * size_t(m_image->Width()) + m_clip.x();
     };
+    const KXBlur::PremultiplyAlpha premultiply; // both here: the way back needs no memory
+    const KXBlur::ReturnAlpha straighten;
     const auto premultiplyRest = [&] {
-        const KXBlur::PremultiplyAlpha premultiply;
         for (int row = 0; row < walkedRows; ++row)
             if (!std::exchange(rowDone[size_t(row)], 1))
                 premultiply.Apply(pixelsAt(row), width);
     };
     const auto straightenRest = [&] {
-        const KXBlur::ReturnAlpha straighten;
         const auto end = columnDone.end();
         for (auto first = std::find(columnDone.begin(), end, 0); first != end; first = std::find(first, end, 0)) {
             const auto last = std::find(first, end, 1);

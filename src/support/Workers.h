@@ -8,6 +8,7 @@
 #include <atomic>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -79,19 +80,28 @@ public:
     {
         if (!m_future.isCanceled()) {
             try {
-                m_body();
-            } catch (const QException &e) {
-                m_future.reportException(e);
-            } catch (const std::exception &e) {
-                m_future.reportException(WorkerException(e.what()));
-            } catch (...) {
-                m_future.reportException(QUnhandledException());
+                RunBody();
+            } catch (...) { // no memory to report what was thrown
+                m_future.reportCanceled();
             }
         }
         m_future.reportFinished();
     }
 
 private:
+    void RunBody()
+    {
+        try {
+            m_body();
+        } catch (const QException &e) {
+            m_future.reportException(e);
+        } catch (const std::exception &e) {
+            m_future.reportException(WorkerException(e.what()));
+        } catch (...) {
+            m_future.reportException(QUnhandledException());
+        }
+    }
+
     QFutureInterface<void> m_future;
     Body m_body;
 };
@@ -102,18 +112,21 @@ QFutureInterface<void> start(Body &&body)
 {
     QThreadPool *const pool = QThreadPool::globalInstance();
     QFutureInterface<void> future;
-    auto *const task = new Task<Body>(future, std::forward<Body>(body));
+    auto task = std::make_unique<Task<Body>>(future, std::forward<Body>(body));
     future.setThreadPool(pool);
-    future.setRunnable(task);
+    future.setRunnable(task.get());
     future.reportStarted();
-    pool->start(task, 0);
+    pool->start(task.get(), 0);
+    task.release(); // the pool's, which may have run and deleted it by now
     return future;
 }
 
 } // namespace detail
 
 /// Runs @p body once on each of @p count workers of the global pool and waits for all of them, also when some throw;
-/// then the exception of the first worker that threw leaves. With a count of 0 or less nothing runs.
+/// then the exception of the first worker that threw leaves. With a count of 0 or less nothing runs. Where there is no
+/// memory for so many workers there are fewer, and without memory for a single one @p body runs here: every body takes
+/// items until none are left.
 ///
 /// @p body is shared by the workers. The caller may itself sit on a pool thread: a worker that has not started by the
 /// time the caller waits for it is run by the caller.
@@ -121,27 +134,26 @@ template <class Body>
 void run(int count, Body &&body)
 {
     std::vector<QFutureInterface<void>> futures;
-    futures.reserve(count > 0 ? size_t(count) : 0);
-    const auto wait = [&futures] {
-        std::exception_ptr first;
-        for (auto &future : futures) {
-            try {
-                future.waitForFinished();
-            } catch (...) {
-                if (!first)
-                    first = std::current_exception();
-            }
-        }
-        return first;
-    };
     try {
+        futures.reserve(count > 0 ? size_t(count) : 0);
         for (int i = 0; i < count; ++i)
             futures.push_back(detail::start<std::remove_reference_t<Body> &>(body));
-    } catch (...) { // no memory for a further worker: those that run still use the caller's frame
-        wait();
-        throw;
+    } catch (const std::bad_alloc &) {
+        if (futures.empty())
+            return body();
     }
-    if (const std::exception_ptr first = wait())
+    std::exception_ptr first;
+    for (auto &future : futures) {
+        try {
+            future.waitForFinished();
+            if (future.isCanceled())
+                throw std::bad_alloc();
+        } catch (...) {
+            if (!first)
+                first = std::current_exception();
+        }
+    }
+    if (first)
         std::rethrow_exception(first);
 }
 
@@ -174,8 +186,15 @@ void startForEachItem(int count, int first, int last, Item item)
     if (first >= last)
         return;
     const auto counter = std::make_shared<detail::Counter>(first);
-    for (int worker = 0; worker < count; ++worker)
-        detail::start([counter, last, item] { detail::takeItems(*counter, last, 1, item); });
+    for (int worker = 0; worker < count; ++worker) {
+        try {
+            detail::start([counter, last, item] { detail::takeItems(*counter, last, 1, item); });
+        } catch (const std::bad_alloc &) {
+            if (worker == 0)
+                throw;
+            return; // those that run do all items
+        }
+    }
 }
 
 /// Row loop without state per worker: @p row(i) for i in [0, rows) on @p count workers. A count of 0 or less does
