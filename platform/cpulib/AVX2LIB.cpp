@@ -1,7 +1,10 @@
 #include "AVX2LIB.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
+#include <cstdint>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -35,6 +38,31 @@ std::string ownFolder()
     return slash == std::string::npos ? std::string() : file.substr(0, slash + 1);
 }
 
+/// Whether a file holds all that it is to be loaded from. The loader does not ask: it maps what a file that was cut off
+/// lacks, and the process ends where that is touched.
+bool isWhole(const std::string &path)
+{
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    if (!file)
+        return true; // the loader may know a folder for it
+    const auto size = std::uint64_t(file.tellg());
+    const auto read = [&file](std::uint64_t position, auto &record) {
+        file.seekg(std::streamoff(position));
+        return bool(file.read(reinterpret_cast<char *>(&record), sizeof record));
+    };
+    ElfW(Ehdr) header;
+    if (!read(0, header))
+        return false;
+    for (unsigned i = 0; i < header.e_phnum; ++i) {
+        ElfW(Phdr) part;
+        if (!read(header.e_phoff + i * sizeof part, part))
+            return false;
+        if (part.p_type == PT_LOAD && (part.p_offset > size || part.p_filesz > size - part.p_offset))
+            return false;
+    }
+    return true;
+}
+
 } // namespace
 
 AVX2LIB *AVX2LIB::Instance()
@@ -47,7 +75,7 @@ AVX2LIB *AVX2LIB::Instance()
     if (path.empty() || !processorHasAvx2())
         return nullptr;
     auto &module = modules[path];
-    if (!module)
+    if (!module && isWhole(path))
         if (void *handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
             module.reset(new AVX2LIB(handle));
     return module.get();
