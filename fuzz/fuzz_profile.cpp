@@ -59,4 +59,4 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     return 0;
 }
 
-QByteArrayList FuzzSeeds() { return profiles::all(); }
+QByteArrayList FuzzSeeds() { return profiles::all() << profiles::chain(2, 2); }

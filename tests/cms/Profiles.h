@@ -2,6 +2,7 @@
 
 #include "KXCMSProfile.h"
 
+#include <QtCore/QDataStream>
 #include <QtCore/QList>
 
 #include <cmath>
@@ -79,6 +80,22 @@ inline KXCMSProfile loaded(const QByteArray &bytes)
     KXCMSProfile profile;
     profile.FromByteArray(bytes);
     return profile;
+}
+
+/// A profile of one tag, a chain of @p elements that are all one table of @p side by @p side colours: long to read.
+inline QByteArray chain(quint32 elements, quint32 side)
+{
+    const quint32 size = 16 + 8 * elements + 28 + 8 * side * side, channels = 0x20002;
+    QByteArray bytes = srgb().left(128);
+    QDataStream out(&bytes, QIODevice::Append);
+    out << 1 << quint32(cmsSigDToB0Tag) << 144 << size; // the directory
+    out << quint32(cmsSigMultiProcessElementType) << 0 << channels << elements;
+    for (quint32 i = 0; i < elements; ++i)
+        out << 16 + 8 * elements << 0;
+    out << quint32(cmsSigCLutElemType) << 0 << channels << (side << 24 | side << 16) << 0 << 0 << 0;
+    bytes.append(QByteArray(int(8 * side * side), 0));
+    QDataStream(&bytes, QIODevice::ReadWrite) << quint32(bytes.size());
+    return bytes;
 }
 
 } // namespace profiles

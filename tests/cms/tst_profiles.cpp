@@ -9,7 +9,7 @@
 
 #include <random>
 
-using profiles::loaded;
+using profiles::chain, profiles::loaded;
 
 namespace {
 
@@ -18,22 +18,6 @@ const QByteArray srgb = profiles::srgb(), wide = profiles::wideGamut(), linear =
 
 void setWord(QByteArray &bytes, int at, quint32 value) { qToBigEndian(value, bytes.data() + at); }
 quint32 word(const QByteArray &bytes, int at) { return qFromBigEndian<quint32>(bytes.constData() + at); }
-
-/// A profile of one tag, a chain of @p elements that are all one table of @p side by @p side colours: long to read.
-QByteArray chain(quint32 elements, quint32 side)
-{
-    const quint32 size = 16 + 8 * elements + 28 + 8 * side * side, channels = 0x20002;
-    QByteArray bytes = srgb.left(128);
-    QDataStream out(&bytes, QIODevice::Append);
-    out << 1 << quint32(cmsSigDToB0Tag) << 144 << size; // the directory
-    out << quint32(cmsSigMultiProcessElementType) << 0 << channels << elements;
-    for (quint32 i = 0; i < elements; ++i)
-        out << 16 + 8 * elements << 0;
-    out << quint32(cmsSigCLutElemType) << 0 << channels << (side << 24 | side << 16) << 0 << 0 << 0;
-    bytes.append(QByteArray(int(8 * side * side), 0));
-    setWord(bytes, 0, quint32(bytes.size()));
-    return bytes;
-}
 
 using Pixels = QVector<OPRGBA32i>;
 
