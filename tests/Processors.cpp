@@ -14,8 +14,7 @@ extern "C" Q_DECL_EXPORT long sysconf(int name) noexcept
     const char *const wanted = isCount ? std::getenv("KXCORE_TEST_PROCESSORS") : nullptr;
     if (wanted && std::atoi(wanted) > 0)
         return std::atoi(wanted);
-    static const auto next = reinterpret_cast<long (*)(int)>(dlsym(RTLD_NEXT, "sysconf"));
-    return next(name);
+    return reinterpret_cast<long (*)(int)>(dlsym(RTLD_NEXT, "sysconf"))(name);
 }
 
 extern "C" Q_DECL_EXPORT int get_nprocs() noexcept { return static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN)); }
