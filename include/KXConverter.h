@@ -38,8 +38,9 @@ class QImage;
 ///          values outside 0..255 are not clamped**, the low eight bits of their integer part stay; infinities and NaN
 ///          give 0.
 ///          Alpha is converted like a channel in 16 bit and half, and copied in all others. Spare bytes are 0.
-/// Storage  Flat images only: a tiled image throws std::invalid_argument. The new image is flat, and has none of the
-///          profile, resolution and EXIF elements of its source. An image of no area gives an empty image of that size.
+/// Storage  Flat images only: a tiled image throws std::invalid_argument, and so does a raw one that has an area and no
+///          bytes. The new image is flat, and has none of the profile, resolution and EXIF elements of its source. An
+///          image of no area gives an empty image of that size.
 /// QImage   As a source: its bytes are taken as packed 32-bit pixels in the order of OPRGBA32i, whatever its format
 ///          says and without regard for padding; a buffer that holds fewer leaves the other pixels 0. As a result:
 ///          QImage::Format_ARGB32; Qt has no image with one side of 0, so an empty one is null.

@@ -21,7 +21,7 @@ class KXIterativeConvolutionFast2D;
 /// One pass: convolves each line of a rectangle, in place.
 ///
 /// Shape    Works inside the rectangle clipped to the image; an invalid one stands for the whole image. Where nothing
-///          is left, nothing happens.
+///          is left, nothing happens. An image has sides of up to 2^30 - 1 pixels; a debug build asserts it.
 /// Storage  Rows: flat or tiled; in a tiled image all tiles of the rectangle are made private first and take over what
 ///          a flat window shows in their place. Columns: flat only, a tiled image is left as it is, though each column
 ///          is counted. **Flat buffers are shared by copies of an image**, and are written here.

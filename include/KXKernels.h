@@ -279,10 +279,10 @@ protected:
     {
     }
 
-    bool Inside(int index) const { return index >= 0 && index <= m_lastIndex; }
-    const OPRGBA32i &Clamped(int index) const
+    bool Inside(qint64 index) const { return index >= 0 && index <= m_lastIndex; }
+    const OPRGBA32i &Clamped(qint64 index) const
     {
-        return (*m_source)[static_cast<size_t>(std::max(std::min(index, m_lastIndex), 0))];
+        return (*m_source)[static_cast<size_t>(std::max<qint64>(std::min<qint64>(index, m_lastIndex), 0))];
     }
     OPRGBA32i &Target(int i) const { return (*m_destination)[static_cast<size_t>(i)]; }
 

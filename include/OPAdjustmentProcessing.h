@@ -18,6 +18,8 @@
 /// input, even if the flag was set from the start: a Gaussian without a selection has weighted the colours by alpha and
 /// gone back by then, which loses some of their precision. Bad parameters and rectangles are no errors either:
 /// rectangles shrink to what the images hold.
+///
+/// Sizes: an image has sides of up to 2^30 - 1 pixels, which is the caller's to keep; a debug build asserts it.
 
 #include "KXGlobal.h"
 #include "KXImage.h"

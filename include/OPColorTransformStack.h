@@ -16,8 +16,9 @@
 ///          bytes, so **of a flat image the first quarter of its pixels is changed**, and of a tiled one nothing: its
 ///          elements get a null pointer. This is intended too; elements that ignore raw memory have no effect here.
 /// Nulls    May be pushed, and are skipped by every form except @c operator()(OPRGBA32i &), which none must reach.
-/// Owner    The stack owns what it holds **when it is destroyed** and deletes that. @c Pop hands ownership to its
-///          caller, @c Top lends, and @c PopAll forgets its elements without deleting them.
+/// Owner    The stack owns what it holds **when it is destroyed** and deletes that, so it must hold nothing twice then.
+///          @c Pop hands ownership to its caller, @c Top lends, and @c PopAll forgets its elements without deleting
+///          them.
 /// Threads  Every operation may be called from any thread. A traversal holds the stack's lock, which is not recursive,
 ///          until its last element has returned: an element must not call back into its stack.
 /// Errors   None of its own. What an element throws leaves the traversal at that element.

@@ -67,6 +67,8 @@ void copy(const From &from, To &to)
 
 void convert(const RGB32iRawImage &from, RGBA32iImage &to)
 {
+    if (!from.pixels && from.width && from.height)
+        throw std::invalid_argument("an image without pixels is not converted");
     OPRGBA32i *out = make(to, from.width, from.height);
     const unsigned char *in = from.pixels;
     for (size_t i = size_t(from.width) * from.height; i > 0; --i, in += from.pixelStride)

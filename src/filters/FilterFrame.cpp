@@ -32,11 +32,12 @@ QRect moved(const QRect &rect, qint64 dx, qint64 dy)
     return result;
 }
 
+int saturated(qint64 v) { return int(std::clamp<qint64>(v, INT_MIN, INT_MAX)); }
+
 /// a - b, clamped to what a QPoint holds.
 QPoint difference(const QPoint &a, const QPoint &b)
 {
-    const auto coordinate = [](qint64 v) { return int(std::clamp<qint64>(v, INT_MIN, INT_MAX)); };
-    return QPoint(coordinate(qint64(a.x()) - b.x()), coordinate(qint64(a.y()) - b.y()));
+    return QPoint(saturated(qint64(a.x()) - b.x()), saturated(qint64(a.y()) - b.y()));
 }
 
 /// What a worker needs to merge a row: the pixels of the three sides.
@@ -131,10 +132,14 @@ QPoint growCanvas(KXFilterData &data, const QRect &region, const QPoint &origin,
     QRect allowed = moved(region, 0, 0);
     if (!data.selectionRect.isEmpty())
         allowed &= selectedRect(data);
-    const QRect grown = full.adjusted(-reach, -reach, reach, reach) & (allowed | full);
+    QRect reached;
+    reached.setCoords(
+        -reach, -reach, saturated(qint64(full.right()) + reach), saturated(qint64(full.bottom()) + reach));
+    const QRect grown = ClippedTo(allowed | full, reached);
     if (grown == full)
         return origin;
-    RGBA32iImage canvas(grown.width(), grown.height(), false);
+    RGBA32iImage canvas(
+        saturated(qint64(grown.right()) + 1 - grown.x()), saturated(qint64(grown.bottom()) + 1 - grown.y()), false);
     ComposeSource(data.image, full, canvas, full.translated(-grown.topLeft()));
     data.image = canvas;
     data.selectionOffset = difference(data.selectionOffset, grown.topLeft());

@@ -32,7 +32,8 @@ OPGaussianAlpha1D::~OPGaussianAlpha1D() = default;
 
 void OPGaussianAlpha1D::operator()(int i)
 {
-    const int position = i + m_sourceOffset, radius = Left();
+    const int radius = Left();
+    const qint64 position = qint64(i) + m_sourceOffset;
     const double *weight = Weights().data();
     double sum = 0.0;
     for (int j = -radius; j <= radius; ++j)
@@ -52,12 +53,12 @@ OPShiftEdge1D::~OPShiftEdge1D() = default;
 
 void OPShiftEdge1D::operator()(int i)
 {
-    const int position = i + m_sourceOffset;
+    const qint64 position = qint64(i) + m_sourceOffset;
     OPRGBA32i pixel = Clamped(position);
     const int center = pixel.a;
     int left = m_shift > 0 ? 0 : center, right = left; // the alphas that have been met so far on either side
 
-    const auto look = [this](int index, int &tracked) {
+    const auto look = [this](qint64 index, int &tracked) {
         if (!Inside(index)) {
             if (m_shift < 0)
                 tracked = 0;
@@ -103,7 +104,7 @@ OPSimpleSharpenKernel1D::~OPSimpleSharpenKernel1D() = default;
 
 void OPSimpleSharpenKernel1D::operator()(int i)
 {
-    const int position = i + m_sourceOffset;
+    const qint64 position = qint64(i) + m_sourceOffset;
     const OPRGBA32i center = Clamped(position);
     if (m_amount == 0) {
         Target(i) = center;

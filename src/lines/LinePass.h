@@ -10,6 +10,7 @@
 
 #include <QtCore/QMutexLocker>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <functional>
@@ -31,9 +32,10 @@ struct PassShape {
     int first, length; ///< the pixels that are written
 };
 
-/// The part of an image that @p rect stands for: an invalid rectangle is all of it.
+/// The part of an image that @p rect stands for: an invalid rectangle is all of it. Passes begin with it.
 inline QRect clipped(const QRect &rect, const RGBA32iImage &image)
 {
+    Q_ASSERT_X(std::max(image.Width(), image.Height()) < 1 << 30, "line pass", "the bytes of a line fit 32 bits");
     return rect.isValid() ? ClippedTo(image.Rect(), rect) : image.Rect();
 }
 

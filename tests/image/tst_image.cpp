@@ -82,6 +82,7 @@ private Q_SLOTS:
         QVERIFY(!image.IsTiled() && image.Rect() == QRect(0, 0, 0, 0) && !image.Bits() && !image.HasFlatWindow());
         QVERIFY(image.DpiX() == 96 && image.DpiY() == 0 && image.MetadataFlags() == 0 && !image.FakeIsContent());
         QVERIFY_EXCEPTION_THROWN(RGBA32iImage(1 << 16, 1 << 15, false), std::bad_alloc); // 2^31 pixels
+        QVERIFY_EXCEPTION_THROWN(RGBA32iImage(INT_MAX, INT_MAX, true), std::bad_alloc);
         // Width and height, and how many tiles that makes across and down.
         using Sizes = std::vector<std::array<int, 4>>;
         for (const auto &[width, height, tilesX, tilesY] :
@@ -344,10 +345,6 @@ private Q_SLOTS:
         }
         QVERIFY(Element::GetTag(Element::Type(1)) == 256 && Element::GetTag(Element::SceneType) == 41729);
         QVERIFY(Element::Orientation == 12 && Element::Copyright == 37 && Element::SceneType == 79);
-    }
-
-    void exifTextsAreTranslatedByTheEnglishKey()
-    {
         struct Translator : QTranslator {
             bool isEmpty() const override { return false; }
             QString translate(const char *context, const char *text, const char *more, int n) const override

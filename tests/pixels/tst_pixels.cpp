@@ -209,6 +209,7 @@ private Q_SLOTS:
         QVERIFY((ConvertImage<CMYKAImage, QImage>(CMYKAImage(0, 3, false)).isNull()));
         const testing::LogCapture log;
         QVERIFY_EXCEPTION_THROWN((ConvertImage<RGBA32iImage, QImage>(RGBA32iImage(3, 3, true))), std::invalid_argument);
+        QVERIFY_EXCEPTION_THROWN((ConvertImage<RGB32iRawImage, RGBA32iImage>({ 1, 1, 3 })), std::invalid_argument);
         QVERIFY(log.texts().join(' ').startsWith("[src/KXConverter] Unexpected exception "));
     }
 
