@@ -211,7 +211,7 @@ private Q_SLOTS:
             }
     }
 
-    /// A worker ends where it throws, the others go on. There are as many as processors for flat images and under clips,
+    /// A worker ends where it throws, others go on. There are as many as processors for flat images and under clips,
     /// none beside the caller for other images and for a tiled source below a tiled clip without a mask.
     void letsExceptionsOut()
     {
