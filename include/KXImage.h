@@ -32,6 +32,7 @@
 #include <memory>
 #include <new>
 #include <optional>
+#include <utility>
 #include <vector>
 
 /// Asks the system to back a large fresh buffer with large pages. Only a hint. A walk down columns touches another page
@@ -105,8 +106,8 @@ public:
     KXImage() = default;
 
     /// An image of transparent black (all bytes 0). Negative sizes count as 0; a flat image of no area has a null
-    /// buffer. Throws std::bad_alloc without memory, for a flat image of more than 2^31 - 1 pixels and for a tiled one of
-    /// more than 2^31 - 1 tiles.
+    /// buffer. Throws std::bad_alloc without memory, for a flat image of more than 2^31 - 1 pixels and for a tiled one
+    /// of more than 2^31 - 1 tiles.
     KXImage(int imageWidth, int imageHeight, bool isTiled)
         : tiled(isTiled)
         , width(std::max(imageWidth, 0))
@@ -124,30 +125,8 @@ public:
         }
     }
 
-    /// Shares the buffer, the tiles, the profile and the EXIF list of @p other; copies everything else but the mutex.
-    KXImage(const KXImage &other)
-        : flatData(other.flatData)
-        , tiles(other.tiles)
-        , fakeTile(other.fakeTile)
-        , tiled(other.tiled)
-        , tilesX(other.tilesX)
-        , tilesY(other.tilesY)
-        , hasFlatWindow(other.hasFlatWindow)
-        , flatWindowRect(other.flatWindowRect)
-        , flatWindowOffset(other.flatWindowOffset)
-        , flatWindowOrigin(other.flatWindowOrigin)
-        , applicationWords { other.applicationWords[0], other.applicationWords[1] }
-        , applicationByte(other.applicationByte)
-        , width(other.width)
-        , height(other.height)
-        , colorProfile(other.colorProfile)
-        , dpiX(other.dpiX)
-        , dpiY(other.dpiY)
-        , metadataFlags(other.metadataFlags)
-        , exifElements(other.exifElements)
-        , fakeIsContent(other.fakeIsContent)
-    {
-    }
+    /// Shares the buffer, the tiles, the profile and the EXIF list of the other; copies everything else but the mutex.
+    KXImage(const KXImage &) = default;
 
     KXImage(KXImage &&other) noexcept
         : KXImage()
@@ -449,36 +428,29 @@ public:
     }
     /// Sets the list of elements. Each is one that the image has already, or a new one, which the image then owns.
     /// **Never pass an element of another image**: assign the image, or copy the element. Copies of this image keep the
-    /// list that they have. Without memory it throws std::bad_alloc: the image keeps its list, new elements are deleted.
+    /// list that they have. Without memory it throws std::bad_alloc: the image keeps its list, and new elements stay
+    /// the caller's.
     void SetExifElements(const QList<KXEXIFElement *> &elements)
     {
-        std::shared_ptr<ExifList> list;
-        const auto ownerOf = [&](const KXEXIFElement *element) {
+        const auto list = std::make_shared<ExifList>();
+        std::vector<std::pair<std::unique_ptr<KXEXIFElement> *, KXEXIFElement *>> taken;
+        for (KXEXIFElement *element : elements) {
+            std::shared_ptr<KXEXIFElement> owner;
             for (const ExifList *known : { exifElements.get(), static_cast<const ExifList *>(list.get()) })
-                if (known)
+                if (known && !owner)
                     for (const auto &present : *known)
                         if (present.get() == element)
-                            return present;
-            return std::shared_ptr<KXEXIFElement>();
-        };
-        int taken = 0;
-        try {
-            list = std::make_shared<ExifList>();
-            list->reserve(size_t(elements.size()));
-            for (KXEXIFElement *element : elements) {
-                std::shared_ptr<KXEXIFElement> owner = ownerOf(element);
-                ++taken; // without memory the next line deletes it
-                list->push_back(owner ? std::move(owner) : std::shared_ptr<KXEXIFElement>(element));
+                            owner = present;
+            if (!owner) { // owned below, where nothing can fail any more
+                const auto holder = std::make_shared<std::unique_ptr<KXEXIFElement>>();
+                owner = std::shared_ptr<KXEXIFElement>(holder, element);
+                taken.emplace_back(holder.get(), element);
             }
-        } catch (...) {
-            const KXEXIFElement *const deleted = taken > 0 ? elements[taken - 1] : nullptr;
-            for (; taken < elements.size(); ++taken)
-                if (elements[taken] != deleted && !ownerOf(elements[taken])
-                    && elements.indexOf(elements[taken], taken + 1) < 0)
-                    delete elements[taken];
-            throw;
+            list->push_back(std::move(owner));
         }
-        exifElements = std::move(list);
+        for (const auto &[holder, element] : taken)
+            holder->reset(element);
+        exifElements = list;
     }
 
     /// Two words and a byte for the application: kept, copied, and never read by the library.
@@ -561,13 +533,22 @@ private:
         swap(fakeIsContent, other.fakeIsContent);
     }
 
+    /// Each image has one of its own, which a copy does not take over.
+    struct OwnMutex : QMutex {
+        OwnMutex() = default;
+        OwnMutex(const OwnMutex &)
+            : QMutex()
+        {
+        }
+    };
+
     QSharedPointer<T> flatData;
     std::vector<std::shared_ptr<T>> tiles;
     std::shared_ptr<T> fakeTile;
     bool tiled = false;
     int tilesX = 0;
     int tilesY = 0;
-    mutable QMutex mutex;
+    mutable OwnMutex mutex;
     bool hasFlatWindow = false;
     QRect flatWindowRect;
     QPoint flatWindowOffset;

@@ -59,8 +59,8 @@ public:
 /// Rows     **On a flat KXImage the last row of the rectangle is left as it is**, so that an image of one row passes
 ///          unchanged; tiled images and QImages are changed in all rows. This is intended, and relied on.
 /// Threads  Flat: as above. Tiled: the workers run one after the other, so that the first does all rows, in order; what
-///          it throws leaves with the rows that remain undone. QImage: the calling thread does all rows, also on a single
-///          processor; where the kernel is used its workers do all but the last row.
+///          it throws leaves with the rows that remain undone. QImage: the calling thread does all rows, also on a
+///          single processor; where the kernel is used its workers do all but the last row.
 /// QImage   32-bit pixels in the order of OPRGBA32i; the format is not looked at. An image of another depth is left as
 ///          it is. As with any write, an image that shares its pixels is detached first.
 template <class Transformation, class Image = RGBA32iImage>

@@ -145,6 +145,8 @@ private Q_SLOTS:
             }
             QVERIFY(target.IsTiled() ? target.HasTile(5) : target.Bits() == data.image.Bits());
             QVERIFY(*data.image.Bits() == glass);
+            if (tiled.ExifElements().isEmpty())
+                qDeleteAll(elements);
         }
     }
 };
