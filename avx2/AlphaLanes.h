@@ -8,10 +8,14 @@ namespace lanes {
 inline bool areOpaque(__m256i pixels) { return _mm256_testc_si256(pixels, _mm256_set1_epi32(int(0xFF000000))); }
 
 /// (c * a + 127) / 255 for each colour; alpha stays.
+///
+/// That is p / 255 rounded to the nearest integer, for p = c * a. With t = p + 128 it is t * 257 / 65536, truncated, for
+/// each p up to 65025: a division by 255 in one multiplication.
 inline __m256i premultiplied(__m256i pixels)
 {
     const auto weighted = [](__m256i words) {
-        return div255(_mm256_add_epi16(_mm256_mullo_epi16(words, alphaFactors(words)), _mm256_set1_epi16(127)));
+        const __m256i product = _mm256_mullo_epi16(words, alphaFactors(words));
+        return _mm256_mulhi_epu16(_mm256_add_epi16(product, _mm256_set1_epi16(128)), _mm256_set1_epi16(257));
     };
     const __m256i zero = _mm256_setzero_si256();
     return _mm256_packus_epi16(

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-// Fixed-point convolution of columns side by side, in place. A sample vector holds four neighbouring pixels of a row in
-// 16-bit channels, so a step down the columns is a step of one whole vector and every load of the inner loop is
-// aligned. Samples at the same distance from the middle are added before they are multiplied; two such sums,
+// Fixed-point convolution of columns side by side, in place. A sample vector holds four of eight neighbouring pixels of
+// a row in 16-bit channels, so a step down the columns is a step of one whole vector and every load of the inner loop
+// is aligned. Samples at the same distance from the middle are added before they are multiplied; two such sums,
 // interleaved, meet two neighbouring entries of the kernel in one multiplication. A sum of two samples is at most 510,
 // so two products with 16-bit entries fit 32 bits, and everything beyond is 32-bit addition: the plain loop's sums
 // modulo 2^32.
@@ -19,7 +19,7 @@ namespace {
 namespace columns = lines::columns;
 
 constexpr int fractionBits = 14;
-constexpr int stripColumns = 4; ///< the columns of one sample vector
+constexpr int stripColumns = 4; ///< the columns of one sample vector; two strips share eight neighbours
 constexpr int strips = columns::width / stripColumns;
 constexpr int groupRows = 2; ///< rows that are computed at once
 constexpr int bandRows = 16; ///< rows after which the samples that are still needed move to the front of the window
@@ -31,7 +31,6 @@ constexpr int windowRows = bandRows + 2 * maxRadius;
 constexpr int prefetchRows = 8;
 
 using Window = __m256i[strips][windowRows];
-using Result = unsigned[groupRows][columns::width];
 
 /// The entries from the middle on, in pairs as the multiplication takes them. The first pair is the middle and its
 /// neighbour, or the middle alone: whichever leaves an even number of further entries.
@@ -71,50 +70,64 @@ struct Sums {
     }
 };
 
-/// Convolves two rows of the block; @p middle is the place of the first one's own samples in the window. For a kernel
-/// of seven entries, which a Gaussian of sigma 1 has, the compiler is told the radius and unrolls the loop.
-template <int head, int knownRadius = 0>
-void convolveRows(const Window &window, int middle, const Pairs &pairs, Result &result)
+/// The results for one sample vector in two rows; @p own are the samples of the first row. For a kernel of seven
+/// entries, which a Gaussian of sigma 1 has, the compiler is told the radius and unrolls the loop.
+template <int head, int knownRadius>
+Q_ALWAYS_INLINE void convolve(const __m256i *own, const Pairs &pairs, __m256i words[groupRows])
 {
     const int radius = knownRadius ? knownRadius : pairs.radius;
-    for (int s = 0; s < strips; ++s) {
-        const __m256i *const own = window[s] + middle;
-        Sums first, second;
-        if (head == 2) {
-            first.Add(own[0], _mm256_add_epi16(own[1], own[-1]), pairs.entries[0]);
-            second.Add(own[1], _mm256_add_epi16(own[2], own[0]), pairs.entries[0]);
-        } else {
-            first.Add(own[0], _mm256_setzero_si256(), pairs.entries[0]);
-            second.Add(own[1], _mm256_setzero_si256(), pairs.entries[0]);
+    Sums first, second;
+    if (head == 2) {
+        first.Add(own[0], _mm256_add_epi16(own[1], own[-1]), pairs.entries[0]);
+        second.Add(own[1], _mm256_add_epi16(own[2], own[0]), pairs.entries[0]);
+    } else {
+        first.Add(own[0], _mm256_setzero_si256(), pairs.entries[0]);
+        second.Add(own[1], _mm256_setzero_si256(), pairs.entries[0]);
+    }
+    // Samples that the next round needs as well stay in registers.
+    const __m256i *below = own + head, *above = own - head, *pair = pairs.entries + 1;
+    __m256i below0 = below[0], above1 = above[1];
+    for (int j = head; j < radius; j += 2, below += 2, above -= 2, ++pair) {
+        const __m256i below1 = below[1], below2 = below[2], above0 = above[0], aboveNext = above[-1];
+        first.Add(_mm256_add_epi16(below0, above0), _mm256_add_epi16(below1, aboveNext), *pair);
+        second.Add(_mm256_add_epi16(below1, above1), _mm256_add_epi16(below2, above0), *pair);
+        below0 = below2;
+        above1 = aboveNext;
+    }
+    words[0] = first.Words();
+    words[1] = second.Words();
+}
+
+/// Where the results of two rows go, and whether they are made straight.
+struct Target {
+    unsigned *pixels[groupRows];
+    bool straighten[groupRows];
+};
+
+/// Convolves two rows of the block; @p middle is the place of the first one's own samples in the window.
+template <int head, int knownRadius = 0>
+void convolveRows(const Window &window, int middle, const Pairs &pairs, const Target &target)
+{
+    for (int s = 0; s < strips; s += 2) {
+        __m256i low[groupRows], high[groupRows];
+        convolve<head, knownRadius>(window[s] + middle, pairs, low);
+        convolve<head, knownRadius>(window[s + 1] + middle, pairs, high);
+        for (int row = 0; row < groupRows; ++row) {
+            const __m256i pixels = _mm256_packus_epi16(low[row], high[row]);
+            lanes::store(target.pixels[row] + s * stripColumns,
+                target.straighten[row] && !lanes::areOpaque(pixels) ? lanes::straightened(pixels) : pixels);
         }
-        // Samples that the next round needs as well stay in registers.
-        const __m256i *below = own + head, *above = own - head, *pair = pairs.entries + 1;
-        __m256i below0 = below[0], above1 = above[1];
-        for (int j = head; j < radius; j += 2, below += 2, above -= 2, ++pair) {
-            const __m256i below1 = below[1], below2 = below[2], above0 = above[0], aboveNext = above[-1];
-            first.Add(_mm256_add_epi16(below0, above0), _mm256_add_epi16(below1, aboveNext), *pair);
-            second.Add(_mm256_add_epi16(below1, above1), _mm256_add_epi16(below2, above0), *pair);
-            below0 = below2;
-            above1 = aboveNext;
-        }
-        const __m256i pixels =
-            _mm256_permute4x64_epi64(_mm256_packus_epi16(first.Words(), second.Words()), _MM_SHUFFLE(3, 1, 2, 0));
-        const auto store = [&](int row, __m128i four) {
-            _mm_storeu_si128(reinterpret_cast<__m128i *>(result[row] + s * stripColumns), four);
-        };
-        store(0, _mm256_castsi256_si128(pixels));
-        store(1, _mm256_extracti128_si256(pixels, 1));
     }
 }
 
-void convolveRows(const Window &window, int middle, const Pairs &pairs, Result &result)
+void convolveRows(const Window &window, int middle, const Pairs &pairs, const Target &target)
 {
     if (pairs.radius == 3)
-        convolveRows<2, 3>(window, middle, pairs, result);
+        convolveRows<2, 3>(window, middle, pairs, target);
     else if (pairs.head == 2)
-        convolveRows<2>(window, middle, pairs, result);
+        convolveRows<2>(window, middle, pairs, target);
     else
-        convolveRows<1>(window, middle, pairs, result);
+        convolveRows<1>(window, middle, pairs, target);
 }
 
 /// Puts the samples of a row at place @p at; those of missing columns are zeros.
@@ -125,22 +138,12 @@ void expandRow(const unsigned *row, int width, Window &window, int at)
         std::fill(std::copy_n(row, width, padded), padded + columns::width, 0u);
         row = padded;
     }
-    for (int s = 0; s < strips; ++s)
-        window[s][at] =
-            _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i *>(row + s * stripColumns)));
-}
-
-/// Writes a row, as it is or made straight.
-void finishRow(const unsigned *result, bool straighten, int width, unsigned *row)
-{
-    unsigned padded[columns::width];
-    unsigned *const to = width < columns::width ? padded : row;
-    for (int x = 0; x < columns::width; x += 8) {
-        const __m256i pixels = lanes::load(result + x);
-        lanes::store(to + x, straighten && !lanes::areOpaque(pixels) ? lanes::straightened(pixels) : pixels);
+    const __m256i zero = _mm256_setzero_si256();
+    for (int s = 0; s < strips; s += 2) {
+        const __m256i pixels = lanes::load(row + s * stripColumns);
+        window[s][at] = _mm256_unpacklo_epi8(pixels, zero);
+        window[s + 1][at] = _mm256_unpackhi_epi8(pixels, zero);
     }
-    if (to == padded)
-        std::copy_n(padded, width, row);
 }
 
 } // namespace
@@ -152,8 +155,9 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveColumns(
     const Pairs pairs(kernel);
     const int reach = 2 * pairs.radius; // places in the window that are filled before an output's last sample
     alignas(32) Window window;
-    alignas(32) Result result;
+    unsigned aside[groupRows][columns::width]; // results that are not the picture's, or only in part
 
+    const bool isNarrow = width < columns::width;
     const auto rowAt = [&](int row) { return pixels + std::clamp(row, 0, rows - 1) * stride; };
     const auto fill = [&](int place, int row) {
         const unsigned *const next = rowAt(row + prefetchRows);
@@ -169,9 +173,15 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveColumns(
             // The last row is read for the last time here, before it is written.
             for (int k = 0; k < groupRows; ++k)
                 fill(reach + i + k, first + i + k + pairs.radius);
-            convolveRows(window, i + pairs.radius, pairs, result);
-            for (int k = 0; k < groupRows && i + k < count; ++k)
-                finishRow(result[k], first + i + k < straightRows, width, rowAt(first + i + k));
+            Target target;
+            for (int k = 0; k < groupRows; ++k) {
+                const bool isWhole = !isNarrow && i + k < count;
+                target.pixels[k] = isWhole ? rowAt(first + i + k) : aside[k];
+                target.straighten[k] = first + i + k < straightRows;
+            }
+            convolveRows(window, i + pairs.radius, pairs, target);
+            for (int k = 0; isNarrow && k < groupRows && i + k < count; ++k)
+                std::copy_n(aside[k], width, rowAt(first + i + k));
         }
         for (int s = 0; s < strips; ++s)
             std::copy_n(window[s] + count, reach, window[s]);
