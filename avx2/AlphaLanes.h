@@ -7,19 +7,22 @@ namespace lanes {
 
 inline bool areOpaque(__m256i pixels) { return _mm256_testc_si256(pixels, _mm256_set1_epi32(int(0xFF000000))); }
 
-/// (c * a + 127) / 255 for each colour; alpha stays.
+/// (c * a + 127) / 255 for each colour; alpha stays. For pixels in four 16-bit channels.
 ///
 /// That is p / 255 rounded to the nearest integer, for p = c * a. With t = p + 128 it is t * 257 / 65536, truncated, for
 /// each p up to 65025: a division by 255 in one multiplication.
+inline __m256i premultipliedWords(__m256i words)
+{
+    const __m256i product = _mm256_mullo_epi16(words, alphaFactors(words));
+    return _mm256_mulhi_epu16(_mm256_add_epi16(product, _mm256_set1_epi16(128)), _mm256_set1_epi16(257));
+}
+
+/// The same for pixels.
 inline __m256i premultiplied(__m256i pixels)
 {
-    const auto weighted = [](__m256i words) {
-        const __m256i product = _mm256_mullo_epi16(words, alphaFactors(words));
-        return _mm256_mulhi_epu16(_mm256_add_epi16(product, _mm256_set1_epi16(128)), _mm256_set1_epi16(257));
-    };
     const __m256i zero = _mm256_setzero_si256();
     return _mm256_packus_epi16(
-        weighted(_mm256_unpacklo_epi8(pixels, zero)), weighted(_mm256_unpackhi_epi8(pixels, zero)));
+        premultipliedWords(_mm256_unpacklo_epi8(pixels, zero)), premultipliedWords(_mm256_unpackhi_epi8(pixels, zero)));
 }
 
 /// (c * 255 + (a >> 1)) / a for each colour, modulo 256; alpha stays, and where it is 0 the whole pixel becomes 0.

@@ -1,6 +1,7 @@
 #include "Kernel.h"
 #include "Lanes.h"
 #include "Quarters.h"
+#include "ShortRows.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -278,6 +279,8 @@ private:
 KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
     const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &kernel)
 {
+    if (lines::rows::fits(kernel))
+        return shortrows::convolve<false>(source, destination, int(length), kernel);
     if (Staircase::MayPay(kernel.size(), length)) {
         const Staircase staircase(kernel);
         if (staircase.Pays(kernel.size())) {
@@ -288,8 +291,7 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
         }
     }
     if (!kernel.empty() && kernel.size() <= maxEntries) {
-        // Up to a handful of entries the mirror images cost more than they save.
-        const bool mirrored = kernel.size() > 7 && isSymmetric(kernel);
+        const bool mirrored = isSymmetric(kernel);
         const Pairs pairs(kernel, mirrored);
         const unsigned *const begin = source, *const end = source + length + kernel.size() - 1;
         while (length >= groupPixels) {
@@ -307,4 +309,11 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
         }
     }
     convolvePlain(source, destination, int(length), kernel);
+}
+
+/// The same on pixels that are weighted by alpha first: see lines::rows.
+KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveWeighted(
+    const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &kernel)
+{
+    shortrows::convolve<true>(source, destination, int(length), kernel);
 }

@@ -1,15 +1,13 @@
 #include "AlphaLanes.h"
 #include "Kernel.h"
-#include "lines/ColumnBlocks.h"
+#include "SymmetricKernel.h"
+#include "lines/ConvolutionKernels.h"
 
 #include <algorithm>
 
 // Fixed-point convolution of columns side by side, in place. A sample vector holds four of eight neighbouring pixels of
 // a row in 16-bit channels, so a step down the columns is a step of one whole vector and every load of the inner loop
-// is aligned. Samples at the same distance from the middle are added before they are multiplied; two such sums,
-// interleaved, meet two neighbouring entries of the kernel in one multiplication. A sum of two samples is at most 510,
-// so two products with 16-bit entries fit 32 bits, and everything beyond is 32-bit addition: the plain loop's sums
-// modulo 2^32.
+// is aligned.
 //
 // Two rows are computed at a time, for all columns of the block. Every row is read before it is overwritten, and kept
 // as samples for as long as it is needed. All of that stays in the nearest cache.
@@ -17,58 +15,19 @@
 namespace {
 
 namespace columns = lines::columns;
+using symmetric::Pairs, symmetric::Sums;
 
-constexpr int fractionBits = 14;
 constexpr int stripColumns = 4; ///< the columns of one sample vector; two strips share eight neighbours
 constexpr int strips = columns::width / stripColumns;
 constexpr int groupRows = 2; ///< rows that are computed at once
 constexpr int bandRows = 16; ///< rows after which the samples that are still needed move to the front of the window
-constexpr int maxRadius = int(columns::maxEntries) / 2;
-constexpr int windowRows = bandRows + 2 * maxRadius;
+constexpr int windowRows = bandRows + 2 * symmetric::maxRadius;
 
 /// Rows of a picture lie in different pages, and the processor does not fetch those ahead by itself: they are
 /// prefetched this many rows before they are needed.
 constexpr int prefetchRows = 8;
 
 using Window = __m256i[strips][windowRows];
-
-/// The entries from the middle on, in pairs as the multiplication takes them. The first pair is the middle and its
-/// neighbour, or the middle alone: whichever leaves an even number of further entries.
-struct Pairs {
-    explicit Pairs(const std::vector<short> &kernel)
-        : radius(int(kernel.size()) / 2)
-        , head(radius % 2 == 0 ? 1 : 2)
-    {
-        const short *const middle = kernel.data() + radius;
-        const auto pair = [](short first, short second) {
-            return _mm256_set1_epi32(int((unsigned(first) & 0xFFFF) | unsigned(second) << 16));
-        };
-        entries[0] = pair(middle[0], head == 2 ? middle[1] : short(0));
-        for (int j = head, k = 1; j < radius; j += 2, ++k)
-            entries[k] = pair(middle[j], middle[j + 1]);
-    }
-
-    int radius;
-    int head; ///< how many distances from the middle the first pair covers, itself included
-    __m256i entries[maxRadius / 2 + 1];
-};
-
-/// The sums for a sample vector, 32 bits each: @c low for the lower four channels of each 128-bit half, @c high for the
-/// upper four.
-struct Sums {
-    __m256i low = _mm256_set1_epi32(1 << (fractionBits - 1)), high = low;
-
-    void Add(__m256i first, __m256i second, __m256i pair)
-    {
-        low = _mm256_add_epi32(low, _mm256_madd_epi16(_mm256_unpacklo_epi16(first, second), pair));
-        high = _mm256_add_epi32(high, _mm256_madd_epi16(_mm256_unpackhi_epi16(first, second), pair));
-    }
-    /// The results in 16 bits. A shifted sum has 18; saturating here does not change what the clamp to bytes gives.
-    __m256i Words() const
-    {
-        return _mm256_packs_epi32(_mm256_srai_epi32(low, fractionBits), _mm256_srai_epi32(high, fractionBits));
-    }
-};
 
 /// The results for one sample vector in two rows; @p own are the samples of the first row. For a kernel of seven
 /// entries, which a Gaussian of sigma 1 has, the compiler is told the radius and unrolls the loop.
@@ -112,11 +71,11 @@ void convolveRows(const Window &window, int middle, const Pairs &pairs, const Ta
         __m256i low[groupRows], high[groupRows];
         convolve<head, knownRadius>(window[s] + middle, pairs, low);
         convolve<head, knownRadius>(window[s + 1] + middle, pairs, high);
-        for (int row = 0; row < groupRows; ++row) {
-            const __m256i pixels = _mm256_packus_epi16(low[row], high[row]);
+        const __m256i pixels[] { _mm256_packus_epi16(low[0], high[0]), _mm256_packus_epi16(low[1], high[1]) };
+        const bool areOpaque = lanes::areOpaque(_mm256_and_si256(pixels[0], pixels[1]));
+        for (int row = 0; row < groupRows; ++row)
             lanes::store(target.pixels[row] + s * stripColumns,
-                target.straighten[row] && !lanes::areOpaque(pixels) ? lanes::straightened(pixels) : pixels);
-        }
+                target.straighten[row] && !areOpaque ? lanes::straightened(pixels[row]) : pixels[row]);
     }
 }
 

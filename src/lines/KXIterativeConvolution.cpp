@@ -21,7 +21,7 @@ using ColumnsKernel = std::function<lines::columns::Convolve>;
 /// What the module has for convolutions: for a line, and for columns side by side; without the latter, columns are
 /// lines.
 struct ConvolutionKernels {
-    LineKernel line;
+    LineKernel line, weightedLine;
     ColumnsKernel columns;
 };
 
@@ -31,6 +31,7 @@ const ConvolutionKernels &convolutionKernels()
     static const ConvolutionKernels bound = [] {
         ConvolutionKernels slots;
         kernels::bind(slots.line, "KXIterativeConvolutionFast1DAVX2Convolve");
+        kernels::bind(slots.weightedLine, "KXIterativeConvolutionFast1DAVX2ConvolveWeighted");
         kernels::bind(slots.columns, "KXIterativeConvolutionFast1DAVX2ConvolveColumns");
         return slots;
     }();
@@ -122,13 +123,16 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
         return;
     }
     const KXBlur::PremultiplyAlpha premultiply;
+    const bool weightsItself = fast.weightedLine && lines::rows::fits(taps.entries);
     lines::runPass<Direction>(*m_image, shape, workerCount, cancel, progress, [&] {
         return [&](int line, std::vector<OPRGBA32i> &source, OPRGBA32i *target) {
-            if (line - shape.firstLine < weighting.rows)
+            const bool isWeighted = line - shape.firstLine < weighting.rows;
+            const LineKernel &kernel = isWeighted && weightsItself ? fast.weightedLine : fast.line;
+            if (isWeighted && !weightsItself)
                 premultiply.Apply(source.data() + m_radius, length);
             pad(source.data(), m_radius, unsigned(length));
-            if (fast.line)
-                fast.line(&source[taps.offset].word, &target->word, unsigned(length), taps.entries);
+            if (kernel)
+                kernel(&source[taps.offset].word, &target->word, unsigned(length), taps.entries);
             else
                 lines::convolve(source.data(), target, length, taps);
             done(line);

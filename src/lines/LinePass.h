@@ -5,7 +5,7 @@
 
 #include "support/Workers.h"
 
-#include "ColumnBlocks.h"
+#include "ConvolutionKernels.h"
 #include "Transpose.h"
 
 #include <QtCore/QMutexLocker>

@@ -2,7 +2,7 @@
 #include "KXKernels.h"
 #include "TestSupport.h"
 #include "color/Blocks.h"
-#include "lines/ColumnBlocks.h"
+#include "lines/ConvolutionKernels.h"
 #include "lines/Convolve.h"
 #include "lines/Pictures.h"
 
@@ -261,6 +261,29 @@ private Q_SLOTS:
                 lines::convolvePixels(source.pixels(), single.pixels(), 0, length, lines::Taps(taps));
                 COMPARE_ROW(single, expected, "pixel by pixel, " + where);
             }
+    }
+
+    /// Rows that the kernel weights by alpha itself.
+    void weightedRows()
+    {
+        const auto convolve = fromModule<Convolve>("KXIterativeConvolutionFast1DAVX2ConvolveWeighted");
+        QRandomGenerator random(20240612);
+        for (int repeat = 0; repeat < 600; ++repeat) {
+            const Taps taps = randomTaps(1 + 2 * (repeat % 4), random, true);
+            QVERIFY(lines::rows::fits(taps));
+            const int length = repeat < 20 ? 500 + repeat : random.bounded(70), offset = random.bounded(8);
+            const QRect row(0, 0, length + int(taps.size()) - 1, 2); // and one that is left out
+            Picture picture = Picture::random(row.width(), row.height(), repeat);
+            Row source(7 - offset, row.width()), fast(offset, length);
+            std::copy_n(&picture.at(0, 0), row.width(), source.pixels());
+            testing::premultiply(picture, row);
+            Line expected;
+            for (int i = 0; i < length; ++i)
+                expected.push_back(testing::convolved(taps, [&](int j) { return picture.at(i + j, 0); }));
+            convolve(source.words(), fast.words(), unsigned(length), taps);
+            COMPARE_ROW(fast, expected, QString::asprintf("%d taps, %d pixels", int(taps.size()), length));
+        }
+        QVERIFY(!lines::rows::fits({ 1, 2, 3 }) && !lines::rows::fits(Taps(9)));
     }
 
     /// Columns side by side in a wider picture, of which nothing else is written and nothing outside read.

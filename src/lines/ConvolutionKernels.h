@@ -31,3 +31,14 @@ inline bool fits(const std::vector<short> &kernel)
 }
 
 } // namespace lines::columns
+
+/// What the convolution of rows and a kernel for it agree on: it takes straight pixels and weights them by alpha itself,
+/// as by KXBlur::PremultiplyAlpha. Otherwise it is called like the kernel for any line.
+namespace lines::rows {
+
+constexpr std::size_t maxEntries = 7; ///< of a kernel; with more, weighting is a small part of the work
+
+/// Whether a kernel may be handed on: symmetric about its middle, and not too long.
+inline bool fits(const std::vector<short> &kernel) { return kernel.size() <= maxEntries && columns::fits(kernel); }
+
+} // namespace lines::rows
