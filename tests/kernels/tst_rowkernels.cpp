@@ -271,7 +271,7 @@ private Q_SLOTS:
         for (int repeat = 0; repeat < 600; ++repeat) {
             const Taps taps = randomTaps(1 + 2 * (repeat % 4), random, true);
             QVERIFY(lines::rows::fits(taps));
-            const int length = repeat < 20 ? 500 + repeat : random.bounded(70), offset = random.bounded(8);
+            const int length = repeat < 20 ? 500 + repeat : random.bounded(1, 70), offset = random.bounded(8);
             const QRect row(0, 0, length + int(taps.size()) - 1, 2); // and one that is left out
             Picture picture = Picture::random(row.width(), row.height(), repeat);
             Row source(7 - offset, row.width()), fast(offset, length);
