@@ -23,12 +23,12 @@
 //
 // Of a symmetric kernel k0 is the middle, and samples at the same distance from it are added before they are
 // multiplied, which halves the multiplications. For that there are also the pairs (x[2m], x[2m - 1]), which hold the
-// samples on the other side of the middle, in the same order.
+// samples on the other side of the middle, in the same order. Up to a handful of entries these pairs cost more than they
+// save: such lines are convolved as in ShortRows.h.
 
 namespace {
 
-constexpr int roundingTerm = 8192;
-constexpr int fractionBits = 14;
+using symmetric::fractionBits, symmetric::roundingTerm;
 
 constexpr int groupPixels = 4; ///< of each half, that one round of the inner loop computes
 constexpr int maxPixels = 512; ///< of each half of a chunk
@@ -193,11 +193,6 @@ void convolveChunk(const Halves &from, int count, const Pairs &pairs, unsigned *
     }
 }
 
-bool isSymmetric(const std::vector<short> &kernel)
-{
-    return kernel.size() % 2 != 0 && std::equal(kernel.begin(), kernel.begin() + kernel.size() / 2, kernel.rbegin());
-}
-
 /// The places where a long, flat kernel changes. From one pixel to the next the sum changes only by the samples at
 /// these places, each times the change of the kernel there: out[i + 1] - out[i] = sum of (k[m - 1] - k[m]) * x[i + m].
 class Staircase {
@@ -291,7 +286,7 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
         }
     }
     if (!kernel.empty() && kernel.size() <= maxEntries) {
-        const bool mirrored = isSymmetric(kernel);
+        const bool mirrored = lines::isSymmetric(kernel);
         const Pairs pairs(kernel, mirrored);
         const unsigned *const begin = source, *const end = source + length + kernel.size() - 1;
         while (length >= groupPixels) {

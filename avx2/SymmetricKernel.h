@@ -13,6 +13,7 @@
 namespace symmetric {
 
 constexpr int fractionBits = 14;
+constexpr int roundingTerm = 1 << (fractionBits - 1);
 constexpr int maxRadius = int(lines::columns::maxEntries) / 2;
 
 /// The entries from the middle on, in pairs as the multiplication takes them. The first pair is the middle and its
@@ -39,7 +40,7 @@ struct Pairs {
 /// The sums for a sample vector, 32 bits each: @c low for the lower four channels of each 128-bit half, @c high for the
 /// upper four.
 struct Sums {
-    __m256i low = _mm256_set1_epi32(1 << (fractionBits - 1)), high = low;
+    __m256i low = _mm256_set1_epi32(roundingTerm), high = low;
 
     void Add(__m256i first, __m256i second, __m256i pair)
     {

@@ -5,6 +5,7 @@
 #include "support/Workers.h"
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 
 namespace {
@@ -85,7 +86,7 @@ template <class Row>
 void walkRows(int count, int first, int last, const Row &row)
 {
     if (count > 0)
-        workers::forEachItem(count, first, last, [&row] { return row; });
+        workers::forEachItem(count, first, last, [&row] { return std::ref(row); });
 }
 
 /// Lets @p kernel do the walk, if the image is flat, the module has the kernel and the transformation has one of its

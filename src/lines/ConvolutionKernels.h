@@ -2,8 +2,19 @@
 
 #include <QtCore/qglobal.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <vector>
+
+namespace lines {
+
+/// Whether a kernel is as long before its middle as after it, with the same entries. An empty one is not.
+inline bool isSymmetric(const std::vector<short> &kernel)
+{
+    return kernel.size() % 2 != 0 && std::equal(kernel.begin(), kernel.begin() + kernel.size() / 2, kernel.rbegin());
+}
+
+} // namespace lines
 
 /// What the convolution of columns and a kernel for it agree on.
 ///
@@ -21,14 +32,8 @@ constexpr std::size_t maxEntries = 65; ///< of a kernel; longer ones are faster 
 using Convolve = void(
     unsigned *pixels, qptrdiff stride, int columns, int rows, const std::vector<short> &kernel, int straightRows);
 
-/// Whether a kernel may be handed on: symmetric about its middle, and not too long.
-inline bool fits(const std::vector<short> &kernel)
-{
-    bool fits = kernel.size() % 2 != 0 && kernel.size() <= maxEntries;
-    for (std::size_t i = 0; fits && i < kernel.size() / 2; ++i)
-        fits = kernel[i] == kernel[kernel.size() - 1 - i];
-    return fits;
-}
+/// Whether a kernel may be handed on.
+inline bool fits(const std::vector<short> &kernel) { return kernel.size() <= maxEntries && isSymmetric(kernel); }
 
 } // namespace lines::columns
 
@@ -38,7 +43,7 @@ namespace lines::rows {
 
 constexpr std::size_t maxEntries = 7; ///< of a kernel; with more, weighting is a small part of the work
 
-/// Whether a kernel may be handed on: symmetric about its middle, and not too long.
-inline bool fits(const std::vector<short> &kernel) { return kernel.size() <= maxEntries && columns::fits(kernel); }
+/// Whether a kernel may be handed on.
+inline bool fits(const std::vector<short> &kernel) { return kernel.size() <= maxEntries && isSymmetric(kernel); }
 
 } // namespace lines::rows
