@@ -9,8 +9,8 @@ inline bool areOpaque(__m256i pixels) { return _mm256_testc_si256(pixels, _mm256
 
 /// (c * a + 127) / 255 for each colour; alpha stays. For pixels in four 16-bit channels.
 ///
-/// That is p / 255 rounded to the nearest integer, for p = c * a. With t = p + 128 it is t * 257 / 65536, truncated, for
-/// each p up to 65025: a division by 255 in one multiplication.
+/// That is p / 255 rounded to the nearest integer, for p = c * a. With t = p + 128 it is t * 257 / 65536, truncated,
+/// for each p up to 65025: a division by 255 in one multiplication.
 inline __m256i premultipliedWords(__m256i words)
 {
     const __m256i product = _mm256_mullo_epi16(words, alphaFactors(words));

@@ -23,8 +23,8 @@
 //
 // Of a symmetric kernel k0 is the middle, and samples at the same distance from it are added before they are
 // multiplied, which halves the multiplications. For that there are also the pairs (x[2m], x[2m - 1]), which hold the
-// samples on the other side of the middle, in the same order. Up to a handful of entries these pairs cost more than they
-// save: such lines are convolved as in ShortRows.h.
+// samples on the other side of the middle, in the same order. Up to a handful of entries these pairs cost more than
+// they save: such lines are convolved as in ShortRows.h.
 
 namespace {
 

@@ -37,8 +37,8 @@ inline bool fits(const std::vector<short> &kernel) { return kernel.size() <= max
 
 } // namespace lines::columns
 
-/// What the convolution of rows and a kernel for it agree on: it takes straight pixels and weights them by alpha itself,
-/// as by KXBlur::PremultiplyAlpha. Otherwise it is called like the kernel for any line.
+/// What the convolution of rows and a kernel for it agree on: the kernel takes straight pixels and weights them by
+/// alpha itself, as by KXBlur::PremultiplyAlpha. Otherwise it is called like the kernel for any line.
 namespace lines::rows {
 
 constexpr std::size_t maxEntries = 7; ///< of a kernel; with more, weighting is a small part of the work
