@@ -2,7 +2,7 @@
 
 #include "Suite.h"
 
-#include "../tests/cms/Profiles.h"
+#include "kit/Profiles.h"
 
 #include <algorithm>
 #include <cmath>

@@ -2,7 +2,7 @@
 
 #include "KXCMSTransform.h"
 
-#include "../tests/cms/Profiles.h"
+#include "kit/Profiles.h"
 
 #include <climits>
 #include <cstdio>

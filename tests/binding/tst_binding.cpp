@@ -1,4 +1,4 @@
-#include "TestSupport.h"
+#include "kit/Test.h"
 
 #include "KXComposer.h"
 
@@ -84,7 +84,7 @@ private Q_SLOTS:
             AVX2LIB::UseModule(path);
             const AVX2LIB *const found = AVX2LIB::Instance();
             QVERIFY(missing == module ? !found : found && !found->GetProcAddress(nullptr));
-            testing::LogCapture log;
+            kit::LogCapture log;
             loadAVX2Functions(true);
             loadAVX2Functions(false);
             QCOMPARE(log.texts().join(' '),

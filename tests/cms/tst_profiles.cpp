@@ -1,8 +1,8 @@
 #include "KXConverter.h"
 #include "OPRGBA32ColorProfileTransform.h"
 
-#include "Profiles.h"
-#include "TestSupport.h"
+#include "kit/Profiles.h"
+#include "kit/Test.h"
 
 #include <QtGui/QColor>
 #include <QtGui/QImage>
@@ -53,7 +53,7 @@ private Q_SLOTS:
     void emptyProfilesAndImpossibleSizesAreHarmless()
     {
         const QString never = m_folder.filePath("never");
-        const testing::LogCapture log;
+        const kit::LogCapture log;
         KXCMSProfile empty;
         char buffer[4] = { 1, 2, 3, 4 };
         QVERIFY(empty.IsEmpty() && empty.GetInfo().isEmpty() && empty.ToByteArray().isEmpty());
@@ -72,7 +72,7 @@ private Q_SLOTS:
     void everyKindIsKeptByteForByteAndNoPartOfIt()
     {
         for (const QByteArray &bytes : profiles::all()) {
-            const testing::LogCapture log;
+            const kit::LogCapture log;
             KXCMSProfile profile, again;
             QVERIFY(profile.Load((bytes + "what follows is not the profile's").constData(), bytes.size() + 33));
             QCOMPARE(quint32(profile.GetColorSpace()), word(bytes, 16));
@@ -111,7 +111,7 @@ private Q_SLOTS:
 
     void aFirstLoadMakesAHolderUnlessItFails()
     {
-        const testing::LogCapture log;
+        const kit::LogCapture log;
         KXCMSProfile none, badMemory, badFile, noFile, emptyMemory, emptyFile;
         QVERIFY(!badMemory.Load("bad", 3) && !badFile.Load(file("bad", "not a profile")));
         QVERIFY(!noFile.Load(m_folder.filePath("no such file")) && !noFile.Load(m_folder.path()));
@@ -161,7 +161,7 @@ private Q_SLOTS:
         for (const auto &[what, bytes] : cases) {
             KXCMSProfile profile = loaded(grey), first;
             const KXCMSProfile copy = profile;
-            const testing::LogCapture log;
+            const kit::LogCapture log;
             QVERIFY2(!profile.Load(bytes.constData(), bytes.size()) && !profile.Load(file("changed", bytes)), what);
             QVERIFY2(!first.Load(bytes.constData(), bytes.size()) && first.IsEmpty(), what);
             QVERIFY2(profile.ToByteArray() == grey && copy == profile, what);
@@ -195,7 +195,7 @@ private Q_SLOTS:
         for (const auto &[from, to] : pairs) {
             const KXCMSProfile source = loaded(from), target = loaded(to);
             QCOMPARE(source.IsEmpty(), from.isEmpty());
-            const testing::LogCapture log;
+            const kit::LogCapture log;
             QVERIFY(KXCMSTransform(source, target).IsEmpty());
             QColor colour = QColor::fromCmykF(0.1, 0.2, 0.3, 0.4);
             KXCMSTransform(source, target)(colour);

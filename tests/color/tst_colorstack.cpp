@@ -1,4 +1,4 @@
-#include "TestSupport.h"
+#include "kit/Test.h"
 
 #include "OPColorTransformStack.h"
 

@@ -1,11 +1,11 @@
-#include "TestSupport.h"
+#include "kit/Test.h"
 
 #include "OPTransformImageColors.h"
 #include "color/Blocks.h"
-#include "lines/Pictures.h"
+#include "kit/Picture.h"
 #include "support/Workers.h"
 
-using testing::Picture;
+using kit::Picture;
 
 namespace {
 
@@ -106,7 +106,7 @@ private Q_SLOTS:
                             const QRect lessOneRow = area.adjusted(0, 0, 0, -1);
                             const Picture expected =
                                 raised(form == Plain && !tiled ? lessOneRow : area, form == Located);
-                            VERIFY_SAME_AT(testing::difference(Picture::of(image), expected),
+                            VERIFY_SAME_AT(kit::difference(Picture::of(image), expected),
                                 QString("form %1, tiled %2, from %3").arg(form).arg(tiled).arg(rect.x()));
                             QCOMPARE(int(progress), form == Plain ? 0 : area.height());
                         }
@@ -171,7 +171,7 @@ private Q_SLOTS:
                 Picture picture(40, 40);
                 picture.at(10, 5).b = 77;
                 RGBA32iImage image = picture.image(tiled);
-                const testing::LogCapture log;
+                const kit::LogCapture log;
                 if (form == Located && tiled)
                     walk(form, image);
                 else
@@ -197,7 +197,7 @@ private Q_SLOTS:
         const QImage before = image;
         OPTransformImageColors(Raise(), &image)();
         QVERIFY(image.pixel(0, 0) == 0x10000 && before.pixel(0, 0) == 0);
-        const testing::LogCapture log;
+        const kit::LogCapture log;
         image.fill(77);
         QVERIFY_EXCEPTION_THROWN(OPTransformImageColors(Raise(), &image)(), std::runtime_error);
         image.fill(78);

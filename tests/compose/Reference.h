@@ -1,7 +1,7 @@
 #pragma once
 
-#include "KXImage.h"
-#include "lines/Pictures.h"
+#include "KXConverter.h"
+#include "kit/Picture.h"
 
 #include <map>
 #include <set>
@@ -185,12 +185,12 @@ inline OPRGBA32i masked(int mode, OPRGBA32i s, OPRGBA32i second, OPRGBA32i d, co
 /// A picture without storage, and the tiles that were resolved for writing.
 struct Canvas {
     explicit Canvas(const RGBA32iImage &image)
-        : picture(testing::Picture::of(image))
+        : picture(kit::Picture::of(image))
     {
     }
     OPRGBA32i &At(QPoint p) { return picture.at(p.x(), p.y()); }
 
-    testing::Picture picture;
+    kit::Picture picture;
     std::set<int> touched;
 };
 
@@ -273,6 +273,25 @@ inline void compose(Canvas &canvas, const QRect &dstRect, const Sides &sides, in
                 d = first ? masked(mode, *s, *second, d, c, last ? &*fourth : nullptr, opacity, lock)
                           : plain(mode, *s, d, c, opacity, lock);
         }
+}
+
+/// Where an image is not as expected, in words; empty when it is.
+inline QString difference(const Canvas &expected, const RGBA32iImage &image)
+{
+    return kit::difference(kit::Picture::of(image), expected.picture);
+}
+inline QString difference(const Canvas &expected, const QImage &image)
+{
+    return difference(expected, ConvertImage<QImage, RGBA32iImage>(image));
+}
+
+/// Whether exactly the tiles that @p expected touched left sharing with @p before; in words when not.
+inline QString tileDifference(const Canvas &expected, const RGBA32iImage &before, const RGBA32iImage &after)
+{
+    for (int i = 0; before.HasTile(i); ++i)
+        if ((after.TileData(i) != before.TileData(i)) != bool(expected.touched.count(i)))
+            return QString("tile %1 %2").arg(i).arg(expected.touched.count(i) ? "is still shared" : "was resolved");
+    return {};
 }
 
 } // namespace reference

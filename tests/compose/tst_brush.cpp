@@ -1,7 +1,8 @@
-#include "TestSupport.h"
+#include "kit/Test.h"
 
 #include "KXComposer.h"
-#include "Pictures.h"
+#include "Reference.h"
+#include "kit/Images.h"
 
 using reference::Canvas;
 
@@ -40,9 +41,9 @@ private Q_SLOTS:
     {
         QRandomGenerator random(31);
         for (int round = 0; round < 60; ++round) {
-            RGBA32iImage noise = pictures::noise(random, { 150, 60 }, false);
+            RGBA32iImage noise = kit::noise(random, { 150, 60 }, false);
             const reference::Side tip { noise, QRect(random.bounded(-20, 40), random.bounded(-20, 20), 140, 55) };
-            RGBA32iImage stroke = pictures::noise(random, { 260, 140 }, true);
+            RGBA32iImage stroke = kit::noise(random, { 260, 140 }, true);
             const QRect rect(random.bounded(-60, 200), random.bounded(-30, 120), 150, 50);
             const bool halfway = round % 5 == 1; // between two bytes, which the rounding to single precision decides
             const double opacity = halfway ? random.bounded(256) / 255.0 : random.generateDouble();
@@ -60,8 +61,8 @@ private Q_SLOTS:
                     }
             const auto stamp = ConvertImage<RGBA32iImage, QImage>(noise);
             ComposeAlphaDarken(stamp, tip.rect, stroke, rect, opacity, average, flow);
-            QCOMPARE(pictures::difference(expected, stroke), QString());
-            QCOMPARE(pictures::tileDifference(expected, before, stroke), QString());
+            QCOMPARE(reference::difference(expected, stroke), QString());
+            QCOMPARE(reference::tileDifference(expected, before, stroke), QString());
         }
     }
 
@@ -101,9 +102,9 @@ private Q_SLOTS:
                         expected.At(p).a = reference::clamped(expectedFor(mode, p.x() - to.x(), p.y()));
                 QImage result = onto;
                 ComposeDualBrush(source, source.rect(), result, QRect(to, QSize(300, 300)), KXCompositionMode(mode));
-                QCOMPARE(pictures::difference(expected, result), QString());
+                QCOMPARE(reference::difference(expected, result), QString());
             }
-        QCOMPARE(pictures::difference(Canvas(under), onto), QString()); // what shared it stays
+        QCOMPARE(reference::difference(Canvas(under), onto), QString()); // what shared it stays
     }
 
     void functors()

@@ -1,7 +1,8 @@
-#include "TestSupport.h"
+#include "kit/Test.h"
 
 #include "KXComposer.h"
-#include "Pictures.h"
+#include "Reference.h"
+#include "kit/Images.h"
 
 using reference::Canvas, reference::Side, reference::Sides;
 
@@ -12,10 +13,10 @@ constexpr auto copying = KXCompositionMode::Source, multiply = KXCompositionMode
 /// What @p call logs. On a thread of the pool it has to do without another one, though it may wait for the pool.
 QStringList logOf(const std::function<void()> &call, bool onPoolThread = false)
 {
-    testing::LogCapture log;
+    kit::LogCapture log;
     if (!onPoolThread)
         call();
-    else if (!testing::onPool(1, 1, call))
+    else if (!kit::onPool(1, 1, call))
         qFatal("a call on a thread of the pool waits for ever");
     return log.texts();
 }
@@ -33,11 +34,11 @@ RGBA32iImage bare(RGBA32iImage image, bool fakeIsContent = false)
 struct Scene {
     Scene(QRandomGenerator &random, const QString &storages)
         : tiled { storages[0] == 'T', storages[1] == 'T', storages[2] == 'T', storages[3] == 'T', storages[4] == 'T' }
-        , source(pictures::patchy(random, { 300, 190 }, tiled[0]))
-        , mask(pictures::patchy(random, { 200, 170 }, tiled[1]))
-        , clip(pictures::patchy(random, { 290, 210 }, tiled[2]))
-        , clipMask(pictures::patchy(random, { 210, 180 }, tiled[3]))
-        , destination(pictures::noise(random, { 270, 200 }, tiled[4]))
+        , source(kit::patchy(random, { 300, 190 }, tiled[0]))
+        , mask(kit::patchy(random, { 200, 170 }, tiled[1]))
+        , clip(kit::patchy(random, { 290, 210 }, tiled[2]))
+        , clipMask(kit::patchy(random, { 210, 180 }, tiled[3]))
+        , destination(kit::noise(random, { 270, 200 }, tiled[4]))
     {
     }
 
@@ -64,7 +65,7 @@ struct Scene {
             image->ClearFlatWindow();
             const int x = random.bounded(4) ? random.bounded(-40, 100) : 5000;
             if (round % 2 && image->IsTiled())
-                pictures::addWindow(random, *image, QRect(x, random.bounded(-40, 60), 150, 130));
+                kit::addWindow(random, *image, QRect(x, random.bounded(-40, 60), 150, 130));
         }
     }
 
@@ -140,7 +141,7 @@ struct Scene {
     /// A destination of its own for each call; tiled ones share their tiles.
     RGBA32iImage Destination() const
     {
-        return destination.IsTiled() ? destination : testing::Picture::of(destination).image(false);
+        return destination.IsTiled() ? destination : kit::Picture::of(destination).image(false);
     }
 
     /// What the model makes of the destination. It reads flat windows, and no fake tiles.
@@ -156,9 +157,9 @@ struct Scene {
     {
         line.prepend(line.isEmpty() ? "" : "[src/KXComposer] ");
         QCOMPARE(logOf([&] { call(onto); }, onPoolThread).join(' '), line);
-        QCOMPARE(entry + pictures::difference(expected, onto), QString(entry));
+        QCOMPARE(entry + reference::difference(expected, onto), QString(entry));
         if constexpr (std::is_same_v<Onto, RGBA32iImage>)
-            QCOMPARE(pictures::tileDifference(expected, destination, onto), QString());
+            QCOMPARE(reference::tileDifference(expected, destination, onto), QString());
     }
 
     bool tiled[5];
@@ -189,7 +190,7 @@ private Q_SLOTS:
                 continue;
             const QList<QByteArray> cells = line.split('\t');
             QCOMPARE(cells.size(), 10);
-            const auto row = [&](int i) { return testing::Picture(19, 1, cells[i].toUInt(nullptr, 16)).image(false); };
+            const auto row = [&](int i) { return kit::Picture(19, 1, cells[i].toUInt(nullptr, 16)).image(false); };
             const RGBA32iImage source = row(1), second = row(3);
             RGBA32iImage onto = row(2), mask1 = row(4), clipMask = row(cells[5] == "-" ? 3 : 5);
             const QRect r = onto.Rect();
@@ -206,7 +207,7 @@ private Q_SLOTS:
                 ComposeMaskOn(source, r, mode, onto, r, opacity, second, r, false, lock);
             else
                 Compose(source, r, mode, onto, r, opacity, lock);
-            QCOMPARE(line + pictures::difference(Canvas(row(8)), onto), QString(line));
+            QCOMPARE(line + reference::difference(Canvas(row(8)), onto), QString(line));
             ++rows;
         }
         QCOMPARE(rows, 236);
@@ -243,7 +244,7 @@ private Q_SLOTS:
     {
         QRandomGenerator random(3);
         const QRect r(0, 0, 300, 20), moved(9, 2, 300, 20);
-        const RGBA32iImage noise = pictures::noise(random, r.size(), true);
+        const RGBA32iImage noise = kit::noise(random, r.size(), true);
         RGBA32iImage holed(300, 20, true), red(300, 20, true), shared = noise;
         holed.ReleaseTile(1);
         Compose(noise, r, copying, holed, r, 1.0, false);
@@ -257,7 +258,7 @@ private Q_SLOTS:
             RGBA32iImage destination(300, 20, tiled);
             ComposeSource(red, r, destination, r);
             ComposeMaskOn(noise, r, copying, destination, r, 1.0, RGBA32iImage(), r, true, false);
-            QCOMPARE(pictures::difference(Canvas(red), destination), QString());
+            QCOMPARE(reference::difference(Canvas(red), destination), QString());
         }
 
         // An image that is its own mask, moved: what a row covers is what the row above, one to the right, became.
@@ -270,7 +271,7 @@ private Q_SLOTS:
         Canvas expected(noise);
         reference::compose(expected, moved, { { noise, r } }, 12, 200, false);
         Compose(noise, r, KXCompositionMode::Plus, shared, moved, 200 / 256.0, false);
-        QCOMPARE(pictures::difference(expected, shared), QString());
+        QCOMPARE(reference::difference(expected, shared), QString());
     }
 
     /// Refused before every other test, of the rectangles, the mode and the opacity; the source first.

@@ -3,11 +3,11 @@
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 
-#include "TestSupport.h"
-#include "lines/Pictures.h"
+#include "kit/Formulas.h"
+#include "kit/Test.h"
 #include "support/Workers.h"
 
-using testing::Picture;
+using kit::Picture;
 using Gaussian = OPGaussianBlurProcessing;
 using Box = OPBoxBlurProcessing;
 
@@ -54,15 +54,15 @@ template <class Processing>
 void blur(Picture &picture, const QRect &rect, double strength)
 {
     if (std::is_same_v<Processing, Box>) {
-        testing::premultipliedMean(picture, rect, Qt::Horizontal, int(strength));
-        testing::premultipliedMean(picture, rect, Qt::Vertical, int(strength));
+        kit::premultipliedMean(picture, rect, Qt::Horizontal, int(strength));
+        kit::premultipliedMean(picture, rect, Qt::Vertical, int(strength));
         return;
     }
     const std::vector<short> kernel = KXBlur::CreateGaussianKernel(strength);
-    testing::premultiply(picture, rect);
-    testing::convolve(picture, rect, Qt::Horizontal, kernel);
-    testing::convolve(picture, rect, Qt::Vertical, kernel);
-    testing::makeStraight(picture, rect);
+    kit::premultiply(picture, rect);
+    kit::convolve(picture, rect, Qt::Horizontal, kernel);
+    kit::convolve(picture, rect, Qt::Vertical, kernel);
+    kit::makeStraight(picture, rect);
 }
 
 struct Selected {
@@ -221,11 +221,11 @@ private:
                     const int m = selection.at(a.from.x() + x, a.from.y() + y).a;
                     const OPRGBA32i f = filtered.at(a.merged.x() + x, a.merged.y() + y);
                     OPRGBA32i &pixel = expected.at(a.merged.x() + x, a.merged.y() + y);
-                    pixel = testing::pixelOf([&, u = pixel](int c) {
-                        return (testing::channel(f, c) * m + testing::channel(u, c) * (255 - m)) / 255;
+                    pixel = kit::pixelOf([&, u = pixel](int c) {
+                        return (kit::channel(f, c) * m + kit::channel(u, c) * (255 - m)) / 255;
                     });
                 }
-            VERIFY_SAME_AT(testing::difference(Picture::of(result), a.rect.isEmpty() ? filtered : expected),
+            VERIFY_SAME_AT(kit::difference(Picture::of(result), a.rect.isEmpty() ? filtered : expected),
                 QString("width %1, selected from %2, %3").arg(a.size.width()).arg(a.rect.x()).arg(a.rect.y()));
             QCOMPARE(result.Bits(), data.image.Bits()); // it is the caller's buffer that was written
             const int lineCount = area.width() + area.height() + qMax(a.merged.height(), 0);
@@ -317,7 +317,7 @@ private:
                     QCOMPARE(read.*field, value + 1); // nothing is stored, and it stands behind what was compared
                 if (!input.startsWith(signature) && input.size() == whole.size())
                     QVERIFY(stream.status() == QDataStream::Ok && stream.device()->pos() == signature.size());
-                const testing::LogCapture log;
+                const kit::LogCapture log;
                 QVERIFY(&(other >> streamed) == &other);
                 QCOMPARE(log.texts().size(), int(!good));
                 QVERIFY(streamed.*field == (good ? value : Params().*field) && (!good || read.*field == value));

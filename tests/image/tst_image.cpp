@@ -1,4 +1,4 @@
-#include "TestSupport.h"
+#include "kit/Test.h"
 
 #include "KXImage.h"
 #include "KXTileManager64.h"
@@ -157,7 +157,7 @@ private Q_SLOTS:
     void invalidIndices()
     {
         RGBA32iImage tiled(300, 200, true), flat(5, 5, false);
-        const testing::LogCapture log;
+        const kit::LogCapture log;
         QVERIFY(!tiled.TileData(-1, false) && !tiled.TileData(6, true) && !flat.TileData(0, false));
         QVERIFY(!tiled.IsFakeTile(6) && !tiled.IsFakeTile(-1));
         tiled.ReleaseTile(6);

@@ -1,12 +1,12 @@
 #include "BaseTransformation.h"
 #include "KXComposer.h"
-#include "TestSupport.h"
 #include "compose/Composer.h"
-#include "lines/Pictures.h"
+#include "kit/Picture.h"
+#include "kit/Test.h"
 
 using KX = RGBA32iImage;
 using Plain = compose::Composers<compose::PlainRows>;
-using testing::Picture;
+using kit::Picture;
 
 namespace {
 
@@ -58,7 +58,7 @@ const Entries fast { Compose<KX, KX>, ComposeClippingMaskOn<KX, KX>, ComposeMask
 
 /// Says how the module and the plain code differ, if they do.
 #define COMPARE_FORM(form, pictures, rect, mode, opacity, lock, where)                                                 \
-    VERIFY_SAME_AT(testing::difference(fast.composed(form, pictures, rect, mode, opacity, lock),                       \
+    VERIFY_SAME_AT(kit::difference(fast.composed(form, pictures, rect, mode, opacity, lock),                           \
                        plain.composed(form, pictures, rect, mode, opacity, lock)),                                     \
         QString("form %1, opacity %2, lock %3, %4").arg(form).arg(opacity).arg(lock).arg(where))
 
@@ -112,7 +112,7 @@ private Q_SLOTS:
     {
         if (!AVX2LIB::Instance())
             QSKIP("there is no kernel module, or this processor has no AVX2");
-        const testing::LogCapture log;
+        const kit::LogCapture log;
         loadAVX2Functions(true);
         QCOMPARE(log.texts(), QStringList()); // every entry is there
     }
@@ -185,7 +185,7 @@ private Q_SLOTS:
                         const QRect from = QRect(-dx, -dy, 140, 20) & start.rect(), to = from.translated(dx, dy);
                         plain.bare(expected, from, mode, expected, to, 1.0, false);
                         fast.bare(actual, from, mode, actual, to, 1.0, false);
-                        VERIFY_SAME_AT(testing::difference(Picture::of(actual), Picture::of(expected)),
+                        VERIFY_SAME_AT(kit::difference(Picture::of(actual), Picture::of(expected)),
                             QString("moved by %1, %2").arg(dx).arg(dy));
                         if (dx == 0 && dy == 1 && mode == KXCompositionMode::Source) // every row is the first
                             QCOMPARE(Picture::of(actual).at(139, 19), start.at(139, 0));
@@ -223,7 +223,7 @@ private Q_SLOTS:
                 Pictures p(9, 9, false, onTiles);
                 p.source = Picture(9, 9, OPRGBA32i(0xFF123456u)).image(tiled);
                 p.clip = Picture::of(p.clip).image(tiledClip);
-                const testing::LogCapture log;
+                const kit::LogCapture log;
                 QVERIFY_EXCEPTION_THROWN(swapped(form, p, p.start.Rect(), Swap(false)), std::exception);
                 const bool alone = onTiles || (tiled && (form == Clipped ? tiledClip : form != TwoMasks));
                 const QString line = "[src/KXComposer] Unexpected exception no more colours";
@@ -245,7 +245,7 @@ private Q_SLOTS:
                 const QRect rect(n % 5, 3, n, 67), to(100 - n / 2, 20, n, 67);
                 Plain::ComposeAlphaDarken(stamp, rect, expected, to, opacity, average, flow);
                 ComposeAlphaDarken(stamp, rect, actual, to, opacity, average, flow);
-                VERIFY_SAME_AT(testing::difference(Picture::of(actual), Picture::of(expected)),
+                VERIFY_SAME_AT(kit::difference(Picture::of(actual), Picture::of(expected)),
                     QString("opacity %1, average %2, width %3").arg(opacity).arg(average).arg(n));
             }
     }

@@ -1,6 +1,6 @@
 #include "KXIterativeConvolution.h"
 #include "OPTransformImageColors.h"
-#include "TestSupport.h"
+#include "kit/Test.h"
 #include "lines/LineHandlers.h"
 
 using lines::HorizontalDirection, lines::LineHandler, lines::VerticalDirection;

@@ -1,96 +1,18 @@
 #include "KXBlur.h"
 #include "KXKernels.h"
-#include "TestSupport.h"
-#include "color/Blocks.h"
+#include "kit/Formulas.h"
+#include "kit/Kernels.h"
 #include "lines/ConvolutionKernels.h"
 #include "lines/Convolve.h"
-#include "lines/Pictures.h"
 
 using Taps = std::vector<short>;
-using testing::Picture;
+using kit::Line, kit::Picture, kit::Row, kit::fromModule;
 
 namespace {
 
-using Line = std::vector<OPRGBA32i>;
-
-/// The symbol @p name of the module, or null without a module.
-template <class Function>
-Function *fromModule(const char *name)
-{
-    const AVX2LIB *module = AVX2LIB::Instance();
-    return module ? reinterpret_cast<Function *>(module->GetProcAddress(name)) : nullptr;
-}
-
-/// A row of pixels that begins @p offset pixels behind a 32-byte boundary, between two guards.
-class Row {
-public:
-    Row(int offset, int length)
-        : m_pixels(size_t(guard + offset + length + guard + 8), guardPixel)
-        , m_offset(guard + offset)
-        , m_length(length)
-    {
-        while (reinterpret_cast<quintptr>(m_pixels.data() + m_offset - offset) % 32 != 0)
-            ++m_offset;
-    }
-
-    Row(int offset, int length, QRandomGenerator &random)
-        : Row(offset, length)
-    {
-        std::generate_n(pixels(), length, [&] { return testing::saltedPixel(random); });
-    }
-
-    OPRGBA32i *pixels() { return m_pixels.data() + m_offset; }
-    unsigned *words() { return reinterpret_cast<unsigned *>(pixels()); }
-    OPRGBA32i &operator[](int i) { return pixels()[i]; }
-    int length() const { return m_length; }
-
-    /// Whether nothing outside the row was written.
-    bool isGuardIntact() const
-    {
-        const auto row = m_pixels.begin() + m_offset;
-        return std::count(m_pixels.begin(), row, guardPixel) == m_offset
-            && std::count(row + m_length, m_pixels.end(), guardPixel) == m_pixels.end() - row - m_length;
-    }
-
-private:
-    static constexpr int guard = 16;
-    static constexpr OPRGBA32i guardPixel { 0xC3A5C3A5 };
-
-    Line m_pixels;
-    int m_offset, m_length;
-};
-
-/// Compares a row, and says where in the test's loops it was when it fails.
-#define COMPARE_ROW(row, expected, where)                                                                              \
-    VERIFY_SAME_AT(testing::difference(row.pixels(), expected), where);                                                \
-    QVERIFY2(row.isGuardIntact(), qPrintable(where + QString(": written beyond the row")))
-
-using Block = void(unsigned char *, bool);
 using Slide = void(OPRGBABlurAccumulatorBase *, OPRGBA32i *, OPRGBA32i *, int, int, int, int, int);
 using RunKernel = void(OPKernelBase *);
 using Convolve = void(const unsigned *, unsigned *, unsigned, const Taps &);
-
-/// Runs the block kernel @p name, and @p plain on each pixel, and compares with @p formula(colour, alpha): every colour
-/// under every alpha, then blocks that are opaque but for one pixel, and one that is all opaque.
-template <class Formula>
-void compareBlocks(const char *name, const BaseTransformation &plain, Formula formula)
-{
-    for (int block = 0; block <= 512 + blocks::length; ++block) {
-        const int colour = block / 2 % 256;
-        Row fast(block % 8, blocks::length), single(0, blocks::length);
-        Line expected;
-        for (int k = 0; k < blocks::length; ++k) {
-            const int alpha = block < 512 ? block % 2 * 128 + k : block == 512 + k ? 200 : 255;
-            const int channels[] = { colour, 255 - colour, (colour * 7 + alpha) & 0xFF, alpha };
-            fast[k] = single[k] = testing::pixelOf([&](int c) { return channels[c]; });
-            expected.push_back(testing::pixelOf([&](int c) { return c == 3 ? alpha : formula(channels[c], alpha); }));
-            plain(single[k]);
-        }
-        fromModule<Block>(name)(reinterpret_cast<unsigned char *>(fast.pixels()), blocks::flag);
-        COMPARE_ROW(fast, expected, QString("block %1").arg(block));
-        COMPARE_ROW(single, expected, QString("plain, block %1").arg(block));
-    }
-}
 
 /// An accumulator of an application: what it derives from must not be taken for it.
 struct Inverted : OPRGBABlurAccumulator {
@@ -131,9 +53,9 @@ private Q_SLOTS:
 
     void alphaBlocks()
     {
-        compareBlocks(
+        kit::compareBlocks(
             "PremultiplyAlphaAVX2", KXBlur::PremultiplyAlpha(), [](int c, int a) { return (c * a + 127) / 255; });
-        compareBlocks("ReturnAlphaAVX2", KXBlur::ReturnAlpha(),
+        kit::compareBlocks("ReturnAlphaAVX2", KXBlur::ReturnAlpha(),
             [](int c, int a) { return a ? ((c * 255 + (a >> 1)) / a & 0xFF) : 0; });
         const auto kernel = std::exchange(KXBlur::ReturnAlpha::m_ReturnAlphaAVX2, nullptr);
         QVERIFY(!KXBlur::ReturnAlpha().HasKernel());
@@ -249,7 +171,7 @@ private Q_SLOTS:
                         source[i].word = i / 320 % 2 ? 0xFFFFFFFF : 0;
                 Line expected;
                 for (int i = 0; i < length; ++i)
-                    expected.push_back(testing::convolved(taps, [&](int j) { return source[i + j]; }));
+                    expected.push_back(kit::convolved(taps, [&](int j) { return source[i + j]; }));
                 const QString where = QString("offset %1, length %2").arg(offset).arg(length);
                 Row fast(offset, length), plain(offset, length), single(offset, length);
                 if (const auto convolve = fromModule<Convolve>("KXIterativeConvolutionFast1DAVX2Convolve")) {
@@ -276,10 +198,10 @@ private Q_SLOTS:
             Picture picture = Picture::random(row.width(), row.height(), repeat);
             Row source(7 - offset, row.width()), fast(offset, length);
             std::copy_n(&picture.at(0, 0), row.width(), source.pixels());
-            testing::premultiply(picture, row);
+            kit::premultiply(picture, row);
             Line expected;
             for (int i = 0; i < length; ++i)
-                expected.push_back(testing::convolved(taps, [&](int j) { return picture.at(i + j, 0); }));
+                expected.push_back(kit::convolved(taps, [&](int j) { return picture.at(i + j, 0); }));
             convolve(source.words(), fast.words(), unsigned(length), taps);
             COMPARE_ROW(fast, expected, QString::asprintf("%d taps, %d pixels", int(taps.size()), length));
         }
@@ -300,10 +222,10 @@ private Q_SLOTS:
             QVERIFY(fits(taps));
             const Picture picture = Picture::random(rect.right() + 1 + random.bounded(9), rect.height(), repeat);
             Picture expected = picture, actual = picture;
-            testing::convolve(expected, rect, Qt::Vertical, taps);
-            testing::makeStraight(expected, QRect(rect.topLeft(), QSize(rect.width(), straightRows + 1)));
+            kit::convolve(expected, rect, Qt::Vertical, taps);
+            kit::makeStraight(expected, QRect(rect.topLeft(), QSize(rect.width(), straightRows + 1)));
             convolve(&actual.at(rect.x(), 0).word, picture.width, rect.width(), rect.height(), taps, straightRows);
-            VERIFY_SAME_AT(testing::difference(actual, expected),
+            VERIFY_SAME_AT(kit::difference(actual, expected),
                 QString::asprintf("%d taps, %d by %d from %d, %d straight", size, rect.width(), rect.height(), rect.x(),
                     straightRows));
         }
@@ -351,7 +273,7 @@ private:
                 Line source(size_t(offset + length + after));
                 const bool sparse = repeat % 2; // few alphas differ, so that edges have room to move
                 for (OPRGBA32i &pixel : source) {
-                    pixel = testing::saltedPixel(random);
+                    pixel = kit::saltedPixel(random);
                     if (sparse && random.bounded(16))
                         pixel.a = repeat == 1 ? 255 : 0;
                 }
@@ -363,7 +285,7 @@ private:
                     kernel(i);
                 kernel.SetDestination(&actual);
                 fromModule<RunKernel>("LineHandlerConvolutionAVX2")(&kernel);
-                VERIFY_SAME_AT(testing::difference(actual.data(), expected), name + QString(", offset %1").arg(offset));
+                VERIFY_SAME_AT(kit::difference(actual.data(), expected), name + QString(", offset %1").arg(offset));
             }
     }
 

@@ -4,11 +4,11 @@
 
 #include "lines/LineHandlers.h"
 
-#include "TestSupport.h"
-#include "lines/Pictures.h"
+#include "kit/Formulas.h"
+#include "kit/Test.h"
 
+using kit::channel, kit::Picture;
 using lines::HorizontalDirection, lines::VerticalDirection;
-using testing::channel, testing::Picture;
 using Kernel = std::vector<short>;
 using Line = std::vector<OPRGBA32i>;
 using Convolution = KXIterativeConvolutionFast2D<RGBA32iImage>;
@@ -273,7 +273,7 @@ private Q_SLOTS:
         const RGBA32iImage before = image;
         QCOMPARE(slide(OPRGBABlurAccumulatorPremul(9), image, rect), 240); // columns are counted, but stay
         Picture expected = picture;
-        testing::premultipliedMean(expected, rect, Qt::Horizontal, 9);
+        kit::premultipliedMean(expected, rect, Qt::Horizontal, 9);
         COMPARE_PICTURE(Picture::of(image), expected);
         COMPARE_PICTURE(Picture::of(before), picture); // shared tiles were copied
         QCOMPARE(image.TileData(6), before.TileData(6)); // below the rectangle they are still shared
@@ -296,7 +296,7 @@ private Q_SLOTS:
         Picture blurred = Picture::of(windowed);
         QCOMPARE(blurred.at(50, 30), content.pixels[0]);
         slide(OPRGBABlurAccumulatorPremul(4), windowed, QRect());
-        testing::premultipliedMean(blurred, blurred.rect(), Qt::Horizontal, 4);
+        kit::premultipliedMean(blurred, blurred.rect(), Qt::Horizontal, 4);
         COMPARE_PICTURE(Picture::of(windowed), blurred);
     }
 
@@ -342,13 +342,13 @@ private:
         const RGBA32iImage picture = none.image(false);
         // A single processor does not premultiply.
         const QRect premultiplied = premultiply && workers::hardware() > 1 ? rect : QRect();
-        testing::premultiply(none, premultiplied);
+        kit::premultiply(none, premultiplied);
         Picture rows = none; // all rows are convolved, then all columns, too
-        testing::convolve(rows, rect, Qt::Horizontal, kernel);
+        kit::convolve(rows, rect, Qt::Horizontal, kernel);
         Picture all = rows;
-        testing::convolve(all, rect, Qt::Vertical, kernel);
+        kit::convolve(all, rect, Qt::Vertical, kernel);
         for (Picture *p : { &none, &rows, &all })
-            testing::makeStraight(*p, premultiplied);
+            kit::makeStraight(*p, premultiplied);
 
         const int rowCount = rect.height(), lineCount = rowCount + rect.width();
         for (const int stopAfter :
@@ -396,9 +396,9 @@ private:
             const auto checkWindow = [&](const auto &window, auto byte) {
                 check([&](RGBA32iImage &image) { return slide(window, image, rect); },
                     [&](Picture &picture, Qt::Orientation lines) {
-                        testing::alongLines(picture, area, picture.rect(), lines, [&](auto at) {
-                            const auto means = testing::means(at, radius, false);
-                            return testing::pixelOf([&](int c) { return byte(means, size_t(c)); });
+                        kit::alongLines(picture, area, picture.rect(), lines, [&](auto at) {
+                            const auto means = kit::means(at, radius, false);
+                            return kit::pixelOf([&](int c) { return byte(means, size_t(c)); });
                         });
                     });
             };
@@ -409,18 +409,18 @@ private:
             checkWindow(OPAlphaBlurAccumulatorWithRGBColorize(radius, OPRGBA32i(7, 8, 9, 255)),
                 [](auto means, size_t c) { return c == 3 ? means[3] : 7 + int(c); });
             check([&](RGBA32iImage &image) { return slide(OPRGBABlurAccumulatorPremul(radius), image, rect); },
-                [&](Picture &p, Qt::Orientation lines) { testing::premultipliedMean(p, area, lines, radius); });
+                [&](Picture &p, Qt::Orientation lines) { kit::premultipliedMean(p, area, lines, radius); });
         }
         Kernel amongZeros(201);
         amongZeros[100] = 15000;
         for (const Kernel &kernel : { Kernel { -3000, 9000, 12000, -1500, 100 }, Kernel { 500, -900, 17000, -900, 500 },
                  Kernel(41, 400), Kernel { 0, 0, 0, 9000, 0 }, amongZeros, Kernel() })
             check([&](RGBA32iImage &image) { return runAndCount(Convolution(kernel, image, rect)); },
-                [&](Picture &p, Qt::Orientation lines) { testing::convolve(p, area, lines, kernel); });
+                [&](Picture &p, Qt::Orientation lines) { kit::convolve(p, area, lines, kernel); });
         check([&](RGBA32iImage &image) { return runAndCount(Sharpening(OPSimpleSharpenKernel1D(300), image, rect)); },
             [&](Picture &picture, Qt::Orientation lines) {
-                testing::alongLines(picture, area, picture.rect(), lines, [](auto at) {
-                    return testing::pixelOf([&](int c) {
+                kit::alongLines(picture, area, picture.rect(), lines, [](auto at) {
+                    return kit::pixelOf([&](int c) {
                         const int sides = channel(at(-1), c) + channel(at(1), c);
                         return qBound(0, (channel(at(0), c) * 2385 - sides * 300 + 765) / 1785, 255);
                     });

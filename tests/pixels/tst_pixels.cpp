@@ -1,4 +1,4 @@
-#include "TestSupport.h"
+#include "kit/Test.h"
 
 #include "KXConverter.h"
 
@@ -207,7 +207,7 @@ private Q_SLOTS:
         const auto wide = ConvertImage<RGBA32iImage, CMYKAImage>(RGBA32iImage(5, 0, false));
         QVERIFY(wide.Width() == 5 && wide.Height() == 0 && !wide.Bits());
         QVERIFY((ConvertImage<CMYKAImage, QImage>(CMYKAImage(0, 3, false)).isNull()));
-        const testing::LogCapture log;
+        const kit::LogCapture log;
         QVERIFY_EXCEPTION_THROWN((ConvertImage<RGBA32iImage, QImage>(RGBA32iImage(3, 3, true))), std::invalid_argument);
         QVERIFY_EXCEPTION_THROWN((ConvertImage<RGB32iRawImage, RGBA32iImage>({ 1, 1, 3 })), std::invalid_argument);
         QVERIFY(log.texts().join(' ').startsWith("[src/KXConverter] Unexpected exception "));

@@ -1,4 +1,4 @@
-#include "TestSupport.h"
+#include "kit/Test.h"
 
 #include "OPGaussianBlurProcessing.h"
 #include "support/Arithmetic.h"
@@ -64,7 +64,7 @@ private Q_SLOTS:
         const auto swallow = support::OnException::Swallow;
         const auto fails = [] { throw std::runtime_error("it broke"); };
         const auto failsOddly = [] { throw 5; };
-        const testing::LogCapture log;
+        const kit::LogCapture log;
         support::logLine(origin, "a text with % in it");
         QVERIFY(guarded(origin, [] {}));
         QVERIFY_EXCEPTION_THROWN(guarded(origin, fails), std::runtime_error);
@@ -109,7 +109,7 @@ private Q_SLOTS:
         // Several workers throw: what leaves is from the one started first. A pool of one thread runs them in order.
         std::atomic<int> started { 0 };
         QString first;
-        QVERIFY(testing::onPool(1, 1, [&] {
+        QVERIFY(kit::onPool(1, 1, [&] {
             try {
                 workers::run(3, [&] { throw std::runtime_error(std::to_string(started++)); });
             } catch (const QUnhandledException &e) {

@@ -33,7 +33,8 @@ inline char *toString(const OPRGBA32i &pixel)
 
 } // namespace QTest
 
-namespace testing {
+/// What every test program shares: its main(), what the log says, and the thread pool.
+namespace kit {
 
 /// Collects what the debug log prints while it lives, instead of printing it.
 class LogCapture {
@@ -78,4 +79,4 @@ bool onPool(int threads, int count, Body body)
     return finished;
 }
 
-} // namespace testing
+} // namespace kit

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "KXImage.h"
-#include "TestSupport.h"
+#include "kit/Test.h"
 
-#include <array>
+#include <vector>
 
-namespace testing {
+/// Salted pixels, pictures of them, and their comparison.
+namespace kit {
 
 /// A random byte; a quarter of them from the values at which rounding and clamping change.
 inline unsigned char saltedByte(QRandomGenerator &random)
@@ -80,83 +81,6 @@ struct Picture {
     std::vector<OPRGBA32i> pixels;
 };
 
-/// Gives each pixel of @p rect the value @p formula(at), where at(k) was the pixel k steps further on its line; beyond
-/// @p edge the last pixel before it counts.
-template <class Formula>
-void alongLines(Picture &picture, const QRect &rect, const QRect &edge, Qt::Orientation lines, Formula formula)
-{
-    const Picture from = picture;
-    const int dx = lines == Qt::Horizontal, dy = 1 - dx;
-    for (int y = rect.top(); y <= rect.bottom(); ++y)
-        for (int x = rect.left(); x <= rect.right(); ++x)
-            picture.at(x, y) = formula([&](int k) {
-                return from.at(
-                    qBound(edge.left(), x + k * dx, edge.right()), qBound(edge.top(), y + k * dy, edge.bottom()));
-            });
-}
-
-/// Sums of 32 bits that start at 8192 and wrap, shifted by 14 and clamped; @p at(j) is the pixel under entry j.
-template <class At>
-OPRGBA32i convolved(const std::vector<short> &kernel, At at)
-{
-    return pixelOf([&](int c) {
-        qint64 sum = 8192;
-        for (int j = 0; j < int(kernel.size()); ++j)
-            sum += channel(at(j), c) * kernel[size_t(j)];
-        return qBound(0, int(quint32(sum)) >> 14, 255);
-    });
-}
-
-/// Convolves the lines of @p rect, whose edge is replicated.
-inline void convolve(Picture &picture, const QRect &rect, Qt::Orientation lines, const std::vector<short> &kernel)
-{
-    alongLines(picture, rect, rect, lines,
-        [&](auto at) { return convolved(kernel, [&](int j) { return at(j - int(kernel.size() / 2)); }); });
-}
-
-/// The means of the channels of 2 * radius + 1 pixels around at(0), truncated; colour may count by its alpha.
-template <class At>
-std::array<int, 4> means(At at, int radius, bool weighted)
-{
-    std::array<int, 4> sums {};
-    for (int k = -radius; k <= radius; ++k)
-        for (int c = 0; c < 4; ++c)
-            sums[size_t(c)] += weighted && c < 3 ? channel(at(k), c) * at(k).a / 255 : channel(at(k), c);
-    for (int &sum : sums)
-        sum /= 2 * radius + 1;
-    return sums;
-}
-
-/// The mean along lines of straight pixels whose colour counts by its alpha; outside the edge of the picture counts.
-inline void premultipliedMean(Picture &picture, const QRect &rect, Qt::Orientation lines, int radius)
-{
-    alongLines(picture, rect, picture.rect(), lines, [&](auto at) {
-        const auto mean = means(at, radius, true);
-        return mean[3] == 0 ? OPRGBA32i()
-                            : pixelOf([&](int c) { return c == 3 ? mean[3] : mean[size_t(c)] * 255 / mean[3]; });
-    });
-}
-
-/// Gives the colours of @p rect, but not of its last row, the value @p formula(colour, alpha).
-template <class Formula>
-void allButTheLastRow(Picture &picture, const QRect &rect, Formula formula)
-{
-    for (int y = rect.top(); y < rect.bottom(); ++y)
-        for (int x = rect.left(); x <= rect.right(); ++x)
-            picture.at(x, y) = pixelOf(
-                [&, p = picture.at(x, y)](int c) { return c == 3 ? p.a : formula(int(channel(p, c)), int(p.a)); });
-}
-
-inline void premultiply(Picture &picture, const QRect &rect)
-{
-    allButTheLastRow(picture, rect, [](int c, int a) { return (c * a + 127) / 255; });
-}
-
-inline void makeStraight(Picture &picture, const QRect &rect)
-{
-    allButTheLastRow(picture, rect, [](int c, int a) { return a == 0 ? 0 : (c * 255 + a / 2) / a; });
-}
-
 /// Empty when the pixels are the @p expected ones, otherwise the first difference, by its place in rows of @p width.
 inline QString difference(const OPRGBA32i *actual, const std::vector<OPRGBA32i> &expected, int width = INT_MAX)
 {
@@ -173,7 +97,7 @@ inline QString difference(const Picture &actual, const Picture &expected)
                                             : difference(actual.pixels.data(), expected.pixels, expected.width);
 }
 
-} // namespace testing
+} // namespace kit
 
 /// Fails with @p difference unless that is empty; @p where says where in the test's loops that was.
 #define VERIFY_SAME_AT(difference, where)                                                                              \
@@ -183,4 +107,4 @@ inline QString difference(const Picture &actual, const Picture &expected)
             QFAIL(qPrintable(QString(where) + ": " + text));                                                           \
     } while (false)
 
-#define COMPARE_PICTURE(actual, expected) VERIFY_SAME_AT(testing::difference(actual, expected), "")
+#define COMPARE_PICTURE(actual, expected) VERIFY_SAME_AT(kit::difference(actual, expected), "")
