@@ -4,8 +4,11 @@
 /// Lines of an image: which there are, which stretch of each is written and which is read, and access to them.
 ///
 /// A horizontal line is a row, a vertical one a column. The classes are values. Any number of threads may read lines of
-/// one image, and may write different lines of a flat one. Nothing here throws, except that writing a row of a tiled
-/// image may have to copy a shared tile (std::bad_alloc).
+/// one image, and may write different lines of a flat one.
+///
+/// Nothing here throws but std::bad_alloc: writing may have to copy a shared tile of a tiled image, or a QImage that is
+/// shared or stands on a const buffer. A shared QImage is left as it was then; one that stands alone on a const buffer
+/// is null, as Qt leaves it.
 
 #include "KXGlobal.h"
 #include "KXImage.h"

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
+#include <utility>
 
 namespace OPImageUtils {
 
@@ -40,6 +42,22 @@ auto column(Image &image, unsigned line, unsigned start, unsigned &bytes) -> dec
     return image.Bits() + size_t(start) * size_t(image.Width()) + line;
 }
 
+/// Row @p row of an image, which becomes the image's own if it is shared. That may pack the rows: how far apart they lie
+/// is to be asked afterwards. The image itself would become null where there is no memory for a copy.
+unsigned char *writableRow(QImage &image, unsigned row)
+{
+    if (!image.isDetached()) {
+        QImage own = image.copy();
+        if (own.isNull())
+            throw std::bad_alloc();
+        image = std::move(own);
+    }
+    unsigned char *const pixels = image.scanLine(int(row));
+    if (!pixels) // it was on a const buffer
+        throw std::bad_alloc();
+    return pixels;
+}
+
 bool readRow(const QImage &image, unsigned line, unsigned start, unsigned char *buffer, unsigned bytes)
 {
     if (image.depth() != 32 || line >= unsigned(image.height()) || !endsBefore(unsigned(image.width()), start, bytes))
@@ -52,7 +70,7 @@ bool writeRow(QImage &image, unsigned line, unsigned start, const unsigned char 
 {
     if (image.depth() != 32 || line >= unsigned(image.height()) || !endsBefore(unsigned(image.width()), start, bytes))
         return false;
-    std::memcpy(image.scanLine(int(line)) + size_t(start) * 4, buffer, bytes);
+    std::memcpy(writableRow(image, line) + size_t(start) * 4, buffer, bytes);
     return true;
 }
 
@@ -68,7 +86,8 @@ bool writeColumn(QImage &image, unsigned line, unsigned start, const unsigned ch
 {
     if (image.depth() != 32 || line >= unsigned(image.width()) || !endsBefore(unsigned(image.height()), start, bytes))
         return false;
-    copyPixels(buffer, 4, image.scanLine(int(start)) + size_t(line) * 4, image.bytesPerLine(), bytes);
+    unsigned char *const first = writableRow(image, start) + size_t(line) * 4;
+    copyPixels(buffer, 4, first, image.bytesPerLine(), bytes);
     return true;
 }
 

@@ -223,6 +223,30 @@ private Q_SLOTS:
         QVERIFY(!columns.Read(tiled, 0, 0, raw, 4) && !columns.Write(tiled, 0, 0, raw, 4));
     }
 
+    /// Rows of 3 pixels that lie 100 apart: an image that has to be copied first packs them.
+    void linesOfImagesWithWideRows()
+    {
+        const std::vector<OPRGBA32i> memory(1000, OPRGBA32i(7u));
+        const auto *const bytes = reinterpret_cast<const unsigned char *>(memory.data());
+        const OPRGBA32i written[] = { OPRGBA32i(1u), OPRGBA32i(2u), OPRGBA32i(3u) };
+        const auto *const raw = reinterpret_cast<const unsigned char *>(written);
+        for (const bool shared : { false, true })
+            for (const auto lines : { Qt::Horizontal, Qt::Vertical }) {
+                QImage image(bytes, 3, 10, 400, QImage::Format_ARGB32);
+                const QImage other = shared ? image : QImage();
+                const QRect rect = image.rect();
+                if (lines == Qt::Vertical)
+                    QVERIFY(OPImageUtils::VerticalDirection<QImage>(image, rect, 0).Write(image, 1, 6, raw, 12));
+                else
+                    QVERIFY(OPImageUtils::HorizontalDirection<QImage>(image, rect, 0).Write(image, 9, 1, raw, 4));
+                for (int i = 0; i < 30; ++i) {
+                    const unsigned column = i % 3 == 1 && i / 3 >= 6 && i / 3 < 9 ? unsigned(i / 3 - 5) : 7;
+                    QCOMPARE(unsigned(image.pixel(i % 3, i / 3)), lines == Qt::Vertical ? column : i == 28 ? 1u : 7u);
+                }
+            }
+        QCOMPARE(memory, std::vector<OPRGBA32i>(1000, OPRGBA32i(7u)));
+    }
+
     /// A convolution has a worker for each processor; other passes have one fewer, and of two processors none.
     void workersOfPasses()
     {
