@@ -1,0 +1,27 @@
+#include "Entries.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace catalogue {
+
+const std::vector<Operation> &operations()
+{
+    static const std::vector<Operation> all = [] {
+        std::vector<Operation> list;
+        for (auto &kind : { modes(), adjustments(), filters() })
+            list.insert(list.end(), kind.begin(), kind.end());
+        return list;
+    }();
+    return all;
+}
+
+std::vector<Operation> operations(Kind kind)
+{
+    std::vector<Operation> list;
+    std::copy_if(operations().begin(), operations().end(), std::back_inserter(list),
+        [kind](const Operation &operation) { return operation.kind == kind; });
+    return list;
+}
+
+} // namespace catalogue

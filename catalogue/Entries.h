@@ -1,0 +1,118 @@
+#pragma once
+
+#include "Operation.h"
+
+#include "OPTransformImageColors.h"
+
+#include <QtCore/QObject>
+
+#include <type_traits>
+#include <utility>
+
+/// How entries are made from the library's classes.
+namespace catalogue {
+
+std::vector<Operation> modes();
+std::vector<Operation> adjustments();
+std::vector<Operation> filters();
+
+/// A choice of parameters, with what is made of it.
+template <class Value>
+struct Choice {
+    std::string name;
+    Value value;
+};
+
+/// Adds to @p operation an adjustment, made by each of @p choices: functions that return a Transformation.
+template <class Transformation>
+Operation adjustment(Operation operation, std::vector<Choice<std::function<Transformation()>>> choices)
+{
+    operation.kind = Kind::Adjustment;
+    operation.promises.needsTwoProcessors = true; // walks leave one processor to the caller
+    for (const auto &choice : choices) {
+        const auto make = choice.value;
+        const bool dependsOnPosition = operation.promises.dependsOnPosition;
+        Variant variant;
+        variant.name = choice.name;
+        variant.make = [make] { return std::make_shared<Transformation>(make()); };
+        variant.makeCopy = [make] {
+            const auto original = std::make_unique<Transformation>(make());
+            return std::make_shared<Transformation>(*original); // which is gone before the copy is used
+        };
+        variant.run = [make, dependsOnPosition](const Input &input, const Watch &watch) {
+            RGBA32iImage image = input.image;
+            watch.range(image.Height());
+            if (dependsOnPosition)
+                OPPixelIterativeTransformImageColors<Transformation>(
+                    make(), &image, image.Rect(), watch.cancel, watch.step)();
+            else
+                OPIterativeTransformImageColors<Transformation>(
+                    make(), &image, image.Rect(), watch.cancel, watch.step)();
+            return image;
+        };
+        operation.variants.push_back(std::move(variant));
+    }
+    return operation;
+}
+
+namespace detail {
+
+/// The type of the data value that Filter::run takes.
+template <class Filter, class Result, class Data>
+Data argumentOf(Result (Filter::*)(Data));
+
+inline const RGBA32iImage &imageOf(const RGBA32iImage &result) { return result; }
+template <class Result>
+const RGBA32iImage &imageOf(const Result &result)
+{
+    return result.image;
+}
+
+template <class Params>
+class ParamsOf : public ParamsValue {
+public:
+    explicit ParamsOf(Params params)
+        : m_params(std::move(params))
+    {
+    }
+    bool Write(QDataStream &stream) const override { return m_params.Write(stream); }
+    bool Read(QDataStream &stream) override { return m_params.Read(stream); }
+    void StreamOut(QDataStream &stream) const override { stream << m_params; }
+    void StreamIn(QDataStream &stream) override { stream >> m_params; }
+
+private:
+    Params m_params;
+};
+
+} // namespace detail
+
+/// Adds to @p operation a filter, run with each of @p choices.
+template <class Filter>
+Operation filter(Operation operation, std::vector<Choice<typename Filter::Params>> choices)
+{
+    using Params = typename Filter::Params;
+    using Data = decltype(detail::argumentOf(&Filter::run));
+    operation.kind = Kind::Filter;
+    for (const auto &choice : choices) {
+        const Params params = choice.value;
+        Variant variant;
+        variant.name = choice.name;
+        variant.params = [params] { return std::make_unique<detail::ParamsOf<Params>>(params); };
+        variant.run = [params](const Input &input, const Watch &watch) {
+            Filter filter(watch.cancel);
+            QObject::connect(
+                &filter, &Filter::RangeChanged, &filter, [&watch](int, int maximum) { watch.range(maximum); },
+                Qt::DirectConnection);
+            QObject::connect(
+                &filter, &Filter::ProgressChanged, &filter, [&watch] { watch.step(); }, Qt::DirectConnection);
+            Data data;
+            static_cast<KXFilterData &>(data) = input;
+            data.params = params;
+            return detail::imageOf(filter.run(std::move(data)));
+        };
+        operation.variants.push_back(std::move(variant));
+    }
+    return operation;
+}
+
+} // namespace catalogue

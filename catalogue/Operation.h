@@ -1,0 +1,103 @@
+#pragma once
+
+/// @file
+/// Every operation of the library, described once.
+///
+/// An entry says how an operation is made, with which parameters it shows what it does, and what it promises. Whatever
+/// goes through all operations takes them from here: the tests of what they promise, the fuzz target of the parameter
+/// streams, rows of the benchmark, the sheets of the tour, and the page docs/operations.md. A new operation is one more
+/// entry in Modes.cpp, Adjustments.cpp or Filters.cpp. The catalogue uses the public headers alone and is not installed.
+
+#include "KXBlend.h"
+#include "OPAdjustmentProcessing.h"
+
+#include "BaseTransformation.h"
+
+#include <QtCore/QDataStream>
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace catalogue {
+
+/// What kind of thing an operation is, and so how it is called.
+enum class Kind {
+    Mode, ///< lays a second picture over the first
+    Adjustment, ///< changes each pixel by itself
+    Filter ///< a pixel's result depends on others; cancelable, with a selection and a parameter stream
+};
+
+/// What an operation works on. Modes and adjustments look at the images alone.
+struct Input : KXFilterData {
+    RGBA32iImage upper; ///< for modes: what is laid over @c image, of the same size
+};
+
+/// How a run is watched and stopped.
+struct Watch {
+    const std::atomic<bool> &cancel;
+    std::function<void(int maximum)> range; ///< called once, before the first step
+    std::function<void()> step; ///< called for each step, from any thread
+};
+
+/// A parameter as the manual lists it.
+struct Parameter {
+    std::string name, unit, range, meaning;
+};
+
+/// What holds whatever the parameters are. The shared tests hold every operation against it.
+struct Promises {
+    bool keepsAlpha = false; ///< no pixel's alpha changes
+    bool dependsOnPosition = false; ///< an adjustment that is told where a pixel lies
+    bool needsFlat = false; ///< a tiled image does not get the same pixels as a flat one
+    bool needsTwoProcessors = false; ///< on a single processor the pixels are others
+};
+
+/// A value of a filter's Params, whatever its type.
+class ParamsValue {
+public:
+    virtual ~ParamsValue() = default;
+    virtual bool Write(QDataStream &stream) const = 0;
+    virtual bool Read(QDataStream &stream) = 0;
+    virtual void StreamOut(QDataStream &stream) const = 0; ///< operator<<
+    virtual void StreamIn(QDataStream &stream) = 0; ///< operator>>
+};
+
+/// One choice of parameters.
+struct Variant {
+    std::string name; ///< for people, such as "sigma 5"; empty where there is nothing to choose
+
+    /// Runs the operation. The image comes back, whether it was written in place or is a new one.
+    std::function<RGBA32iImage(const Input &, const Watch &)> run;
+
+    /// Adjustments: an object with these parameters, and one that is a copy of such an object.
+    std::function<std::shared_ptr<BaseTransformation>()> make, makeCopy;
+
+    /// Filters: these parameters as a value.
+    std::function<std::unique_ptr<ParamsValue>()> params;
+};
+
+/// An operation.
+struct Operation {
+    Kind kind;
+    std::string name; ///< for people
+    std::string className; ///< or the enumerator of a mode
+    std::string summary; ///< one sentence
+    std::vector<Parameter> parameters;
+    std::string signature; ///< with which its parameter stream begins; empty where it has none
+    std::string cost; ///< what it costs, in words
+    std::string kernel; ///< symbols of the module that serve it; empty where none does
+    Promises promises;
+    std::vector<Variant> variants; ///< at least one; the first is the one that shows best what the operation does
+    KXCompositionMode mode = KXCompositionMode::Destination; ///< of a mode
+};
+
+/// All of them, kind by kind.
+const std::vector<Operation> &operations();
+
+/// Those of one kind.
+std::vector<Operation> operations(Kind kind);
+
+} // namespace catalogue

@@ -1,0 +1,294 @@
+#include "KXComposer.h"
+#include "OPTransformImageColors.h"
+#include "catalogue/Inputs.h"
+#include "color/Blocks.h"
+#include "kit/Images.h"
+#include "kit/Kernels.h"
+
+#include <set>
+
+using catalogue::Kind;
+using catalogue::Operation;
+using catalogue::Variant;
+using inputs::Count;
+using inputs::salted;
+using kit::Picture;
+
+namespace {
+
+const QRect selections[] = { QRect(), QRect(40, 30, 90, 70), QRect(-20, 100, 100, 200), QRect(500, 500, 10, 10) };
+const QSize size(270, 140); // more than a tile each way
+
+Picture result(const Variant &variant, const catalogue::Input &input)
+{
+    Count count;
+    return Picture::of(variant.run(input, count.watch()));
+}
+
+} // namespace
+
+/// What every operation promises, over the whole catalogue: a new entry is tested the day it is made.
+class TestCatalogue : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        loadAVX2Functions(true);
+        std::set<std::string> names, signatures;
+        for (const Operation &operation : catalogue::operations()) {
+            QVERIFY2(names.insert(operation.name).second, operation.name.c_str());
+            QVERIFY2(operation.signature.empty() || signatures.insert(operation.signature).second,
+                operation.signature.c_str());
+            QVERIFY2(!operation.variants.empty() && !operation.summary.empty(), operation.name.c_str());
+        }
+        QCOMPARE(catalogue::operations(Kind::Mode).size(), size_t(KXCompositionModes().size()));
+    }
+
+    /// Through a kernel, pixel by pixel and as a copy: the same pixels.
+    void adjustmentsOfPixels_data() { variants({ Kind::Adjustment }); }
+    void adjustmentsOfPixels()
+    {
+        const auto &[operation, variant] = current();
+        const auto made = variant->make(), copy = variant->makeCopy();
+        QCOMPARE(copy->HasKernel(), made->HasKernel());
+        QVERIFY(operation->kernel.empty() || !AVX2LIB::Instance() || made->HasKernel());
+        QRandomGenerator random(20240607);
+        for (int round = 0; round < 40; ++round) {
+            const int x = random.bounded(3000), y = random.bounded(2000);
+            kit::Row row(round % 8, blocks::length, random);
+            const kit::Line before(row.pixels(), row.pixels() + row.length());
+            kit::Line single = before, copied = before;
+            for (int i = 0; i < blocks::length; ++i) {
+                apply(*operation, *made, x + i, y, single[size_t(i)]);
+                apply(*operation, *copy, x + i, y, copied[size_t(i)]);
+                if (operation->promises.keepsAlpha)
+                    QCOMPARE(single[size_t(i)].a, before[size_t(i)].a);
+            }
+            VERIFY_SAME_AT(kit::difference(copied.data(), single), "copy");
+            if (!made->HasKernel())
+                continue;
+            auto *const bytes = reinterpret_cast<unsigned char *>(row.pixels());
+            operation->promises.dependsOnPosition ? (*made)(x, y, bytes, blocks::flag) : (*made)(bytes, blocks::flag);
+            COMPARE_ROW(row, single, QString("round %1").arg(round));
+        }
+    }
+
+    /// An adjustment layer is the adjusted picture, composed.
+    void adjustmentLayers_data() { variants({ Kind::Adjustment }); }
+    void adjustmentLayers()
+    {
+        if (!AVX2LIB::Instance())
+            QSKIP("only the kernel module composes through adjustments");
+        const auto &[operation, variant] = current();
+        if (operation->promises.dependsOnPosition)
+            QSKIP("its pixels have no position in a layer");
+        const auto adjustment = variant->make();
+        QRandomGenerator random(20240607);
+        RGBA32iImage source = kit::noise(random, size, false), mask = kit::noise(random, size, false);
+        RGBA32iImage clip = kit::noise(random, size, false), clipMask = kit::noise(random, size, false);
+        RGBA32iImage adjusted;
+        source.CopyTo(adjusted, false);
+        std::for_each(adjusted.Bits(), adjusted.Bits() + size.width() * size.height(),
+            [&](OPRGBA32i &pixel) { (*adjustment)(pixel); });
+        const QRect all = source.Rect();
+        const auto mode = KXCompositionMode::SoftLight;
+        const auto compare = [&](const char *entry, auto layer, auto composed) {
+            const Picture canvas = Picture::random(size.width(), size.height(), 99);
+            RGBA32iImage one = canvas.image(false), other = canvas.image(false);
+            layer(one), composed(other);
+            VERIFY_SAME_AT(kit::difference(Picture::of(one), Picture::of(other)), entry);
+            QVERIFY(!kit::difference(Picture::of(one), canvas).isEmpty());
+        };
+        BaseTransformation *const t = adjustment.get();
+        compare(
+            "plain", [&](auto &dst) { ComposeWithTransformation(source, all, mode, dst, all, t, 0.7, false); },
+            [&](auto &dst) { Compose(adjusted, all, mode, dst, all, 0.7, false); });
+        compare(
+            "mask",
+            [&](auto &dst) {
+                ComposeWithTransformationMaskOn(source, all, mode, dst, all, 0.7, mask, all, true, t, false);
+            },
+            [&](auto &dst) { ComposeMaskOn(adjusted, all, mode, dst, all, 0.7, mask, all, true, false); });
+        compare(
+            "clip",
+            [&](auto &dst) {
+                ComposeWithTransformationClippingMaskOn(
+                    source, all, mode, dst, all, clip, all, clipMask, all, true, t, 0.7, false);
+            },
+            [&](auto &dst) {
+                ComposeClippingMaskOn(adjusted, all, mode, dst, all, clip, all, clipMask, all, true, 0.7, false);
+            });
+        compare(
+            "clip and mask",
+            [&](auto &dst) {
+                ComposeWithTransformationClippingMaskAndMaskOn(
+                    source, all, mode, dst, all, 0.7, clip, all, clipMask, all, true, mask, all, true, t, false);
+            },
+            [&](auto &dst) {
+                ComposeClippingMaskAndMaskOn(
+                    adjusted, all, mode, dst, all, 0.7, clip, all, clipMask, all, true, mask, all, true, false);
+            });
+    }
+
+    /// The same pixels on flat and on tiled images.
+    void storages_data() { variants({ Kind::Mode, Kind::Adjustment, Kind::Filter }); }
+    void storages()
+    {
+        const auto &[operation, variant] = current();
+        if (operation->promises.needsFlat)
+            QSKIP("needs a flat image");
+        for (const QRect &selected : selections)
+            VERIFY_SAME_AT(kit::difference(result(*variant, salted(size, true, selected)),
+                               result(*variant, salted(size, false, selected))),
+                QString("selection at %1, %2").arg(selected.x()).arg(selected.y()));
+    }
+
+    /// As many steps as the range said, and after a cancel still a whole image.
+    void progress_data() { variants({ Kind::Adjustment, Kind::Filter }); }
+    void progress()
+    {
+        const auto &[operation, variant] = current();
+        for (const QRect &selected : selections)
+            for (const bool tiled : { false, true }) {
+                Count whole;
+                variant->run(salted(size, tiled, selected), whole.watch());
+                QThreadPool::globalInstance()->waitForDone(); // a tiled walk that knows positions runs on by itself
+                QCOMPARE(whole.steps.load(), whole.maximum);
+                for (const int step : { 1, whole.maximum / 2, whole.maximum }) {
+                    Count count;
+                    count.cancelAt = step;
+                    const RGBA32iImage image = variant->run(salted(size, tiled, selected), count.watch());
+                    QThreadPool::globalInstance()->waitForDone();
+                    QVERIFY(count.steps >= step || step > whole.maximum);
+                    QCOMPARE(count.maximum, whole.maximum);
+                    QCOMPARE(image.IsTiled(), tiled);
+                    QCOMPARE(Picture::of(image).rect(), QRect(QPoint(), size));
+                }
+            }
+    }
+
+    /// Streams: what is written is read again, in every form; what is cut off is refused, and gives the defaults.
+    void streams_data() { variants({ Kind::Filter }); }
+    void streams()
+    {
+        const auto &[operation, variant] = current();
+        for (const auto order : { QDataStream::BigEndian, QDataStream::LittleEndian })
+            for (const auto precision : { QDataStream::SinglePrecision, QDataStream::DoublePrecision }) {
+                const auto setUp = [=](QDataStream &stream) {
+                    stream.setByteOrder(order);
+                    stream.setFloatingPointPrecision(precision);
+                };
+                const auto written = [&](const catalogue::ParamsValue &params) {
+                    QByteArray bytes;
+                    QDataStream stream(&bytes, QIODevice::WriteOnly);
+                    setUp(stream);
+                    params.StreamOut(stream);
+                    return bytes;
+                };
+                const auto reads = [&](const QByteArray &bytes, catalogue::ParamsValue &params) {
+                    QDataStream stream(bytes);
+                    setUp(stream);
+                    return params.Read(stream);
+                };
+                const QByteArray bytes = written(*variant->params());
+                QVERIFY(bytes.startsWith(operation->signature.c_str()));
+                const auto other = operation->variants.back().params();
+                QVERIFY(reads(bytes, *other));
+                QCOMPARE(written(*other), bytes);
+
+                const kit::LogCapture log;
+                const QByteArray defaults = [&] { // what reading nothing leaves
+                    const auto params = variant->params();
+                    QDataStream stream { QByteArray() };
+                    params->StreamIn(stream);
+                    return written(*params);
+                }();
+                for (int size = 0; size < bytes.size(); ++size) {
+                    const auto params = variant->params();
+                    QVERIFY(!reads(bytes.left(size), *params));
+                    QDataStream stream(bytes.left(size));
+                    setUp(stream);
+                    params->StreamIn(stream);
+                    QCOMPARE(written(*params), defaults);
+                }
+                QCOMPARE(log.texts().size(), bytes.size() + 1);
+                QByteArray damaged = bytes;
+                damaged[0] = char(damaged[0] ^ 1);
+                QVERIFY(!reads(damaged, *variant->params()));
+            }
+    }
+
+    /// The same bytes on one, two and eight processors, with the module and without it.
+    void machines()
+    {
+        if (qEnvironmentVariableIsSet("KXCORE_TEST_MODULE") || qEnvironmentVariableIsSet("KXCORE_TEST_PROCESSORS"))
+            QSKIP("tried once, in every way");
+        const QStringList two = digests("", 2);
+        int operations = 0;
+        for (const Operation &operation : catalogue::operations())
+            operations += 2 * int(operation.variants.size());
+        QCOMPARE(two.size(), operations);
+        QCOMPARE(digests("none", 2), two);
+        for (const char *module : { "", "none" }) {
+            QCOMPARE(digests(module, 8), two);
+            const QStringList one = digests(module, 1);
+            QVERIFY(!one.isEmpty());
+            for (const QString &line : one)
+                QVERIFY2(two.contains(line), qPrintable(line));
+        }
+    }
+
+    void page()
+    {
+        QProcess program;
+        program.start(OPERATIONS, QStringList());
+        QVERIFY(program.waitForFinished());
+        QFile page(PAGE);
+        QVERIFY(page.open(QIODevice::ReadOnly));
+        QVERIFY2(page.readAll() == program.readAllStandardOutput(),
+            "docs/operations.md is out of date: build/release/bin/kxcore_operations >docs/operations.md");
+    }
+
+private:
+    /// A row for each variant of each operation of @p kinds.
+    void variants(const std::set<Kind> &kinds)
+    {
+        QTest::addColumn<int>("operation");
+        QTest::addColumn<int>("variant");
+        const auto &all = catalogue::operations();
+        for (size_t i = 0; i < all.size(); ++i)
+            for (size_t k = 0; k < all[i].variants.size() && kinds.count(all[i].kind); ++k)
+                QTest::addRow("%s, %s", all[i].name.c_str(), all[i].variants[k].name.c_str()) << int(i) << int(k);
+    }
+
+    std::pair<const Operation *, const Variant *> current() const
+    {
+        const Operation &operation = catalogue::operations()[size_t(*fetched("operation"))];
+        return { &operation, &operation.variants[size_t(*fetched("variant"))] };
+    }
+    static const int *fetched(const char *name)
+    {
+        return static_cast<const int *>(QTest::qData(name, qMetaTypeId<int>()));
+    }
+
+    static void apply(const Operation &operation, const BaseTransformation &made, int x, int y, OPRGBA32i &pixel)
+    {
+        operation.promises.dependsOnPosition ? made(x, y, pixel) : made(pixel);
+    }
+
+    static QStringList digests(const QByteArray &module, int processors)
+    {
+        QProcess program;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("KXCORE_TEST_MODULE", module);
+        environment.insert("KXCORE_TEST_PROCESSORS", QString::number(processors));
+        program.setProcessEnvironment(environment);
+        program.start(DIGESTS, QStringList());
+        program.waitForFinished(120000);
+        return QString::fromUtf8(program.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
+    }
+};
+
+KXCORE_TEST_MAIN(TestCatalogue)
+#include "tst_catalogue.moc"
