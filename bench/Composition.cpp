@@ -5,7 +5,9 @@
 
 #include <QtGui/QPainter>
 
+#include <map>
 #include <memory>
+#include <utility>
 
 namespace bench {
 
@@ -23,8 +25,31 @@ bool isPainterMode(KXCompositionMode mode)
         || (mode >= KXCompositionMode::Plus && mode <= KXCompositionMode::Exclusion);
 }
 
-void addPainter(Suite &suite, const std::string &name, KXCompositionMode mode, Column column, QImage::Format format)
+/// Whether the mode does nothing to a visible destination where the source is transparent black.
+bool leavesTheDestination(KXCompositionMode mode)
 {
+    switch (mode) {
+    case KXCompositionMode::Source:
+    case KXCompositionMode::DestinationIn:
+    case KXCompositionMode::SourceOrDestination:
+    case KXCompositionMode::SourceAndDestination:
+    case KXCompositionMode::NotSourceAndDestination:
+    case KXCompositionMode::FillUnmasked:
+    case KXCompositionMode::AlphaToGrey:
+    case KXCompositionMode::SourceToGrey:
+    case KXCompositionMode::Luminosity:
+    case KXCompositionMode::AlphaIntersect:
+    case KXCompositionMode::AlphaMin:
+    case KXCompositionMode::FillTransparent:
+        return false;
+    default:
+        return true;
+    }
+}
+
+void addPainter(Suite &suite, const std::string &name, KXCompositionMode mode, Column column, Scene over, Scene under)
+{
+    const auto format = column == Column::PainterStraight ? QImage::Format_ARGB32 : QImage::Format_ARGB32_Premultiplied;
     struct Pictures {
         QImage source, destination, pristine;
     };
@@ -33,8 +58,8 @@ void addPainter(Suite &suite, const std::string &name, KXCompositionMode mode, C
         name, column, 5,
         [=] {
             if (pictures->source.isNull()) {
-                pictures->source = paintedPicture(layer, format);
-                pictures->pristine = paintedPicture(canvas, format);
+                pictures->source = paintedPicture(over, format);
+                pictures->pristine = paintedPicture(under, format);
             }
             pictures->destination = pictures->pristine.copy();
         },
@@ -52,14 +77,68 @@ struct Layers {
     RGBA32iImage tiledSource = tiledPicture(layer), tiledDestination = tiledPicture(canvas);
     RGBA32iImage fakeSource { width, height, true };
 
+    const RGBA32iImage &Source(Scene scene, bool isTiled)
+    {
+        auto &image = m_sources[{ scene, isTiled }];
+        if (!image)
+            image = std::make_unique<RGBA32iImage>(isTiled ? tiledPicture(scene) : flatPicture(scene));
+        return *image;
+    }
+
     static Layers &instance()
     {
         static Layers layers;
         return layers;
     }
+
+private:
+    std::map<std::pair<Scene, bool>, std::unique_ptr<RGBA32iImage>> m_sources;
 };
 
 void restoreFlat() { restore(Layers::instance().flatDestination, canvas)(); }
+
+/// A composition in the second table. QPainter, which knows no storage, is measured beside the tiled one.
+void addCell(Suite &suite, KXCompositionMode mode, bool isTiled, const char *kind, Scene over, Scene under, Goal goal)
+{
+    const std::string column = std::string(isTiled ? "tiles " : "pool ") + kind;
+    const std::string name = suite.addCell(KXCompositionModeName(mode), column, goal);
+    const auto destination = [isTiled]() -> RGBA32iImage & {
+        Layers &l = Layers::instance();
+        return isTiled ? l.tiledDestination : l.flatDestination;
+    };
+    suite.addOurs(
+        name, 5, [=] { writeRows(destination(), under); },
+        [=] {
+            Compose(
+                Layers::instance().Source(over, isTiled), everything, mode, destination(), everything, opacity, false);
+        });
+    if (isTiled && isPainterMode(mode) && over != layer)
+        addPainter(suite, name, mode, Column::PainterPremultiplied, over, under);
+}
+
+void addCells(Suite &suite, KXCompositionMode mode)
+{
+    const std::string line = KXCompositionModeName(mode);
+    const bool isOver = mode == KXCompositionMode::SourceOver;
+    addCell(suite, mode, true, "noise", layer, canvas, {});
+    for (const bool isTiled : { true, false }) {
+        const auto beyondPainter = [&](const char *kind, double ratio) {
+            return Goal { Column::PainterPremultiplied, "tiles " + (kind + (" " + line)), ratio };
+        };
+        if (isPainterMode(mode)) {
+            const double ratio = isOver                ? 0.9
+                : mode == KXCompositionMode::Multiply  ? 5
+                : mode == KXCompositionMode::SoftLight ? 10
+                                                       : 0;
+            addCell(suite, mode, isTiled, "photo", photoLayer, photoCanvas, beyondPainter("photo", ratio));
+        }
+        const Goal beyondNoise { Column::Module, isTiled ? "tiles noise " + line : composeName(mode), 3 };
+        addCell(suite, mode, isTiled, "strokes", strokes, photoCanvas,
+            isOver                           ? beyondPainter("strokes", 0.9)
+                : leavesTheDestination(mode) ? beyondNoise
+                                             : Goal());
+    }
+}
 
 Goal goalOf(KXCompositionMode mode)
 {
@@ -89,20 +168,23 @@ void addComposition(Suite &suite)
             Compose(l.flatSource, everything, mode, l.flatDestination, everything, opacity, false);
         });
         if (isPainterMode(mode)) {
-            addPainter(suite, name, mode, Column::PainterStraight, QImage::Format_ARGB32);
-            addPainter(suite, name, mode, Column::PainterPremultiplied, QImage::Format_ARGB32_Premultiplied);
+            addPainter(suite, name, mode, Column::PainterStraight, layer, canvas);
+            addPainter(suite, name, mode, Column::PainterPremultiplied, layer, canvas);
         }
     }
 
-    // One destination for all runs: what the pixels are makes no difference, and all of its tiles stay private.
+    for (const KXCompositionMode mode : KXCompositionModes())
+        addCells(suite, mode);
+
+    // One destination for all runs; all of its tiles stay private.
     constexpr auto over = KXCompositionMode::SourceOver;
     suite.addRow(tiled, { Column::PainterStraight, {}, 1.8 });
     suite.addOurs(tiled, 7, nothing, [] {
         Layers &l = Layers::instance();
         Compose(l.tiledSource, everything, over, l.tiledDestination, everything, opacity, false);
     });
-    addPainter(suite, tiled, over, Column::PainterStraight, QImage::Format_ARGB32);
-    addPainter(suite, tiled, over, Column::PainterPremultiplied, QImage::Format_ARGB32_Premultiplied);
+    addPainter(suite, tiled, over, Column::PainterStraight, layer, canvas);
+    addPainter(suite, tiled, over, Column::PainterPremultiplied, layer, canvas);
 
     const std::string fake = "compose an empty layer on tiles";
     suite.addRow(fake, { Column::Module, tiled, 200 });

@@ -15,10 +15,10 @@ void evaluate(VipsImage *made)
     g_object_unref(made);
 }
 
-VipsImage *picture(unsigned seed)
+VipsImage *picture(Scene scene)
 {
     return vips_image_new_from_memory(
-        pixelsOf(seed), size_t(pixels) * sizeof(OPRGBA32i), width, height, 4, VIPS_FORMAT_UCHAR);
+        pixelsOf(scene), size_t(pixels) * sizeof(OPRGBA32i), width, height, 4, VIPS_FORMAT_UCHAR);
 }
 
 } // namespace

@@ -6,20 +6,31 @@
 
 #include <functional>
 
-/// The pictures that everything is measured on: noise in all four channels, so that no implementation gets away with
-/// what it does for opaque, transparent or equal pixels.
+/// The pictures that things are measured on. They are made when they are first asked for.
 namespace bench {
 
-/// The pictures in use: each seed is another one.
-constexpr unsigned layer = 1, canvas = 2, coverage = 3;
+enum Scene : unsigned {
+    /// Noise in all four channels, so that no implementation gets away with what it does for opaque, transparent or
+    /// equal pixels.
+    layer = 1,
+    canvas,
+    coverage,
+    /// Opaque, as from a camera: edges, smooth areas, and areas with texture down to the single pixel.
+    photoLayer,
+    photoCanvas,
+    /// Transparent black, a twentieth of it covered by soft round strokes.
+    strokes
+};
 
-RGBA32iImage flatPicture(unsigned seed);
-RGBA32iImage tiledPicture(unsigned seed);
-QImage paintedPicture(unsigned seed, QImage::Format format);
-/// The bytes of all of them.
-const OPRGBA32i *pixelsOf(unsigned seed);
+RGBA32iImage flatPicture(Scene scene);
+/// All of its tiles hold pixels, also where they are transparent.
+RGBA32iImage tiledPicture(Scene scene);
+QImage paintedPicture(Scene scene, QImage::Format format);
+const OPRGBA32i *pixelsOf(Scene scene);
 
-/// Puts the bytes of @p seed back into an image of the same size.
-std::function<void()> restore(RGBA32iImage &flat, unsigned seed);
+/// Puts the bytes of @p scene back into a flat image of the same size.
+std::function<void()> restore(RGBA32iImage &flat, Scene scene);
+/// Puts the bytes of @p scene into the rows of an image of the same size, flat or tiled.
+void writeRows(RGBA32iImage &image, Scene scene);
 
 } // namespace bench

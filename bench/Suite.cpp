@@ -13,7 +13,16 @@ const char *columnName(Column column)
     return names[int(column)];
 }
 
-void Suite::addRow(const std::string &operation, const Goal &goal) { m_rows.push_back({ operation, goal, {} }); }
+void Suite::addRow(const std::string &operation, const Goal &goal)
+{
+    m_rows.push_back({ operation, goal, {}, {}, {} });
+}
+
+std::string Suite::addCell(const std::string &line, const std::string &column, const Goal &goal)
+{
+    m_rows.push_back({ column + " " + line, goal, {}, line, column });
+    return m_rows.back().operation;
+}
 
 void Suite::addOurs(
     const std::string &operation, int repetitions, std::function<void()> prepare, std::function<void()> run)

@@ -22,19 +22,25 @@ constexpr bool isPeer(Column column) { return column > Column::Module; }
 /// What a process measures. One process cannot measure ours both ways, as kernels are bound once.
 enum class Role { Plain, Module, Peers };
 
-/// A time that an operation is to be compared with: that of a peer, or with @c operation set ours for another one.
+/// A time that an operation is to be compared with: that of a peer, or ours. It is that of another operation if
+/// @c operation is set.
 struct Goal {
     Column column = Column::Module;
     std::string operation;
     double ratio = 0; ///< reference time divided by our time, at least; 0: no goal
 };
 
-/// A row of the table.
+/// A row of the table. Where @c sheetLine is set the row is a cell of a second table instead, @ref sheetColumns wide.
 struct Row {
     std::string operation;
     Goal goal;
     std::map<Column, double> nanosecondsPerPixel;
+    std::string sheetLine, sheetColumn;
 };
+
+/// The kinds of pictures and of storage by which composition is compared: flat images on the pool, tiled ones on the
+/// calling thread.
+constexpr const char *sheetColumns[] = { "tiles noise", "tiles photo", "tiles strokes", "pool photo", "pool strokes" };
 
 /// Collects what there is to measure for one role.
 class Suite {
@@ -46,6 +52,9 @@ public:
 
     /// A row, in the order of the calls.
     void addRow(const std::string &operation, const Goal &goal = {});
+
+    /// A cell of the second table. Returns its operation, "column line".
+    std::string addCell(const std::string &line, const std::string &column, const Goal &goal);
 
     /// Ours: @p run is timed, @p prepare before each run is not. @p repetitions in a round.
     void addOurs(

@@ -38,11 +38,11 @@ std::optional<double> bestPeer(const Row &row)
 
 std::optional<double> reached(const std::vector<Row> &rows, const Row &row)
 {
-    if (row.goal.operation.empty())
-        return ratio(timeOf(row, row.goal.column), ours(row));
-    const auto other =
-        std::find_if(rows.begin(), rows.end(), [&row](const Row &r) { return r.operation == row.goal.operation; });
-    return other == rows.end() ? std::nullopt : ratio(ours(*other), ours(row));
+    const std::string &operation = row.goal.operation.empty() ? row.operation : row.goal.operation;
+    const auto other = std::find_if(rows.begin(), rows.end(), [&](const Row &r) { return r.operation == operation; });
+    if (other == rows.end())
+        return std::nullopt;
+    return ratio(isPeer(row.goal.column) ? timeOf(*other, row.goal.column) : ours(*other), ours(row));
 }
 
 std::string goalText(const Goal &goal)
@@ -78,7 +78,7 @@ void printTable(const std::vector<Row> &rows)
         std::printf(" %8s", head);
     std::printf(" %7s %8s  %s\n", "best", "reached", "goal");
     for (const Row &row : rows) {
-        if (!isMeasured(row))
+        if (!isMeasured(row) || !row.sheetLine.empty())
             continue;
         std::printf("%-34s", row.operation.c_str());
         for (int c = 0; c < columnCount; ++c)
@@ -89,6 +89,42 @@ void printTable(const std::vector<Row> &rows)
             std::printf("  %s%s", goalText(row.goal).c_str(), got && *got < row.goal.ratio ? "  MISSED" : "");
         std::printf("\n");
     }
+}
+
+/// The rows that are cells, by their lines. They follow one another.
+void printSheet(const std::vector<Row> &rows)
+{
+    const auto isCell = [](const Row &row) { return isMeasured(row) && !row.sheetLine.empty(); };
+    const auto missed = [&](const Row &row) { return reached(rows, row).value_or(row.goal.ratio) < row.goal.ratio; };
+    auto row = std::find_if(rows.begin(), rows.end(), isCell);
+    if (row == rows.end())
+        return;
+    std::printf(
+        "\nComposition by what is in the pictures, module. QP: QPainter, premultiplied. Behind a time: reference /"
+        " ours;\n! is less than its goal.\n\n%-24s",
+        "mode");
+    for (const char *column : sheetColumns)
+        std::printf(" %15s", column);
+    std::printf(" %9s %9s\n", "QP photo", "strokes");
+    while (row != rows.end()) {
+        const std::string line = row->sheetLine;
+        std::map<std::string, std::string> texts;
+        for (; row != rows.end() && row->sheetLine == line; ++row) {
+            const auto got = row->goal.ratio > 0 ? reached(rows, *row) : std::nullopt;
+            texts[row->sheetColumn] =
+                number(ours(*row), "%.3f") + (got ? number(got, " %5.2f") : "      ") + (missed(*row) ? "!" : " ");
+            texts["QP " + row->sheetColumn] = number(timeOf(*row, Column::PainterPremultiplied), "%.3f");
+        }
+        std::printf("%-24s", line.c_str());
+        for (const char *column : sheetColumns)
+            std::printf(" %15s", texts[column].c_str());
+        std::printf(" %9s %9s\n", texts["QP tiles photo"].c_str(), texts["QP tiles strokes"].c_str());
+        row = std::find_if(row, rows.end(), isCell);
+    }
+    std::printf("\n");
+    for (const Row &cell : rows)
+        if (isCell(cell) && missed(cell))
+            std::printf("%s: MISSED %s\n", cell.operation.c_str(), goalText(cell.goal).c_str());
 }
 
 void writeJson(const std::vector<Row> &rows, std::ostream &out)
@@ -115,6 +151,7 @@ void writeJson(const std::vector<Row> &rows, std::ostream &out)
 bool report(const std::vector<Row> &rows, const std::string &jsonFile)
 {
     printTable(rows);
+    printSheet(rows);
     if (jsonFile.empty())
         return true;
     std::ofstream out(jsonFile);
