@@ -1,8 +1,9 @@
 #include "Fuzz.h"
 
+#include "kit/Random.h"
+
 #include <QtCore/QDir>
 #include <QtCore/QFile>
-#include <QtCore/QRandomGenerator>
 
 #include <algorithm>
 #include <cstdio>
@@ -38,7 +39,8 @@ int main(int argc, char **argv)
     if (argc == 3 && std::strcmp(argv[1], "--write") == 0)
         return writeSeeds(QFile::decodeName(argv[2])) ? 0 : 1;
 
-    QRandomGenerator random(20240607); // fixed, so that a failure can be replayed
+    kit::printSeed();
+    QRandomGenerator random = kit::random();
     int inputs = 0;
     for (const QByteArray &seed : FuzzSeeds()) {
         run(seed);

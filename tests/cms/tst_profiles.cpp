@@ -175,12 +175,12 @@ private Q_SLOTS:
     void remembersNothingOfFormerTransforms()
     {
         const QByteArray profiles[] = { srgb, wide, linear };
-        std::mt19937 random;
+        QRandomGenerator random = kit::random();
         for (int round = 0; round < 400; ++round) {
-            const QByteArray &from = profiles[random() % 3], &to = profiles[random() % 3];
+            const QByteArray &from = profiles[random.bounded(3)], &to = profiles[random.bounded(3)];
             const KXCMSTransform transform(loaded(from), loaded(to));
             const Pixels expected = from == to ? Pixels { orange } : direct(from, to, { orange });
-            if (random() % 2) // what another one left at this address comes to light now or then
+            if (random.bounded(2)) // what another one left at this address comes to light now or then
                 QCOMPARE(converted(transform, { orange }), expected);
         }
     }
@@ -235,9 +235,9 @@ private Q_SLOTS:
     {
         const int width = 300, height = 200;
         Pixels pixels(width * height);
-        std::mt19937 random;
+        QRandomGenerator random = kit::random();
         for (int i = 0; i < pixels.size(); ++i)
-            pixels[i] = i / width % 2 ? OPRGBA32i(unsigned(random()))
+            pixels[i] = i / width % 2 ? OPRGBA32i(random.generate())
                                       : OPRGBA32i(uchar(i / width), uchar(i % width), uchar(255 - i / width), uchar(i));
         const auto same = [](const void *found, const Pixels &expected) {
             return std::memcmp(found, expected.constData(), size_t(expected.size()) * 4) == 0;

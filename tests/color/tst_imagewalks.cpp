@@ -42,12 +42,10 @@ struct Raise : BaseTransformation {
     std::vector<uchar> by { 1 };
 };
 
-const std::atomic<bool> goOn { false };
-
 enum Form { Plain, Iterative, Located };
 
 /// A walk of that form, and of the workers that it leaves behind.
-void walk(Form form, RGBA32iImage &image, const QRect &rect = QRect(), const std::atomic<bool> &cancel = goOn,
+void walk(Form form, RGBA32iImage &image, const QRect &rect = QRect(), const std::atomic<bool> &cancel = kit::noCancel,
     const std::function<void()> &progress = nullptr, bool hasKernel = false)
 {
     Raise raise(hasKernel);
@@ -102,7 +100,7 @@ private Q_SLOTS:
                             RGBA32iImage image = Picture(300, 200).image(tiled);
                             std::atomic<int> progress { 0 };
                             const auto count = [&progress] { ++progress; };
-                            walk(form, image, rect, goOn, count, hasKernel);
+                            walk(form, image, rect, kit::noCancel, count, hasKernel);
                             const QRect lessOneRow = area.adjusted(0, 0, 0, -1);
                             const Picture expected =
                                 raised(form == Plain && !tiled ? lessOneRow : area, form == Located);

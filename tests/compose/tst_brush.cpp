@@ -39,7 +39,7 @@ private Q_SLOTS:
 
     void stamps()
     {
-        QRandomGenerator random(31);
+        QRandomGenerator random = kit::random();
         for (int round = 0; round < 60; ++round) {
             RGBA32iImage noise = kit::noise(random, { 150, 60 }, false);
             const reference::Side tip { noise, QRect(random.bounded(-20, 40), random.bounded(-20, 20), 140, 55) };

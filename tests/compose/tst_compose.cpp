@@ -225,7 +225,7 @@ private Q_SLOTS:
     {
         QFETCH(int, number);
         const QString storages = QTest::currentDataTag();
-        QRandomGenerator random(quint32(number) + 1);
+        QRandomGenerator random = kit::random(quint32(number));
         Scene scene(random, storages);
         for (int round = 0; round < 60; ++round) {
             scene.Change(random, round);
@@ -242,7 +242,7 @@ private Q_SLOTS:
     /// without pixels composes nothing.
     void tilesByHand()
     {
-        QRandomGenerator random(3);
+        QRandomGenerator random = kit::random();
         const QRect r(0, 0, 300, 20), moved(9, 2, 300, 20);
         const RGBA32iImage noise = kit::noise(random, r.size(), true);
         RGBA32iImage holed(300, 20, true), red(300, 20, true), shared = noise;

@@ -92,7 +92,7 @@ private Q_SLOTS:
         struct Open : OPAdjustmentProcessing {
             using OPAdjustmentProcessing::SetRange;
         } frame;
-        QCOMPARE(Gaussian(m_goOn).metaObject(), &OPAdjustmentProcessing::staticMetaObject);
+        QCOMPARE(Gaussian(kit::noCancel).metaObject(), &OPAdjustmentProcessing::staticMetaObject);
 
         Watch watch;
         watch.on(frame);
@@ -271,7 +271,7 @@ private:
         KXFilterData byHand = data;
         byHand.image = canvas.image(false);
         byHand.selectionOffset = a.offset - a.grown.topLeft();
-        const KXFilterResult result = Processing(m_goOn).runEx(data);
+        const KXFilterResult result = Processing(kit::noCancel).runEx(data);
         COMPARE_PICTURE(Picture::of(result.image), Picture::of(blurred<Processing>(byHand, strength)));
         QVERIFY(result.origin == QPoint(1000, -1000) + a.grown.topLeft() && !result.image.IsTiled());
     }
@@ -333,8 +333,6 @@ private:
             QTest::ignoreMessage(QtDebugMsg, error); // and wait for it
         refused << params >> params;
     }
-
-    const std::atomic<bool> m_goOn { false };
 };
 
 KXCORE_TEST_MAIN(TestBlurs)

@@ -189,7 +189,7 @@ private Q_SLOTS:
                 RGBA32iImage image(width, height, tiled);
                 const RGBA32iImage untouched = image;
                 QVector<OPRGBA32i> model(width * height);
-                QRandomGenerator random(20240607);
+                QRandomGenerator random = kit::random();
                 for (int round = 0; round < 400; ++round) {
                     const int x = random.bounded(width), y = random.bounded(height), n = random.bounded(width - x + 1);
                     OPRGBA32i *const inModel = model.data() + y * width + x;

@@ -128,7 +128,7 @@ private Q_SLOTS:
     void everyLengthAndOffset()
     {
         QFETCH(KXCompositionMode, mode);
-        QRandomGenerator random(20240607);
+        QRandomGenerator random = kit::random();
         // The destination of the bare form is tiled, so that its opacity is not clamped.
         Pictures tiled(80, 3, false, true), flat(80, 3, false, false);
         const double opacities[] = { 1 / 256.0, 127 / 256.0, 255 / 256.0, 1.0, 300 / 256.0 };

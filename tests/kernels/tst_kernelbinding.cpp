@@ -37,8 +37,8 @@ private Q_SLOTS:
         const QRect rect(2, 1, 9, 3);
         const auto notesOf = [&](RGBA32iImage &image, bool hasKernel) {
             OPTransformImageColors(Nothing(hasKernel), &image, rect)();
-            OPIterativeTransformImageColors(Nothing(hasKernel), &image, rect, m_goOn, nullptr)();
-            OPPixelIterativeTransformImageColors(Nothing(hasKernel), &image, rect, m_goOn, nullptr)();
+            OPIterativeTransformImageColors(Nothing(hasKernel), &image, rect, kit::noCancel, nullptr)();
+            OPPixelIterativeTransformImageColors(Nothing(hasKernel), &image, rect, kit::noCancel, nullptr)();
             return takeNotes();
         };
         RGBA32iImage flat(6, 6, false), tiled(6, 6, true);
@@ -67,7 +67,7 @@ private Q_SLOTS:
     {
         RGBA32iImage image(9, 3, false);
         const auto notesOf = [this](auto &&pass) {
-            pass.Run(m_goOn, nullptr);
+            pass.Run(kit::noCancel, nullptr);
             return takeNotes();
         };
         using Window = OPRGBABlurAccumulatorPremul;
@@ -105,7 +105,6 @@ private Q_SLOTS:
 private:
     QString takeNotes() { return std::exchange(*m_notes, QString()); }
 
-    const std::atomic<bool> m_goOn { false };
     QString *m_notes = nullptr;
 };
 

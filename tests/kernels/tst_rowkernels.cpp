@@ -131,7 +131,7 @@ private Q_SLOTS:
     void convolution_data()
     {
         QTest::addColumn<Taps>("taps");
-        QRandomGenerator random(4711);
+        QRandomGenerator random = kit::random();
         for (int size = 0; size <= 35; ++size)
             QTest::addRow("any %d taps", size) << randomTaps(size, random, false);
         for (int size = 1; size <= 37; size += 2)
@@ -158,7 +158,7 @@ private Q_SLOTS:
     void convolution()
     {
         QFETCH(Taps, taps);
-        QRandomGenerator random(20240607);
+        QRandomGenerator random = kit::random();
         QList<int> lengths { 511, 512, 513, 515, 1027, 2160 };
         for (int length = 67; length >= 0; length -= taps.size() > 40 ? 9 : 1)
             lengths << length;
@@ -189,7 +189,7 @@ private Q_SLOTS:
     void weightedRows()
     {
         const auto convolve = fromModule<Convolve>("KXIterativeConvolutionFast1DAVX2ConvolveWeighted");
-        QRandomGenerator random(20240612);
+        QRandomGenerator random = kit::random();
         for (int repeat = 0; repeat < 600; ++repeat) {
             const Taps taps = randomTaps(1 + 2 * (repeat % 4), random, true);
             QVERIFY(lines::rows::fits(taps));
@@ -213,7 +213,7 @@ private Q_SLOTS:
     {
         using lines::columns::fits, lines::columns::maxEntries, lines::columns::width;
         const auto convolve = fromModule<lines::columns::Convolve>("KXIterativeConvolutionFast1DAVX2ConvolveColumns");
-        QRandomGenerator random(20240611);
+        QRandomGenerator random = kit::random();
         for (int repeat = 0; repeat < 400; ++repeat) {
             const int size = 1 + 2 * random.bounded(repeat % 4 ? 12 : int(maxEntries + 1) / 2);
             const QRect rect(random.bounded(9), 0, 1 + random.bounded(width), 1 + random.bounded(70));
@@ -236,7 +236,7 @@ private:
     void checkSlide(OPRGBABlurAccumulatorBase &&accumulator)
     {
         const int radius = accumulator.GetRadius();
-        QRandomGenerator random(20240609);
+        QRandomGenerator random = kit::random();
         for (int length = 1; length <= 67; length += radius > 50 ? 6 : 1)
             for (int offset = 0; offset < 8; ++offset) {
                 // At one end, at both ends, and among neighbours.
@@ -264,7 +264,7 @@ private:
     template <class Kernel>
     void checkLineKernel(Kernel kernel, const QString &name)
     {
-        QRandomGenerator random(20240610);
+        QRandomGenerator random = kit::random();
         for (int length = 0; length <= 67; ++length)
             for (int repeat = 0; repeat < 6; ++repeat) {
                 const int beside = std::min(kernel.Left() + 2, 200);

@@ -42,9 +42,9 @@ struct Picture {
     {
     }
 
-    static Picture random(int w, int h, quint32 seed)
+    static Picture random(int w, int h, quint32 sequence)
     {
-        QRandomGenerator generator(seed);
+        QRandomGenerator generator = kit::random(sequence);
         Picture picture(w, h);
         for (OPRGBA32i &pixel : picture.pixels)
             pixel = saltedPixel(generator);

@@ -2,9 +2,14 @@
 
 #include "AVX2LIB.h"
 #include "KXPixels.h"
+#include "kit/Random.h"
 
+#ifdef KXCORE_TEST_GUI
+#include <QtGui/QGuiApplication>
+#endif
 #include <QtTest/QtTest> // and all of QtCore
 
+#include <atomic>
 #include <cstring>
 #include <stdexcept>
 
@@ -17,7 +22,8 @@
             AVX2LIB::UseModule(nullptr);                                                                               \
         if (QThread::idealThreadCount() < 2)                                                                           \
             qputenv("KXCORE_TEST_PROCESSORS", "2");                                                                    \
-        QCoreApplication application(argc, argv);                                                                      \
+        kit::Application application(argc, argv);                                                                      \
+        kit::printSeed();                                                                                              \
         Class test;                                                                                                    \
         return QTest::qExec(&test, argc, argv);                                                                        \
     }
@@ -35,6 +41,14 @@ inline char *toString(const OPRGBA32i &pixel)
 
 /// What every test program shares: its main(), what the log says, and the thread pool.
 namespace kit {
+
+#ifdef KXCORE_TEST_GUI
+using Application = QGuiApplication;
+#else
+using Application = QCoreApplication;
+#endif
+
+inline const std::atomic<bool> noCancel { false }; ///< a cancel flag that nobody sets
 
 /// Collects what the debug log prints while it lives, instead of printing it.
 class LogCapture {

@@ -16,7 +16,6 @@ using Sharpening = lines::LineHandlerConvolution2D<OPSimpleSharpenKernel1D>;
 
 namespace {
 
-const std::atomic<bool> goOn { false };
 const double notANumber = qQNaN(), infinity = qInf();
 
 /// A line with these alphas. All channels are alike if it is @p grey, else the colour names the position.
@@ -94,7 +93,7 @@ template <class Handler>
 int runAndCount(Handler handler)
 {
     std::atomic<int> calls { 0 };
-    handler.Run(goOn, [&] { ++calls; });
+    handler.Run(kit::noCancel, [&] { ++calls; });
     return calls == handler.LineCount() ? calls.load() : -1;
 }
 
@@ -333,7 +332,8 @@ private Q_SLOTS:
         const RGBA32iImage copy = image;
         Convolution identity({ 0, 16384, 0 }, image, QRect());
         identity.SetPremultiply(true);
-        QVERIFY_EXCEPTION_THROWN(identity.Run(goOn, [] { throw std::runtime_error("no more"); }), std::exception);
+        QVERIFY_EXCEPTION_THROWN(
+            identity.Run(kit::noCancel, [] { throw std::runtime_error("no more"); }), std::exception);
         const Picture expected(
             500, 500, OPRGBA32i(99, 99, 99, 100)); // (10000 + 127) / 255 = 39, (9945 + 50) / 100 = 99
         COMPARE_PICTURE(Picture::of(image), expected);
@@ -341,7 +341,7 @@ private Q_SLOTS:
         image.Fill(before); // one pass alone does the same
         KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection> rows({ 0, 16384, 0 }, image, QRect());
         rows.SetPremultiply(true);
-        rows.Run(goOn, nullptr);
+        rows.Run(kit::noCancel, nullptr);
         COMPARE_PICTURE(Picture::of(image), expected);
     }
 
@@ -352,7 +352,7 @@ private:
     {
         std::atomic<int> lines { 0 };
         const auto end = [&lines] { throw std::runtime_error(std::to_string(++lines)); };
-        QVERIFY_EXCEPTION_THROWN(pass.Run(goOn, end), std::exception);
+        QVERIFY_EXCEPTION_THROWN(pass.Run(kit::noCancel, end), std::exception);
         QCOMPARE(int(lines), expected);
     }
 

@@ -1,5 +1,6 @@
+#include "kit/Test.h"
+
 #include <QtGui/QImage>
-#include <QtTest/QtTest>
 
 /// The tour and the README's program, run as a newcomer runs them.
 class TestTour : public QObject {
@@ -129,5 +130,5 @@ private:
     QTemporaryDir m_folder;
 };
 
-QTEST_GUILESS_MAIN(TestTour)
+KXCORE_TEST_MAIN(TestTour)
 #include "tst_tour.moc"
