@@ -76,6 +76,19 @@ QString stepCard(int number, const Step &step)
             figure("before", step.before), figure("after", step.after), tileLine(step));
 }
 
+QString chapter(const Sheet &sheet)
+{
+    QString html = QString("<h2>%1</h2>\n<p>%2 %3 pictures, %4 ms for all.</p>\n<div class=\"cells\">\n")
+                       .arg(sheet.title, sheet.text)
+                       .arg(sheet.cells.size())
+                       .arg(milliseconds(sheet.milliseconds));
+    for (const Sheet::Cell &source : sheet.sources)
+        html += figure(source.caption, onCheckerboard(source.picture), " class=\"source\"");
+    for (const Sheet::Cell &cell : sheet.cells)
+        html += figure(cell.caption, onCheckerboard(cell.picture));
+    return html + "</div>\n";
+}
+
 QString fact(const QString &name, const QString &value)
 {
     return QString("<span>%1 <b>%2</b></span>").arg(name, value.toHtmlEscaped());
@@ -84,20 +97,18 @@ QString fact(const QString &name, const QString &value)
 } // namespace
 
 void writeReport(OutputFolder &folder, const Summary &summary, const QVector<Step> &steps, const QImage &result,
-    const Gallery &gallery)
+    const QVector<Sheet> &sheets)
 {
-    QString cards, modes;
+    QString cards, chapters;
     for (int i = 0; i < steps.size(); ++i) {
         cards += stepCard(i + 1, steps[i]);
         save(folder, QString("step-%1-before.png").arg(i + 1, 2, 10, QChar('0')), steps[i].before);
         save(folder, QString("step-%1-after.png").arg(i + 1, 2, 10, QChar('0')), steps[i].after);
     }
-    modes += figure("the lower layer", onCheckerboard(gallery.below), " class=\"layer\"");
-    modes += figure("the upper layer", onCheckerboard(gallery.above), " class=\"layer\"");
-    for (const Gallery::Entry &entry : gallery.entries)
-        modes += figure(QString("%1 %2%3").arg(entry.mode).arg(entry.name, entry.masked ? ", through a mask" : ""),
-            onCheckerboard(entry.picture));
-    save(folder, "modes.png", contactSheet(gallery));
+    for (const Sheet &sheet : sheets) {
+        chapters += chapter(sheet);
+        save(folder, sheet.file + ".png", contactSheet(sheet));
+    }
     save(folder, "result.png", result);
 
     QFile page(":/tour/page.html");
@@ -106,9 +117,7 @@ void writeReport(OutputFolder &folder, const Summary &summary, const QVector<Ste
     html.replace("{{before}}", embedded(steps.first().after));
     html.replace("{{after}}", embedded(steps.last().after));
     html.replace("{{steps}}", cards);
-    html.replace("{{count}}", QString::number(gallery.entries.size()));
-    html.replace("{{milliseconds}}", milliseconds(gallery.milliseconds));
-    html.replace("{{modes}}", modes);
+    html.replace("{{chapters}}", chapters);
     html.replace("{{facts}}", // last, as a photo may be called like one of the places
         fact("photo", summary.photo)
             + fact("pixels", QString("%1 × %2").arg(summary.size.width()).arg(summary.size.height()))

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Document.h"
-#include "Gallery.h"
+#include "Sheet.h"
 
 #include <QtCore/QString>
 
@@ -18,6 +18,6 @@ struct Summary {
 
 /// Writes the pictures as PNG files and one page, index.html, that carries its pictures within itself. Throws Failure.
 void writeReport(OutputFolder &folder, const Summary &summary, const QVector<Step> &steps, const QImage &result,
-    const Gallery &gallery);
+    const QVector<Sheet> &sheets);
 
 } // namespace tour

@@ -1,10 +1,10 @@
 #include "Document.h"
 #include "Failure.h"
-#include "Gallery.h"
 #include "OutputFolder.h"
 #include "QuietErrors.h"
 #include "Report.h"
 #include "Scene.h"
+#include "Sheet.h"
 
 #include <AVX2LIB.h>
 #include <KXComposer.h>
@@ -31,6 +31,7 @@ struct Arguments {
     QString photo; ///< empty for the scene of its own
     QSize sceneSize;
     QString out;
+    bool plain; ///< without the kernel module
 };
 
 /// The arguments of the command line. Throws Failure; ends the program where only help is wanted.
@@ -43,7 +44,8 @@ Arguments parsed(const QCoreApplication &application)
         "photo", "The photo, in any format that Qt reads; a scene of its own without.", "[photo]");
     const QCommandLineOption outOption("out", "Writes the pictures and index.html to <folder>.", "folder", "tour");
     const QCommandLineOption sceneOption("scene", "Size of the built-in scene.", "width>x<height", "1536x1024");
-    parser.addOptions({ outOption, sceneOption });
+    const QCommandLineOption plainOption("plain", "Leaves the kernel module alone: the same pixels, only slower.");
+    parser.addOptions({ outOption, sceneOption, plainOption });
     parser.process(application);
 
     const QStringList photos = parser.positionalArguments(), scene = parser.value(sceneOption).split('x');
@@ -54,7 +56,7 @@ Arguments parsed(const QCoreApplication &application)
         throw tour::Failure("cannot read '': a photo has a name");
     if (sceneSize.isEmpty())
         throw tour::Failure(QString("'%1' is not a scene's size, as 1536x1024 is").arg(parser.value(sceneOption)));
-    return { photos.value(0), sceneSize, parser.value(outOption) };
+    return { photos.value(0), sceneSize, parser.value(outOption), parser.isSet(plainOption) };
 }
 
 void checkSize(const QString &picture, const QSize &size)
@@ -108,14 +110,16 @@ void run(const Arguments &arguments)
     std::printf("%s, %d x %d pixels, %s\n", qPrintable(summary.photo), photo.width(), photo.height(),
         summary.module ? "with the kernel module" : "plain code (no kernel module)");
 
-    const tour::Gallery gallery = tour::composeGallery(photo);
+    const QVector<tour::Sheet> sheets { tour::modesSheet(photo, stop), tour::adjustmentsSheet(photo, stop),
+        tour::filtersSheet(photo, stop) };
     tour::Document document(photo, stop);
     photo = QImage();
     const QVector<tour::Step> steps = document.run();
-    std::printf("%9.2f ms  Every composition mode once: %d\n", gallery.milliseconds, int(gallery.entries.size()));
+    for (const tour::Sheet &sheet : sheets)
+        std::printf("%9.2f ms  %s once: %d\n", sheet.milliseconds, qPrintable(sheet.title), int(sheet.cells.size()));
     std::printf("Writing the pictures ...\n");
     std::fflush(stdout);
-    tour::writeReport(folder, summary, steps, borrowed(document.result()), gallery);
+    tour::writeReport(folder, summary, steps, borrowed(document.result()), sheets);
     if (stop)
         throw tour::Stopped();
     const QStringList names = folder.publish();
@@ -142,6 +146,8 @@ int main(int argc, char **argv)
     try {
         const Arguments arguments = parsed(application);
         photo = arguments.photo;
+        if (arguments.plain)
+            AVX2LIB::UseModule(nullptr);
         loadAVX2Functions(true);
         run(arguments);
         return 0;

@@ -34,7 +34,34 @@ private Q_SLOTS:
         QCOMPARE(page.count("src=\""), page.count("src=\"data:image/")); // nothing lies outside the page
         QVERIFY(steps >= 10 && !page.contains("{{") && !page.contains("http"));
         QVERIFY(page.contains(">38 FillUnmasked, through a mask<") && page.contains(">57 AlphaAccumulate<"));
-        QCOMPARE(everything().filter("new/deep/out/").size(), 2 * steps + 3);
+        QCOMPARE(everything().filter("new/deep/out/").size(), 2 * steps + 5);
+    }
+
+    /// Every picture, whether with the module, without it or on eight processors.
+    void samePicturesEverywhere()
+    {
+        const auto pictures = [&](const QString &out, const QStringList &options, const char *processors) {
+            QProcess process;
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+            environment.insert("KXCORE_TEST_PROCESSORS", processors);
+            process.setProcessEnvironment(environment);
+            process.start(TOUR_ON_PROCESSORS, QStringList { "--scene", "300x200", "--out", at(out) } + options);
+            QMap<QString, QByteArray> digests;
+            if (process.waitForFinished(300000))
+                for (const QString &name : QDir(at(out)).entryList({ "*.png" })) {
+                    const QImage image = QImage(at(out) + '/' + name).convertToFormat(QImage::Format_ARGB32);
+                    QCryptographicHash hash(QCryptographicHash::Sha1);
+                    for (int y = 0; y < image.height(); ++y)
+                        hash.addData(reinterpret_cast<const char *>(image.constScanLine(y)), image.width() * 4);
+                    digests[name] = hash.result();
+                }
+            return digests;
+        };
+        const auto plain = pictures("plain", { "--plain" }, "2");
+        QVERIFY(plain.size() > 20 && plain.contains("modes.png"));
+        QCOMPARE(pictures("module", {}, "2"), plain);
+        QCOMPARE(pictures("eight", {}, "8"), plain);
+        QCOMPARE(pictures("plain on eight", { "--plain" }, "8"), plain);
     }
 
     void photos()
