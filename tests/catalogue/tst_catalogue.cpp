@@ -53,7 +53,7 @@ private Q_SLOTS:
         const auto made = variant->make(), copy = variant->makeCopy();
         QCOMPARE(copy->HasKernel(), made->HasKernel());
         QVERIFY(operation->kernel.empty() || !AVX2LIB::Instance() || made->HasKernel());
-        QRandomGenerator random(20240607);
+        auto random = kit::random();
         for (int round = 0; round < 40; ++round) {
             const int x = random.bounded(3000), y = random.bounded(2000);
             kit::Row row(round % 8, blocks::length, random);
@@ -84,7 +84,7 @@ private Q_SLOTS:
         if (operation->promises.dependsOnPosition)
             QSKIP("its pixels have no position in a layer");
         const auto adjustment = variant->make();
-        QRandomGenerator random(20240607);
+        auto random = kit::random();
         RGBA32iImage source = kit::noise(random, size, false), mask = kit::noise(random, size, false);
         RGBA32iImage clip = kit::noise(random, size, false), clipMask = kit::noise(random, size, false);
         RGBA32iImage adjusted;
