@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QtCore/qglobal.h>
+#include "support/KernelPrototypes.h"
 
-/// Marks a kernel of the module: a C symbol that the library finds by name. Its name stands in exports.map too.
+/// Marks a kernel of the module: one of the C symbols that the library finds by name. KernelList.h lists them all.
 #define KXCORE_KERNEL extern "C" Q_DECL_EXPORT

@@ -17,9 +17,8 @@
 ///          uses it.
 /// Kernels  An accelerated class holds its kernel in a public static function object that all its objects share. Each
 ///          constructor looks it up if it is still empty, and sets @c m_HasKernel if it is bound then. The
-///          library's own classes do both by one internal function over @c AVX2LIB:
-///          @code m_HasKernel = kernels::bind(m_InvertAVX2, "InvertTransformationAVX2"); @endcode
-///          That is not locked: construct the first object of a class on one thread.
+///          library's own classes do that under a lock, so that first objects may be made on several threads at once;
+///          whoever sets or clears a function object himself must not do it while objects are made or used.
 /// Threads  All operations but the destructor are const and touch no shared state: one object serves many threads.
 /// Errors   None; bad parameters are clamped by the class that takes them.
 class KX_EXPORT BaseTransformation {

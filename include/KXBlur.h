@@ -35,8 +35,7 @@ KX_EXPORT std::vector<short> CreateSimpleSharpenKernel(int amount);
 
 /// Weights colour by alpha: c becomes (c * a + 127) / 255.
 ///
-/// Its kernel is "PremultiplyAlphaAVX2", looked up by the first object that is made, on any thread. Where a caller sets
-/// or clears the slot afterwards, objects made later have that kernel, or none.
+/// Its kernel is "PremultiplyAlphaAVX2", looked up by each constructor while there is none, on any thread.
 class KX_EXPORT PremultiplyAlpha : public BaseTransformation {
 public:
     PremultiplyAlpha();

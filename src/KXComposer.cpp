@@ -12,44 +12,49 @@ using KX = RGBA32iImage;
 using Default = compose::Composers<compose::PlainRows>;
 
 template <class Src, class Dst>
-std::function<decltype(Compose<Src, Dst>)> composeSlot;
+kernels::Slot<decltype(Compose<Src, Dst>)> composeSlot;
 template <class Src, class Dst>
-std::function<decltype(ComposeSource<Src, Dst>)> sourceSlot;
+kernels::Slot<decltype(ComposeSource<Src, Dst>)> sourceSlot;
 template <class Src, class Dst>
-std::function<decltype(ComposeMaskOn<Src, Dst>)> maskSlot;
-std::function<decltype(ComposeAlphaDarken)> alphaDarkenSlot;
-std::function<decltype(ComposeDualBrush)> dualBrushSlot;
-std::function<decltype(ComposeClippingMaskOn<KX, KX>)> clippingSlot;
-std::function<decltype(ComposeClippingMaskAndMaskOn<KX, KX>)> clippingAndMaskSlot;
-std::function<decltype(ComposeWithTransformation<KX, KX>)> transformSlot;
-std::function<decltype(ComposeWithTransformationMaskOn<KX, KX>)> transformMaskSlot;
-std::function<decltype(ComposeWithTransformationClippingMaskOn<KX, KX>)> transformClippingSlot;
-std::function<decltype(ComposeWithTransformationClippingMaskAndMaskOn<KX, KX>)> transformClippingAndMaskSlot;
+kernels::Slot<decltype(ComposeMaskOn<Src, Dst>)> maskSlot;
+kernels::Slot<decltype(ComposeAlphaDarken)> alphaDarkenSlot;
+kernels::Slot<decltype(ComposeDualBrush)> dualBrushSlot;
+kernels::Slot<decltype(ComposeClippingMaskOn<KX, KX>)> clippingSlot;
+kernels::Slot<decltype(ComposeClippingMaskAndMaskOn<KX, KX>)> clippingAndMaskSlot;
+kernels::Slot<decltype(ComposeWithTransformation<KX, KX>)> transformSlot;
+kernels::Slot<decltype(ComposeWithTransformationMaskOn<KX, KX>)> transformMaskSlot;
+kernels::Slot<decltype(ComposeWithTransformationClippingMaskOn<KX, KX>)> transformClippingSlot;
+kernels::Slot<decltype(ComposeWithTransformationClippingMaskAndMaskOn<KX, KX>)> transformClippingAndMaskSlot;
 
 /// Calls @p visit(slot, symbol, default) for each slot in order; the last four have no default.
 template <class Visit>
 void forEachSlot(Visit visit)
 {
-    visit(composeSlot<KX, KX>, "Compose_RGBA32iImage_RGBA32iImage_avx2", Default::Compose<KX, KX>);
-    visit(composeSlot<QImage, KX>, "Compose_QImage_RGBA32iImage_avx2", Default::Compose<QImage, KX>);
-    visit(composeSlot<KX, QImage>, "Compose_RGBA32iImage_QImage_avx2", Default::Compose<KX, QImage>);
-    visit(composeSlot<QImage, QImage>, "Compose_QImage_QImage_avx2", Default::Compose<QImage, QImage>);
-    visit(sourceSlot<KX, KX>, "ComposeSource_RGBA32iImage_RGBA32iImage_avx2", Default::ComposeSource<KX, KX>);
-    visit(sourceSlot<QImage, KX>, "ComposeSource_QImage_RGBA32iImage_avx2", Default::ComposeSource<QImage, KX>);
-    visit(sourceSlot<KX, QImage>, "ComposeSource_RGBA32iImage_QImage_avx2", Default::ComposeSource<KX, QImage>);
-    visit(sourceSlot<QImage, QImage>, "ComposeSource_QImage_QImage_avx2", Default::ComposeSource<QImage, QImage>);
-    visit(maskSlot<KX, KX>, "ComposeMaskOn_RGBA32iImage_RGBA32iImage_avx2", Default::ComposeMaskOn<KX, KX>);
-    visit(maskSlot<QImage, KX>, "ComposeMaskOn_QImage_RGBA32iImage_avx2", Default::ComposeMaskOn<QImage, KX>);
-    visit(alphaDarkenSlot, "ComposeAlphaDarken_avx2", Default::ComposeAlphaDarken);
-    visit(dualBrushSlot, "ComposeDualBrush_avx2", Default::ComposeDualBrush);
-    visit(clippingSlot, "ComposeClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2", Default::ComposeClippingMaskOn);
-    visit(clippingAndMaskSlot, "ComposeClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2",
+    visit(composeSlot<KX, KX>, KX_SYMBOL(Compose_RGBA32iImage_RGBA32iImage_avx2), Default::Compose<KX, KX>);
+    visit(composeSlot<QImage, KX>, KX_SYMBOL(Compose_QImage_RGBA32iImage_avx2), Default::Compose<QImage, KX>);
+    visit(composeSlot<KX, QImage>, KX_SYMBOL(Compose_RGBA32iImage_QImage_avx2), Default::Compose<KX, QImage>);
+    visit(composeSlot<QImage, QImage>, KX_SYMBOL(Compose_QImage_QImage_avx2), Default::Compose<QImage, QImage>);
+    visit(sourceSlot<KX, KX>, KX_SYMBOL(ComposeSource_RGBA32iImage_RGBA32iImage_avx2), Default::ComposeSource<KX, KX>);
+    visit(
+        sourceSlot<QImage, KX>, KX_SYMBOL(ComposeSource_QImage_RGBA32iImage_avx2), Default::ComposeSource<QImage, KX>);
+    visit(
+        sourceSlot<KX, QImage>, KX_SYMBOL(ComposeSource_RGBA32iImage_QImage_avx2), Default::ComposeSource<KX, QImage>);
+    visit(sourceSlot<QImage, QImage>, KX_SYMBOL(ComposeSource_QImage_QImage_avx2),
+        Default::ComposeSource<QImage, QImage>);
+    visit(maskSlot<KX, KX>, KX_SYMBOL(ComposeMaskOn_RGBA32iImage_RGBA32iImage_avx2), Default::ComposeMaskOn<KX, KX>);
+    visit(maskSlot<QImage, KX>, KX_SYMBOL(ComposeMaskOn_QImage_RGBA32iImage_avx2), Default::ComposeMaskOn<QImage, KX>);
+    visit(alphaDarkenSlot, KX_SYMBOL(ComposeAlphaDarken_avx2), Default::ComposeAlphaDarken);
+    visit(dualBrushSlot, KX_SYMBOL(ComposeDualBrush_avx2), Default::ComposeDualBrush);
+    visit(
+        clippingSlot, KX_SYMBOL(ComposeClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2), Default::ComposeClippingMaskOn);
+    visit(clippingAndMaskSlot, KX_SYMBOL(ComposeClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2),
         Default::ComposeClippingMaskAndMaskOn);
-    visit(transformSlot, "ComposeWithTransformation_RGBA32iImage_RGBA32iImage_avx2", nullptr);
-    visit(transformMaskSlot, "ComposeWithTransformationMaskOn_RGBA32iImage_RGBA32iImage_avx2", nullptr);
-    visit(transformClippingSlot, "ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2", nullptr);
-    visit(transformClippingAndMaskSlot, "ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2",
+    visit(transformSlot, KX_SYMBOL(ComposeWithTransformation_RGBA32iImage_RGBA32iImage_avx2), nullptr);
+    visit(transformMaskSlot, KX_SYMBOL(ComposeWithTransformationMaskOn_RGBA32iImage_RGBA32iImage_avx2), nullptr);
+    visit(transformClippingSlot, KX_SYMBOL(ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2),
         nullptr);
+    visit(transformClippingAndMaskSlot,
+        KX_SYMBOL(ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2), nullptr);
 }
 
 } // namespace
@@ -60,16 +65,16 @@ void loadAVX2Functions(bool enable)
         return;
     const AVX2LIB *const module = AVX2LIB::Instance();
     bool complete = true;
-    forEachSlot([&](auto &slot, const char *symbol, auto) {
-        kernels::rebind(slot, module, symbol);
+    forEachSlot([&](auto &slot, auto symbol, auto) {
+        slot.Set(symbol.In(module));
         complete = complete && slot;
     });
     if (complete)
         return;
     support::logLine({ compose::logPath, __LINE__ }, "AVX2 functions cannot be loaded, use default");
-    forEachSlot([](auto &slot, const char *, auto defaultForm) {
+    forEachSlot([](auto &slot, auto, auto defaultForm) {
         if constexpr (!std::is_null_pointer_v<decltype(defaultForm)>)
-            slot = defaultForm;
+            slot.Set(defaultForm);
     });
 }
 

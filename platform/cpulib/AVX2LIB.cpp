@@ -3,7 +3,10 @@
 #include <dlfcn.h>
 #include <link.h>
 
+#include <climits>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -13,10 +16,34 @@
 
 namespace {
 
+constexpr char moduleFile[] = "libkxcore_avx2.so";
+
+/// The module file beside the file of the shared object that this code is part of, by its absolute path without
+/// symbolic links; "" when that cannot be told.
+class DefaultModule {
+public:
+    DefaultModule()
+    {
+        Dl_info info {};
+        if (!dladdr(this, &info) || !info.dli_fname || !realpath(info.dli_fname, m_path))
+            return;
+        char *const file = std::strrchr(m_path, '/') + 1;
+        const bool fits = size_t(file - m_path) + sizeof moduleFile <= sizeof m_path;
+        std::strcpy(fits ? file : m_path, fits ? moduleFile : "");
+    }
+
+    const char *Path() const { return m_path; }
+
+private:
+    char m_path[PATH_MAX] = "";
+};
+
+// Made as the library is loaded: the path that the loader knows may be relative to the folder that is the current one
+// at that time.
+const DefaultModule defaultModule;
+
 std::mutex mutex;
 std::optional<std::string> namedModule; // not set: the module beside the library; empty: none
-
-constexpr char moduleFile[] = "libkxcore_avx2.so";
 
 bool processorHasAvx2()
 {
@@ -25,17 +52,6 @@ bool processorHasAvx2()
 #else
     return false;
 #endif
-}
-
-/// The folder, with its last slash, of the shared object that this code is part of.
-std::string ownFolder()
-{
-    Dl_info info {};
-    if (!dladdr(reinterpret_cast<void *>(&ownFolder), &info) || !info.dli_fname)
-        return {};
-    const std::string file = info.dli_fname;
-    const auto slash = file.rfind('/');
-    return slash == std::string::npos ? std::string() : file.substr(0, slash + 1);
 }
 
 /// Whether a file holds all that it is to be loaded from. The loader does not ask: it maps what a file that was cut off
@@ -71,7 +87,7 @@ AVX2LIB *AVX2LIB::Instance()
     static auto &modules = *new std::map<std::string, std::unique_ptr<AVX2LIB>>;
 
     const std::lock_guard<std::mutex> lock(mutex);
-    const std::string path = namedModule ? *namedModule : ownFolder() + moduleFile;
+    const std::string path = namedModule ? *namedModule : defaultModule.Path();
     if (path.empty() || !processorHasAvx2())
         return nullptr;
     auto &module = modules[path];

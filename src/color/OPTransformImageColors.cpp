@@ -6,43 +6,18 @@
 
 #include <algorithm>
 #include <functional>
-#include <mutex>
 
 namespace {
 
 constexpr char path[] = "include/OPTransformImageColors";
 
-/// The kernel of one form of walk for one type of image. Walks begin on any thread, so it is looked up under a lock.
-template <class... Arguments>
-class WalkKernel {
-public:
-    explicit WalkKernel(const char *name)
-        : m_name(name)
-    {
-    }
+// One slot for each form of walk and type of image, bound when a walk begins.
+kernels::Slot plainKernel { KX_SYMBOL(VectorProcess) };
+kernels::Slot plainKernelOfQImage { KX_SYMBOL(VectorProcess) };
+kernels::Slot iterativeKernel { KX_SYMBOL(IterativeVectorProcess) };
+kernels::Slot positionAwareKernel { KX_SYMBOL(PixelTransformIterativeVectorProcess) };
 
-    /// The kernel, looked up if it is not bound yet; empty when the module does not have it.
-    std::function<void(Arguments...)> Bound()
-    {
-        const std::lock_guard<std::mutex> lock(m_mutex);
-        kernels::bind(m_function, m_name);
-        return m_function;
-    }
-
-private:
-    const char *m_name;
-    std::mutex m_mutex;
-    std::function<void(Arguments...)> m_function;
-};
-
-using PlainKernel = WalkKernel<OPRGBA32i *, int, const QRect &, BaseTransformation *>;
-using IterativeKernel =
-    WalkKernel<OPRGBA32i *, int, const QRect &, BaseTransformation *, const std::atomic<bool> &, std::function<void()>>;
-
-PlainKernel plainKernel("VectorProcess");
-PlainKernel plainKernelOfQImage("VectorProcess");
-IterativeKernel iterativeKernel("IterativeVectorProcess");
-IterativeKernel positionAwareKernel("PixelTransformIterativeVectorProcess");
+using IterativeKernel = decltype(iterativeKernel);
 
 /// One worker fewer than there are processors: the caller's thread waits. None on a single processor.
 int workerCount() { return workers::hardware() - 1; }
@@ -96,7 +71,7 @@ bool runKernel(IterativeKernel &kernel, BaseTransformation &transformation, RGBA
 {
     if (image.IsTiled())
         return false;
-    const auto bound = kernel.Bound();
+    const auto bound = kernel.Bind();
     if (!bound || !transformation.HasKernel())
         return false;
     bound(image.Bits(), image.Width(), area, &transformation, cancel, progress);
@@ -128,7 +103,7 @@ void OPImageWalk::Plain(
         if (area.isEmpty())
             return;
         if (!image.IsTiled())
-            if (const auto kernel = plainKernel.Bound())
+            if (const auto kernel = plainKernel.Bind())
                 return kernel(image.Bits(), image.Width(), area, transformation.get());
         const auto row = [&](int y) {
             walkRow(*transformation, image, area, y, applyToColours);
@@ -157,7 +132,7 @@ void OPImageWalk::Plain(const std::shared_ptr<BaseTransformation> &transformatio
         // The kernel gives what the walk over a flat KXImage gives, which does nothing on a single processor and ends
         // before the last row. Its stride is the width; rows of a foreign buffer may lie further apart.
         const bool served = workerCount() > 0 && image.bytesPerLine() == image.width() * 4;
-        if (const auto kernel = served ? plainKernelOfQImage.Bound() : nullptr) {
+        if (const auto kernel = served ? plainKernelOfQImage.Bind() : nullptr) {
             kernel(reinterpret_cast<OPRGBA32i *>(image.bits()), image.width(), area, transformation.get());
             y = last - 1;
         }

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QtCore/qglobal.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <vector>
@@ -24,13 +22,6 @@ namespace lines::columns {
 
 constexpr int width = 64;
 constexpr std::size_t maxEntries = 65; ///< of a kernel; longer ones are faster on lines, turning included
-
-/// Convolves up to @c width columns of @p rows pixels, in place; the end pixels of a column count as repeated.
-///
-/// @p pixels is the first pixel of the first column, and the next row lies @p stride pixels further. The results in the
-/// first @p straightRows rows are made straight as by KXBlur::ReturnAlpha. The kernel is one that @c fits.
-using Convolve = void(
-    unsigned *pixels, qptrdiff stride, int columns, int rows, const std::vector<short> &kernel, int straightRows);
 
 /// Whether a kernel may be handed on.
 inline bool fits(const std::vector<short> &kernel) { return kernel.size() <= maxEntries && isSymmetric(kernel); }

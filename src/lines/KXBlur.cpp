@@ -8,8 +8,6 @@
 
 #include "Gaussian.h"
 
-#include <mutex>
-
 namespace {
 
 short entry(double value) { return short(arithmetic::truncate(value)); }
@@ -58,15 +56,12 @@ std::function<void(unsigned char *, bool)> KXBlur::ReturnAlpha::m_ReturnAlphaAVX
 
 KXBlur::PremultiplyAlpha::PremultiplyAlpha()
 {
-    static std::once_flag lookedUp;
-    std::call_once(lookedUp, [] { kernels::bind(m_PremultiplyAlphaAVX2, "PremultiplyAlphaAVX2"); });
-    m_HasKernel = bool(m_PremultiplyAlphaAVX2);
+    m_HasKernel = kernels::bind(m_PremultiplyAlphaAVX2, KX_SYMBOL(PremultiplyAlphaAVX2));
 }
 
 void KXBlur::PremultiplyAlpha::operator()(unsigned char *pixels, bool flag) const
 {
-    if (m_PremultiplyAlphaAVX2)
-        m_PremultiplyAlphaAVX2(pixels, flag);
+    kernels::call(m_PremultiplyAlphaAVX2, pixels, flag);
 }
 
 void KXBlur::PremultiplyAlpha::operator()(OPRGBA32i &pixel) const
@@ -76,17 +71,11 @@ void KXBlur::PremultiplyAlpha::operator()(OPRGBA32i &pixel) const
     pixel = OPRGBA32i(weighted(pixel.b), weighted(pixel.g), weighted(pixel.r), pixel.a);
 }
 
-KXBlur::ReturnAlpha::ReturnAlpha()
-{
-    static std::once_flag lookedUp;
-    std::call_once(lookedUp, [] { kernels::bind(m_ReturnAlphaAVX2, "ReturnAlphaAVX2"); });
-    m_HasKernel = bool(m_ReturnAlphaAVX2);
-}
+KXBlur::ReturnAlpha::ReturnAlpha() { m_HasKernel = kernels::bind(m_ReturnAlphaAVX2, KX_SYMBOL(ReturnAlphaAVX2)); }
 
 void KXBlur::ReturnAlpha::operator()(unsigned char *pixels, bool flag) const
 {
-    if (m_ReturnAlphaAVX2)
-        m_ReturnAlphaAVX2(pixels, flag);
+    kernels::call(m_ReturnAlphaAVX2, pixels, flag);
 }
 
 void KXBlur::ReturnAlpha::operator()(OPRGBA32i &pixel) const

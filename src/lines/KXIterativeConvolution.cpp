@@ -14,29 +14,11 @@
 
 namespace {
 
-using LineKernel = std::function<void(
-    const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &kernel)>;
-using ColumnsKernel = std::function<lines::columns::Convolve>;
-
-/// What the module has for convolutions: for a line, and for columns side by side; without the latter, columns are
-/// lines.
-struct ConvolutionKernels {
-    LineKernel line, weightedLine;
-    ColumnsKernel columns;
-};
-
-/// Looked up once, when the first pass is made.
-const ConvolutionKernels &convolutionKernels()
-{
-    static const ConvolutionKernels bound = [] {
-        ConvolutionKernels slots;
-        kernels::bind(slots.line, "KXIterativeConvolutionFast1DAVX2Convolve");
-        kernels::bind(slots.weightedLine, "KXIterativeConvolutionFast1DAVX2ConvolveWeighted");
-        kernels::bind(slots.columns, "KXIterativeConvolutionFast1DAVX2ConvolveColumns");
-        return slots;
-    }();
-    return bound;
-}
+// What the module has for convolutions: for a line, for one that is weighted by alpha, and for columns side by side;
+// without the last one columns are lines.
+kernels::Slot lineKernel { KX_SYMBOL(KXIterativeConvolutionFast1DAVX2Convolve) };
+kernels::Slot weightedLineKernel { KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveWeighted) };
+kernels::Slot columnsKernel { KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveColumns) };
 
 /// Runs @p passes on premultiplied pixels if @p premultiply is set. However they end, cancelled or thrown out of, the
 /// pixels become straight again.
@@ -79,7 +61,9 @@ KXIterativeConvolutionFast1D<Image, Direction>::KXIterativeConvolutionFast1D(
     , m_direction(image, m_clip, int(m_radius))
     , m_paddedLength((unsigned(m_direction.Length()) + 2 * m_radius + 3) & ~3u)
 {
-    convolutionKernels();
+    lineKernel.Bind();
+    weightedLineKernel.Bind();
+    columnsKernel.Bind();
 }
 
 template <class Image, class Direction>
@@ -98,8 +82,8 @@ bool KXIterativeConvolutionFast1D<Image, Direction>::HasColumnsKernel() const
 {
     const lines::Taps taps(m_kernel);
     const bool isCentered = 2 * taps.offset + taps.entries.size() == m_kernel.size(); // as many zeros before as after
-    return std::is_same_v<Direction, lines::VerticalDirection> && convolutionKernels().columns && !m_image->IsTiled()
-        && isCentered && lines::columns::fits(taps.entries);
+    return std::is_same_v<Direction, lines::VerticalDirection> && columnsKernel && !m_image->IsTiled() && isCentered
+        && lines::columns::fits(taps.entries);
 }
 
 template <class Image, class Direction>
@@ -109,7 +93,6 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
     const int length = m_direction.Length(), workerCount = workers::forConvolution(workers::hardware());
     const lines::PassShape shape { m_direction.firstLine, m_direction.lastLine, m_direction.first, length,
         int(m_radius), int(m_paddedLength), m_direction.first, length };
-    const ConvolutionKernels &fast = convolutionKernels();
     const lines::Taps taps(m_kernel);
     const auto done = [&](int line) {
         if (weighting.done)
@@ -117,17 +100,17 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
     };
     if (HasColumnsKernel()) {
         const auto process = [&](OPRGBA32i *pixels, int columns) {
-            fast.columns(&pixels->word, m_image->Width(), columns, length, taps.entries, weighting.rows);
+            columnsKernel(&pixels->word, m_image->Width(), columns, length, taps.entries, weighting.rows);
         };
         lines::runColumnBlocks(*m_image, shape, workerCount, cancel, progress, process, done);
         return;
     }
     const KXBlur::PremultiplyAlpha premultiply;
-    const bool weightsItself = fast.weightedLine && lines::rows::fits(taps.entries);
+    const bool weightsItself = weightedLineKernel && lines::rows::fits(taps.entries);
     lines::runPass<Direction>(*m_image, shape, workerCount, cancel, progress, [&] {
         return [&](int line, std::vector<OPRGBA32i> &source, OPRGBA32i *target) {
             const bool isWeighted = line - shape.firstLine < weighting.rows;
-            const LineKernel &kernel = isWeighted && weightsItself ? fast.weightedLine : fast.line;
+            const auto &kernel = isWeighted && weightsItself ? weightedLineKernel : lineKernel;
             if (isWeighted && !weightsItself)
                 premultiply.Apply(source.data() + m_radius, length);
             pad(source.data(), m_radius, unsigned(length));

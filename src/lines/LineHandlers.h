@@ -15,34 +15,9 @@
 /// far as the image has them; beyond its edge the outermost pixel repeats. They borrow the image, and the accumulator.
 namespace lines {
 
-/// The kernel "LineHandlerAVX2": a window slide over one line. All positions are those in the image; the source begins
-/// at readFirst, the destination at first.
-using WindowKernel = std::function<void(OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *source,
-    OPRGBA32i *destination, int readFirst, int readLast, int first, int last, int radius)>;
-
-/// The kernel "LineHandlerConvolutionAVX2": all of a destination line, from the lines that the kernel is set to.
-using LineKernel = std::function<void(OPKernelBase *kernel)>;
-
-/// Looked up once, when the first handler of the kind is made.
-inline const WindowKernel &windowKernel()
-{
-    static const WindowKernel bound = [] {
-        WindowKernel slot;
-        kernels::bind(slot, "LineHandlerAVX2");
-        return slot;
-    }();
-    return bound;
-}
-
-inline const LineKernel &lineKernel()
-{
-    static const LineKernel bound = [] {
-        LineKernel slot;
-        kernels::bind(slot, "LineHandlerConvolutionAVX2");
-        return slot;
-    }();
-    return bound;
-}
+/// Bound when a handler of the kind is made.
+inline kernels::Slot windowKernel { KX_SYMBOL(LineHandlerAVX2) };
+inline kernels::Slot lineKernel { KX_SYMBOL(LineHandlerConvolutionAVX2) };
 
 /// What both handlers have: the rectangle's lines and their reach.
 template <class Direction>
@@ -77,7 +52,7 @@ public:
     LineHandler(const Accumulator &accumulator, RGBA32iImage &image, const QRect &rect)
         : LineHandlerBase<Direction>(image, rect, accumulator.GetRadius())
         , m_accumulator(accumulator)
-        , m_kernel(windowKernel())
+        , m_kernel(windowKernel.Bind())
     {
     }
 
@@ -109,7 +84,7 @@ private:
     static constexpr bool keepsColors = !std::is_base_of<OPRGBABlurAccumulator, Accumulator>::value;
 
     const Accumulator &m_accumulator;
-    const WindowKernel &m_kernel;
+    decltype(LineHandlerAVX2) *m_kernel;
 };
 
 /// Runs a one-dimensional kernel over each line.
@@ -119,7 +94,7 @@ public:
     LineHandlerConvolution(const Kernel &kernel, RGBA32iImage &image, const QRect &rect)
         : LineHandlerBase<Direction>(image, rect, kernel.Left())
         , m_kernel(kernel)
-        , m_lineKernel(lineKernel())
+        , m_lineKernel(lineKernel.Bind())
     {
     }
 
@@ -146,7 +121,7 @@ public:
 
 private:
     Kernel m_kernel;
-    const LineKernel &m_lineKernel;
+    decltype(LineHandlerConvolutionAVX2) *m_lineKernel;
 };
 
 /// A one-dimensional kernel over rows, to their end, then over columns.

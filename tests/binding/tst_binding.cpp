@@ -1,75 +1,176 @@
 #include "kit/Test.h"
 
+#include "KXBlur.h"
 #include "KXComposer.h"
+#include "KXIterativeConvolution.h"
+#include "OPTransformImageColors.h"
+#include "lines/LineHandlers.h"
+
+#include <set>
+#include <string>
 
 namespace {
 
-/// Calls the composition entry behind the @p number -th slot, 1 to 18; nothing is composed.
-void callEntry(int number)
+using Symbols = std::set<std::string>;
+using lines::HorizontalDirection, lines::VerticalDirection;
+
+struct Accelerated : BaseTransformation {
+    Accelerated() { m_HasKernel = true; }
+};
+
+/// What the calls below work on.
+const QRect r;
+const auto mode = KXCompositionMode::Source;
+const std::atomic<bool> cancel { false };
+QImage qt(1, 1, QImage::Format_ARGB32);
+RGBA32iImage kx(1, 1, true), flat(4, 2, false);
+unsigned char block[512];
+
+template <class Direction>
+void convolve()
 {
-    const QRect r;
-    const auto mode = KXCompositionMode::Source;
-    QImage qt(1, 1, QImage::Format_ARGB32);
-    RGBA32iImage kx(1, 1, true);
-    const std::function<void()> entries[] = {
-        [&] { Compose(kx, r, mode, kx, r, 1, false); },
-        [&] { Compose(qt, r, mode, kx, r, 1, false); },
-        [&] { Compose(kx, r, mode, qt, r, 1, false); },
-        [&] { Compose(qt, r, mode, qt, r, 1, false); },
-        [&] { ComposeSource(kx, r, kx, r); },
-        [&] { ComposeSource(qt, r, kx, r); },
-        [&] { ComposeSource(kx, r, qt, r); },
-        [&] { ComposeSource(qt, r, qt, r); },
-        [&] { ComposeMaskOn(kx, r, mode, kx, r, 1, kx, r, false, false); },
-        [&] { ComposeMaskOn(qt, r, mode, kx, r, 1, kx, r, false, false); },
-        [&] { ComposeAlphaDarken(qt, r, kx, r, 1, 1, 1); },
-        [&] { ComposeDualBrush(qt, r, qt, r, mode); },
-        [&] { ComposeClippingMaskOn(kx, r, mode, kx, r, kx, r, kx, r, false, 1, false); },
-        [&] { ComposeClippingMaskAndMaskOn(kx, r, mode, kx, r, 1, kx, r, kx, r, false, kx, r, false, false); },
-        [&] { ComposeWithTransformation(kx, r, mode, kx, r, nullptr, 1, false); },
-        [&] { ComposeWithTransformationMaskOn(kx, r, mode, kx, r, 1, kx, r, false, nullptr, false); },
-        [&] { ComposeWithTransformationClippingMaskOn(kx, r, mode, kx, r, kx, r, kx, r, false, nullptr, 1, false); },
-        [&] {
-            ComposeWithTransformationClippingMaskAndMaskOn(
-                kx, r, mode, kx, r, 1, kx, r, kx, r, false, kx, r, false, nullptr, false);
-        },
-    };
-    entries[number - 1]();
+    KXIterativeConvolutionFast1D<RGBA32iImage, Direction>({ 1, 2, 1 }, flat, r).Run(cancel, nullptr);
 }
 
-/// The number of the fake function that the entry called, of this module or the one before; 0 for none.
-int calledBy(int number)
+template <class Handler, class Operation>
+void runHandler(const Operation &operation)
 {
-    AVX2LIB *const module = AVX2LIB::Instance();
-    static int none = 0, *called = &none;
-    called = module ? static_cast<int *>(module->GetProcAddress("called")) : called;
-    *called = 0;
-    callEntry(number);
+    Handler(operation, flat, flat.Rect()).Run(cancel, nullptr);
+}
+
+/// One place of the library that calls kernels.
+struct Use {
+    Symbols symbols;
+    std::function<void()> call;
+};
+
+/// All of them. The composition entries come first, in the order in which they are looked up; they compose nothing.
+const Use uses[] = {
+    { { "Compose_RGBA32iImage_RGBA32iImage_avx2" }, [] { Compose(kx, r, mode, kx, r, 1, false); } },
+    { { "Compose_QImage_RGBA32iImage_avx2" }, [] { Compose(qt, r, mode, kx, r, 1, false); } },
+    { { "Compose_RGBA32iImage_QImage_avx2" }, [] { Compose(kx, r, mode, qt, r, 1, false); } },
+    { { "Compose_QImage_QImage_avx2" }, [] { Compose(qt, r, mode, qt, r, 1, false); } },
+    { { "ComposeSource_RGBA32iImage_RGBA32iImage_avx2" }, [] { ComposeSource(kx, r, kx, r); } },
+    { { "ComposeSource_QImage_RGBA32iImage_avx2" }, [] { ComposeSource(qt, r, kx, r); } },
+    { { "ComposeSource_RGBA32iImage_QImage_avx2" }, [] { ComposeSource(kx, r, qt, r); } },
+    { { "ComposeSource_QImage_QImage_avx2" }, [] { ComposeSource(qt, r, qt, r); } },
+    { { "ComposeMaskOn_RGBA32iImage_RGBA32iImage_avx2" },
+        [] { ComposeMaskOn(kx, r, mode, kx, r, 1, kx, r, false, false); } },
+    { { "ComposeMaskOn_QImage_RGBA32iImage_avx2" }, [] { ComposeMaskOn(qt, r, mode, kx, r, 1, kx, r, false, false); } },
+    { { "ComposeAlphaDarken_avx2" }, [] { ComposeAlphaDarken(qt, r, kx, r, 1, 1, 1); } },
+    { { "ComposeDualBrush_avx2" }, [] { ComposeDualBrush(qt, r, qt, r, mode); } },
+    { { "ComposeClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2" },
+        [] { ComposeClippingMaskOn(kx, r, mode, kx, r, kx, r, kx, r, false, 1, false); } },
+    { { "ComposeClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2" },
+        [] { ComposeClippingMaskAndMaskOn(kx, r, mode, kx, r, 1, kx, r, kx, r, false, kx, r, false, false); } },
+    { { "ComposeWithTransformation_RGBA32iImage_RGBA32iImage_avx2" },
+        [] { ComposeWithTransformation(kx, r, mode, kx, r, nullptr, 1, false); } },
+    { { "ComposeWithTransformationMaskOn_RGBA32iImage_RGBA32iImage_avx2" },
+        [] { ComposeWithTransformationMaskOn(kx, r, mode, kx, r, 1, kx, r, false, nullptr, false); } },
+    { { "ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2" },
+        [] { ComposeWithTransformationClippingMaskOn(kx, r, mode, kx, r, kx, r, kx, r, false, nullptr, 1, false); } },
+    { { "ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2" },
+        [] {
+            ComposeWithTransformationClippingMaskAndMaskOn(
+                kx, r, mode, kx, r, 1, kx, r, kx, r, false, kx, r, false, nullptr, false);
+        } },
+    { { "VectorProcess" }, [] { OPTransformImageColors(BaseTransformation(), &flat, r)(); } },
+    { { "VectorProcess" }, [] { OPTransformImageColors(BaseTransformation(), &qt, r)(); } },
+    { { "IterativeVectorProcess" },
+        [] { OPIterativeTransformImageColors(Accelerated(), &flat, r, cancel, nullptr)(); } },
+    { { "PixelTransformIterativeVectorProcess" },
+        [] { OPPixelIterativeTransformImageColors(Accelerated(), &flat, r, cancel, nullptr)(); } },
+    { { "LineHandlerAVX2" },
+        [] { runHandler<lines::LineHandler<OPRGBABlurAccumulator, HorizontalDirection>>(OPRGBABlurAccumulator(1)); } },
+    { { "LineHandlerConvolutionAVX2" },
+        [] {
+            using Kernel = OPSimpleSharpenKernel1D;
+            runHandler<lines::LineHandlerConvolution<Kernel, HorizontalDirection>>(Kernel(3));
+        } },
+    { { "KXIterativeConvolutionFast1DAVX2Convolve" }, convolve<HorizontalDirection> },
+    { { "KXIterativeConvolutionFast1DAVX2ConvolveColumns" }, convolve<VerticalDirection> },
+    // All rows but the last one are weighted.
+    { { "KXIterativeConvolutionFast1DAVX2ConvolveWeighted", "KXIterativeConvolutionFast1DAVX2Convolve",
+          "KXIterativeConvolutionFast1DAVX2ConvolveColumns" },
+        [] {
+            KXIterativeConvolutionFast2D<RGBA32iImage> both({ 1, 2, 1 }, flat, r);
+            both.SetPremultiply(true);
+            both.Run(cancel, nullptr);
+        } },
+    { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha()(block, false); } },
+    { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha().Apply(flat.Bits(), 1); } },
+    { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha()(block, false); } },
+    { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha().Apply(flat.Bits(), 1); } },
+};
+
+constexpr int compositions = 18;
+
+/// What @p use called of the module, or of the module before if there is none now.
+Symbols calledBy(const Use &use)
+{
+    static Symbols none, *called = &none;
+    if (const AVX2LIB *const module = AVX2LIB::Instance())
+        called = static_cast<Symbols *>(module->GetProcAddress("called"));
+    called->clear();
+    use.call();
     return *called;
 }
 
 } // namespace
 
+/// That the library binds each kernel of the module, to the place that must call it.
 class TestBinding : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase()
     {
+        AVX2LIB::UseModule(nullptr);
         loadAVX2Functions(false); // leaves the slots empty
         for (int number = 1; number <= 14; ++number)
-            QVERIFY_EXCEPTION_THROWN(callEntry(number), std::bad_function_call);
-        for (int number = 15; number <= 18; ++number)
-            callEntry(number);
+            QVERIFY_EXCEPTION_THROWN(uses[number - 1].call(), std::bad_function_call);
+        for (int number = 15; number <= compositions; ++number)
+            uses[number - 1].call();
+        QVERIFY(!KXBlur::PremultiplyAlpha().HasKernel() && !KXBlur::ReturnAlpha().HasKernel());
 #if defined(__x86_64__)
         if (!__builtin_cpu_supports("avx2"))
 #endif
             QSKIP("modules are not loaded on this processor");
     }
 
+    /// Every kernel of the list is called by some place, and by no other one.
+    void everyKernelIsReached()
+    {
+        AVX2LIB::UseModule(fake_all_path);
+        loadAVX2Functions(true);
+        std::atomic<int> bound { 0 };
+        QVERIFY(kit::onPool(4, 4, [&bound] { // what is empty is looked up again, on any thread
+            bound += KXBlur::PremultiplyAlpha().HasKernel() && KXBlur::ReturnAlpha().HasKernel();
+        }));
+        QCOMPARE(bound.load(), 4);
+
+        const auto text = [](const Symbols &symbols) {
+            std::string names;
+            for (const std::string &name : symbols)
+                names += name + ' ';
+            return names;
+        };
+        Symbols reached;
+        for (const Use &use : uses) {
+            const Symbols called = calledBy(use);
+            QCOMPARE(text(called), text(use.symbols));
+            reached.insert(called.begin(), called.end());
+        }
+        Symbols listed;
+#define KX_KERNEL(symbol, ...) listed.insert(#symbol);
+#include "support/KernelList.h"
+#undef KX_KERNEL
+        QCOMPARE(text(reached), text(listed));
+    }
+
     /// Each load takes what the module of the moment has: the first 14 symbols all or none, the others one by one.
     /// Found ones replace those of the load before, missing ones clear them.
-    void modules()
+    void compositionModules()
     {
         constexpr int none = 0, first14 = -1, all = -2, module = -3;
         QFile whole(fake_all_path);
@@ -89,9 +190,10 @@ private Q_SLOTS:
             loadAVX2Functions(false);
             QCOMPARE(log.texts().join(' '),
                 QString(missing ? "[src/KXComposer] AVX2 functions cannot be loaded, use default" : ""));
-            for (int number = 1; number <= 18; ++number) {
+            for (int number = 1; number <= compositions; ++number) {
                 const bool isReached = missing == none || (number > 14 && missing >= first14 && missing != number);
-                QCOMPARE(calledBy(number), isReached ? number : 0);
+                const Use &use = uses[number - 1];
+                QVERIFY(calledBy(use) == (isReached ? use.symbols : Symbols()));
             }
         }
     }

@@ -3,21 +3,18 @@
 #include "BaseTransformation.h"
 #include "KXKernels.h"
 
+#include "support/KernelPrototypes.h"
+
 #include <QtCore/QRect>
 #include <QtCore/QString>
 
-#include <atomic>
-#include <functional>
-
-#define FAKE_SYMBOL extern "C" Q_DECL_EXPORT
-
-FAKE_SYMBOL QString kernelNotes;
+extern "C" Q_DECL_EXPORT QString kernelNotes;
 QString kernelNotes;
 
 constexpr unsigned mark = 0xFF332211;
 
 #define FAKE_WALK(symbol, name, ...)                                                                                   \
-    FAKE_SYMBOL void symbol(OPRGBA32i *data, int stride, const QRect &r, __VA_ARGS__)                                  \
+    void symbol(OPRGBA32i *data, int stride, const QRect &r, __VA_ARGS__)                                              \
     {                                                                                                                  \
         kernelNotes += QString::asprintf(name " %d: %d, %d, %d by %d; ", stride, r.x(), r.y(), r.width(), r.height()); \
         data[0] = OPRGBA32i(mark);                                                                                     \
@@ -28,20 +25,20 @@ FAKE_WALK(VectorProcess, "plain", BaseTransformation *)
 FAKE_WALK(IterativeVectorProcess, "iterative", BaseTransformation *, STEPS)
 FAKE_WALK(PixelTransformIterativeVectorProcess, "located", BaseTransformation *, STEPS)
 
-FAKE_SYMBOL void LineHandlerAVX2(OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *, OPRGBA32i *destination,
-    int readFirst, int readLast, int first, int last, int radius)
+void LineHandlerAVX2(OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *, OPRGBA32i *destination, int readFirst,
+    int readLast, int first, int last, int radius)
 {
     kernelNotes += QString::asprintf(
         "slide %d: %d-%d %d-%d %d; ", accumulator->GetRadius(), readFirst, readLast, first, last, radius);
     destination[0] = OPRGBA32i(mark);
 }
 
-FAKE_SYMBOL void LineHandlerConvolutionAVX2(OPKernelBase *kernel)
+void LineHandlerConvolutionAVX2(OPKernelBase *kernel)
 {
     kernelNotes += QString("kernel %1; ").arg(int(kernel->Type()));
 }
 
-FAKE_SYMBOL void KXIterativeConvolutionFast1DAVX2Convolve(
+void KXIterativeConvolutionFast1DAVX2Convolve(
     const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &taps)
 {
     kernelNotes += QString("convolve %1 by").arg(length);

@@ -10,10 +10,6 @@ using kit::Line, kit::Picture, kit::Row, kit::fromModule;
 
 namespace {
 
-using Slide = void(OPRGBABlurAccumulatorBase *, OPRGBA32i *, OPRGBA32i *, int, int, int, int, int);
-using RunKernel = void(OPKernelBase *);
-using Convolve = void(const unsigned *, unsigned *, unsigned, const Taps &);
-
 /// An accumulator of an application: what it derives from must not be taken for it.
 struct Inverted : OPRGBABlurAccumulator {
     using OPRGBABlurAccumulator::Finalize;
@@ -48,19 +44,15 @@ private Q_SLOTS:
     {
         if (!AVX2LIB::Instance() && QTest::currentTestFunction() != QByteArray("convolution"))
             QSKIP("no kernel module, or no AVX2");
-        m_slide = fromModule<Slide>("LineHandlerAVX2");
+        m_slide = fromModule(KX_SYMBOL(LineHandlerAVX2));
     }
 
     void alphaBlocks()
     {
-        kit::compareBlocks(
-            "PremultiplyAlphaAVX2", KXBlur::PremultiplyAlpha(), [](int c, int a) { return (c * a + 127) / 255; });
-        kit::compareBlocks("ReturnAlphaAVX2", KXBlur::ReturnAlpha(),
+        kit::compareBlocks(KX_SYMBOL(PremultiplyAlphaAVX2), KXBlur::PremultiplyAlpha(),
+            [](int c, int a) { return (c * a + 127) / 255; });
+        kit::compareBlocks(KX_SYMBOL(ReturnAlphaAVX2), KXBlur::ReturnAlpha(),
             [](int c, int a) { return a ? ((c * 255 + (a >> 1)) / a & 0xFF) : 0; });
-        const auto kernel = std::exchange(KXBlur::ReturnAlpha::m_ReturnAlphaAVX2, nullptr);
-        QVERIFY(!KXBlur::ReturnAlpha().HasKernel());
-        KXBlur::ReturnAlpha::m_ReturnAlphaAVX2 = kernel;
-        QVERIFY(KXBlur::ReturnAlpha().HasKernel());
     }
 
     /// Each window summed by itself, by the accumulator's own arithmetic.
@@ -125,7 +117,7 @@ private Q_SLOTS:
             checkLineKernel(OPSimpleSharpenKernel1D(amount), QString("sharpen by %1").arg(amount));
 
         OPKernelBase other(KernelAlpha); // nothing that the module knows
-        fromModule<RunKernel>("LineHandlerConvolutionAVX2")(&other);
+        fromModule(KX_SYMBOL(LineHandlerConvolutionAVX2))(&other);
     }
 
     void convolution_data()
@@ -174,7 +166,7 @@ private Q_SLOTS:
                     expected.push_back(kit::convolved(taps, [&](int j) { return source[i + j]; }));
                 const QString where = QString("offset %1, length %2").arg(offset).arg(length);
                 Row fast(offset, length), plain(offset, length), single(offset, length);
-                if (const auto convolve = fromModule<Convolve>("KXIterativeConvolutionFast1DAVX2Convolve")) {
+                if (const auto convolve = fromModule(KX_SYMBOL(KXIterativeConvolutionFast1DAVX2Convolve))) {
                     convolve(source.words(), fast.words(), unsigned(length), taps);
                     COMPARE_ROW(fast, expected, "module, " + where);
                 }
@@ -188,7 +180,7 @@ private Q_SLOTS:
     /// Rows that the kernel weights by alpha itself.
     void weightedRows()
     {
-        const auto convolve = fromModule<Convolve>("KXIterativeConvolutionFast1DAVX2ConvolveWeighted");
+        const auto convolve = fromModule(KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveWeighted));
         QRandomGenerator random = kit::random();
         for (int repeat = 0; repeat < 600; ++repeat) {
             const Taps taps = randomTaps(1 + 2 * (repeat % 4), random, true);
@@ -212,7 +204,7 @@ private Q_SLOTS:
     void columns()
     {
         using lines::columns::fits, lines::columns::maxEntries, lines::columns::width;
-        const auto convolve = fromModule<lines::columns::Convolve>("KXIterativeConvolutionFast1DAVX2ConvolveColumns");
+        const auto convolve = fromModule(KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveColumns));
         QRandomGenerator random = kit::random();
         for (int repeat = 0; repeat < 400; ++repeat) {
             const int size = 1 + 2 * random.bounded(repeat % 4 ? 12 : int(maxEntries + 1) / 2);
@@ -284,12 +276,12 @@ private:
                 for (int i = 0; i < length; ++i)
                     kernel(i);
                 kernel.SetDestination(&actual);
-                fromModule<RunKernel>("LineHandlerConvolutionAVX2")(&kernel);
+                fromModule(KX_SYMBOL(LineHandlerConvolutionAVX2))(&kernel);
                 VERIFY_SAME_AT(kit::difference(actual.data(), expected), name + QString(", offset %1").arg(offset));
             }
     }
 
-    Slide *m_slide = nullptr;
+    decltype(LineHandlerAVX2) *m_slide = nullptr;
 };
 
 KXCORE_TEST_MAIN(TestRowKernels)

@@ -2,6 +2,7 @@
 
 #include "color/Blocks.h"
 #include "kit/Picture.h"
+#include "support/Kernels.h"
 
 /// Compares a row, and says where in the test's loops it was when it fails.
 #define COMPARE_ROW(row, expected, where)                                                                              \
@@ -13,12 +14,11 @@ namespace kit {
 
 using Line = std::vector<OPRGBA32i>;
 
-/// The symbol @p name of the module, or null without a module.
+/// The kernel KX_SYMBOL(name), or null without a module.
 template <class Function>
-Function *fromModule(const char *name)
+Function *fromModule(kernels::Symbol<Function> symbol)
 {
-    const AVX2LIB *module = AVX2LIB::Instance();
-    return module ? reinterpret_cast<Function *>(module->GetProcAddress(name)) : nullptr;
+    return symbol.In(AVX2LIB::Instance());
 }
 
 /// A row of pixels that begins @p offset pixels behind a 32-byte boundary, between two guards.
@@ -60,13 +60,11 @@ private:
     int m_offset, m_length;
 };
 
-/// A kernel of adjustments.
-using Block = void(unsigned char *, bool);
-
-/// Runs the block kernel @p name, and @p plain on each pixel, and compares with @p formula(colour, alpha): every colour
+/// Runs the block kernel @p symbol, and @p plain on each pixel, and compares with @p formula(colour, alpha): every colour
 /// under every alpha, then blocks that are opaque but for one pixel, and one that is all opaque.
 template <class Formula>
-void compareBlocks(const char *name, const BaseTransformation &plain, Formula formula)
+void compareBlocks(
+    kernels::Symbol<void(unsigned char *, bool)> symbol, const BaseTransformation &plain, Formula formula)
 {
     for (int block = 0; block <= 512 + blocks::length; ++block) {
         const int colour = block / 2 % 256;
@@ -79,7 +77,7 @@ void compareBlocks(const char *name, const BaseTransformation &plain, Formula fo
             expected.push_back(pixelOf([&](int c) { return c == 3 ? alpha : formula(channels[c], alpha); }));
             plain(single[k]);
         }
-        fromModule<Block>(name)(reinterpret_cast<unsigned char *>(fast.pixels()), blocks::flag);
+        fromModule(symbol)(reinterpret_cast<unsigned char *>(fast.pixels()), blocks::flag);
         COMPARE_ROW(fast, expected, QString("block %1").arg(block));
         COMPARE_ROW(single, expected, QString("plain, block %1").arg(block));
     }

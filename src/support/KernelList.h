@@ -1,0 +1,84 @@
+// The kernels of the module, one line each: KX_KERNEL(symbol, parameters). All of them return nothing.
+//
+// This is the only place where the symbols are listed. Whoever includes it defines KX_KERNEL before and undefines it
+// after: KernelPrototypes.h declares the functions, avx2/CMakeLists.txt takes the module's linker map from it, a fake module of the tests
+// defines each of them.
+
+// Composition: the entries of KXComposer.h of the same names, in the order in which they are looked up.
+KX_KERNEL(Compose_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src, const QRect &srcRect, KXCompositionMode mode,
+    RGBA32iImage &dst, const QRect &dstRect, double opacity, bool lockAlpha)
+KX_KERNEL(Compose_QImage_RGBA32iImage_avx2, const QImage &src, const QRect &srcRect, KXCompositionMode mode,
+    RGBA32iImage &dst, const QRect &dstRect, double opacity, bool lockAlpha)
+KX_KERNEL(Compose_RGBA32iImage_QImage_avx2, const RGBA32iImage &src, const QRect &srcRect, KXCompositionMode mode,
+    QImage &dst, const QRect &dstRect, double opacity, bool lockAlpha)
+KX_KERNEL(Compose_QImage_QImage_avx2, const QImage &src, const QRect &srcRect, KXCompositionMode mode, QImage &dst,
+    const QRect &dstRect, double opacity, bool lockAlpha)
+KX_KERNEL(ComposeSource_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src, const QRect &srcRect,
+    RGBA32iImage &dst, const QRect &dstRect)
+KX_KERNEL(ComposeSource_QImage_RGBA32iImage_avx2, const QImage &src, const QRect &srcRect, RGBA32iImage &dst,
+    const QRect &dstRect)
+KX_KERNEL(ComposeSource_RGBA32iImage_QImage_avx2, const RGBA32iImage &src, const QRect &srcRect, QImage &dst,
+    const QRect &dstRect)
+KX_KERNEL(ComposeSource_QImage_QImage_avx2, const QImage &src, const QRect &srcRect, QImage &dst, const QRect &dstRect)
+KX_KERNEL(ComposeMaskOn_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src, const QRect &srcRect,
+    KXCompositionMode mode, RGBA32iImage &dst, const QRect &dstRect, double opacity, const RGBA32iImage &mask,
+    const QRect &maskRect, bool outsideVisible, bool lockAlpha)
+KX_KERNEL(ComposeMaskOn_QImage_RGBA32iImage_avx2, const QImage &src, const QRect &srcRect, KXCompositionMode mode,
+    RGBA32iImage &dst, const QRect &dstRect, double opacity, const RGBA32iImage &mask, const QRect &maskRect,
+    bool outsideVisible, bool lockAlpha)
+KX_KERNEL(ComposeAlphaDarken_avx2, const QImage &src, const QRect &srcRect, RGBA32iImage &dst, const QRect &dstRect,
+    double opacity, double averageOpacity, double flow)
+KX_KERNEL(ComposeDualBrush_avx2, const QImage &src, const QRect &srcRect, QImage &dst, const QRect &dstRect,
+    KXCompositionMode mode)
+KX_KERNEL(ComposeClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src, const QRect &srcRect,
+    KXCompositionMode mode, RGBA32iImage &dst, const QRect &dstRect, RGBA32iImage &clip, const QRect &clipRect,
+    RGBA32iImage &clipMask, const QRect &clipMaskRect, bool outsideVisible, double opacity, bool lockAlpha)
+KX_KERNEL(ComposeClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src, const QRect &srcRect,
+    KXCompositionMode mode, RGBA32iImage &dst, const QRect &dstRect, double opacity, RGBA32iImage &clip,
+    const QRect &clipRect, RGBA32iImage &clipMask, const QRect &clipMaskRect, bool outsideVisible,
+    const RGBA32iImage &mask, const QRect &maskRect, bool maskOutsideVisible, bool lockAlpha)
+KX_KERNEL(ComposeWithTransformation_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src, const QRect &srcRect,
+    KXCompositionMode mode, RGBA32iImage &dst, const QRect &dstRect, BaseTransformation *transformation, double opacity,
+    bool lockAlpha)
+KX_KERNEL(ComposeWithTransformationMaskOn_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src, const QRect &srcRect,
+    KXCompositionMode mode, RGBA32iImage &dst, const QRect &dstRect, double opacity, const RGBA32iImage &mask,
+    const QRect &maskRect, bool outsideVisible, BaseTransformation *transformation, bool lockAlpha)
+KX_KERNEL(ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src,
+    const QRect &srcRect, KXCompositionMode mode, RGBA32iImage &dst, const QRect &dstRect, RGBA32iImage &clip,
+    const QRect &clipRect, RGBA32iImage &clipMask, const QRect &clipMaskRect, bool outsideVisible,
+    BaseTransformation *transformation, double opacity, bool lockAlpha)
+KX_KERNEL(ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src,
+    const QRect &srcRect, KXCompositionMode mode, RGBA32iImage &dst, const QRect &dstRect, double opacity,
+    RGBA32iImage &clip, const QRect &clipRect, RGBA32iImage &clipMask, const QRect &clipMaskRect, bool outsideVisible,
+    const RGBA32iImage &mask, const QRect &maskRect, bool maskOutsideVisible, BaseTransformation *transformation,
+    bool lockAlpha)
+
+// The walks over a flat image whose first pixel is data[0], with rows of stride pixels. The last two stop between rows
+// once cancel is set, and call progress, if there is one, after each row.
+KX_KERNEL(VectorProcess, OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *transformation)
+KX_KERNEL(IterativeVectorProcess, OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *transformation,
+    const std::atomic<bool> &cancel, std::function<void()> progress)
+KX_KERNEL(PixelTransformIterativeVectorProcess, OPRGBA32i *data, int stride, const QRect &rect,
+    BaseTransformation *transformation, const std::atomic<bool> &cancel, std::function<void()> progress)
+
+// Lines. The first slides a window over one: all positions are those in the image, the source begins at readFirst and
+// the destination at first. The second does all of a destination line, from the lines that its kernel object is set to.
+KX_KERNEL(LineHandlerAVX2, OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *source, OPRGBA32i *destination,
+    int readFirst, int readLast, int first, int last, int radius)
+KX_KERNEL(LineHandlerConvolutionAVX2, OPKernelBase *kernel)
+
+// Convolutions. The first does one line of length pixels; source[i + j] lies under kernel entry j for output i. The
+// second is the same from straight pixels, for a kernel that lines::rows::fits; it weights them by alpha itself. The
+// third does up to lines::columns::width columns side by side, in place, for a kernel that lines::columns::fits: pixels
+// is the first pixel of the first column, the next row lies stride pixels further, and the end pixels of a column count
+// as repeated. The results in the first straightRows rows are made straight as by KXBlur::ReturnAlpha.
+KX_KERNEL(KXIterativeConvolutionFast1DAVX2Convolve, const unsigned *source, unsigned *destination, unsigned length,
+    const std::vector<short> &kernel)
+KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveWeighted, const unsigned *source, unsigned *destination,
+    unsigned length, const std::vector<short> &kernel)
+KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveColumns, unsigned *pixels, qptrdiff stride, int columns, int rows,
+    const std::vector<short> &kernel, int straightRows)
+
+// Adjustments: one block of pixels each, as src/color/Blocks.h says. What a class hands over of itself comes first.
+KX_KERNEL(PremultiplyAlphaAVX2, unsigned char *pixels, bool flag)
+KX_KERNEL(ReturnAlphaAVX2, unsigned char *pixels, bool flag)

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "KXImage.h"
+
+#include <atomic>
+#include <functional>
+#include <vector>
+
+class BaseTransformation;
+class OPKernelBase;
+class OPRGBABlurAccumulatorBase;
+class QImage;
+enum class KXCompositionMode : int;
+
+/// @file
+/// Each kernel of the module as a C prototype. The module defines them under these declarations, so that a signature
+/// that drifts does not compile; the library takes the types of its slots from them and never calls them directly: it
+/// does not link the module (Kernels.h).
+
+#define KX_KERNEL(symbol, ...) extern "C" Q_DECL_EXPORT void symbol(__VA_ARGS__);
+#include "KernelList.h"
+#undef KX_KERNEL
