@@ -59,4 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     return 0;
 }
 
-QByteArrayList FuzzSeeds() { return profiles::all() << profiles::chain(2, 2); }
+QByteArrayList FuzzSeeds()
+{
+    return profiles::all() << profiles::chain(2, 2) << profiles::chainOf(2, profiles::curveSet(3, 3));
+}

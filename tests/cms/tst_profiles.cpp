@@ -9,7 +9,7 @@
 
 #include <random>
 
-using profiles::chain, profiles::loaded;
+using profiles::chain, profiles::chainOf, profiles::curveSet, profiles::loaded;
 
 namespace {
 
@@ -62,8 +62,9 @@ private Q_SLOTS:
         QVERIFY(empty.Load(nullptr, 0));
         QCOMPARE(log.texts(), QStringList());
 
-        const QByteArray good = chain(32, 2); // as long as chains may be
-        QVERIFY(empty.Load(good.constData(), good.size()) && !empty.Load(good.constData(), -1));
+        const QByteArray good = chain(32, 2); // as long as chains may be; and with as many segments
+        for (const QByteArray &bytes : { chainOf(1, curveSet(3, 341)), chainOf(31, curveSet(3, 11)), good })
+            QVERIFY(empty.Load(bytes.constData(), bytes.size()) && !empty.Load(bytes.constData(), -1));
         QVERIFY(!empty.Load(nullptr, 128) && !empty.Load(nullptr, -1) && empty.ToByteArray() == good);
         empty.FromByteArray(QByteArray());
         QVERIFY(empty.IsEmpty());
@@ -156,7 +157,14 @@ private Q_SLOTS:
             { "colorant of no known type", changed(srgb, int(word(srgb, colorant + 4)), 0) },
             { "table of 255^15 points", changed(tables, int(word(tables, lut + 4)) + 8, 0x0f0fff00) },
             { "a long chain of one small element", chain(33, 2) },
-            { "a short chain of one large element", chain(32, 40) },
+            { "a short chain of one large element", chain(32, 11) },
+            { "a long chain in a tag that says it is short", changed(chain(33, 2), 140, 8) },
+            { "a curve of many segments", chainOf(1, curveSet(3, 342)) },
+            { "the same, found by a position that wraps",
+                chainOf(1, curveSet(3, 342), profiles::Place::BeforeTheChain) },
+            { "one curve that is used many times", chainOf(1, curveSet(1025, 1)) },
+            { "many elements of few curves", chainOf(32, curveSet(3, 11)) },
+            { "many curves of no segment", chainOf(1, changed(curveSet(65535, 0), 12 + 8 * 65535 + 8, 0)) },
         };
         for (const auto &[what, bytes] : cases) {
             KXCMSProfile profile = loaded(grey), first;
@@ -191,7 +199,7 @@ private Q_SLOTS:
         QByteArray unreadable = tables; // they lead to a space that is none
         unreadable.replace(20, 4, "XYZW");
         const std::pair<QByteArray, QByteArray> pairs[] = { { none, none }, { none, srgb }, { srgb, none },
-            { srgb, srgb }, { cmyk, srgb }, { srgb, grey }, { unreadable, srgb } };
+            { srgb, srgb }, { cmyk, srgb }, { srgb, grey }, { profiles::named(), srgb }, { unreadable, srgb } };
         for (const auto &[from, to] : pairs) {
             const KXCMSProfile source = loaded(from), target = loaded(to);
             QCOMPARE(source.IsEmpty(), from.isEmpty());
@@ -242,7 +250,7 @@ private Q_SLOTS:
         const auto same = [](const void *found, const Pixels &expected) {
             return std::memcmp(found, expected.constData(), size_t(expected.size()) * 4) == 0;
         };
-        for (const QByteArray &other : { wide, linear, tables, profiles::rgbTables4() }) {
+        for (const QByteArray &other : { wide, linear, tables, profiles::rgbTables4(), profiles::rgbChains() }) {
             OPRGBA32ColorProfileTransform transform;
             transform = OPRGBA32ColorProfileTransform(OPRGBA32ColorProfileTransform(loaded(other), loaded(srgb)));
             const OPColorTransformBase &base = transform;

@@ -66,13 +66,52 @@ inline QByteArray tables(cmsColorSpaceSignature space, unsigned channels, double
     return saved(profile);
 }
 
+/// A profile of chains of elements in both directions: segmented curves and a matrix.
+inline QByteArray rgbChains()
+{
+    cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
+    cmsSetProfileVersion(profile, 4.3);
+    cmsSetDeviceClass(profile, cmsSigDisplayClass);
+    cmsSetColorSpace(profile, cmsSigRgbData);
+    cmsSetPCS(profile, cmsSigXYZData);
+    cmsCurveSegment segments[] = { { -1e22f, 0, 6, { 1, 1, 0, 0 }, 0, nullptr },
+        { 0, 1, 6, { 1.9, 0.9, 0.1, 0.01 }, 0, nullptr }, { 1, 1e22f, 6, { 1, 1, 0, 0 }, 0, nullptr } };
+    cmsToneCurve *const curve = cmsBuildSegmentedToneCurve(nullptr, 3, segments),
+                        *const curves[] = { curve, curve, curve };
+    const double matrix[] = { 0.4, 0.3, 0.1, 0.2, 0.6, 0.1, 0.1, 0.1, 0.5 };
+    for (const cmsTagSignature tag : { cmsSigDToB0Tag, cmsSigBToD0Tag }) {
+        cmsPipeline *const chain = cmsPipelineAlloc(nullptr, 3, 3);
+        cmsPipelineInsertStage(chain, cmsAT_END, cmsStageAllocToneCurves(nullptr, 3, curves));
+        cmsPipelineInsertStage(chain, cmsAT_END, cmsStageAllocMatrix(nullptr, 3, 3, matrix, nullptr));
+        cmsWriteTag(profile, tag, chain);
+        cmsPipelineFree(chain);
+    }
+    cmsFreeToneCurve(curve);
+    return saved(profile);
+}
+
+/// A profile of a list of named colours.
+inline QByteArray named()
+{
+    cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
+    cmsSetDeviceClass(profile, cmsSigNamedColorClass);
+    cmsSetColorSpace(profile, cmsSigRgbData);
+    cmsSetPCS(profile, cmsSigLabData);
+    cmsNAMEDCOLORLIST *const list = cmsAllocNamedColorList(nullptr, 0, 3, "", "");
+    cmsUInt16Number place[] = { 1, 2, 3 }, colorants[cmsMAXCHANNELS] = { 4, 5, 6 };
+    cmsAppendNamedColor(list, "red", place, colorants);
+    cmsWriteTag(profile, cmsSigNamedColor2Tag, list);
+    cmsFreeNamedColorList(list);
+    return saved(profile);
+}
+
 inline QByteArray cmyk() { return tables(cmsSigCmykData, 4, 2.1); }
 inline QByteArray rgbTables2() { return tables(cmsSigRgbData, 3, 2.1); }
 inline QByteArray rgbTables4() { return tables(cmsSigRgbData, 3, 4.3); }
 
 inline QList<QByteArray> all()
 {
-    return { srgb(), wideGamut(), linearWideGamut(), grey(), cmyk(), rgbTables2(), rgbTables4() };
+    return { srgb(), wideGamut(), linearWideGamut(), grey(), cmyk(), rgbTables2(), rgbTables4(), rgbChains(), named() };
 }
 
 inline KXCMSProfile loaded(const QByteArray &bytes)
@@ -82,19 +121,51 @@ inline KXCMSProfile loaded(const QByteArray &bytes)
     return profile;
 }
 
-/// A profile of one tag, a chain of @p elements that are all one table of @p side by @p side colours: long to read.
-inline QByteArray chain(quint32 elements, quint32 side)
+enum class Place { BehindTheChain, BeforeTheChain };
+
+/// A profile of one tag, a chain of @p elements that are all the same piece of data, @p element: long to read.
+inline QByteArray chainOf(quint32 elements, const QByteArray &element, Place place = Place::BehindTheChain)
 {
-    const quint32 size = 16 + 8 * elements + 28 + 8 * side * side, channels = 0x20002;
+    const bool before = place == Place::BeforeTheChain;
+    const quint32 length = quint32(element.size()), table = 16 + 8 * elements, channels = 0x30003;
     QByteArray bytes = srgb().left(128);
     QDataStream out(&bytes, QIODevice::Append);
-    out << 1 << quint32(cmsSigDToB0Tag) << 144 << size; // the directory
+    out << 1 << quint32(cmsSigDToB0Tag) << 144 + (before ? length : 0)
+        << table + (before ? 0 : length); // the directory
+    if (before)
+        out.writeRawData(element.constData(), element.size());
     out << quint32(cmsSigMultiProcessElementType) << 0 << channels << elements;
     for (quint32 i = 0; i < elements; ++i)
-        out << 16 + 8 * elements << 0;
-    out << quint32(cmsSigCLutElemType) << 0 << channels << (side << 24 | side << 16) << 0 << 0 << 0;
-    bytes.append(QByteArray(int(8 * side * side), 0));
+        out << (before ? 0 - length : table) << length; // counted from the begin of the chain, and wrapping
+    if (!before)
+        out.writeRawData(element.constData(), element.size());
     QDataStream(&bytes, QIODevice::ReadWrite) << quint32(bytes.size());
+    return bytes;
+}
+
+/// A chain of tables of @p side points along each of three inputs.
+inline QByteArray chain(quint32 elements, quint32 side)
+{
+    QByteArray table;
+    const quint32 points = side << 24 | side << 16 | side << 8;
+    QDataStream(&table, QIODevice::WriteOnly) << quint32(cmsSigCLutElemType) << 0 << 0x30003 << points << 0 << 0 << 0;
+    return chainOf(elements, table + QByteArray(int(12 * side * side * side), 0));
+}
+
+/// An element of a chain: a set of curves that are all one curve of straight segments.
+inline QByteArray curveSet(quint32 curves, quint32 segments)
+{
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out.setFloatingPointPrecision(QDataStream::SinglePrecision);
+    out << quint32(cmsSigCurveSetElemType) << 0 << (curves << 16 | curves);
+    for (quint32 i = 0; i < curves; ++i)
+        out << 12 + 8 * curves << 12 + 32 * segments - 4;
+    out << quint32(cmsSigSegmentedCurve) << 0 << (segments << 16);
+    for (quint32 i = 1; i < segments; ++i)
+        out << float(i) / float(segments); // where one ends and the next one begins
+    for (quint32 i = 0; i < segments; ++i)
+        out << quint32(cmsSigFormulaCurveSeg) << 0 << 0 << 1.f << 1.f << 0.f << 0.f; // (1 * x + 0) ^ 1 + 0
     return bytes;
 }
 
