@@ -69,14 +69,16 @@ inline const std::map<int, Mix> &mixes()
     return all;
 }
 
+/// In two steps: the source takes on the mix as far as there is a destination, and is then laid over it by @p sa.
 inline OPRGBA32i framed(Mix mix, OPRGBA32i s, OPRGBA32i d, Word sa, bool lock)
 {
-    const Word da = d.a, wd = (255 - sa) * da, wb = da * sa, ws = (255 - da) * sa;
-    const Word ra = std::min((sa * 255 + wd) / 255, 255u), w = ra * 255;
-    if (w == 0)
+    const Word bare = (255 - sa) * (255 - d.a), alpha = std::min((255 * 255 - bare) / 255, 255u);
+    if (alpha == 0)
         return {};
-    return eachColour(s, d, lock ? da : ra,
-        [=](Word sc, Word dc) { return std::min((Word(mix(sc, dc)) * wb + dc * wd + sc * ws) / w, 255u); });
+    return eachColour(s, d, lock ? d.a : alpha, [=](Word sc, Word dc) {
+        const Word laid = 255 * sc + d.a * (Word(mix(sc, dc)) - sc), kept = (255 - sa) * d.a;
+        return std::min((laid * sa + dc * kept) / (255 * alpha), 255u);
+    });
 }
 
 /// What both forms of a mode have in common once the source's alpha is known.
