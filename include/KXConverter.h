@@ -69,6 +69,7 @@ class KX_EXPORT OPToGrayScaleImage {
 public:
     /// In the flat buffer of @p image, which its copies share. A tiled image is left as it is.
     void operator()(RGBA32iImage &image) const;
-    /// Makes @p image a QImage::Format_ARGB32 first. Images that shared its pixels keep theirs.
+    /// Makes @p image a QImage::Format_ARGB32 first. Images that shared its pixels keep theirs. Throws std::bad_alloc
+    /// where there is no memory for pixels of its own.
     void operator()(QImage &image) const;
 };

@@ -27,17 +27,18 @@
 #include <algorithm>
 #include <atomic>
 #include <climits>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
-#include <new>
 #include <optional>
-#include <utility>
 #include <vector>
 
-/// Asks the system to back a large fresh buffer with large pages. Only a hint. A walk down columns touches another page
-/// with every row; with small pages, looking them up would be most of its cost.
-KX_EXPORT void KXAdviseLargePages(void *buffer, size_t bytes);
+// The thread sanitizer, as gcc and as clang tell of it.
+#if defined(__SANITIZE_THREAD__)
+#define KX_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define KX_THREAD_SANITIZER
+#endif
+#endif
 
 /// The area that two images have in common once their rectangles are laid on one another.
 struct KXOverlap {
@@ -75,15 +76,8 @@ inline std::optional<KXOverlap> ClipRects(
     return KXOverlap { int(left - dx), int(top - dy), int(left), int(top), int(right - left), int(bottom - top) };
 }
 
-/// Internal: reports of the image template. They go to the debug log as "[include/KXImage:line] text".
-struct KX_EXPORT KXImageLog {
-    /// "Invalid tile index for getting the tile data %1" with @p index in the place of %1.
-    static void InvalidTileRead(int index, int line);
-    /// "Invalid tile index for compare the tile data with fake".
-    static void InvalidTileCompare(int line);
-};
-
-/// An image of @p T pixels in tiles of @p TileW by @p TileH, 65,536 bytes each.
+/// An image of @p T pixels in tiles of @p TileW by @p TileH, 65,536 bytes each. The library has it for the five types
+/// of pixels named below the class, and for no other.
 ///
 /// A new tiled image holds one block of transparent pixels, and every entry of its table is that block: it costs 64 KiB
 /// whatever its size. An entry that is still this uniform block is *fake*: it counts as empty and composition skips it.
@@ -108,22 +102,7 @@ public:
     /// An image of transparent black (all bytes 0). Negative sizes count as 0; a flat image of no area has a null
     /// buffer. Throws std::bad_alloc without memory, for a flat image of more than 2^31 - 1 pixels and for a tiled one
     /// of more than 2^31 - 1 tiles.
-    KXImage(int imageWidth, int imageHeight, bool isTiled)
-        : tiled(isTiled)
-        , width(std::max(imageWidth, 0))
-        , height(std::max(imageHeight, 0))
-    {
-        if (tiled) {
-            tilesX = int((qint64(width) + TileW - 1) / TileW);
-            tilesY = int((qint64(height) + TileH - 1) / TileH);
-            if (qint64(tilesX) * tilesY > INT_MAX)
-                throw std::bad_alloc();
-            tiles.resize(size_t(tilesX) * size_t(tilesY));
-            Fill(T());
-        } else {
-            flatData = NewFlatBuffer(width, height);
-        }
-    }
+    KXImage(int imageWidth, int imageHeight, bool isTiled);
 
     /// Shares the buffer, the tiles, the profile and the EXIF list of the other; copies everything else but the mutex.
     KXImage(const KXImage &) = default;
@@ -172,29 +151,7 @@ public:
     ///          none, and the copy stays transparent.
     /// To flat  A flat copy of a tiled image is made in another way: by @c ComposeSource or @c CopyRect onto a flat
     ///          image of its size, which stays transparent under fake tiles.
-    void CopyTo(KXImage &target, bool forceTiled) const
-    {
-        KXImage copy(width, height, forceTiled || tiled);
-        copy.dpiX = dpiX;
-        copy.dpiY = dpiY;
-        copy.exifElements = exifElements;
-        copy.applicationWords[0] = applicationWords[0];
-        copy.applicationWords[1] = applicationWords[1];
-        copy.applicationByte = applicationByte;
-        if (tiled) {
-            for (size_t i = 0; i < tiles.size(); ++i)
-                if (tiles[i]) {
-                    copy.tiles[i] = NewTile();
-                    std::memcpy(static_cast<void *>(copy.tiles[i].get()), tiles[i].get(), TileBytes);
-                }
-        } else if (forceTiled) {
-            CopyRect(copy, *this, Rect(), Rect(), true);
-        } else if (flatData) {
-            std::memcpy(
-                static_cast<void *>(copy.flatData.data()), flatData.data(), size_t(width) * size_t(height) * sizeof(T));
-        }
-        target = std::move(copy);
-    }
+    void CopyTo(KXImage &target, bool forceTiled) const;
 
     /// Copies the pixels of @p srcRect to @p dstRect, whose top left corners are laid on one another; see @c ClipRects.
     ///
@@ -206,40 +163,16 @@ public:
     ///           processor nothing is copied; flat to flat asserts against that in a debug build.
     /// Overlap   Two images may share a flat buffer; the two areas of it must then not overlap.
     /// Errors    A std::exception ends only the worker that meets it; it is logged as "[src/KXImage:line] text".
-    KX_EXPORT static void CopyRect(
-        KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite);
+    static void CopyRect(KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite);
 
     /// Sets all pixels. A tiled image gets one fresh block which all its tiles share, so all of them are fake
     /// afterwards and images that shared the old tiles keep their pixels. @p value may lie inside this image. An image
     /// of no area, and a flat one without a buffer, is left as it is.
-    void Fill(const T &value)
-    {
-        if (width == 0 || height == 0)
-            return;
-        if (!tiled) {
-            if (T *pixels = flatData.data())
-                std::fill_n(pixels, size_t(width) * size_t(height), T(value));
-            return;
-        }
-        const std::shared_ptr<T> old = tiles[0]; // may be what holds the value
-        T *block = AllocTile(0, false);
-        std::fill_n(block, size_t(TileW) * TileH, T(value));
-        fakeTile = tiles[0];
-        std::fill(tiles.begin() + 1, tiles.end(), fakeTile);
-    }
+    void Fill(const T &value);
 
     /// Replaces the tile @p index by a fresh block, zeroed if @p clear (its content is undefined otherwise), and
     /// returns it. Null, with nothing done, when @p index is out of range. Throws std::bad_alloc.
-    T *AllocTile(int index, bool clear)
-    {
-        if (!HasTile(index))
-            return nullptr;
-        tiles[size_t(index)] = NewTile();
-        T *block = tiles[size_t(index)].get();
-        if (clear)
-            std::memset(static_cast<void *>(block), 0, TileBytes);
-        return block;
-    }
+    T *AllocTile(int index, bool clear);
 
     /// Makes tile @p index null: nothing is stored there any more. Does nothing when @p index is out of range.
     void ReleaseTile(int index)
@@ -256,18 +189,14 @@ public:
         if (!forWriting)
             return const_cast<T *>(static_cast<const KXImage *>(this)->TileData(index));
         if (!HasTile(index)) {
-            KXImageLog::InvalidTileRead(index, __LINE__);
+            ReportInvalidRead(index, __LINE__);
             return nullptr;
         }
         std::shared_ptr<T> &tile = tiles[size_t(index)];
         const long users = tile.use_count();
-        // Whoever let go of the block last may still have been reading it: order that before what is written now.
-        std::atomic_thread_fence(std::memory_order_acquire);
-        if (users > 1) {
-            std::shared_ptr<T> own = NewTile();
-            std::memcpy(static_cast<void *>(own.get()), tile.get(), TileBytes);
-            tile = std::move(own);
-        }
+        AcquireFromFormerUsers(tile);
+        if (users > 1)
+            tile = CopyOfTile(*tile);
         return tile.get();
     }
 
@@ -275,7 +204,7 @@ public:
     const T *TileData(int index) const
     {
         if (!HasTile(index)) {
-            KXImageLog::InvalidTileRead(index, __LINE__);
+            ReportInvalidRead(index, __LINE__);
             return nullptr;
         }
         return tiles[size_t(index)].get();
@@ -288,7 +217,7 @@ public:
         if (fakeIsContent)
             return false;
         if (!HasTile(index)) {
-            KXImageLog::InvalidTileCompare(__LINE__);
+            ReportInvalidCompare(__LINE__);
             return false;
         }
         return tiles[size_t(index)].get() == fakeTile.get();
@@ -304,48 +233,11 @@ public:
     /// Flat     One copy of @p bytes bytes; where the row ends is not checked.
     /// Tiled    Ends at the last tile of the row. A null tile is passed over and leaves its part of the buffer as it
     ///          was. Where the image has a flat window, what lies in it replaces the pixels of fake tiles.
-    bool ReadRow(unsigned y, unsigned x, void *buffer, unsigned bytes) const
-    {
-        if (y >= unsigned(height) || x >= unsigned(width))
-            return false;
-        if (!tiled) {
-            if (buffer)
-                std::memcpy(buffer, flatData.data() + size_t(y) * size_t(width) + x, bytes);
-            return true;
-        }
-        unsigned char *out = static_cast<unsigned char *>(buffer);
-        if (!out)
-            return true;
-        ForEachTileOfRow(y, x, bytes, [&](int index, int inTile, unsigned position, unsigned offset, unsigned count) {
-            const T *tile = TileData(index);
-            if (tile)
-                std::memcpy(out + offset, reinterpret_cast<const unsigned char *>(tile + inTile), count);
-            if (hasFlatWindow && IsFakeTile(index))
-                ReadWindow(y, position, out + offset, count);
-        });
-        return true;
-    }
+    bool ReadRow(unsigned y, unsigned x, void *buffer, unsigned bytes) const;
 
     /// Writes @p bytes bytes into row @p y from pixel @p x on; the counterpart of @c ReadRow. Shared tiles are made
     /// private, without taking the mutex; null tiles are passed over. A flat window is not written.
-    bool WriteRow(unsigned y, unsigned x, const void *buffer, unsigned bytes)
-    {
-        if (y >= unsigned(height) || x >= unsigned(width))
-            return false;
-        if (!tiled) {
-            if (buffer)
-                std::memcpy(static_cast<void *>(flatData.data() + size_t(y) * size_t(width) + x), buffer, bytes);
-            return true;
-        }
-        const unsigned char *in = static_cast<const unsigned char *>(buffer);
-        if (!in)
-            return true;
-        ForEachTileOfRow(y, x, bytes, [&](int index, int inTile, unsigned, unsigned offset, unsigned count) {
-            if (T *tile = TileData(index, true))
-                std::memcpy(static_cast<void *>(tile + inTile), in + offset, count);
-        });
-        return true;
-    }
+    bool WriteRow(unsigned y, unsigned x, const void *buffer, unsigned bytes);
 
     /// The lock to hold while several threads resolve tiles of this image for writing. Every image has its own.
     QMutex &Mutex() const { return mutex; }
@@ -430,28 +322,7 @@ public:
     /// **Never pass an element of another image**: assign the image, or copy the element. Copies of this image keep the
     /// list that they have. Without memory it throws std::bad_alloc: the image keeps its list, and new elements stay
     /// the caller's.
-    void SetExifElements(const QList<KXEXIFElement *> &elements)
-    {
-        const auto list = std::make_shared<ExifList>();
-        std::vector<std::pair<std::unique_ptr<KXEXIFElement> *, KXEXIFElement *>> taken;
-        for (KXEXIFElement *element : elements) {
-            std::shared_ptr<KXEXIFElement> owner;
-            for (const ExifList *known : { exifElements.get(), static_cast<const ExifList *>(list.get()) })
-                if (known && !owner)
-                    for (const auto &present : *known)
-                        if (present.get() == element)
-                            owner = present;
-            if (!owner) { // owned below, where nothing can fail any more
-                const auto holder = std::make_shared<std::unique_ptr<KXEXIFElement>>();
-                owner = std::shared_ptr<KXEXIFElement>(holder, element);
-                taken.emplace_back(holder.get(), element);
-            }
-            list->push_back(std::move(owner));
-        }
-        for (const auto &[holder, element] : taken)
-            holder->reset(element);
-        exifElements = list;
-    }
+    void SetExifElements(const QList<KXEXIFElement *> &elements);
 
     /// Two words and a byte for the application: kept, copied, and never read by the library.
     quint64 ApplicationWord(int which) const { return applicationWords[which & 1]; }
@@ -462,76 +333,26 @@ public:
 private:
     using ExifList = std::vector<std::shared_ptr<KXEXIFElement>>;
 
-    static std::shared_ptr<T> NewTile()
+    /// A new block with the pixels of the one that begins with @p first.
+    static std::shared_ptr<T> CopyOfTile(const T &first);
+
+    /// Whoever let go of the block of @p tile last may still have been reading it: orders that before what is written
+    /// now. A use count alone orders nothing.
+    static void AcquireFromFormerUsers(const std::shared_ptr<T> &tile)
     {
-        T *block = static_cast<T *>(std::malloc(TileBytes));
-        if (!block)
-            throw std::bad_alloc();
-        return std::shared_ptr<T>(block, [](T *p) { std::free(p); });
+#ifdef KX_THREAD_SANITIZER // which knows no fences: counting up and down again tells it the same, at a cost
+        const std::shared_ptr<T> user = tile;
+#else
+        Q_UNUSED(tile)
+        std::atomic_thread_fence(std::memory_order_acquire);
+#endif
     }
 
-    static QSharedPointer<T> NewFlatBuffer(int w, int h)
-    {
-        const qint64 pixels = qint64(w) * h;
-        if (pixels == 0)
-            return {};
-        T *block = pixels > INT_MAX ? nullptr : static_cast<T *>(std::calloc(size_t(pixels), sizeof(T)));
-        if (!block)
-            throw std::bad_alloc();
-        KXAdviseLargePages(block, size_t(pixels) * sizeof(T));
-        return QSharedPointer<T>(block, [](T *p) { std::free(p); });
-    }
+    /// To the debug log, as "[include/KXImage:line] text".
+    static void ReportInvalidRead(int index, int line);
+    static void ReportInvalidCompare(int line);
 
-    /// Calls @p run(tile index, offset of the run in the tile in pixels, x of the run, offset in the buffer, bytes).
-    template <class Body>
-    void ForEachTileOfRow(unsigned y, unsigned x, unsigned bytes, Body run) const
-    {
-        const int firstTile = int(y / TileH) * tilesX, rowInTile = int(y % TileH) * TileW;
-        unsigned offset = 0, inTile = x % TileW;
-        for (int column = int(x / TileW); bytes > 0 && column < tilesX; ++column, inTile = 0) {
-            const unsigned count = std::min(bytes, unsigned((TileW - inTile) * sizeof(T)));
-            run(firstTile + column, rowInTile + int(inTile), unsigned(column) * TileW + inTile, offset, count);
-            offset += count;
-            bytes -= count;
-        }
-    }
-
-    /// Replaces what lies in the flat window, of @p bytes bytes of row @p y from pixel @p x on.
-    void ReadWindow(unsigned y, unsigned x, unsigned char *buffer, unsigned bytes) const
-    {
-        for (unsigned done = 0; done < bytes;) {
-            const Run run = FlatWindowRun(int(x + done / sizeof(T)), int(y));
-            const unsigned count = unsigned(std::min<quint64>(bytes - done, quint64(run.length) * sizeof(T)));
-            if (run.pixels)
-                std::memcpy(buffer + done, run.pixels, count);
-            done += count;
-        }
-    }
-
-    void Swap(KXImage &other) noexcept
-    {
-        using std::swap;
-        swap(flatData, other.flatData);
-        swap(tiles, other.tiles);
-        swap(fakeTile, other.fakeTile);
-        swap(tiled, other.tiled);
-        swap(tilesX, other.tilesX);
-        swap(tilesY, other.tilesY);
-        swap(hasFlatWindow, other.hasFlatWindow);
-        swap(flatWindowRect, other.flatWindowRect);
-        swap(flatWindowOffset, other.flatWindowOffset);
-        swap(flatWindowOrigin, other.flatWindowOrigin);
-        swap(applicationWords, other.applicationWords);
-        swap(applicationByte, other.applicationByte);
-        swap(width, other.width);
-        swap(height, other.height);
-        swap(colorProfile, other.colorProfile);
-        swap(dpiX, other.dpiX);
-        swap(dpiY, other.dpiY);
-        swap(metadataFlags, other.metadataFlags);
-        swap(exifElements, other.exifElements);
-        swap(fakeIsContent, other.fakeIsContent);
-    }
+    void Swap(KXImage &other) noexcept;
 
     /// Each image has one of its own, which a copy does not take over.
     struct OwnMutex : QMutex {
@@ -571,6 +392,12 @@ using CMYKAImage = KXImage<OPCMYKA, 128, 64>;
 using HSLAImage = KXImage<OPHSLA, 128, 64>;
 using RGBA64iImage = KXImage<OPRGBA64i, 128, 64>;
 using RGBA64fImage = KXImage<OPRGBA64f, 128, 64>;
+
+extern template class KXImage<OPRGBA32i, 128, 128>;
+extern template class KXImage<OPCMYKA, 128, 64>;
+extern template class KXImage<OPHSLA, 128, 64>;
+extern template class KXImage<OPRGBA64i, 128, 64>;
+extern template class KXImage<OPRGBA64f, 128, 64>;
 
 Q_DECLARE_METATYPE(RGBA32iImage)
 

@@ -1,6 +1,7 @@
 #include "KXConverter.h"
 
 #include "color/PixelFormulas.h"
+#include "pixels/BorrowedImage.h"
 #include "support/Log.h"
 
 #include <QtGui/QImage>
@@ -31,8 +32,8 @@ Source<Pixel> source(const KXImage<Pixel, TileW, TileH> &image)
 Source<OPRGBA32i> source(const QImage &image)
 {
     const size_t count = size_t(image.width()) * size_t(image.height());
-    return { reinterpret_cast<const OPRGBA32i *>(image.constBits()),
-        std::min(count, size_t(image.sizeInBytes()) / sizeof(OPRGBA32i)), image.width(), image.height() };
+    return { pixels::borrow(image).first, std::min(count, size_t(image.sizeInBytes()) / sizeof(OPRGBA32i)),
+        image.width(), image.height() };
 }
 
 template <class Pixel, int TileW, int TileH>
@@ -47,7 +48,7 @@ OPRGBA32i *make(QImage &image, int width, int height)
     image = QImage(width, height, QImage::Format_ARGB32);
     if (image.isNull() && width > 0 && height > 0)
         throw std::bad_alloc();
-    return reinterpret_cast<OPRGBA32i *>(image.bits());
+    return pixels::borrowForWriting(image).first;
 }
 
 /// Makes @p to an image of the size of @p from, each pixel the @p formula of the one it comes from.
@@ -143,7 +144,13 @@ void OPToGrayScaleImage::operator()(RGBA32iImage &image) const
 
 void OPToGrayScaleImage::operator()(QImage &image) const
 {
-    image = image.convertToFormat(QImage::Format_ARGB32);
+    if (image.format() != QImage::Format_ARGB32) {
+        QImage converted = image.convertToFormat(QImage::Format_ARGB32);
+        if (converted.isNull() && !image.isNull())
+            throw std::bad_alloc();
+        image = std::move(converted);
+    }
+    const auto rows = pixels::borrowForWriting(image);
     for (int y = 0; y < image.height(); ++y)
-        makeGrey(reinterpret_cast<OPRGBA32i *>(image.scanLine(y)), size_t(image.width()));
+        makeGrey(rows.Row(y), size_t(image.width()));
 }

@@ -1,9 +1,16 @@
 #include "KXImage.h"
 
+#include "pixels/Tiles.h"
 #include "support/Log.h"
 #include "support/Workers.h"
 
 #include <QtCore/QMutexLocker>
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
 
 #if __has_include(<sys/mman.h>)
 #include <sys/mman.h>
@@ -13,6 +20,8 @@ namespace {
 
 constexpr char headerPath[] = "include/KXImage";
 constexpr char sourcePath[] = "src/KXImage";
+
+constexpr size_t tileBytes = 65536;
 
 /// Copies @p n pixels; without @p overwrite those whose alpha is not 0.
 template <class T>
@@ -27,21 +36,48 @@ void copyRun(T *dst, const T *src, int n, bool overwrite)
             dst[i] = src[i];
 }
 
-/// Calls @p run(tile index, offset in the tile, offset in the row, n) for each stretch of [x, x + width) in one tile.
+/// Calls @p run(part of a tile, offset in the row's bytes, how many of them) for @p bytes bytes of row @p y from pixel
+/// @p x on; they end with the last tile of the row.
 template <class Image, class Run>
-void forEachTileRun(const Image &image, int x, int y, int width, Run run)
+void forEachRunOfRow(const Image &image, unsigned y, unsigned x, unsigned bytes, Run run)
 {
-    constexpr int tileWidth = Image::TileWidth, tileHeight = Image::TileHeight;
-    for (int done = 0, n; done < width; done += n) {
-        const int inTile = (x + done) % tileWidth;
-        n = std::min(tileWidth - inTile, width - done);
-        run((y / tileHeight) * image.TilesX() + (x + done) / tileWidth, (y % tileHeight) * tileWidth + inTile, done, n);
+    constexpr unsigned pixelBytes = sizeof(typename Image::Pixel);
+    const qint64 toEnd = qint64(image.TilesX()) * Image::TileWidth - x;
+    const qint64 pixelCount = (qint64(bytes) + pixelBytes - 1) / pixelBytes;
+    unsigned offset = 0;
+    pixels::forEachTile(image, QRect(int(x), int(y), int(std::min(pixelCount, toEnd)), 1), [&](const auto &part) {
+        const unsigned count = std::min(bytes - offset, unsigned(part.columns) * pixelBytes);
+        run(part, offset, count);
+        offset += count;
+    });
+}
+
+/// Replaces what lies in the flat window of @p image, of @p bytes bytes from its pixel (@p x, @p y) on.
+template <class Image>
+void readWindow(const Image &image, int x, int y, unsigned char *buffer, unsigned bytes)
+{
+    constexpr unsigned pixelBytes = sizeof(typename Image::Pixel);
+    for (unsigned done = 0; done < bytes;) {
+        const auto run = image.FlatWindowRun(x + int(done / pixelBytes), y);
+        const unsigned count = unsigned(std::min<quint64>(bytes - done, quint64(run.length) * pixelBytes));
+        if (run.pixels)
+            std::memcpy(buffer + done, run.pixels, count);
+        done += count;
     }
 }
 
-} // namespace
+template <class T>
+std::shared_ptr<T> newTile()
+{
+    T *const block = static_cast<T *>(std::malloc(tileBytes));
+    if (!block)
+        throw std::bad_alloc();
+    return std::shared_ptr<T>(block, [](T *p) { std::free(p); }); // frees the block also if it throws itself
+}
 
-void KXAdviseLargePages(void *buffer, size_t bytes)
+/// Asks the system to back a large fresh buffer with large pages. Only a hint. A walk down columns touches another page
+/// with every row; with small pages, looking them up would be most of its cost.
+void adviseLargePages(void *buffer, size_t bytes)
 {
 #ifdef MADV_HUGEPAGE
     // Whole pages inside the buffer. Its first and last ones may hold something else besides.
@@ -56,15 +92,181 @@ void KXAdviseLargePages(void *buffer, size_t bytes)
 #endif
 }
 
-void KXImageLog::InvalidTileRead(int index, int line)
+template <class T>
+QSharedPointer<T> newFlatBuffer(int w, int h)
+{
+    const qint64 count = qint64(w) * h;
+    if (count == 0)
+        return {};
+    const auto freeBlock = [](T *p) { std::free(p); };
+    std::unique_ptr<T, decltype(freeBlock)> block(nullptr, freeBlock);
+    if (count <= INT_MAX)
+        block.reset(static_cast<T *>(std::calloc(size_t(count), sizeof(T))));
+    if (!block)
+        throw std::bad_alloc();
+    adviseLargePages(block.get(), size_t(count) * sizeof(T));
+    const QSharedPointer<T> shared(block.get(), freeBlock); // throws without freeing the block
+    block.release();
+    return shared;
+}
+
+} // namespace
+
+template <class T, int TileW, int TileH>
+KXImage<T, TileW, TileH>::KXImage(int imageWidth, int imageHeight, bool isTiled)
+    : tiled(isTiled)
+    , width(std::max(imageWidth, 0))
+    , height(std::max(imageHeight, 0))
+{
+    if (tiled) {
+        tilesX = int((qint64(width) + TileW - 1) / TileW);
+        tilesY = int((qint64(height) + TileH - 1) / TileH);
+        if (qint64(tilesX) * tilesY > INT_MAX)
+            throw std::bad_alloc();
+        tiles.resize(size_t(tilesX) * size_t(tilesY));
+        Fill(T());
+    } else {
+        flatData = newFlatBuffer<T>(width, height);
+    }
+}
+
+template <class T, int TileW, int TileH>
+void KXImage<T, TileW, TileH>::Swap(KXImage &other) noexcept
+{
+    using std::swap;
+    swap(flatData, other.flatData);
+    swap(tiles, other.tiles);
+    swap(fakeTile, other.fakeTile);
+    swap(tiled, other.tiled);
+    swap(tilesX, other.tilesX);
+    swap(tilesY, other.tilesY);
+    swap(hasFlatWindow, other.hasFlatWindow);
+    swap(flatWindowRect, other.flatWindowRect);
+    swap(flatWindowOffset, other.flatWindowOffset);
+    swap(flatWindowOrigin, other.flatWindowOrigin);
+    swap(applicationWords, other.applicationWords);
+    swap(applicationByte, other.applicationByte);
+    swap(width, other.width);
+    swap(height, other.height);
+    swap(colorProfile, other.colorProfile);
+    swap(dpiX, other.dpiX);
+    swap(dpiY, other.dpiY);
+    swap(metadataFlags, other.metadataFlags);
+    swap(exifElements, other.exifElements);
+    swap(fakeIsContent, other.fakeIsContent);
+}
+
+template <class T, int TileW, int TileH>
+void KXImage<T, TileW, TileH>::ReportInvalidRead(int index, int line)
 {
     support::logLine(
         { headerPath, line }, QStringLiteral("Invalid tile index for getting the tile data %1").arg(index));
 }
 
-void KXImageLog::InvalidTileCompare(int line)
+template <class T, int TileW, int TileH>
+void KXImage<T, TileW, TileH>::ReportInvalidCompare(int line)
 {
     support::logLine({ headerPath, line }, "Invalid tile index for compare the tile data with fake");
+}
+
+template <class T, int TileW, int TileH>
+std::shared_ptr<T> KXImage<T, TileW, TileH>::CopyOfTile(const T &first)
+{
+    std::shared_ptr<T> copy = newTile<T>();
+    std::memcpy(static_cast<void *>(copy.get()), &first, TileBytes);
+    return copy;
+}
+
+template <class T, int TileW, int TileH>
+T *KXImage<T, TileW, TileH>::AllocTile(int index, bool clear)
+{
+    if (!HasTile(index))
+        return nullptr;
+    tiles[size_t(index)] = newTile<T>();
+    T *block = tiles[size_t(index)].get();
+    if (clear)
+        std::memset(static_cast<void *>(block), 0, TileBytes);
+    return block;
+}
+
+template <class T, int TileW, int TileH>
+void KXImage<T, TileW, TileH>::Fill(const T &value)
+{
+    if (width == 0 || height == 0)
+        return;
+    if (!tiled) {
+        if (T *pixels = flatData.data())
+            std::fill_n(pixels, size_t(width) * size_t(height), T(value));
+        return;
+    }
+    const std::shared_ptr<T> old = tiles[0]; // may be what holds the value
+    T *block = AllocTile(0, false);
+    std::fill_n(block, size_t(TileW) * TileH, T(value));
+    fakeTile = tiles[0];
+    std::fill(tiles.begin() + 1, tiles.end(), fakeTile);
+}
+
+template <class T, int TileW, int TileH>
+bool KXImage<T, TileW, TileH>::ReadRow(unsigned y, unsigned x, void *buffer, unsigned bytes) const
+{
+    if (y >= unsigned(height) || x >= unsigned(width))
+        return false;
+    if (!buffer)
+        return true;
+    if (!tiled) {
+        std::memcpy(buffer, flatData.data() + size_t(y) * size_t(width) + x, bytes);
+        return true;
+    }
+    unsigned char *const out = static_cast<unsigned char *>(buffer);
+    forEachRunOfRow(*this, y, x, bytes, [&](const pixels::TilePart &part, unsigned offset, unsigned count) {
+        if (const T *tile = TileData(part.tile))
+            std::memcpy(out + offset, tile + part.offset, count);
+        if (hasFlatWindow && IsFakeTile(part.tile))
+            readWindow(*this, part.x, part.y, out + offset, count);
+    });
+    return true;
+}
+
+template <class T, int TileW, int TileH>
+bool KXImage<T, TileW, TileH>::WriteRow(unsigned y, unsigned x, const void *buffer, unsigned bytes)
+{
+    if (y >= unsigned(height) || x >= unsigned(width))
+        return false;
+    if (!buffer)
+        return true;
+    if (!tiled) {
+        std::memcpy(static_cast<void *>(flatData.data() + size_t(y) * size_t(width) + x), buffer, bytes);
+        return true;
+    }
+    const unsigned char *const in = static_cast<const unsigned char *>(buffer);
+    forEachRunOfRow(*this, y, x, bytes, [&](const pixels::TilePart &part, unsigned offset, unsigned count) {
+        if (T *tile = TileData(part.tile, true))
+            std::memcpy(static_cast<void *>(tile + part.offset), in + offset, count);
+    });
+    return true;
+}
+
+template <class T, int TileW, int TileH>
+void KXImage<T, TileW, TileH>::CopyTo(KXImage &target, bool forceTiled) const
+{
+    KXImage copy(width, height, forceTiled || tiled);
+    copy.dpiX = dpiX;
+    copy.dpiY = dpiY;
+    copy.exifElements = exifElements;
+    copy.applicationWords[0] = applicationWords[0];
+    copy.applicationWords[1] = applicationWords[1];
+    copy.applicationByte = applicationByte;
+    if (tiled) {
+        for (size_t i = 0; i < tiles.size(); ++i)
+            if (tiles[i])
+                copy.tiles[i] = CopyOfTile(*tiles[i]);
+    } else if (forceTiled) {
+        CopyRect(copy, *this, Rect(), Rect(), true);
+    } else if (flatData) {
+        std::memcpy(
+            static_cast<void *>(copy.flatData.data()), flatData.data(), size_t(width) * size_t(height) * sizeof(T));
+    }
+    target = std::move(copy);
 }
 
 template <class T, int TileW, int TileH>
@@ -84,21 +286,22 @@ void KXImage<T, TileW, TileH>::CopyRect(
     };
     const auto tiledToFlat = [&](int row) {
         T *const out = flatPixel(dst, area->destinationX, area->destinationY + row);
-        forEachTileRun(src, area->sourceX, area->sourceY + row, area->width, [&](int tile, int at, int x, int n) {
-            const T *block = src.TileData(tile);
-            if (block && !src.IsFakeTile(tile))
-                copyRun(out + x, block + at, n, overwrite);
+        const QRect line(area->sourceX, area->sourceY + row, area->width, 1);
+        pixels::forEachTile(src, line, [&](const pixels::TilePart &run) {
+            const T *block = src.TileData(run.tile);
+            if (block && !src.IsFakeTile(run.tile))
+                copyRun(out + (run.x - line.x()), block + run.offset, run.columns, overwrite);
         });
     };
     const auto flatToTiled = [&](int row) {
         const T *const in = flatPixel(src, area->sourceX, area->sourceY + row);
-        const int y = area->destinationY + row;
-        forEachTileRun(dst, area->destinationX, y, area->width, [&](int tile, int at, int x, int n) {
+        const QRect line(area->destinationX, area->destinationY + row, area->width, 1);
+        pixels::forEachTile(dst, line, [&](const pixels::TilePart &run) {
             QMutexLocker lock(&dst.mutex);
-            T *block = dst.TileData(tile, true);
+            T *block = dst.TileData(run.tile, true);
             lock.unlock();
             if (block)
-                copyRun(block + at, in + x, n, overwrite);
+                copyRun(block + run.offset, in + (run.x - line.x()), run.columns, overwrite);
         });
     };
     try {
@@ -117,11 +320,35 @@ void KXImage<T, TileW, TileH>::CopyRect(
     }
 }
 
-template void RGBA32iImage::CopyRect(RGBA32iImage &, const RGBA32iImage &, const QRect &, const QRect &, bool);
-template void CMYKAImage::CopyRect(CMYKAImage &, const CMYKAImage &, const QRect &, const QRect &, bool);
-template void HSLAImage::CopyRect(HSLAImage &, const HSLAImage &, const QRect &, const QRect &, bool);
-template void RGBA64iImage::CopyRect(RGBA64iImage &, const RGBA64iImage &, const QRect &, const QRect &, bool);
-template void RGBA64fImage::CopyRect(RGBA64fImage &, const RGBA64fImage &, const QRect &, const QRect &, bool);
+template <class T, int TileW, int TileH>
+void KXImage<T, TileW, TileH>::SetExifElements(const QList<KXEXIFElement *> &elements)
+{
+    const auto list = std::make_shared<ExifList>();
+    std::vector<std::pair<std::unique_ptr<KXEXIFElement> *, KXEXIFElement *>> taken;
+    for (KXEXIFElement *element : elements) {
+        std::shared_ptr<KXEXIFElement> owner;
+        for (const ExifList *known : { exifElements.get(), static_cast<const ExifList *>(list.get()) })
+            if (known && !owner)
+                for (const auto &present : *known)
+                    if (present.get() == element)
+                        owner = present;
+        if (!owner) { // owned below, where nothing can fail any more
+            const auto holder = std::make_shared<std::unique_ptr<KXEXIFElement>>();
+            owner = std::shared_ptr<KXEXIFElement>(holder, element);
+            taken.emplace_back(holder.get(), element);
+        }
+        list->push_back(std::move(owner));
+    }
+    for (const auto &[holder, element] : taken)
+        holder->reset(element);
+    exifElements = list;
+}
+
+template class KXImage<OPRGBA32i, 128, 128>;
+template class KXImage<OPCMYKA, 128, 64>;
+template class KXImage<OPHSLA, 128, 64>;
+template class KXImage<OPRGBA64i, 128, 64>;
+template class KXImage<OPRGBA64f, 128, 64>;
 
 bool CopyFlatImageData(const RGBA32iImage *src, RGBA32iImage *dst)
 {

@@ -1,5 +1,7 @@
 #include "OPTransformImageColors.h"
 
+#include "pixels/BorrowedImage.h"
+#include "pixels/Tiles.h"
 #include "support/Kernels.h"
 #include "support/Log.h"
 #include "support/Workers.h"
@@ -43,17 +45,14 @@ void applyAtPosition(const BaseTransformation &transformation, OPRGBA32i *pixels
 /// Applies a transformation to row @p y of @p area. Tiles are written as they are, shared ones too.
 void walkRow(const BaseTransformation &transformation, RGBA32iImage &image, const QRect &area, int y, ApplyToRun apply)
 {
-    constexpr int tileW = RGBA32iImage::TileWidth, tileH = RGBA32iImage::TileHeight;
     if (!image.IsTiled()) {
         apply(transformation, image.Bits() + size_t(y) * size_t(image.Width()) + area.x(), area.width(), area.x(), y);
         return;
     }
-    const int end = area.x() + area.width();
-    for (int x = area.x(), n = 0; x < end; x += n) {
-        n = std::min(end - x, tileW - x % tileW);
-        if (OPRGBA32i *const tile = image.TileData(y / tileH * image.TilesX() + x / tileW, false))
-            apply(transformation, tile + y % tileH * tileW + x % tileW, n, x, y);
-    }
+    pixels::forEachTile(image, QRect(area.x(), y, area.width(), 1), [&](const pixels::TilePart &run) {
+        if (OPRGBA32i *const tile = image.TileData(run.tile, false))
+            apply(transformation, tile + run.offset, run.columns, run.x, y);
+    });
 }
 
 /// Rows [first, last) on @p count workers. A count that is not positive does nothing, unlike workers::onCaller.
@@ -125,20 +124,20 @@ void OPImageWalk::Plain(const std::shared_ptr<BaseTransformation> &transformatio
 {
     support::guarded({ path, __LINE__ }, [&] {
         const QRect area = clipped(rect, image.rect());
-        if (area.isEmpty() || image.depth() != 32 || !image.bits())
+        if (area.isEmpty() || image.depth() != 32)
             return;
+        const auto rows = pixels::borrowForWriting(image);
         int y = area.y();
         const int last = area.y() + area.height();
         // The kernel gives what the walk over a flat KXImage gives, which does nothing on a single processor and ends
         // before the last row. Its stride is the width; rows of a foreign buffer may lie further apart.
-        const bool served = workerCount() > 0 && image.bytesPerLine() == image.width() * 4;
+        const bool served = workerCount() > 0 && rows.strideBytes == qptrdiff(image.width()) * 4;
         if (const auto kernel = served ? plainKernelOfQImage.Bind() : nullptr) {
-            kernel(reinterpret_cast<OPRGBA32i *>(image.bits()), image.width(), area, transformation.get());
+            kernel(rows.first, image.width(), area, transformation.get());
             y = last - 1;
         }
         for (; y < last; ++y)
-            applyToColours(*transformation, reinterpret_cast<OPRGBA32i *>(image.scanLine(y)) + area.x(), area.width(),
-                area.x(), y);
+            applyToColours(*transformation, rows.Row(y) + area.x(), area.width(), area.x(), y);
     });
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "KXComposer.h"
-#include "compose/Planes.h"
+#include "pixels/Planes.h"
 #include "support/Arithmetic.h"
 #include "support/Log.h"
 #include "support/Prefetch.h"
@@ -14,6 +14,8 @@
 /// The walks of a composition over the blocks in which all planes are contiguous, and who does them; as templates over
 /// how rows are blended.
 namespace compose {
+
+using namespace pixels;
 
 constexpr char logPath[] = "src/KXComposer";
 

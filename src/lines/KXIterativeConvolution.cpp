@@ -31,7 +31,7 @@ void premultiplied(bool premultiply, RGBA32iImage &image, const QRect &rect, Pas
     }
     const OPTransformImageColors weight(KXBlur::PremultiplyAlpha(), &image, rect);
     const OPTransformImageColors straighten(KXBlur::ReturnAlpha(), &image, rect); // here: the way back needs no memory
-    lines::makePrivate(image, rect); // the walks write shared tiles as they are
+    pixels::makePrivate(image, rect); // the walks write shared tiles as they are
     weight();
     try {
         passes();

@@ -3,12 +3,11 @@
 #include "KXImage.h"
 #include "OPImageUtils.h"
 
+#include "pixels/Tiles.h"
 #include "support/Workers.h"
 
 #include "ConvolutionKernels.h"
 #include "Transpose.h"
-
-#include <QtCore/QMutexLocker>
 
 #include <algorithm>
 #include <atomic>
@@ -39,33 +38,6 @@ inline QRect clipped(const QRect &rect, const RGBA32iImage &image)
     return rect.isValid() ? ClippedTo(image.Rect(), rect) : image.Rect();
 }
 
-/// Makes those tiles of a tiled image private that @p rect touches. It is done before workers start, since several of
-/// them write rows of one tile and must not all make a copy of it. A tile in whose place a flat window shows takes over
-/// what it shows.
-inline void makePrivate(RGBA32iImage &image, const QRect &rect)
-{
-    constexpr int width = RGBA32iImage::TileWidth, height = RGBA32iImage::TileHeight;
-    const QRect area = ClippedTo(image.Rect(), rect);
-    if (!image.IsTiled() || area.isEmpty())
-        return;
-    std::vector<OPRGBA32i> shown;
-    const QMutexLocker lock(&image.Mutex());
-    for (int y = area.top() / height; y <= area.bottom() / height; ++y)
-        for (int x = area.left() / width; x <= area.right() / width; ++x) {
-            const int tile = y * image.TilesX() + x;
-            const bool behindWindow = image.HasFlatWindow() && image.IsFakeTile(tile);
-            if (behindWindow) {
-                shown.resize(size_t(width) * height);
-                for (int row = 0; row < height; ++row)
-                    image.ReadRow(unsigned(y * height + row), unsigned(x * width), &shown[size_t(row) * width],
-                        unsigned(width * sizeof(OPRGBA32i)));
-            }
-            OPRGBA32i *const block = image.TileData(tile, true);
-            if (behindWindow && block)
-                std::copy(shown.begin(), shown.end(), block);
-        }
-}
-
 /// One worker's access to lines, by direction. Workers take groups of neighbouring lines: @c Load is called once per
 /// group, then @c Read, @c Target and @c Write, in this order, for each of its lines until a cancel, then @c Flush. The
 /// target is where the line's new pixels are to be put: the buffer, or right where they belong.
@@ -78,7 +50,8 @@ class LineAccess<HorizontalDirection> {
 public:
     static void Prepare(RGBA32iImage &image, const PassShape &shape)
     {
-        makePrivate(image, QRect(shape.first, shape.firstLine, shape.length, shape.lastLine - shape.firstLine + 1));
+        pixels::makePrivate(
+            image, QRect(shape.first, shape.firstLine, shape.length, shape.lastLine - shape.firstLine + 1));
     }
 
     LineAccess(RGBA32iImage &image, const PassShape &shape)

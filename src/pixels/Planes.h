@@ -1,22 +1,18 @@
 #pragma once
 
-#include "KXImage.h"
+#include "pixels/BorrowedImage.h"
+#include "pixels/Tiles.h"
 
 #include <QtCore/QPoint>
-#include <QtGui/QImage>
 
-#include <algorithm>
 #include <climits>
-#include <new>
 
 /// Planes: the pixels of an image under any storage, addressed by positions in the destination.
 ///
 /// For a position (x, y) a plane tells which pixels lie contiguously from there to the right, and for how many rows
 /// down its stretches begin and end at the same places. A walk is written once, over planes. It asks once per block of
 /// up to 128 by 128 pixels, so that it costs next to nothing to find out how the image is stored.
-namespace compose {
-
-constexpr int tileSide = 128;
+namespace pixels {
 
 /// Pixels of @c length columns, with @c stride from row to row. @c pixels is null where nothing is stored.
 struct Stretch {
@@ -56,8 +52,8 @@ public:
     {
     }
     SourcePlane(const QImage &image, Shift shift, EmptyTiles empty, Window)
-        : m_pixels(reinterpret_cast<const OPRGBA32i *>(image.constBits()))
-        , m_stride(image.bytesPerLine() / qptrdiff(sizeof(OPRGBA32i)))
+        : m_pixels(borrow(image).first)
+        , m_stride(borrow(image).Stride())
         , m_width(image.width())
         , m_shift(shift)
         , m_empty(empty)
@@ -73,7 +69,7 @@ public:
     {
         if (!m_tiled)
             return INT_MAX;
-        int rows = tileSide - int((y + m_shift.y) % tileSide);
+        int rows = placeOf(*m_tiled, 0, int(y + m_shift.y)).rows;
         if (UsesWindow()) {
             const qint64 top = qint64(m_tiled->FlatWindowOrigin().y()) - m_tiled->FlatWindowOffset().y() - m_shift.y;
             const qint64 bottom = top + m_tiled->FlatWindowRect().height();
@@ -90,16 +86,16 @@ public:
         if (!m_tiled)
             return { m_pixels + sy * m_stride + sx, m_stride, m_width - sx };
 
-        const int tile = sy / tileSide * m_tiled->TilesX() + sx / tileSide, inTile = sx % tileSide;
-        const OPRGBA32i *block = m_tiled->TileData(tile);
-        if (block && m_empty == EmptyTiles::NullAndFake && m_tiled->IsFakeTile(tile))
+        const TilePlace place = placeOf(*m_tiled, sx, sy);
+        const OPRGBA32i *block = m_tiled->TileData(place.tile);
+        if (block && m_empty == EmptyTiles::NullAndFake && m_tiled->IsFakeTile(place.tile))
             block = nullptr;
         if (block)
-            return { block + sy % tileSide * tileSide + inTile, tileSide, tileSide - inTile };
+            return { block + place.offset, RGBA32iImage::TileWidth, place.columns };
         if (!UsesWindow())
-            return { nullptr, 0, tileSide - inTile };
+            return { nullptr, 0, place.columns };
         const auto window = m_tiled->FlatWindowRun(sx, sy);
-        return { window.pixels, m_tiled->FlatWindowRect().width(), std::min(tileSide - inTile, window.length) };
+        return { window.pixels, m_tiled->FlatWindowRect().width(), std::min(place.columns, window.length) };
     }
 
 private:
@@ -169,28 +165,27 @@ public:
     explicit TargetPlane(RGBA32iImage &image, Storage storage = AsImage)
         : m_tiled(image.IsTiled() || storage == AlwaysTiled ? &image : nullptr)
         , m_pixels(image.Bits())
-        , m_stride(m_tiled ? tileSide : image.Width())
+        , m_stride(m_tiled ? RGBA32iImage::TileWidth : image.Width())
     {
     }
     explicit TargetPlane(QImage &image)
-        : m_pixels(reinterpret_cast<OPRGBA32i *>(image.bits()))
-        , m_stride(image.bytesPerLine() / qptrdiff(sizeof(OPRGBA32i)))
+        : m_pixels(borrowForWriting(image).first)
+        , m_stride(borrow(image).Stride())
     {
-        if (!m_pixels) // an image that shared its pixels, and there is no memory for a copy of them
-            throw std::bad_alloc();
     }
 
     qptrdiff Stride() const { return m_stride; }
-    int RowsAt(int y) const { return m_tiled ? tileSide - y % tileSide : INT_MAX; }
-    int LengthAt(int x) const { return m_tiled ? tileSide - x % tileSide : INT_MAX; }
+    int RowsAt(int y) const { return m_tiled ? placeOf(*m_tiled, 0, y).rows : INT_MAX; }
+    int LengthAt(int x) const { return m_tiled ? placeOf(*m_tiled, x, 0).columns : INT_MAX; }
 
     /// The pixel at (x, y), to be written. Null where the tile is null: there is nothing to write to.
     OPRGBA32i *Writable(int x, int y) const
     {
         if (!m_tiled)
             return m_pixels + y * m_stride + x;
-        OPRGBA32i *block = m_tiled->TileData(y / tileSide * m_tiled->TilesX() + x / tileSide, true);
-        return block ? block + y % tileSide * tileSide + x % tileSide : nullptr;
+        const TilePlace place = placeOf(*m_tiled, x, y);
+        OPRGBA32i *const block = m_tiled->TileData(place.tile, true);
+        return block ? block + place.offset : nullptr;
     }
 
 private:
@@ -213,4 +208,4 @@ void forEachBlock(const QRect &area, Block block, const Planes &...planes)
     }
 }
 
-} // namespace compose
+} // namespace pixels

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "KXPixels.h"
+
+#include <QtGui/QImage>
+
+#include <new>
+
+namespace pixels {
+
+/// The pixels of a QImage of 32 bits a pixel, for as long as nothing else is done with it. Rows may lie further apart
+/// than the image is wide: QImage lets an application choose the distance in bytes.
+template <class Pixel>
+struct BorrowedImage {
+    Pixel *first; ///< null for a null image
+    qptrdiff strideBytes; ///< from one row to the next; a multiple of four, as QImage asks
+
+    Pixel *Row(int y) const
+    {
+        using Byte = std::conditional_t<std::is_const_v<Pixel>, const uchar, uchar>;
+        return reinterpret_cast<Pixel *>(reinterpret_cast<Byte *>(first) + y * strideBytes);
+    }
+    qptrdiff Stride() const { return strideBytes / qptrdiff(sizeof(Pixel)); }
+};
+
+/// For reading: @p image may go on sharing its pixels.
+inline BorrowedImage<const OPRGBA32i> borrow(const QImage &image)
+{
+    return { reinterpret_cast<const OPRGBA32i *>(image.constBits()), image.bytesPerLine() };
+}
+
+/// For writing: an image that shares its pixels, or has those of a buffer that may only be read, gets a copy. Without
+/// memory for it std::bad_alloc leaves and @p image shares as before; **but an image on a read-only buffer that no
+/// other image shares is null then**: Qt drops it, and does not tell beforehand that there is something to copy.
+inline BorrowedImage<OPRGBA32i> borrowForWriting(QImage &image)
+{
+    if (image.isNull())
+        return { nullptr, 0 };
+    const QImage before = image.isDetached() ? QImage() : image;
+    uchar *const bits = image.bits();
+    if (!bits) {
+        image = before;
+        throw std::bad_alloc();
+    }
+    // Not earlier: a copy has its rows closer together than the image that it was made of may have them.
+    return { reinterpret_cast<OPRGBA32i *>(bits), image.bytesPerLine() };
+}
+
+} // namespace pixels
