@@ -1,9 +1,9 @@
 #include "OPImageUtils.h"
 
+#include "pixels/BorrowedImage.h"
+
 #include <algorithm>
 #include <cstring>
-#include <new>
-#include <utility>
 
 namespace OPImageUtils {
 
@@ -42,27 +42,11 @@ auto column(Image &image, unsigned line, unsigned start, unsigned &bytes) -> dec
     return image.Bits() + size_t(start) * size_t(image.Width()) + line;
 }
 
-/// Row @p row of an image, which becomes the image's own if it is shared. That may pack the rows: how far apart they lie
-/// is to be asked afterwards. The image itself would become null where there is no memory for a copy.
-unsigned char *writableRow(QImage &image, unsigned row)
-{
-    if (!image.isDetached()) {
-        QImage own = image.copy();
-        if (own.isNull())
-            throw std::bad_alloc();
-        image = std::move(own);
-    }
-    unsigned char *const pixels = image.scanLine(int(row));
-    if (!pixels) // it was on a const buffer
-        throw std::bad_alloc();
-    return pixels;
-}
-
 bool readRow(const QImage &image, unsigned line, unsigned start, unsigned char *buffer, unsigned bytes)
 {
     if (image.depth() != 32 || line >= unsigned(image.height()) || !endsBefore(unsigned(image.width()), start, bytes))
         return false;
-    std::memcpy(buffer, image.constScanLine(int(line)) + size_t(start) * 4, bytes);
+    std::memcpy(buffer, pixels::borrow(image).Row(int(line)) + start, bytes);
     return true;
 }
 
@@ -70,7 +54,7 @@ bool writeRow(QImage &image, unsigned line, unsigned start, const unsigned char 
 {
     if (image.depth() != 32 || line >= unsigned(image.height()) || !endsBefore(unsigned(image.width()), start, bytes))
         return false;
-    std::memcpy(writableRow(image, line) + size_t(start) * 4, buffer, bytes);
+    std::memcpy(static_cast<void *>(pixels::borrowForWriting(image).Row(int(line)) + start), buffer, bytes);
     return true;
 }
 
@@ -78,7 +62,9 @@ bool readColumn(const QImage &image, unsigned line, unsigned start, unsigned cha
 {
     if (image.depth() != 32 || line >= unsigned(image.width()) || !endsBefore(unsigned(image.height()), start, bytes))
         return false;
-    copyPixels(image.constScanLine(int(start)) + size_t(line) * 4, image.bytesPerLine(), buffer, 4, bytes);
+    const auto rows = pixels::borrow(image);
+    copyPixels(
+        reinterpret_cast<const unsigned char *>(rows.Row(int(start)) + line), rows.strideBytes, buffer, 4, bytes);
     return true;
 }
 
@@ -86,8 +72,8 @@ bool writeColumn(QImage &image, unsigned line, unsigned start, const unsigned ch
 {
     if (image.depth() != 32 || line >= unsigned(image.width()) || !endsBefore(unsigned(image.height()), start, bytes))
         return false;
-    unsigned char *const first = writableRow(image, start) + size_t(line) * 4;
-    copyPixels(buffer, 4, first, image.bytesPerLine(), bytes);
+    const auto rows = pixels::borrowForWriting(image);
+    copyPixels(buffer, 4, reinterpret_cast<unsigned char *>(rows.Row(int(start)) + line), rows.strideBytes, bytes);
     return true;
 }
 

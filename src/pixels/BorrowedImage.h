@@ -5,6 +5,8 @@
 #include <QtGui/QImage>
 
 #include <new>
+#include <type_traits>
+#include <utility>
 
 namespace pixels {
 
@@ -36,12 +38,15 @@ inline BorrowedImage<OPRGBA32i> borrowForWriting(QImage &image)
 {
     if (image.isNull())
         return { nullptr, 0 };
-    const QImage before = image.isDetached() ? QImage() : image;
-    uchar *const bits = image.bits();
-    if (!bits) {
-        image = before;
-        throw std::bad_alloc();
+    if (!image.isDetached()) {
+        QImage own = image.copy();
+        if (own.isNull())
+            throw std::bad_alloc();
+        image = std::move(own);
     }
+    uchar *const bits = image.bits();
+    if (!bits)
+        throw std::bad_alloc();
     // Not earlier: a copy has its rows closer together than the image that it was made of may have them.
     return { reinterpret_cast<OPRGBA32i *>(bits), image.bytesPerLine() };
 }
