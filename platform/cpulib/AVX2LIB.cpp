@@ -44,6 +44,7 @@ const DefaultModule defaultModule;
 
 std::mutex mutex;
 std::optional<std::string> namedModule; // not set: the module beside the library; empty: none
+std::optional<AVX2LIB *> current; // not set: nobody has asked since the name was given
 
 bool processorHasAvx2()
 {
@@ -87,26 +88,30 @@ AVX2LIB *AVX2LIB::Instance()
     static auto &modules = *new std::map<std::string, std::unique_ptr<AVX2LIB>>;
 
     const std::lock_guard<std::mutex> lock(mutex);
+    if (current)
+        return *current;
     const std::string path = namedModule ? *namedModule : defaultModule.Path();
     if (path.empty() || !processorHasAvx2())
-        return nullptr;
+        return *(current = nullptr);
     auto &module = modules[path];
     if (!module && isWhole(path))
         if (void *handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
             module.reset(new AVX2LIB(handle));
-    return module.get();
+    return *(current = module.get());
 }
 
 void AVX2LIB::UseModule(const char *path)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     namedModule = path ? path : "";
+    current.reset();
 }
 
 void AVX2LIB::UseDefaultModule()
 {
     const std::lock_guard<std::mutex> lock(mutex);
     namedModule.reset();
+    current.reset();
 }
 
 void *AVX2LIB::GetProcAddress(const char *name) const { return name ? dlsym(m_module, name) : nullptr; }
