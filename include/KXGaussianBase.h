@@ -14,12 +14,11 @@ class KX_EXPORT KXGaussianBase {
 public:
     static constexpr double PI = 3.141592653589793;
 
-    /// The largest reach of a Gaussian. A larger one would be a kernel of more than eight million entries, all of which
-    /// are 0 in fixed point.
+    /// The largest radius of weights, which are then more than eight million.
     static constexpr unsigned MaximumRadius = (1u << 22) - 1;
 
-    /// The reach of a Gaussian: three times @p sigma, truncated, and at least 1. What does not fit 32 bits, and NaN,
-    /// gives 1, as does a negative sigma. Throws std::length_error above @c MaximumRadius.
+    /// How far a Gaussian reaches to either side: three times @p sigma, truncated, and at least 1. What does not fit an
+    /// int, and NaN, gives 1, as does a negative sigma. May exceed @c MaximumRadius.
     static int Reach(double sigma);
 
     /// Sets the weights to a Gaussian whose sigma is a third of @p radius. A radius of 0 gives the single weight 1.

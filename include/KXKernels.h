@@ -296,8 +296,8 @@ protected:
 /// 0..255. Colour is copied.
 class KX_EXPORT OPGaussianAlpha1D : public OPLineKernelBase, public KXGaussianBase {
 public:
-    /// Reaches @c KXGaussianBase::Reach(sigma) pixels to either side. A sigma of 0 or NaN makes every weight NaN and
-    /// every alpha 0. Throws as @c Reach does.
+    /// Reaches @c KXGaussianBase::Reach(sigma) pixels to either side; beyond @c KXGaussianBase::MaximumRadius it is cut
+    /// off. A sigma of 0 or NaN makes every weight NaN and every alpha 0. Throws nothing but std::bad_alloc.
     explicit OPGaussianAlpha1D(double sigma);
     OPGaussianAlpha1D(const OPGaussianAlpha1D &) = default;
     OPGaussianAlpha1D &operator=(const OPGaussianAlpha1D &) = default;

@@ -17,7 +17,7 @@ class KX_EXPORT OPGaussianBlurProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {
         /// In pixels. Sensible from 0.2, which is close to no blur, to some hundreds. 0, NaN and values from 13108 on
-        /// clear what they blur. Negative ones, and those above 1398101, some of which make @c run throw, are told at
+        /// clear what they blur. What negative ones do, and those from 715827883 on, stands at
         /// @c KXBlur::CreateGaussianKernel.
         double sigma = 5.0;
 

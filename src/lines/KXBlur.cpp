@@ -10,7 +10,7 @@
 
 namespace {
 
-short entry(double value) { return short(arithmetic::truncate(value)); }
+short tap(double value) { return short(arithmetic::truncate(value)); }
 
 /// @p transformation over a line, by its bound @p kernel where it has one.
 template <class Transformation>
@@ -28,27 +28,33 @@ void apply(const Transformation &transformation, const std::function<void(unsign
 
 std::vector<short> KXBlur::CreateGaussianKernel(double sigma)
 {
-    const std::vector<double> weights = lines::gaussian(unsigned(KXGaussianBase::Reach(sigma)), sigma);
+    const unsigned reach = unsigned(KXGaussianBase::Reach(sigma));
+    if (reach > KXGaussianBase::MaximumRadius)
+        return { 0, 0, 0 };
+    // From a sigma of 13108 on even the middle weight is less than half of 1 / 16384, and so all taps are 0.
+    if (reach >= 3 * 13108)
+        return std::vector<short>(2 * size_t(reach) + 1);
+    const std::vector<double> weights = lines::gaussian(reach, sigma);
     const double sum = lines::sumFromMiddle(weights);
-    std::vector<short> kernel;
-    kernel.reserve(weights.size());
+    std::vector<short> taps;
+    taps.reserve(weights.size());
     for (const double weight : weights)
-        kernel.push_back(entry(weight / sum * 16384.0 + 0.5));
-    return kernel;
+        taps.push_back(tap(weight / sum * 16384.0 + 0.5));
+    return taps;
 }
 
 std::vector<short> KXBlur::CreateSimpleBoxKernel(int amount)
 {
     // 16384 / 765 for each outer tap: at 255 all three are a third.
-    const short outer = entry(amount * 21.416993464052286 + 0.5);
-    return { outer, entry(16384.0 - amount * 42.83398692810457 + 0.5), outer };
+    const short outer = tap(amount * 21.416993464052286 + 0.5);
+    return { outer, tap(16384.0 - amount * 42.83398692810457 + 0.5), outer };
 }
 
 std::vector<short> KXBlur::CreateSimpleSharpenKernel(int amount)
 {
     // 16384 / 255. The outer taps are negative and truncate toward zero.
-    const short outer = entry(0.5 - amount * 64.25098039215686);
-    return { outer, entry(amount * 128.50196078431372 + 16384.5), outer };
+    const short outer = tap(0.5 - amount * 64.25098039215686);
+    return { outer, tap(amount * 128.50196078431372 + 16384.5), outer };
 }
 
 std::function<void(unsigned char *, bool)> KXBlur::PremultiplyAlpha::m_PremultiplyAlphaAVX2;

@@ -7,22 +7,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-namespace {
-
-void requireRadius(unsigned radius)
-{
-    if (radius > KXGaussianBase::MaximumRadius)
-        throw std::length_error("the reach of a Gaussian is limited to 4194303 pixels");
-}
-
-} // namespace
-
-int KXGaussianBase::Reach(double sigma)
-{
-    const int radius = std::max(arithmetic::truncate(sigma * 3.0), 1);
-    requireRadius(unsigned(radius));
-    return radius;
-}
+int KXGaussianBase::Reach(double sigma) { return std::max(arithmetic::truncate(sigma * 3.0), 1); }
 
 void KXGaussianBase::Init(unsigned int radius)
 {
@@ -36,7 +21,8 @@ void KXGaussianBase::Init(unsigned int radius)
 
 void KXGaussianBase::Init(unsigned int radius, double sigma)
 {
-    requireRadius(radius);
+    if (radius > MaximumRadius)
+        throw std::length_error("the radius of a Gaussian is limited to 4194303");
     m_weights = lines::gaussian(radius, sigma);
     m_radius = radius;
     const double scale = 1.0 / lines::sumFromMiddle(m_weights);

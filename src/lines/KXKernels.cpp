@@ -25,7 +25,7 @@ int OPAlphaBlurAccumulatorWithRGBColorize::GetRadius() const { return m_radius; 
 OPGaussianAlpha1D::OPGaussianAlpha1D(double sigma)
     : OPLineKernelBase(KernelAlpha)
 {
-    Init(unsigned(Reach(sigma)), sigma);
+    Init(std::min(unsigned(Reach(sigma)), MaximumRadius), sigma);
 }
 
 OPGaussianAlpha1D::~OPGaussianAlpha1D() = default;
@@ -55,40 +55,16 @@ void OPShiftEdge1D::operator()(int i)
 {
     const qint64 position = qint64(i) + m_sourceOffset;
     OPRGBA32i pixel = Clamped(position);
-    const int center = pixel.a;
-    int left = m_shift > 0 ? 0 : center, right = left; // the alphas that have been met so far on either side
-
-    const auto look = [this](qint64 index, int &tracked) {
-        if (!Inside(index)) {
-            if (m_shift < 0)
-                tracked = 0;
-            return;
-        }
-        const int alpha = (*m_source)[size_t(index)].a;
-        tracked = m_shift < 0 ? std::min(tracked, alpha) : std::max(tracked, alpha);
+    const auto look = [this, &pixel](qint64 index) {
+        const int alpha = Inside(index) ? (*m_source)[size_t(index)].a : 0; // 0 is no highest alpha
+        pixel.a =
+            static_cast<unsigned char>(m_shift < 0 ? std::min(int(pixel.a), alpha) : std::max(int(pixel.a), alpha));
     };
-    for (int k = 1; k <= Left(); ++k) {
-        look(position + k, right);
-        look(position - k, left);
-        if (position + k > m_lastIndex && position - k < 0)
-            break; // both sides have left the line for good
-    }
-
-    // Left and right are not treated alike where the center equals or exceeds the left: that is intended.
-    if (m_shift < 0) {
-        if (center > left)
-            pixel.a = static_cast<unsigned char>(right >= center ? left : std::min(left, right));
-        else if (center == left)
-            pixel.a = static_cast<unsigned char>(right > center ? center : right);
-        else
-            pixel.a = static_cast<unsigned char>(right > center ? std::min(left, right) : right);
-    } else if (m_shift > 0) {
-        if (center > left)
-            pixel.a = static_cast<unsigned char>(right >= center ? right : center);
-        else if (center == left)
-            pixel.a = static_cast<unsigned char>(right > center ? right : center);
-        else
-            pixel.a = static_cast<unsigned char>(right > center ? std::max(left, right) : left);
+    // A step beyond both ends of the line meets the same as the one before.
+    const qint64 farthest = std::min(qint64(Left()), std::max(position, m_lastIndex - position) + 1);
+    for (qint64 k = 1; k <= farthest; ++k) {
+        look(position + k);
+        look(position - k);
     }
     Target(i) = pixel;
 }
