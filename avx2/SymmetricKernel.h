@@ -14,7 +14,7 @@ namespace symmetric {
 
 constexpr int fractionBits = 14;
 constexpr int roundingTerm = 1 << (fractionBits - 1);
-constexpr int maxRadius = int(lines::columns::maxEntries) / 2;
+constexpr int maxRadius = int(lines::columns::maxTaps) / 2;
 
 /// The entries from the middle on, in pairs as the multiplication takes them. The first pair is the middle and its
 /// neighbour, or the middle alone: whichever leaves an even number of further entries.

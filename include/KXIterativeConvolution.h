@@ -15,6 +15,10 @@
 #include <functional>
 #include <vector>
 
+namespace lines {
+class AlphaInPasses; // internal
+}
+
 template <class Image>
 class KXIterativeConvolutionFast2D;
 
@@ -61,19 +65,15 @@ protected:
 private:
     friend class KXIterativeConvolutionFast2D<Image>;
 
-    struct Weighting;
-
     /// Whether the module's kernel that takes many columns side by side serves this pass.
     bool HasColumnsKernel() const;
-    /// Runs the pass; lines are weighted by alpha, or made straight, as @p weighting says.
-    void Convolve(const std::atomic<bool> &cancel, const std::function<void()> &progress, const Weighting &weighting);
+    /// Runs the pass. With @p alpha, rows are premultiplied and columns unpremultiplied on the way.
+    void Convolve(const std::atomic<bool> &cancel, const std::function<void()> &progress, lines::AlphaInPasses *alpha);
 
-    std::vector<short> m_kernel;
-    unsigned m_radius; ///< the number of entries halved
+    std::vector<short> m_taps;
     Image *m_image;
     QRect m_clip;
     Direction m_direction;
-    unsigned m_paddedLength; ///< of the source line: its length, the reach on both sides, up to a multiple of 4
     bool m_premultiply = false;
 };
 
@@ -106,8 +106,6 @@ protected:
     virtual void Reserved5() { }
 
 private:
-    void RunWeighted(const std::atomic<bool> &cancel, const std::function<void()> &progress);
-
     Image *m_image;
     QRect m_clip;
     KXIterativeConvolutionFast1D<Image, OPImageUtils::HorizontalDirection<Image>> m_horizontal;

@@ -6,10 +6,10 @@
 
 namespace lines {
 
-/// Whether a kernel is as long before its middle as after it, with the same entries. An empty one is not.
-inline bool isSymmetric(const std::vector<short> &kernel)
+/// Whether taps are the same on both sides of a middle one. None at all are not.
+inline bool isSymmetric(const std::vector<short> &taps)
 {
-    return kernel.size() % 2 != 0 && std::equal(kernel.begin(), kernel.begin() + kernel.size() / 2, kernel.rbegin());
+    return taps.size() % 2 != 0 && std::equal(taps.begin(), taps.begin() + taps.size() / 2, taps.rbegin());
 }
 
 } // namespace lines
@@ -17,24 +17,24 @@ inline bool isSymmetric(const std::vector<short> &kernel)
 /// What the convolution of columns and a kernel for it agree on.
 ///
 /// Columns are convolved side by side, in blocks of @c width. A row of a block is a few vectors, columns need not be
-/// turned into lines, and each pixel is read from memory and written there once.
+/// transposed into lines, and each pixel is read from memory and written there once.
 namespace lines::columns {
 
 constexpr int width = 64;
-constexpr std::size_t maxEntries = 65; ///< of a kernel; longer ones are faster on lines, turning included
+constexpr std::size_t maxTaps = 65; ///< more are faster on lines, transposing included
 
-/// Whether a kernel may be handed on.
-inline bool fits(const std::vector<short> &kernel) { return kernel.size() <= maxEntries && isSymmetric(kernel); }
+/// Whether the kernel takes these taps.
+inline bool fits(const std::vector<short> &taps) { return taps.size() <= maxTaps && isSymmetric(taps); }
 
 } // namespace lines::columns
 
-/// What the convolution of rows and a kernel for it agree on: the kernel takes straight pixels and weights them by
-/// alpha itself, as by KXBlur::PremultiplyAlpha. Otherwise it is called like the kernel for any line.
+/// What the convolution of rows and a kernel for it agree on: the kernel takes straight pixels and premultiplies them
+/// itself, as by KXBlur::PremultiplyAlpha. Otherwise it is called like the kernel for any line.
 namespace lines::rows {
 
-constexpr std::size_t maxEntries = 7; ///< of a kernel; with more, weighting is a small part of the work
+constexpr std::size_t maxTaps = 7; ///< with more, premultiplying is a small part of the work
 
-/// Whether a kernel may be handed on.
-inline bool fits(const std::vector<short> &kernel) { return kernel.size() <= maxEntries && isSymmetric(kernel); }
+/// Whether the kernel takes these taps.
+inline bool fits(const std::vector<short> &taps) { return taps.size() <= maxTaps && isSymmetric(taps); }
 
 } // namespace lines::rows

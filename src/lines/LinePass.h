@@ -11,7 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
+#include <exception>
 #include <functional>
 #include <vector>
 
@@ -38,56 +38,76 @@ inline QRect clipped(const QRect &rect, const RGBA32iImage &image)
     return rect.isValid() ? ClippedTo(image.Rect(), rect) : image.Rect();
 }
 
-/// One worker's access to lines, by direction. Workers take groups of neighbouring lines: @c Load is called once per
-/// group, then @c Read, @c Target and @c Write, in this order, for each of its lines until a cancel, then @c Flush. The
-/// target is where the line's new pixels are to be put: the buffer, or right where they belong.
+/// What one worker of a pass needs for its lines: the pixels that it reads, and those that it writes if they are not put
+/// right where they belong.
+struct LineBuffers {
+    explicit LineBuffers(const PassShape &shape)
+        : source(size_t(shape.sourceLength))
+        , target(size_t(shape.length))
+    {
+    }
+
+    std::vector<OPRGBA32i> source, target, block;
+};
+
+/// The lines of a pass in groups of neighbours, by direction; a worker takes a group at a time.
+///
+/// A @c Group is what a worker holds of one: it begins at the line @c done of the group, each call of @c ProcessNext
+/// takes one line further, and when it ends the lines that were processed are in the image.
 template <class Direction>
-class LineAccess;
+class LineGroups;
 
 /// Rows: a group is one row, read and written where it is.
 template <>
-class LineAccess<HorizontalDirection> {
+class LineGroups<HorizontalDirection> {
 public:
-    static void Prepare(RGBA32iImage &image, const PassShape &shape)
+    LineGroups(RGBA32iImage &image, const PassShape &shape)
+        : m_image(image)
+        , m_shape(shape)
     {
         pixels::makePrivate(
             image, QRect(shape.first, shape.firstLine, shape.length, shape.lastLine - shape.firstLine + 1));
     }
 
-    LineAccess(RGBA32iImage &image, const PassShape &shape)
-        : m_image(image)
-        , m_shape(shape)
-    {
-    }
+    int Count() const { return m_shape.lastLine - m_shape.firstLine + 1; }
+    int LineCount(int) const { return 1; }
 
-    int GroupCount() const { return m_shape.lastLine - m_shape.firstLine + 1; }
-    int Load(int group)
-    {
-        m_row = unsigned(m_shape.firstLine + group);
-        return 1;
-    }
-    int Line(int) const { return int(m_row); }
-    void Read(int, OPRGBA32i *pixels) const
-    {
-        if (m_image.IsTiled()) // a null tile reads as empty, not as what an earlier row left here
-            std::memset(static_cast<void *>(pixels), 0, size_t(m_shape.readLength) * sizeof(OPRGBA32i));
-        m_image.ReadRow(m_row, unsigned(m_shape.readFirst), pixels, unsigned(m_shape.readLength) * 4u);
-    }
-    OPRGBA32i *Target(int, OPRGBA32i *buffer) const
-    {
-        return m_image.IsTiled() ? buffer : m_image.Bits() + size_t(m_row) * size_t(m_image.Width()) + m_shape.first;
-    }
-    void Write(int, const OPRGBA32i *pixels)
-    {
-        if (m_image.IsTiled())
-            m_image.WriteRow(m_row, unsigned(m_shape.first), pixels, unsigned(m_shape.length) * 4u);
-    }
-    void Flush() { }
+    class Group {
+    public:
+        Group(const LineGroups &rows, int group, int, LineBuffers &buffers)
+            : m_image(rows.m_image)
+            , m_shape(rows.m_shape)
+            , m_buffers(buffers)
+            , m_row(m_shape.firstLine + group)
+        {
+        }
+
+        template <class Process>
+        void ProcessNext(Process &process)
+        {
+            OPRGBA32i *const read = m_buffers.source.data() + m_shape.lead;
+            const bool isTiled = m_image.IsTiled();
+            if (isTiled) // a null tile reads as empty, not as what an earlier row left here
+                std::fill_n(read, m_shape.readLength, OPRGBA32i());
+            m_image.ReadRow(unsigned(m_row), unsigned(m_shape.readFirst), read, unsigned(m_shape.readLength) * 4u);
+            OPRGBA32i *const target = isTiled
+                ? m_buffers.target.data()
+                : m_image.Bits() + size_t(m_row) * size_t(m_image.Width()) + m_shape.first;
+            process(m_row, m_buffers.source, target);
+            if (isTiled)
+                m_image.WriteRow(unsigned(m_row), unsigned(m_shape.first), target, unsigned(m_shape.length) * 4u);
+        }
+
+    private:
+        RGBA32iImage &m_image;
+        const PassShape &m_shape;
+        LineBuffers &m_buffers;
+        int m_row;
+    };
 
 private:
     RGBA32iImage &m_image;
     const PassShape &m_shape;
-    unsigned m_row = 0;
 };
 
 /// The columns of a flat image in blocks.
@@ -99,6 +119,8 @@ class ColumnBlocks {
 public:
     struct Block {
         int first, count;
+        /// Its columns from the @p done th on.
+        Block From(int done) const { return { first + done, count - done }; }
     };
 
     ColumnBlocks(RGBA32iImage &image, const PassShape &shape)
@@ -112,6 +134,7 @@ public:
     bool HasPixels() const { return m_pixels; }
     qptrdiff Stride() const { return m_imageWidth; }
     int Count() const { return (m_shape.lastLine - m_origin) / columns::width + 1; }
+    int LineCount(int index) const { return At(index).count; }
     Block At(int index) const
     {
         const int origin = m_origin + index * columns::width, first = std::max(origin, m_shape.firstLine);
@@ -126,66 +149,118 @@ private:
     int m_origin; ///< where the first block would begin, up to 15 columns before the first line
 };
 
-/// Columns, of flat images only: in any other nothing is read and nothing written. A group is a block of columns, which
-/// is turned into contiguous lines, and back.
+/// Columns, of flat images only: in any other nothing is read and nothing written. A group is a block of columns. It is
+/// transposed into contiguous lines, and the finished ones are transposed back at the end.
 template <>
-class LineAccess<VerticalDirection> {
+class LineGroups<VerticalDirection> {
 public:
-    static void Prepare(RGBA32iImage &, const PassShape &) { }
-
-    LineAccess(RGBA32iImage &image, const PassShape &shape)
+    LineGroups(RGBA32iImage &image, const PassShape &shape)
         : m_blocks(image, shape)
         , m_shape(shape)
         , m_stride((qptrdiff(shape.readLength) + 15) / 16 * 16 + 16) // no power of two: lines must not share cache sets
     {
     }
 
-    int GroupCount() const { return m_blocks.Count(); }
-    int Load(int group)
-    {
-        m_block = m_blocks.At(group);
-        m_done = 0;
-        if (m_blocks.HasPixels()) {
-            m_lines.resize(size_t(m_stride) * size_t(m_block.count));
-            transpose(m_blocks.Pixels(m_block, m_shape.readFirst), m_blocks.Stride(), m_lines.data(), m_stride,
+    int Count() const { return m_blocks.Count(); }
+    int LineCount(int group) const { return m_blocks.LineCount(group); }
+
+    class Group {
+    public:
+        Group(const LineGroups &columns, int group, int done, LineBuffers &buffers)
+            : m_columns(columns)
+            , m_shape(columns.m_shape)
+            , m_block(columns.m_blocks.At(group).From(done))
+            , m_buffers(buffers)
+        {
+            const ColumnBlocks &blocks = m_columns.m_blocks;
+            if (!blocks.HasPixels())
+                return;
+            m_buffers.block.resize(size_t(m_columns.m_stride) * size_t(m_block.count));
+            transpose(blocks.Pixels(m_block, m_shape.readFirst), blocks.Stride(), Line(0), m_columns.m_stride,
                 m_block.count, m_shape.readLength);
         }
-        return m_block.count;
-    }
-    int Line(int line) const { return m_block.first + line; }
-    void Read(int line, OPRGBA32i *pixels) const
-    {
-        if (m_blocks.HasPixels())
-            std::memcpy(static_cast<void *>(pixels), m_lines.data() + line * m_stride,
-                size_t(m_shape.readLength) * sizeof(OPRGBA32i));
-    }
-    OPRGBA32i *Target(int line, OPRGBA32i *buffer)
-    {
-        return m_blocks.HasPixels() ? m_lines.data() + line * m_stride + FirstWritten() : buffer;
-    }
-    void Write(int line, const OPRGBA32i *) { m_done = line + 1; }
-    void Flush()
-    {
-        if (m_blocks.HasPixels())
-            transpose(m_lines.data() + FirstWritten(), m_stride, m_blocks.Pixels(m_block, m_shape.first),
-                m_blocks.Stride(), m_shape.length, m_done);
-    }
+        ~Group()
+        {
+            const ColumnBlocks &blocks = m_columns.m_blocks;
+            if (blocks.HasPixels())
+                transpose(Line(0) + FirstWritten(), m_columns.m_stride, blocks.Pixels(m_block, m_shape.first),
+                    blocks.Stride(), m_shape.length, m_finished);
+        }
+        Q_DISABLE_COPY(Group)
+
+        template <class Process>
+        void ProcessNext(Process &process)
+        {
+            OPRGBA32i *target = m_buffers.target.data();
+            if (m_columns.m_blocks.HasPixels()) {
+                OPRGBA32i *const line = Line(m_finished);
+                std::copy_n(line, m_shape.readLength, m_buffers.source.data() + m_shape.lead);
+                target = line + FirstWritten();
+            }
+            process(m_block.first + m_finished, m_buffers.source, target);
+            ++m_finished;
+        }
+
+    private:
+        OPRGBA32i *Line(int line) { return m_buffers.block.data() + line * m_columns.m_stride; }
+        /// Where in a line those pixels begin that are written.
+        int FirstWritten() const { return m_shape.first - m_shape.readFirst; }
+
+        const LineGroups &m_columns;
+        const PassShape &m_shape;
+        const ColumnBlocks::Block m_block;
+        LineBuffers &m_buffers;
+        int m_finished = 0;
+    };
 
 private:
-    /// Where in a line of the block those pixels begin that are written back.
-    int FirstWritten() const { return m_shape.first - m_shape.readFirst; }
-
     ColumnBlocks m_blocks;
     const PassShape &m_shape;
     qptrdiff m_stride;
-    std::vector<OPRGBA32i> m_lines;
-    ColumnBlocks::Block m_block = {};
-    int m_done = 0; ///< how many of its lines are finished
 };
 
-/// Runs a process over all lines of @p shape on @p count workers (see @c workers::forEachItem). Each line is read,
-/// processed, written, and reported to @p progress if that holds a target. The cancel flag is read before each line;
-/// lines that come after a cancel stay as they were.
+/// Has @p count workers finish all lines of @p groups (see @c workers::forEachItem). @p makeWorker is called once per
+/// worker and returns its function, called as worker(group, done): it takes the lines of the group from the @c done th
+/// on, counts them there as it finishes them, and returns false if it is to get no more.
+///
+/// A worker that throws gets no more lines. What it left of its group is done by the others, in further rounds; then
+/// what was thrown first leaves.
+template <class Groups, class MakeWorker>
+void forEachGroup(const Groups &groups, int count, MakeWorker makeWorker)
+{
+    std::vector<int> done(size_t(groups.Count()));
+    std::exception_ptr first;
+    for (int left = count; left > 0 || !first;) {
+        std::atomic<int> thrown { 0 };
+        try {
+            workers::forEachItem(left, 0, groups.Count(), [&] {
+                const auto counted = [&thrown](const auto &call) {
+                    try {
+                        return call();
+                    } catch (...) {
+                        ++thrown;
+                        throw;
+                    }
+                };
+                return [&, counted, worker = counted(makeWorker)](int group) mutable {
+                    int &finished = done[size_t(group)];
+                    return finished == groups.LineCount(group) || counted([&] { return worker(group, finished); });
+                };
+            });
+            break;
+        } catch (...) {
+            if (!first)
+                first = std::current_exception();
+            left -= std::max(thrown.load(), 1);
+        }
+    }
+    if (first)
+        std::rethrow_exception(first);
+}
+
+/// Runs a process over all lines of @p shape on @p count workers. Each line is read, processed, written, and reported
+/// to @p progress if that holds a target. The cancel flag is read before each line; lines that come after a cancel stay
+/// as they were.
 ///
 /// @p makeProcess is called once per worker and returns its process. That is called as process(line, source, target)
 /// with the line's coordinate, the worker's source buffer, which is zeros at first, and where to put the @c length new
@@ -194,24 +269,16 @@ template <class Direction, class MakeProcess>
 void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
     const Progress &progress, MakeProcess makeProcess)
 {
-    using Access = LineAccess<Direction>;
-    Access::Prepare(image, shape);
-    workers::forEachItem(count, 0, Access(image, shape).GroupCount(), [&] {
-        return [&, access = Access(image, shape), process = makeProcess(),
-                   source = std::vector<OPRGBA32i>(size_t(shape.sourceLength)),
-                   buffer = std::vector<OPRGBA32i>(size_t(shape.length))](int group) mutable {
-            const int lineCount = access.Load(group);
-            struct Flush { // also when the progress function throws: its line was finished
-                Access &access;
-                ~Flush() { access.Flush(); }
-            } flush { access };
-            for (int line = 0; line < lineCount; ++line) {
+    using Groups = LineGroups<Direction>;
+    const Groups groups(image, shape);
+    forEachGroup(groups, count, [&] {
+        return [&, process = makeProcess(), buffers = LineBuffers(shape)](int index, int &done) mutable {
+            typename Groups::Group group(groups, index, done, buffers);
+            while (done < groups.LineCount(index)) {
                 if (cancel)
                     return false;
-                access.Read(line, source.data() + shape.lead);
-                OPRGBA32i *const target = access.Target(line, buffer.data());
-                process(access.Line(line), source, target);
-                access.Write(line, target);
+                group.ProcessNext(process);
+                ++done;
                 if (progress)
                     progress();
             }
@@ -224,31 +291,32 @@ void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::
 /// each column of a block in turn the cancel flag is read and the column is reported; then those that were reported are
 /// processed. Columns that come after a cancel stay as they were.
 ///
-/// The process is called as process(pixels, count) for that many columns side by side; the first pixel of the first one
-/// lies at pixels. It must not throw. @p announced is called with each column that will be processed, before that is
-/// reported.
-template <class Process, class Announced>
+/// The process is called as process(column, pixels, count) for that many columns side by side, the first of which is
+/// @c column; its first pixel lies at pixels. It must not throw.
+template <class Process>
 void runColumnBlocks(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
-    const Progress &progress, const Process &process, const Announced &announced)
+    const Progress &progress, const Process &process)
 {
     const ColumnBlocks blocks(image, shape);
-    workers::forEachItem(count, 0, blocks.Count(), [&] {
-        return [&](int index) {
-            const ColumnBlocks::Block block = blocks.At(index);
-            struct ProcessAtEnd { // also when the progress function throws: its column counts as finished
+    forEachGroup(blocks, count, [&] {
+        return [&](int index, int &done) {
+            struct Columns { // processed also when the progress function throws: its column was reported
+                const ColumnBlocks &blocks;
+                const ColumnBlocks::Block block;
                 const Process &process;
-                OPRGBA32i *pixels;
-                int columns = 0;
-                ~ProcessAtEnd()
+                const int row;
+                int reported = 0;
+                ~Columns()
                 {
-                    if (columns > 0)
-                        process(pixels, columns);
+                    if (reported > 0)
+                        process(block.first, blocks.Pixels(block, row), reported);
                 }
-            } inHand { process, blocks.Pixels(block, shape.first) };
-            while (inHand.columns < block.count) {
+            } columns { blocks, blocks.At(index).From(done), process, shape.first };
+            while (columns.reported < columns.block.count) {
                 if (cancel)
                     return false;
-                announced(block.first + inHand.columns++);
+                ++columns.reported;
+                ++done;
                 if (progress)
                     progress();
             }

@@ -170,9 +170,9 @@ private Q_SLOTS:
                     convolve(source.words(), fast.words(), unsigned(length), taps);
                     COMPARE_ROW(fast, expected, "module, " + where);
                 }
-                lines::convolve(source.pixels(), plain.pixels(), length, lines::Taps(taps));
+                lines::convolve(source.pixels(), plain.pixels(), length, taps);
                 COMPARE_ROW(plain, expected, "plain, " + where);
-                lines::convolvePixels(source.pixels(), single.pixels(), 0, length, lines::Taps(taps));
+                lines::convolvePixels(source.pixels(), single.pixels(), 0, length, taps);
                 COMPARE_ROW(single, expected, "pixel by pixel, " + where);
             }
     }
@@ -203,11 +203,11 @@ private Q_SLOTS:
     /// Columns side by side in a wider picture, of which nothing else is written and nothing outside read.
     void columns()
     {
-        using lines::columns::fits, lines::columns::maxEntries, lines::columns::width;
+        using lines::columns::fits, lines::columns::maxTaps, lines::columns::width;
         const auto convolve = fromModule(KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveColumns));
         QRandomGenerator random = kit::random();
         for (int repeat = 0; repeat < 400; ++repeat) {
-            const int size = 1 + 2 * random.bounded(repeat % 4 ? 12 : int(maxEntries + 1) / 2);
+            const int size = 1 + 2 * random.bounded(repeat % 4 ? 12 : int(maxTaps + 1) / 2);
             const QRect rect(random.bounded(9), 0, 1 + random.bounded(width), 1 + random.bounded(70));
             const int straightRows = repeat % 3 ? rect.height() - random.bounded(2) : 0;
             const Taps taps = repeat % 2 ? randomTaps(size, random, true) : KXBlur::CreateGaussianKernel(size / 6.0);
@@ -221,7 +221,7 @@ private Q_SLOTS:
                 QString::asprintf("%d taps, %d by %d from %d, %d straight", size, rect.width(), rect.height(), rect.x(),
                     straightRows));
         }
-        QVERIFY(!fits({ 1, 2 }) && !fits({ 1, 2, 3 }) && !fits(Taps()) && !fits(Taps(maxEntries + 2)));
+        QVERIFY(!fits({ 1, 2 }) && !fits({ 1, 2, 3 }) && !fits(Taps()) && !fits(Taps(maxTaps + 2)));
     }
 
 private:
