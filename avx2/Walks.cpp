@@ -13,20 +13,14 @@
 
 namespace {
 
-/// @p row(y) for y in [first, last) on one worker fewer than there are processors; nothing on a single processor.
-template <class Row>
-void walkRows(int first, int last, const Row &row)
-{
-    if (const int count = workers::hardware() - 1; count > 0)
-        workers::forEachItem(count, first, last, [&row] { return row; });
-}
+int workerCount() { return workers::besidesCaller(workers::hardware()); }
 
 /// All rows of @p rect with cancel and progress.
 template <class ApplyToRow>
 void walkIteratively(const QRect &rect, const std::atomic<bool> &cancel, const std::function<void()> &progress,
     const ApplyToRow &applyToRow)
 {
-    walkRows(rect.y(), rect.y() + rect.height(), [&](int y) {
+    workers::walkRows(workerCount(), rect.y(), rect.y() + rect.height(), [&](int y) {
         if (cancel)
             return false;
         applyToRow(y);
@@ -43,7 +37,7 @@ OPRGBA32i *pixelsAt(OPRGBA32i *data, int stride, int x, int y) { return data + q
 /// The plain walk. Like the library's it leaves the last row of @p rect as it is.
 KXCORE_KERNEL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *transformation)
 {
-    walkRows(rect.y(), rect.y() + rect.height() - 1, [&](int y) {
+    workers::walkRows(workerCount(), rect.y(), rect.y() + rect.height() - 1, [&](int y) {
         blocks::apply(*transformation, pixelsAt(data, stride, rect.x(), y), rect.width());
         return true;
     });

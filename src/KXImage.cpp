@@ -306,11 +306,11 @@ void KXImage<T, TileW, TileH>::CopyRect(
     };
     try {
         if (src.tiled) {
-            workers::forEachRow(workers::ideal() - 1, area->height, tiledToFlat);
+            workers::forEachRow(workers::besidesCaller(workers::ideal()), area->height, tiledToFlat);
         } else if (dst.tiled) {
-            workers::forEachRow(workers::ideal() - 1, area->height, flatToTiled);
+            workers::forEachRow(workers::besidesCaller(workers::ideal()), area->height, flatToTiled);
         } else {
-            const int count = workers::hardware() - 1;
+            const int count = workers::besidesCaller(workers::hardware());
             Q_ASSERT_X(count > 0, "CopyRect", "flat to flat needs at least two processors");
             if (count > 0)
                 workers::forEachChunk(count, area->height, flatToFlat);

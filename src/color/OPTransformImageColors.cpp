@@ -21,8 +21,7 @@ kernels::Slot positionAwareKernel { KX_SYMBOL(PixelTransformIterativeVectorProce
 
 using IterativeKernel = decltype(iterativeKernel);
 
-/// One worker fewer than there are processors: the caller's thread waits. None on a single processor.
-int workerCount() { return workers::hardware() - 1; }
+int workerCount() { return workers::besidesCaller(workers::hardware()); }
 
 /// The part of an image with the bounds @p image that a walk over @p rect visits.
 QRect clipped(const QRect &rect, const QRect &image) { return rect.isValid() ? ClippedTo(image, rect) : image; }
@@ -53,14 +52,6 @@ void walkRow(const BaseTransformation &transformation, RGBA32iImage &image, cons
         if (OPRGBA32i *const tile = image.TileData(run.tile, false))
             apply(transformation, tile + run.offset, run.columns, run.x, y);
     });
-}
-
-/// Rows [first, last) on @p count workers. A count that is not positive does nothing, unlike workers::onCaller.
-template <class Row>
-void walkRows(int count, int first, int last, const Row &row)
-{
-    if (count > 0)
-        workers::forEachItem(count, first, last, [&row] { return std::ref(row); });
 }
 
 /// Lets @p kernel do the walk, if the image is flat, the module has the kernel and the transformation has one of its
@@ -110,7 +101,7 @@ void OPImageWalk::Plain(
         };
         const int first = area.y(), last = area.y() + area.height();
         if (!image.IsTiled())
-            return walkRows(workerCount(), first, last - 1, row); // without the last row: told at the class
+            return workers::walkRows(workerCount(), first, last - 1, row); // without the last row: told at the class
         // In turn: the first worker does all rows, and what it throws leaves before the next one starts.
         for (int worker = workerCount(), y = first; worker > 0; --worker)
             workers::run(1, [&] {
@@ -148,7 +139,7 @@ void OPImageWalk::Iterative(const std::shared_ptr<BaseTransformation> &transform
         const QRect area = clipped(rect, image.Rect());
         if (area.isEmpty() || runKernel(iterativeKernel, *transformation, image, area, cancel, progress))
             return;
-        walkRows(workerCount(), area.y(), area.y() + area.height(),
+        workers::walkRows(workerCount(), area.y(), area.y() + area.height(),
             iterativeRow(transformation, image, area, cancel, progress, applyToColours));
     });
 }
@@ -169,6 +160,6 @@ void OPImageWalk::PositionAware(const std::shared_ptr<BaseTransformation> &trans
                 return goOn;
             });
         else
-            walkRows(workerCount(), first, last, row);
+            workers::walkRows(workerCount(), first, last, row);
     });
 }

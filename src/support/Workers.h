@@ -1,13 +1,18 @@
 #pragma once
 
-#include <QtCore/QFutureInterface>
+#include "support/ThreadSanitizer.h"
+
+#include <QtCore/QException>
 #include <QtCore/QRunnable>
 #include <QtCore/QThread>
 #include <QtCore/QThreadPool>
 
 #include <atomic>
+#include <condition_variable>
 #include <exception>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
 #include <thread>
@@ -16,8 +21,8 @@
 #include <vector>
 
 /// The one shape of every multi-threaded loop: a fixed number of workers on the global pool pull items from a shared
-/// counter, the caller waits for all of them and does no items itself. The families differ only in how many workers
-/// they use and in what an item is.
+/// counter, and the caller waits for all of them. It does items only in the place of a worker that has not begun when
+/// it comes to wait for that one. The families differ only in how many workers they use and in what an item is.
 namespace workers {
 
 /// Logical processors as the C++ library reports them; 1 when it does not know.
@@ -32,6 +37,9 @@ inline int ideal() { return QThread::idealThreadCount(); }
 
 /// Worker count that stands for "on the calling thread".
 constexpr int onCaller = 0;
+
+/// Loops that leave one processor to the caller, which waits: none on a single processor.
+constexpr int besidesCaller(int n) { return n - 1; }
 
 /// Line passes and the composition of a selection: up to two processors the caller works alone.
 constexpr int forLines(int n) { return n <= 2 ? onCaller : n - 1; }
@@ -66,95 +74,156 @@ void takeItems(Counter &counter, int last, int step, Item &&item)
     for (qint64 i = counter.fetch_add(step); i < last && item(static_cast<int>(i)); i = counter.fetch_add(step)) { }
 }
 
-/// A worker: runs its body once. @p Body is a reference type where the caller waits, and so keeps the body alive.
+/// Runs @p body and returns what it threw in the form that reaches a caller, or nothing.
 template <class Body>
-class Task : public QRunnable {
+std::exception_ptr thrownBy(Body &body) noexcept
+{
+    try {
+        try {
+            body();
+        } catch (const QException &) {
+            throw;
+        } catch (const std::bad_alloc &) {
+            throw;
+        } catch (const std::exception &e) {
+            throw WorkerException(e.what());
+        } catch (...) {
+            throw QUnhandledException();
+        }
+    } catch (...) {
+        return std::current_exception();
+    }
+    return nullptr;
+}
+
+/// The workers of one loop. Each works once: on a thread of the pool or, if it has not begun by the time the caller
+/// waits for it, on the caller's. So nobody waits for what may never come: a thread that the system refuses, after
+/// which the pool keeps the task for good, or a task that somebody clears from the pool's queue.
+///
+/// The tasks share the crew with the caller, for one of them may come to run when the caller has gone. It then finds
+/// its worker done and touches nothing else. @p Body is a reference type where the caller waits for all workers.
+template <class Body>
+class Crew {
 public:
-    Task(QFutureInterface<void> future, Body body)
-        : m_future(std::move(future))
-        , m_body(static_cast<Body &&>(body))
+    Crew(int count, Body body)
+        : m_body(static_cast<Body &&>(body))
+        , m_workers(size_t(count))
     {
     }
 
-    void run() override
+    /// Hands a worker of @p crew to the pool.
+    static void Start(const std::shared_ptr<Crew> &crew, int worker)
     {
-        if (!m_future.isCanceled()) {
-            try {
-                RunBody();
-            } catch (...) { // no memory to report what was thrown
-                m_future.reportCanceled();
-            }
+        auto task = std::make_unique<Task>(crew, crew->m_workers[size_t(worker)]);
+        support::handOver(task.get());
+        crew->m_pool.start(task.get(), 0);
+        task.release(); // the pool's, which may have run and deleted it by now
+    }
+
+    /// Returns when all workers have ended, and throws what the first of them threw.
+    void Wait()
+    {
+        for (Worker &worker : m_workers) {
+            if (Work(worker))
+                TakeBack(worker);
+            std::unique_lock<std::mutex> lock(m_mutex);
+            m_end.wait(lock, [&worker] { return worker.ended; });
         }
-        m_future.reportFinished();
+        for (Worker &worker : m_workers)
+            if (worker.thrown)
+                std::rethrow_exception(std::move(worker.thrown));
     }
 
 private:
-    void RunBody()
-    {
-        try {
-            m_body();
-        } catch (const QException &e) {
-            m_future.reportException(e);
-        } catch (const std::exception &e) {
-            m_future.reportException(WorkerException(e.what()));
-        } catch (...) {
-            m_future.reportException(QUnhandledException());
+    struct Worker {
+        bool begun = false, ended = false;
+        QRunnable *task = nullptr; ///< while it exists
+        std::exception_ptr thrown;
+    };
+
+    class Task : public QRunnable {
+    public:
+        Task(std::shared_ptr<Crew> crew, Worker &worker)
+            : m_crew(std::move(crew))
+            , m_worker(worker)
+        {
+            m_worker.task = this;
         }
+        ~Task() override
+        {
+            support::takeOver(this);
+            const std::lock_guard<std::mutex> lock(m_crew->m_mutex);
+            m_worker.task = nullptr;
+        }
+        void run() override
+        {
+            support::takeOver(this);
+            m_crew->Work(m_worker);
+        }
+
+    private:
+        const std::shared_ptr<Crew> m_crew;
+        Worker &m_worker;
+    };
+
+    /// Does @p worker's work on this thread. False if another has begun it.
+    bool Work(Worker &worker)
+    {
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (std::exchange(worker.begun, true))
+                return false;
+        }
+        std::exception_ptr thrown = thrownBy(m_body);
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        worker.thrown = std::move(thrown);
+        worker.ended = true;
+        m_end.notify_all();
+        return true;
     }
 
-    QFutureInterface<void> m_future;
-    Body m_body;
-};
+    /// Takes the task of @p worker out of the pool's queue. The lock keeps the task alive: once deleted, its address
+    /// might be that of a stranger's.
+    void TakeBack(Worker &worker)
+    {
+        std::unique_ptr<QRunnable> taken;
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (worker.task && m_pool.tryTake(worker.task))
+            taken.reset(worker.task);
+    }
 
-/// Hands a worker to the pool. The result is what the caller can wait for.
-template <class Body>
-QFutureInterface<void> start(Body &&body)
-{
-    QThreadPool *const pool = QThreadPool::globalInstance();
-    QFutureInterface<void> future;
-    auto task = std::make_unique<Task<Body>>(future, std::forward<Body>(body));
-    future.setThreadPool(pool);
-    future.setRunnable(task.get());
-    future.reportStarted();
-    pool->start(task.get(), 0);
-    task.release(); // the pool's, which may have run and deleted it by now
-    return future;
-}
+    QThreadPool &m_pool = *QThreadPool::globalInstance();
+    Body m_body;
+    std::mutex m_mutex; ///< of the workers
+    std::condition_variable m_end;
+    std::vector<Worker> m_workers;
+};
 
 } // namespace detail
 
 /// Runs @p body once on each of @p count workers of the global pool and waits for all of them, also when some throw;
-/// then the exception of the first worker that threw leaves. With a count of 0 or less nothing runs. Where there is no
-/// memory for so many workers there are fewer, and without memory for a single one @p body runs here: every body takes
-/// items until none are left.
+/// then what the first of those that threw has thrown leaves: a QException or std::bad_alloc as it is, anything else as
+/// a QUnhandledException. With a count of 0 or less nothing runs. Without memory for a single worker @p body runs here:
+/// every body takes items until none are left.
 ///
-/// @p body is shared by the workers. The caller may itself sit on a pool thread: a worker that has not started by the
-/// time the caller waits for it is run by the caller.
+/// @p body is shared by the workers. A worker that has not begun by the time the caller waits for it is run by the
+/// caller, so that the caller may itself sit on a pool thread, and need not rely on getting one.
 template <class Body>
 void run(int count, Body &&body)
 {
-    std::vector<QFutureInterface<void>> futures;
+    using Crew = detail::Crew<std::remove_reference_t<Body> &>;
+    if (count <= 0)
+        return;
+    std::shared_ptr<Crew> crew;
     try {
-        futures.reserve(count > 0 ? size_t(count) : 0);
-        for (int i = 0; i < count; ++i)
-            futures.push_back(detail::start<std::remove_reference_t<Body> &>(body));
+        crew = std::make_shared<Crew>(count, body);
+        for (int worker = 0; worker < count; ++worker)
+            Crew::Start(crew, worker);
     } catch (const std::bad_alloc &) {
-        if (futures.empty())
+        if (!crew)
             return body();
     }
-    std::exception_ptr first;
-    for (auto &future : futures) {
-        try {
-            future.waitForFinished();
-            if (future.isCanceled())
-                throw std::bad_alloc();
-        } catch (...) {
-            if (!first)
-                first = std::current_exception();
-        }
-    }
-    if (first)
-        std::rethrow_exception(first);
+    crew->Wait();
 }
 
 /// Calls @p item(i) for i in [first, last), each once, in increasing order of hand-out, on @p count workers.
@@ -183,12 +252,17 @@ void forEachItem(int count, int first, int last, MakeItem &&makeItem)
 template <class Item>
 void startForEachItem(int count, int first, int last, Item item)
 {
-    if (first >= last)
+    if (first >= last || count <= 0)
         return;
-    const auto counter = std::make_shared<detail::Counter>(first);
+    auto body = [counter = std::make_shared<detail::Counter>(first), last, item] {
+        auto own = item;
+        detail::takeItems(*counter, last, 1, own);
+    };
+    using Crew = detail::Crew<decltype(body)>;
+    const auto crew = std::make_shared<Crew>(count, std::move(body));
     for (int worker = 0; worker < count; ++worker) {
         try {
-            detail::start([counter, last, item] { detail::takeItems(*counter, last, 1, item); });
+            Crew::Start(crew, worker);
         } catch (const std::bad_alloc &) {
             if (worker == 0)
                 throw;
@@ -197,18 +271,23 @@ void startForEachItem(int count, int first, int last, Item item)
     }
 }
 
-/// Row loop without state per worker: @p row(i) for i in [0, rows) on @p count workers. A count of 0 or less does
-/// nothing at all: loops that leave one processor to the caller have no worker on a machine with a single one.
+/// Row loop: @p row(y) for y in [first, last) on @p count workers; a false result ends its worker. A count of 0 or less
+/// does nothing at all: loops that leave one processor to the caller have no worker on a machine with a single one.
+template <class Row>
+void walkRows(int count, int first, int last, const Row &row)
+{
+    if (count > 0)
+        forEachItem(count, first, last, [&row] { return std::ref(row); });
+}
+
+/// Row loop over [0, rows) whose workers go on to the end.
 template <class Row>
 void forEachRow(int count, int rows, Row &&row)
 {
-    if (count > 0)
-        forEachItem(count, 0, rows, [&row] {
-            return [&row](int i) {
-                row(i);
-                return true;
-            };
-        });
+    walkRows(count, 0, rows, [&row](int y) {
+        row(y);
+        return true;
+    });
 }
 
 /// Row loop in chunks: @p rows(first, last) for consecutive ranges [first, last) that cover [0, @p rowCount), handed

@@ -17,10 +17,6 @@ struct Refusal : QException {
     Refusal *clone() const override { return new Refusal(*this); }
 };
 
-struct Untold : Refusal {
-    Refusal *clone() const override { throw std::bad_alloc(); }
-};
-
 } // namespace
 
 void *operator new(size_t size)
@@ -97,6 +93,7 @@ private Q_SLOTS:
         const int wanted = qEnvironmentVariableIntValue("KXCORE_TEST_PROCESSORS");
         QCOMPARE(workers::hardware(), wanted > 0 ? wanted : int(std::thread::hardware_concurrency()));
         QCOMPARE(workers::ideal(), wanted > 0 ? wanted : QThread::idealThreadCount());
+        QVERIFY(workers::besidesCaller(1) == 0 && workers::besidesCaller(8) == 7);
         QVERIFY(workers::forLines(1) == 0 && workers::forLines(2) == 0 && workers::forLines(3) == 2);
         QVERIFY(workers::forConvolution(1) == 0 && workers::forConvolution(2) == 2);
     }
@@ -105,7 +102,7 @@ private Q_SLOTS:
     {
         QVERIFY_EXCEPTION_THROWN(workers::run(2, [] { throw Refusal(); }), Refusal);
         QVERIFY_EXCEPTION_THROWN(workers::run(2, [] { throw 7; }), QUnhandledException);
-        QVERIFY_EXCEPTION_THROWN(workers::run(2, [] { throw Untold(); }), std::bad_alloc);
+        QVERIFY_EXCEPTION_THROWN(workers::run(2, [] { throw std::bad_alloc(); }), std::bad_alloc);
         // Several workers throw: what leaves is from the one started first. A pool of one thread runs them in order.
         std::atomic<int> started { 0 };
         QString first;
@@ -123,7 +120,9 @@ private Q_SLOTS:
     void withoutMemory()
     {
         QThreadPool::globalInstance()->setMaxThreadCount(1);
-        workers::run(1, [] {}); // starts the thread, which needs memory itself
+        QSemaphore started;
+        QThreadPool::globalInstance()->start(QRunnable::create([&started] { started.release(); }));
+        started.acquire(); // the thread, which needs memory to begin
         const OPRGBA32i glass(0, 255, 0, 128); // comes back from being weighted by alpha as it was
         for (int count = 0; count < 100; ++count) {
             const std::atomic<bool> cancel { false };
