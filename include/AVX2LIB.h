@@ -17,8 +17,8 @@ public:
     /// library that holds this function. Beside means in the folder of the library's real file, symbolic links
     /// followed, as it was when the library was loaded: a later change of the current folder makes no difference. Null
     /// when there is no such file, when it cannot be loaded, when @c UseModule was told to use none, or when the
-    /// processor (or its operating system) has no AVX2. A file is not tried again before @c UseModule or
-    /// @c UseDefaultModule is called. The handle lives as long as the process; a module is never unloaded.
+    /// processor (or its operating system) has no AVX2. The handle lives as long as the process; a module is never
+    /// unloaded.
     static AVX2LIB *Instance();
 
     /// Names the module file that @c Instance is to load from now on, instead of the one beside the library.

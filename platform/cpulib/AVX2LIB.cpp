@@ -44,7 +44,6 @@ const DefaultModule defaultModule;
 
 std::mutex mutex;
 std::optional<std::string> namedModule; // not set: the module beside the library; empty: none
-std::optional<AVX2LIB *> current; // not set: nobody has asked since the name was given
 
 bool processorHasAvx2()
 {
@@ -61,7 +60,7 @@ bool isWhole(const std::string &path)
 {
     std::ifstream file(path, std::ios::binary | std::ios::ate);
     if (!file)
-        return true; // the loader may know a folder for it
+        return path.find('/') == std::string::npos; // where the loader may know a folder for it
     const auto size = std::uint64_t(file.tellg());
     const auto read = [&file](std::uint64_t position, auto &record) {
         file.seekg(std::streamoff(position));
@@ -88,30 +87,26 @@ AVX2LIB *AVX2LIB::Instance()
     static auto &modules = *new std::map<std::string, std::unique_ptr<AVX2LIB>>;
 
     const std::lock_guard<std::mutex> lock(mutex);
-    if (current)
-        return *current;
     const std::string path = namedModule ? *namedModule : defaultModule.Path();
     if (path.empty() || !processorHasAvx2())
-        return *(current = nullptr);
+        return nullptr;
     auto &module = modules[path];
     if (!module && isWhole(path))
         if (void *handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL))
             module.reset(new AVX2LIB(handle));
-    return *(current = module.get());
+    return module.get();
 }
 
 void AVX2LIB::UseModule(const char *path)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     namedModule = path ? path : "";
-    current.reset();
 }
 
 void AVX2LIB::UseDefaultModule()
 {
     const std::lock_guard<std::mutex> lock(mutex);
     namedModule.reset();
-    current.reset();
 }
 
 void *AVX2LIB::GetProcAddress(const char *name) const { return name ? dlsym(m_module, name) : nullptr; }
