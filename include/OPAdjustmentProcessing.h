@@ -11,13 +11,16 @@
 /// Signals: **they may be emitted from pool threads.** An ordinary connection to an object delivers such a signal when
 /// the thread of that object is back in its event loop; if @c run blocks that very thread, this is after the run. To
 /// see progress during the run, or to cancel from there, connect a function without a receiver, or use
-/// Qt::DirectConnection; the function must then be fit for any thread.
+/// Qt::DirectConnection; the function must then be fit for any thread. Each filter's header has an example.
 ///
 /// Cancelling: the caller owns the flag, and it must outlive the filter. Workers read it between lines. A cancelled run
 /// returns what it has, with no error; whoever set the flag knows to discard the result. That result need not equal the
 /// input, even if the flag was set from the start: a Gaussian without a selection has weighted the colours by alpha and
 /// gone back by then, which loses some of their precision. Bad parameters and rectangles are no errors either:
 /// rectangles shrink to what the images hold.
+///
+/// Selections: with one a filter works on a copy of what its passes read around the selection, so that memory and time
+/// go with the size of the selection, not of the layer.
 ///
 /// Sizes: an image has sides of up to 2^30 - 1 pixels, which is the caller's to keep; a debug build asserts it.
 
@@ -29,6 +32,10 @@
 #include <QtCore/QRect>
 
 #include <atomic>
+
+namespace filters {
+class FilterRun;
+}
 
 /// Base of all filters: progress.
 class KX_EXPORT OPAdjustmentProcessing : public QObject {
@@ -57,6 +64,8 @@ protected:
     void SetRange(unsigned int value);
 
 private:
+    friend class filters::FilterRun;
+
     std::atomic<quint32> m_range { 0 };
     std::atomic<quint32> m_progress { 0 };
 };
@@ -74,7 +83,34 @@ struct KXFilterData {
     bool maskInverted = false; ///< whether what lies outside the mask counts as covered
 };
 
-/// An image that may have grown, and where its top left corner now lies.
+/// The parameters as a part of a data value. A data value is made of its parts in the order of its fields: some filters
+/// have this one before @c KXFilterData, others after it.
+template <class Params>
+struct KXFilterParams {
+    Params params;
+};
+
+/// Where a layer lies, and how far it may grow.
+///
+/// @c origin is the position of the layer's top left pixel in the application's document, and is only added to.
+/// @c region counts from that pixel: it is in the coordinates of the layer as it comes in, as selections are. For a
+/// layer that may fill a document of 500 x 400 pixels:
+///
+/// @code
+///     (0, 0) the document's corner           origin = QPoint(120, 80)
+///        +-----------------------------+     region = QRect(0, 0, 500, 400).translated(-origin)
+///        |      origin (120, 80)       |            = QRect(-120, -80, 500, 400)
+///        |         +---------+         |
+///        |         |  layer  |         |     If the layer grows by 15 on each side, the result's origin is
+///        |         +---------+         |     (105, 65), and its image is 30 pixels wider and higher.
+///        +-----------------------------+
+/// @endcode
+struct KXFilterCanvas {
+    QRect region; ///< the area that the layer may grow into, in image coordinates
+    QPoint origin; ///< position of the layer in the document
+};
+
+/// An image that may have grown, and where its top left corner now lies in the document.
 struct KXFilterResult {
     RGBA32iImage image;
     QPoint origin;

@@ -26,14 +26,9 @@ public:
         bool Read(QDataStream &stream);
     };
 
-    struct BlurData : KXFilterData {
-        Params params;
-    };
+    struct BlurData : KXFilterData, KXFilterParams<Params> { };
 
-    struct BlurDataEx : BlurData {
-        QRect region; ///< the area that the layer may grow into, in image coordinates
-        QPoint origin; ///< position of the layer
-    };
+    struct BlurDataEx : BlurData, KXFilterCanvas { };
 
     using ResultEx = KXFilterResult;
 
@@ -47,7 +42,7 @@ public:
     /// Selection  Each pixel moves from the old value to the blurred one by the alpha of the selection. Pixels around
     ///            the selection count as neighbours; the rows above and below it, which the vertical pass reads, have
     ///            not been through the horizontal one.
-    /// Memory     No copy of the image without a selection, one with it.
+    /// Memory     No copy without a selection; with it one of the selection and of what the blur reads around it.
     /// Progress   A step per row and column of the blurred rectangle, and one per merged row.
     RGBA32iImage run(BlurData data);
 

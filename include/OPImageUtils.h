@@ -72,6 +72,18 @@ extern template class KX_EXPORT VerticalDirection<RGBA32iImage>;
 
 } // namespace OPImageUtils
 
+namespace OPImageUtils {
+
+/// The rectangle of all of an image, whichever kind it is of.
+inline QRect WholeRect(const QImage &image) { return image.rect(); }
+template <class T, int TileW, int TileH>
+QRect WholeRect(const KXImage<T, TileW, TileH> &image)
+{
+    return image.Rect();
+}
+
+} // namespace OPImageUtils
+
 /// Borrows an image to blur.
 template <class Image>
 class KXBlurImageWrapper {
@@ -81,7 +93,7 @@ public:
     {
     }
     /// The rectangle of the whole image.
-    QRect GetRect() const { return m_image->rect(); }
+    QRect GetRect() const { return OPImageUtils::WholeRect(*m_image); }
 
 private:
     Image *m_image;
@@ -96,7 +108,7 @@ public:
     {
     }
     /// The rectangle of the whole image.
-    QRect GetRect() const { return m_image->rect(); }
+    QRect GetRect() const { return OPImageUtils::WholeRect(*m_image); }
 
 private:
     const Image *m_image;

@@ -2,8 +2,9 @@
 
 #include "KXComposer.h"
 
-#include "lines/LinePass.h"
 #include "support/Workers.h"
+
+#include "Area.h"
 
 #include <QtCore/QReadLocker>
 #include <QtCore/QReadWriteLock>
@@ -11,33 +12,45 @@
 
 #include <algorithm>
 #include <climits>
+#include <new>
+#include <utility>
 #include <vector>
 
 namespace filters {
 
 namespace {
 
-/// Coordinates beyond this are further out than any image. Within these limits the size of a rectangle fits an int,
-/// also after it has grown by the reach of any filter.
-constexpr int farthest = (1 << 30) - (1 << 23);
-
-int nearer(qint64 coordinate) { return int(std::clamp(coordinate, qint64(-farthest), qint64(farthest))); }
-
-/// @p rect moved, and kept within the limits.
-QRect moved(const QRect &rect, qint64 dx, qint64 dy)
+/// The bounds of the selection where they lie on the layer, and around it.
+Area<InLayer> selected(const KXFilterData &data)
 {
-    QRect result;
-    result.setCoords(
-        nearer(rect.left() + dx), nearer(rect.top() + dy), nearer(rect.right() + dx), nearer(rect.bottom() + dy));
-    return result;
+    return Area<InSelection>(data.selectionRect).Moved<InLayer>(data.selectionOffset.x(), data.selectionOffset.y());
 }
 
-int saturated(qint64 v) { return int(std::clamp<qint64>(v, INT_MIN, INT_MAX)); }
-
-/// a - b, clamped to what a QPoint holds.
-QPoint difference(const QPoint &a, const QPoint &b)
+/// Reads @p pixels from (@p x, @p y) on; null tiles as empty.
+void readRow(const RGBA32iImage &image, int x, int y, std::vector<OPRGBA32i> &pixels)
 {
-    return QPoint(saturated(qint64(a.x()) - b.x()), saturated(qint64(a.y()) - b.y()));
+    if (image.IsTiled())
+        std::fill(pixels.begin(), pixels.end(), OPRGBA32i());
+    image.ReadRow(unsigned(y), unsigned(x), pixels.data(), unsigned(pixels.size()) * 4u);
+}
+
+void writeRow(RGBA32iImage &image, int x, int y, const std::vector<OPRGBA32i> &pixels)
+{
+    image.WriteRow(unsigned(y), unsigned(x), pixels.data(), unsigned(pixels.size()) * 4u);
+}
+
+/// A copy of @p area in storage of the same kind. @p image, which shares what it was copied from, loses its flat
+/// window: passes work on what tiles hold.
+RGBA32iImage cutOut(RGBA32iImage image, const QRect &area)
+{
+    image.ClearFlatWindow();
+    RGBA32iImage cut(area.width(), area.height(), image.IsTiled());
+    std::vector<OPRGBA32i> row(static_cast<size_t>(area.width()));
+    for (int y = 0; y < area.height(); ++y) {
+        readRow(image, area.x(), area.y() + y, row);
+        writeRow(cut, 0, y, row);
+    }
+    return cut;
 }
 
 /// What a worker needs to merge a row: the pixels of the three sides.
@@ -68,54 +81,74 @@ struct Rows {
     std::vector<OPRGBA32i> filtered, merged, selection;
 };
 
-} // namespace
+int saturated(qint64 v) { return int(std::clamp<qint64>(v, INT_MIN, INT_MAX)); }
 
-QRect selectedRect(const KXFilterData &data)
+/// @p point in coordinates whose origin is (@p x, @p y).
+QPoint seenFrom(qint64 x, qint64 y, const QPoint &point)
 {
-    return moved(data.selectionRect, data.selectionOffset.x(), data.selectionOffset.y());
+    return { saturated(point.x() - x), saturated(point.y() - y) };
 }
 
-SelectionMerge::SelectionMerge(KXFilterData &data, const RGBA32iImage &work)
-    : m_image(data.image)
-    , m_work(work)
+/// A transparent flat image of the size of @p area.
+RGBA32iImage newCanvas(const Area<InLayer> &area)
+{
+    const qint64 width = area.Columns().Length(), height = area.Rows().Length();
+    if (std::max(width, height) > INT_MAX)
+        throw std::bad_alloc();
+    return RGBA32iImage(int(width), int(height), false);
+}
+
+} // namespace
+
+Work Work::Whole(KXFilterData &data)
+{
+    const QRect rect = data.image.Rect();
+    return { std::move(data.image), rect, QPoint() };
+}
+
+Work Work::AroundSelection(const KXFilterData &data, const Reach &reach)
+{
+    const QRect layer = data.image.Rect(), written = selected(data).Grown(reach.written).Within(layer);
+    const QRect read = written.isEmpty() ? QRect() : Area<InLayer>(written).Grown(reach.read).Within(layer);
+    return { cutOut(data.image, read), written.translated(-read.topLeft()), read.topLeft() };
+}
+
+SelectionMerge::SelectionMerge(KXFilterData &data, const Work &work)
+    : m_layer(data.image)
+    , m_work(work.image)
     , m_selection(data.selection)
 {
     const QPoint offset = data.selectionOffset;
-    const QRect selected = selectedRect(data);
-    const QRect inWork = selected & work.Rect(), inImage = selected & data.image.Rect();
+    const QRect inLayer = selected(data).Within(data.image.Rect());
+    // Where the selection begins above or left of the layer, what lies there of it is passed over. Each rectangle keeps
+    // its own corner, and all get the size that they have in common.
     const QRect inSelection =
-        moved(data.selectionRect, std::max<qint64>(-qint64(offset.x()), 0), std::max<qint64>(-qint64(offset.y()), 0))
-        & data.selection.Rect();
-    m_workStart = inWork.topLeft();
-    m_imageStart = inImage.topLeft();
+        Area<InSelection>(data.selectionRect)
+            .Moved(std::max<qint64>(-qint64(offset.x()), 0), std::max<qint64>(-qint64(offset.y()), 0))
+            .Within(data.selection.Rect());
+    m_layerStart = inLayer.topLeft();
+    m_workStart = inLayer.topLeft() - work.origin;
     m_selectionStart = inSelection.topLeft();
-    m_width = std::min({ inWork.width(), inImage.width(), inSelection.width() });
-    m_height = std::min({ inWork.height(), inImage.height(), inSelection.height() });
+    m_size = inLayer.size().boundedTo(inSelection.size());
 }
 
 void SelectionMerge::Run(const std::atomic<bool> &cancel, const std::function<void()> &progress)
 {
     QReadWriteLock lock; // in a tiled image, writing a row may replace a tile that another worker reads
-    const auto read = [this](const RGBA32iImage &image, const QPoint &start, int row, std::vector<OPRGBA32i> &pixels) {
-        if (image.IsTiled()) // null tiles read as empty
-            std::fill(pixels.begin(), pixels.end(), OPRGBA32i());
-        image.ReadRow(unsigned(start.y() + row), unsigned(start.x()), pixels.data(), unsigned(m_width) * 4u);
-    };
-    workers::forEachItem(workers::forLines(workers::hardware()), 0, RowCount(), [&] {
-        return [&, rows = Rows(m_width)](int row) mutable {
+    workers::forEachItem(workers::forLines(workers::hardware()), 0, LineCount(), [&] {
+        return [&, rows = Rows(m_size.width())](int row) mutable {
             if (cancel)
                 return false;
             {
                 const QReadLocker reading(&lock);
-                read(m_work, m_workStart, row, rows.filtered);
-                read(m_image, m_imageStart, row, rows.merged);
-                read(m_selection, m_selectionStart, row, rows.selection);
+                readRow(m_work, m_workStart.x(), m_workStart.y() + row, rows.filtered);
+                readRow(m_layer, m_layerStart.x(), m_layerStart.y() + row, rows.merged);
+                readRow(m_selection, m_selectionStart.x(), m_selectionStart.y() + row, rows.selection);
             }
             rows.Merge();
             {
                 const QWriteLocker writing(&lock);
-                m_image.WriteRow(unsigned(m_imageStart.y() + row), unsigned(m_imageStart.x()), rows.merged.data(),
-                    unsigned(m_width) * 4u);
+                writeRow(m_layer, m_layerStart.x(), m_layerStart.y() + row, rows.merged);
             }
             if (progress)
                 progress();
@@ -124,27 +157,25 @@ void SelectionMerge::Run(const std::atomic<bool> &cancel, const std::function<vo
     });
 }
 
-QPoint growCanvas(KXFilterData &data, const QRect &region, const QPoint &origin, int reach)
+QPoint growLayer(KXFilterData &data, const KXFilterCanvas &canvas, int reach)
 {
     const QRect full = data.image.Rect();
-    if (region == full)
-        return origin;
-    QRect allowed = moved(region, 0, 0);
+    if (canvas.region == full)
+        return canvas.origin;
+    const Area<InLayer> layer(full);
+    Area<InLayer> allowed(canvas.region);
     if (!data.selectionRect.isEmpty())
-        allowed &= selectedRect(data);
-    QRect reached;
-    reached.setCoords(
-        -reach, -reach, saturated(qint64(full.right()) + reach), saturated(qint64(full.bottom()) + reach));
-    const QRect grown = ClippedTo(allowed | full, reached);
-    if (grown == full)
-        return origin;
-    RGBA32iImage canvas(
-        saturated(qint64(grown.right()) + 1 - grown.x()), saturated(qint64(grown.bottom()) + 1 - grown.y()), false);
-    ComposeSource(data.image, full, canvas, full.translated(-grown.topLeft()));
-    data.image = canvas;
-    data.selectionOffset = difference(data.selectionOffset, grown.topLeft());
-    data.maskOffset = difference(data.maskOffset, grown.topLeft());
-    return difference(origin, -grown.topLeft());
+        allowed = allowed & selected(data);
+    const Area<InLayer> grown = (allowed | layer) & layer.Grown(reach);
+    if (grown == layer || grown.IsNull()) // null: a layer of no area, and nothing beside it
+        return canvas.origin;
+    RGBA32iImage image = newCanvas(grown);
+    const qint64 left = grown.Columns().first, top = grown.Rows().first;
+    ComposeSource(data.image, full, image, full.translated(seenFrom(left, top, QPoint())));
+    data.image = image;
+    data.selectionOffset = seenFrom(left, top, data.selectionOffset);
+    data.maskOffset = seenFrom(left, top, data.maskOffset);
+    return seenFrom(-left, -top, canvas.origin);
 }
 
 } // namespace filters

@@ -3,61 +3,119 @@
 #include "OPAdjustmentProcessing.h"
 
 #include <functional>
+#include <tuple>
+#include <utility>
 
-/// What filters share: the way a selection limits them, and the growing of their canvas.
+/// What filters share: how passes report and are cancelled, what a selection lets them work on and how that is merged
+/// back, and the growing of their canvas.
+///
+/// A pass, or several that go together, is any object with int LineCount(), the number of progress calls that it will
+/// make, and Run(cancel, progress).
 namespace filters {
 
-/// The bounds of the selection in image coordinates, not clipped to the image. Corners far outside of any image are
-/// brought nearer, so that what is computed from them cannot overflow.
-QRect selectedRect(const KXFilterData &data);
+/// One run of a filter: what its passes need of it.
+class FilterRun {
+public:
+    FilterRun(OPAdjustmentProcessing &filter, const std::atomic<bool> &cancel)
+        : m_filter(filter)
+        , m_cancel(cancel)
+    {
+    }
 
-/// The last step of a filter with a selection: moves each pixel of an image to its filtered value by the selection's
+    /// Announces as many steps as @p passes have lines, then runs them in turn.
+    template <class... Passes>
+    void Do(Passes &...passes) const
+    {
+        m_filter.SetRange(unsigned((passes.LineCount() + ...)));
+        const std::function<void()> progress = [this] { m_filter.IncrementProgress(); };
+        (passes.Run(m_cancel, progress), ...);
+    }
+
+private:
+    OPAdjustmentProcessing &m_filter;
+    const std::atomic<bool> &m_cancel;
+};
+
+/// Passes that go together, one after the other.
+template <class... Pass>
+class InTurn {
+public:
+    explicit InTurn(Pass... passes)
+        : m_passes(std::move(passes)...)
+    {
+    }
+
+    int LineCount() const
+    {
+        return std::apply([](const auto &...pass) { return (pass.LineCount() + ...); }, m_passes);
+    }
+
+    void Run(const std::atomic<bool> &cancel, const std::function<void()> &progress)
+    {
+        std::apply([&](auto &...pass) { (pass.Run(cancel, progress), ...); }, m_passes);
+    }
+
+private:
+    std::tuple<Pass...> m_passes;
+};
+
+/// How far passes reach around what is selected.
+struct Reach {
+    int written; ///< how far they are to filter
+    int read; ///< how far around that they read, and one pixel more for a window that slides
+};
+
+/// What the passes of a filter work on: the layer itself, or a copy of a part of it.
+struct Work {
+    /// All of the layer, in place. It is taken out of @p data, so that its tiles have one owner fewer.
+    static Work Whole(KXFilterData &data);
+    /// A copy of what passes with such a reach read around the selection. Its edges are where they do not see that the
+    /// rest is missing: beyond all that they read, or on the edges of the layer.
+    static Work AroundSelection(const KXFilterData &data, const Reach &reach);
+
+    RGBA32iImage image;
+    QRect rect; ///< what they are to filter of the image
+    QPoint origin; ///< where in the layer the image's top left pixel lies
+};
+
+/// The last pass of a filter with a selection: moves each pixel of the layer to its filtered value by the selection's
 /// alpha.
 class SelectionMerge {
 public:
-    /// Lines up the selection of @p data with its image and with @p work, the filtered copy of it. All are borrowed.
-    SelectionMerge(KXFilterData &data, const RGBA32iImage &work);
+    /// Both are borrowed. @p work must hold what of the layer is selected.
+    SelectionMerge(KXFilterData &data, const Work &work);
 
-    /// How many rows there are to merge, and so how often @c Run calls progress.
-    int RowCount() const { return m_width > 0 ? m_height : 0; }
-
+    int LineCount() const { return m_size.isEmpty() ? 0 : m_size.height(); }
     void Run(const std::atomic<bool> &cancel, const std::function<void()> &progress);
 
 private:
-    RGBA32iImage &m_image;
+    RGBA32iImage &m_layer;
     const RGBA32iImage &m_work;
     const RGBA32iImage &m_selection;
-    QPoint m_imageStart, m_workStart, m_selectionStart;
-    int m_width, m_height; ///< the common size
+    QPoint m_layerStart, m_workStart, m_selectionStart;
+    QSize m_size;
 };
 
-/// Runs a filter made of line passes, in place where there is no selection, otherwise on a copy that is merged back,
-/// and returns the image.
-///
-/// @p makePasses(image, rect) returns an object with LineCount() and Run(cancel, progress). @p margin is how far around
-/// the selection the passes are to reach. @p setRange is told the number of progress calls before the first of them.
-template <class MakePasses, class SetRange>
-RGBA32iImage runPasses(KXFilterData &data, int margin, MakePasses makePasses, SetRange setRange,
-    const std::atomic<bool> &cancel, const std::function<void()> &progress)
+/// Runs a filter made of passes, in place where there is no selection, otherwise on a copy that is merged back, and
+/// returns the layer. @p makePasses(image, rect) returns the passes over that rectangle of the image, which they
+/// borrow.
+template <class MakePasses>
+RGBA32iImage runPasses(const FilterRun &run, KXFilterData &data, const Reach &reach, MakePasses makePasses)
 {
     if (data.selectionRect.isEmpty()) {
-        auto passes = makePasses(data.image, data.image.Rect());
-        setRange(passes.LineCount());
-        passes.Run(cancel, progress);
-        return data.image;
+        Work work = Work::Whole(data);
+        auto passes = makePasses(work.image, work.rect);
+        run.Do(passes);
+        return std::move(work.image);
     }
-    RGBA32iImage work;
-    data.image.CopyTo(work, false);
-    auto passes = makePasses(work, selectedRect(data).adjusted(-margin, -margin, margin, margin));
+    Work work = Work::AroundSelection(data, reach);
+    auto passes = makePasses(work.image, work.rect);
     SelectionMerge merge(data, work);
-    setRange(passes.LineCount() + merge.RowCount());
-    passes.Run(cancel, progress);
-    merge.Run(cancel, progress);
+    run.Do(passes, merge);
     return data.image;
 }
 
-/// Grows the canvas of @p data by @p reach on each side, as far as @p region allows, and returns where the layer at
-/// @p origin then lies. The layer never shrinks.
-QPoint growCanvas(KXFilterData &data, const QRect &region, const QPoint &origin, int reach);
+/// Grows the layer of @p data by @p reach on each side, as far as @p canvas allows, and returns where it then lies.
+QPoint growLayer(KXFilterData &data, const KXFilterCanvas &canvas, int reach);
 
 } // namespace filters

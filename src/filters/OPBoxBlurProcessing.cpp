@@ -7,49 +7,15 @@
 
 namespace {
 
-constexpr char signature[] = "KXBoxBlur 1.00000";
-constexpr char source[] = "src\\filters\\OPBoxBlurProcessing";
+using Window = OPRGBABlurAccumulatorPremul;
+using lines::HorizontalDirection, lines::LineHandler, lines::VerticalDirection;
 
-/// Rows, then columns, with one window.
-class BoxPasses {
-public:
-    BoxPasses(const OPRGBABlurAccumulatorPremul &window, RGBA32iImage &image, const QRect &rect)
-        : m_rows(window, image, rect)
-        , m_columns(window, image, rect)
-    {
-    }
-
-    int LineCount() const { return m_rows.LineCount() + m_columns.LineCount(); }
-
-    void Run(const std::atomic<bool> &cancel, const lines::Progress &progress) const
-    {
-        m_rows.Run(cancel, progress);
-        m_columns.Run(cancel, progress);
-    }
-
-private:
-    lines::LineHandler<OPRGBABlurAccumulatorPremul, lines::HorizontalDirection> m_rows;
-    lines::LineHandler<OPRGBABlurAccumulatorPremul, lines::VerticalDirection> m_columns;
-};
+constexpr filters::ParamsStream stream("KXBoxBlur 1.00000", "box blur",
+    { "src\\filters\\OPBoxBlurProcessing", 196, 182 }, &OPBoxBlurProcessing::Params::radius);
 
 } // namespace
 
-bool OPBoxBlurProcessing::Params::Write(QDataStream &stream) const
-{
-    return filters::writeParams(stream, signature, radius);
-}
-
-bool OPBoxBlurProcessing::Params::Read(QDataStream &stream) { return filters::readParams(stream, signature, radius); }
-
-QDataStream &operator<<(QDataStream &stream, const OPBoxBlurProcessing::Params &params)
-{
-    return filters::writeOrLog(stream, params, { source, 182 }, "Write box blur data error.");
-}
-
-QDataStream &operator>>(QDataStream &stream, OPBoxBlurProcessing::Params &params)
-{
-    return filters::readOrLog(stream, params, { source, 196 }, "Read box blur data error.");
-}
+KX_FILTER_STREAM(OPBoxBlurProcessing, stream)
 
 OPBoxBlurProcessing::OPBoxBlurProcessing(const std::atomic<bool> &cancel)
     : m_cancel(cancel)
@@ -60,16 +26,17 @@ OPBoxBlurProcessing::~OPBoxBlurProcessing() = default;
 
 RGBA32iImage OPBoxBlurProcessing::run(BlurData data)
 {
-    const OPRGBABlurAccumulatorPremul window(data.params.radius);
-    // A window reads real neighbours by itself: no margin.
-    return filters::runPasses(
-        data, 0, [&window](RGBA32iImage &image, const QRect &rect) { return BoxPasses(window, image, rect); },
-        [this](int lines) { SetRange(unsigned(lines)); }, m_cancel, [this] { IncrementProgress(); });
+    const Window window(data.params.radius);
+    // A window reads real neighbours by itself: nothing around the selection needs to be blurred.
+    const filters::Reach reach { 0, window.GetRadius() + 1 };
+    return filters::runPasses({ *this, m_cancel }, data, reach, [&window](RGBA32iImage &image, const QRect &rect) {
+        return filters::InTurn(LineHandler<Window, HorizontalDirection>(window, image, rect),
+            LineHandler<Window, VerticalDirection>(window, image, rect));
+    });
 }
 
 OPBoxBlurProcessing::ResultEx OPBoxBlurProcessing::runEx(BlurDataEx data)
 {
-    const int reach = OPRGBABlurAccumulatorPremul(data.params.radius).GetRadius();
-    const QPoint origin = filters::growCanvas(data, data.region, data.origin, reach);
+    const QPoint origin = filters::growLayer(data, data, Window(data.params.radius).GetRadius());
     return { run(std::move(data)), origin };
 }

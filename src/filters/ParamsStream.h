@@ -6,52 +6,90 @@
 #include <QtCore/QDataStream>
 
 #include <cstring>
+#include <string>
+#include <tuple>
 
-/// The form of every parameter stream: a signature, its ASCII bytes alone, then the fields with the stream's own
-/// operators, in whatever version, byte order and precision the caller has set.
 namespace filters {
 
-/// False when the signature cannot be written, with no field written, or when the stream is not in order afterwards.
-template <class... Field>
-bool writeParams(QDataStream &stream, const char *signature, const Field &...fields)
-{
-    const int length = int(std::strlen(signature));
-    if (stream.writeRawData(signature, length) != length)
-        return false;
-    (stream << ... << fields);
-    return stream.status() == QDataStream::Ok;
-}
+/// What messages about a parameter stream name as their origin: a source, and two of its lines.
+struct StreamSource {
+    const char *path;
+    int readLine, writeLine;
+};
 
-/// False when the signature is another or is cut off, with nothing stored, or when the stream is not in order
-/// afterwards; then the fields hold what was read.
-template <class... Field>
-bool readParams(QDataStream &stream, const char *signature, Field &...fields)
-{
-    QByteArray found(int(std::strlen(signature)), '\0');
-    if (stream.readRawData(found.data(), found.size()) != found.size() || found != signature)
-        return false;
-    (stream >> ... >> fields);
-    return stream.status() == QDataStream::Ok;
-}
-
-/// What the stream operators do: a failure is logged, and the stream's status is left alone.
-template <class Params>
-QDataStream &writeOrLog(QDataStream &stream, const Params &params, support::Origin origin, const char *message)
-{
-    if (!params.Write(stream))
-        support::logLine(origin, message);
-    return stream;
-}
-
-/// After a failure @p params holds the defaults.
-template <class Params>
-QDataStream &readOrLog(QDataStream &stream, Params &params, support::Origin origin, const char *message)
-{
-    if (!params.Read(stream)) {
-        support::logLine(origin, message);
-        params = Params();
+/// The declaration of a parameter stream: a signature, its ASCII bytes alone, then the fields with the stream's own
+/// operators, in whatever version, byte order and precision the caller has set. @c KX_FILTER_STREAM makes of it what
+/// the filter's header declares.
+template <class Params, class... Field>
+class ParamsStream {
+public:
+    /// @p name is what messages call the filter: "Read box blur data error."
+    constexpr ParamsStream(
+        const char *signature, const char *name, const StreamSource &source, Field Params::*...fields)
+        : m_signature(signature)
+        , m_name(name)
+        , m_source(source)
+        , m_fields(fields...)
+    {
     }
-    return stream;
-}
+
+    /// False when the signature cannot be written, with no field written, or when the stream is not in order
+    /// afterwards.
+    bool Write(QDataStream &stream, const Params &params) const
+    {
+        const int length = int(std::strlen(m_signature));
+        if (stream.writeRawData(m_signature, length) != length)
+            return false;
+        std::apply([&](auto... field) { (stream << ... << (params.*field)); }, m_fields);
+        return stream.status() == QDataStream::Ok;
+    }
+
+    /// False when the signature is another or is cut off, with nothing stored, or when the stream is not in order
+    /// afterwards; then the fields hold what was read.
+    bool Read(QDataStream &stream, Params &params) const
+    {
+        QByteArray found(int(std::strlen(m_signature)), '\0');
+        if (stream.readRawData(found.data(), found.size()) != found.size() || found != m_signature)
+            return false;
+        std::apply([&](auto... field) { (stream >> ... >> (params.*field)); }, m_fields);
+        return stream.status() == QDataStream::Ok;
+    }
+
+    /// What the stream operators do: a failure is logged, and the stream's status is left alone.
+    QDataStream &Put(QDataStream &stream, const Params &params) const
+    {
+        if (!params.Write(stream))
+            Report(m_source.writeLine, "Write ");
+        return stream;
+    }
+
+    /// After a failure @p params holds the defaults.
+    QDataStream &Get(QDataStream &stream, Params &params) const
+    {
+        if (!params.Read(stream)) {
+            Report(m_source.readLine, "Read ");
+            params = Params();
+        }
+        return stream;
+    }
+
+private:
+    void Report(int line, const char *what) const
+    {
+        support::logLine({ m_source.path, line }, (std::string(what) + m_name + " data error.").c_str());
+    }
+
+    const char *m_signature;
+    const char *m_name;
+    StreamSource m_source;
+    std::tuple<Field Params::*...> m_fields;
+};
 
 } // namespace filters
+
+/// Defines Write and Read of the parameters of @p Filter, and both stream operators, from the declaration @p stream.
+#define KX_FILTER_STREAM(Filter, stream)                                                                               \
+    bool Filter::Params::Write(QDataStream &to) const { return stream.Write(to, *this); }                              \
+    bool Filter::Params::Read(QDataStream &from) { return stream.Read(from, *this); }                                  \
+    QDataStream &operator<<(QDataStream &to, const Filter::Params &params) { return stream.Put(to, params); }          \
+    QDataStream &operator>>(QDataStream &from, Filter::Params &params) { return stream.Get(from, params); }

@@ -1,10 +1,14 @@
 #include "KXBlur.h"
 #include "KXComposer.h"
+#include "KXIterativeConvolution.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 
+#include "filters/ParamsStream.h"
 #include "kit/Formulas.h"
+#include "kit/Images.h"
 #include "kit/Test.h"
+#include "lines/LineHandlers.h"
 #include "support/Workers.h"
 
 using kit::Picture;
@@ -64,6 +68,29 @@ void blur(Picture &picture, const QRect &rect, double strength)
     kit::convolve(picture, rect, Qt::Vertical, kernel);
     kit::makeStraight(picture, rect);
 }
+
+/// The passes of a blur over what is selected of @p image, as the library has them.
+void runPasses(const Gaussian::Params &params, RGBA32iImage &image, const QRect &selected)
+{
+    const std::vector<short> kernel = KXBlur::CreateGaussianKernel(params.sigma);
+    const int reach = int(kernel.size() / 2);
+    KXIterativeConvolutionFast2D<RGBA32iImage> passes(kernel, image, selected.adjusted(-reach, -reach, reach, reach));
+    passes.SetPremultiply(true);
+    passes.Run(kit::noCancel, {});
+}
+
+void runPasses(const Box::Params &params, RGBA32iImage &image, const QRect &selected)
+{
+    const OPRGBABlurAccumulatorPremul window(params.radius);
+    using Window = OPRGBABlurAccumulatorPremul;
+    lines::LineHandler<Window, lines::HorizontalDirection>(window, image, selected).Run(kit::noCancel, {});
+    lines::LineHandler<Window, lines::VerticalDirection>(window, image, selected).Run(kit::noCancel, {});
+}
+
+struct Pair {
+    int first;
+    double second;
+};
 
 struct Selected {
     QSize size; // of the image; the selection's is 60 by 50
@@ -137,6 +164,21 @@ private Q_SLOTS:
         data.image = edges.image(false);
         QCOMPARE(Picture::of(blurred<Box>(data, INT_MAX)).at(1, 0), OPRGBA32i(127, 127, 127, 255));
         COMPARE_PICTURE(Picture::of(blurred<Gaussian>(data, 1e7)), Picture(3, 1));
+
+        Gaussian::BlurDataEx grown; // reaches three times as far, whatever the length of its kernel
+        grown.image = Picture::random(20, 10, 45).image(false);
+        grown.selection = Picture(9, 9, OPRGBA32i(0xFFFFFFFFu)).image(false);
+        grown.selectionRect = QRect(0, 0, 9, 9);
+        grown.params.sigma = 1e7;
+        const auto watch = std::make_shared<Watch>();
+        blurred<Gaussian>(grown, 1e7, watch);
+        QCOMPARE(watch->ranges, QList<int>({ 0, 20 + 10 + 9, 0 }));
+        QCOMPARE(watch->steps.size(), 39);
+        grown.selectionRect = QRect();
+        grown.region = QRect(-30, -2, 70, 500);
+        const KXFilterResult result = Gaussian(kit::noCancel).runEx(grown);
+        COMPARE_PICTURE(Picture::of(result.image), Picture(70, 500));
+        QCOMPARE(result.origin, QPoint(-30, -2));
     }
 
     void nothingIsSelectedByANullTile()
@@ -149,6 +191,16 @@ private Q_SLOTS:
         data.selectionRect = before.rect();
         const Picture after = Picture::of(blurred<Box>(data, 2));
         QVERIFY(std::equal(after.pixels.begin() + 1280, after.pixels.end(), before.pixels.begin() + 1280));
+    }
+
+    /// With a selection a filter works on a part of the layer; against its passes over a copy of all of it.
+    void seesWhatIsAroundTheSelection()
+    {
+        QRandomGenerator random = kit::random(52);
+        for (int i = 0; i < 400; ++i) {
+            checkSurroundings<Gaussian>(random, random.bounded(6.0));
+            checkSurroundings<Box>(random, random.bounded(30));
+        }
     }
 
     /// At the first, a middle and the last line of each pass. Of 40 rows and 50 columns a selection of 30 by 20 takes
@@ -179,6 +231,13 @@ private Q_SLOTS:
             checkGrowth<Gaussian>(each, 1.4); // reaches 4.2, the box 4
             checkGrowth<Box>(each, 4);
         }
+
+        Box::BlurDataEx thin; // without area, and what it may grow into is apart from it
+        thin.image = RGBA32iImage(1, 0, false);
+        thin.region = QRect(5, 5, 9, 9);
+        thin.params.radius = 0;
+        const KXFilterResult result = Box(kit::noCancel).runEx(thin);
+        QVERIFY(result.image.Rect() == QRect(0, 0, 1, 0) && result.origin == QPoint());
     }
 
     /// The digits of 1.5 and 0x01020304 in each of the streams' forms.
@@ -192,6 +251,16 @@ private Q_SLOTS:
             { "01020304", "04030201", "01020304" },
             { "[src\\filters\\OPBoxBlurProcessing:196] Read box blur data error.",
                 "[src\\filters\\OPBoxBlurProcessing:182] Write box blur data error." });
+
+        // Several fields, in order; the second one is cut off.
+        const filters::ParamsStream stream("Pair", "pair", { "pair", 2, 1 }, &Pair::first, &Pair::second);
+        QByteArray bytes;
+        QDataStream out(&bytes, QIODevice::WriteOnly);
+        QVERIFY(stream.Write(out, { 7, 0.5 }));
+        QCOMPARE(bytes, "Pair" + QByteArray::fromHex("000000073FE0000000000000"));
+        Pair read { 1, 1 };
+        QDataStream cut(bytes.left(15));
+        QVERIFY(!stream.Read(cut, read) && read.first == 7 && read.second == 0);
     }
 
 private:
@@ -235,6 +304,48 @@ private:
             for (int i = 0; i < lineCount; ++i)
                 QCOMPARE(watch->steps[i], i + 1);
         }
+    }
+
+    template <class Processing>
+    void checkSurroundings(QRandomGenerator &random, double strength)
+    {
+        const auto anySize = [&random] { return QSize(random.bounded(300), random.bounded(300)); };
+        const auto anyPoint = [&random](int limit) {
+            return QPoint(random.bounded(-limit, limit), random.bounded(-limit, limit));
+        };
+        const bool tiled = random.bounded(2);
+        typename Processing::BlurData data;
+        data.image = kit::patchy(random, anySize(), tiled);
+        data.selection = kit::patchy(random, anySize(), random.bounded(2));
+        const int side = random.bounded(2) ? 20 : 300;
+        data.selectionRect = QRect(anyPoint(300), QSize(random.bounded(1, side), random.bounded(1, side)));
+        data.selectionOffset = anyPoint(random.bounded(2) ? 20 : 300);
+        set(data.params, strength);
+        if (tiled && random.bounded(2)) {
+            kit::addWindow(random, data.image, QRect(0, 0, 250, 250));
+            data.selectionRect.setHeight(1); // a second row might find that the first one's tiles show no window
+        }
+
+        RGBA32iImage work, expected = data.image;
+        data.image.CopyTo(work, false);
+        if (!tiled)
+            data.image.CopyTo(expected, false);
+        const QRect selected = data.selectionRect.translated(data.selectionOffset);
+        runPasses(data.params, work, selected);
+        const Picture filtered = Picture::of(work), old = Picture::of(data.image), mask = Picture::of(data.selection);
+        const QRect to = selected & old.rect();
+        const QPoint over(qMax(-data.selectionOffset.x(), 0), qMax(-data.selectionOffset.y(), 0));
+        const QRect from = data.selectionRect.translated(over) & mask.rect();
+        for (int y = 0; y < qMin(to.height(), from.height()); ++y)
+            for (int x = 0; x < qMin(to.width(), from.width()); ++x) {
+                const int m = mask.at(from.x() + x, from.y() + y).a;
+                const OPRGBA32i f = filtered.at(to.x() + x, to.y() + y), u = old.at(to.x() + x, to.y() + y);
+                const OPRGBA32i merged = kit::pixelOf(
+                    [&](int c) { return (kit::channel(f, c) * m + kit::channel(u, c) * (255 - m)) / 255; });
+                expected.WriteRow(unsigned(to.y() + y), unsigned(to.x() + x), &merged, 4);
+            }
+        Processing processing(kit::noCancel);
+        COMPARE_PICTURE(Picture::of(processing.run(data)), Picture::of(expected));
     }
 
     template <class Processing>

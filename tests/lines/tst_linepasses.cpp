@@ -215,7 +215,9 @@ private Q_SLOTS:
         Picture picture = Picture::random(6, 5, 7);
         QImage qImage(reinterpret_cast<unsigned char *>(picture.pixels.data()), 6, 5, QImage::Format_ARGB32);
         RGBA32iImage flat = picture.image(false), tiled = picture.image(true);
-        QCOMPARE(KXBlurImageWrapper(qImage).GetRect() & KXBlurImageWrapperConst(qImage).GetRect(), picture.rect());
+        for (const QRect &whole : { KXBlurImageWrapper(qImage).GetRect(), KXBlurImageWrapperConst(qImage).GetRect(),
+                 KXBlurImageWrapper(flat).GetRect(), KXBlurImageWrapperConst(tiled).GetRect() })
+            QCOMPARE(whole, picture.rect());
         checkLines<OPImageUtils::HorizontalDirection<QImage>>(qImage, picture.pixels.data(), Qt::Horizontal);
         checkLines<OPImageUtils::VerticalDirection<QImage>>(qImage, picture.pixels.data(), Qt::Vertical);
         checkLines<VerticalDirection>(flat, flat.Bits(), Qt::Vertical);
