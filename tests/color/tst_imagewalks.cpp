@@ -89,18 +89,17 @@ private Q_SLOTS:
             { { 300, 0, 5, 5 }, none },
             { { { INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX) }, all },
         };
-        const QByteArray processorsBefore = qgetenv("KXCORE_TEST_PROCESSORS");
-        for (const QByteArray &processors : { QByteArray("1"), processorsBefore })
+        for (const int count : { 1, workers::hardware() })
             for (const auto &[rect, wanted] : cases) {
-                qputenv("KXCORE_TEST_PROCESSORS", processors);
-                const QRect area = processors == "1" ? none : wanted;
+                const kit::Processors processors(count);
+                const QRect area = count == 1 ? none : wanted;
                 for (const bool tiled : { false, true })
                     for (const Form form : { Plain, Iterative, Located })
                         for (const bool hasKernel : { false, true }) {
                             RGBA32iImage image = Picture(300, 200).image(tiled);
                             std::atomic<int> progress { 0 };
-                            const auto count = [&progress] { ++progress; };
-                            walk(form, image, rect, kit::noCancel, count, hasKernel);
+                            const auto step = [&progress] { ++progress; };
+                            walk(form, image, rect, kit::noCancel, step, hasKernel);
                             const QRect lessOneRow = area.adjusted(0, 0, 0, -1);
                             const Picture expected =
                                 raised(form == Plain && !tiled ? lessOneRow : area, form == Located);

@@ -298,14 +298,12 @@ private Q_SLOTS:
     /// The calling thread copies nothing itself, and on one processor there is nobody else.
     void copyRectOnOneProcessor()
     {
-        const QByteArray before = qgetenv("KXCORE_TEST_PROCESSORS");
-        qputenv("KXCORE_TEST_PROCESSORS", "1");
+        const kit::Processors processors(1);
         RGBA32iImage flat(300, 20, false), tiled(300, 20, true), copy;
         flat.Fill(red);
         tiled.TileData(0, true);
         flat.CopyTo(copy, true);
         RGBA32iImage::CopyRect(flat, tiled, tiled.Rect(), flat.Rect(), true);
-        qputenv("KXCORE_TEST_PROCESSORS", before);
         QVERIFY(copy.IsFakeTile(0) && difference(flat, all(red)) == nowhere);
     }
 

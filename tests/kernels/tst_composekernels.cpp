@@ -1,8 +1,7 @@
 #include "BaseTransformation.h"
 #include "KXComposer.h"
 #include "compose/Composer.h"
-#include "kit/Picture.h"
-#include "kit/Test.h"
+#include "kit/Kernels.h"
 
 using KX = RGBA32iImage;
 using Plain = compose::Composers<compose::PlainRows>;
@@ -110,8 +109,7 @@ class TestComposeKernels : public QObject {
 private Q_SLOTS:
     void initTestCase()
     {
-        if (!AVX2LIB::Instance())
-            QSKIP("there is no kernel module, or this processor has no AVX2");
+        SKIP_WITHOUT_MODULE();
         const kit::LogCapture log;
         loadAVX2Functions(true);
         QCOMPARE(log.texts(), QStringList()); // every entry is there
@@ -215,8 +213,7 @@ private Q_SLOTS:
     /// none beside the caller for other images and for a tiled source below a tiled clip without a mask.
     void letsExceptionsOut()
     {
-        const QByteArray before = qgetenv("KXCORE_TEST_PROCESSORS");
-        qputenv("KXCORE_TEST_PROCESSORS", "3");
+        const kit::Processors processors(3);
         for (const Form form : forms) // those with a clip onto flat images only
             for (int storages = 0; storages < (form == Bare || form == Masked ? 8 : 4); ++storages) {
                 const bool tiled = storages & 1, tiledClip = storages & 2, onTiles = storages & 4;
@@ -229,7 +226,6 @@ private Q_SLOTS:
                 const QString line = "[src/KXComposer] Unexpected exception no more colours";
                 QCOMPARE(log.texts().join(QString()), line.repeated(alone ? 1 : 3));
             }
-        qputenv("KXCORE_TEST_PROCESSORS", before);
     }
 
     void stamps()

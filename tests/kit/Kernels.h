@@ -4,6 +4,13 @@
 #include "kit/Picture.h"
 #include "support/Kernels.h"
 
+/// Ends a test that has nothing to do where no kernels are.
+#define SKIP_WITHOUT_MODULE()                                                                                          \
+    do {                                                                                                               \
+        if (!AVX2LIB::Instance())                                                                                      \
+            QSKIP("there is no kernel module, or this processor has no AVX2");                                         \
+    } while (false)
+
 /// Compares a row, and says where in the test's loops it was when it fails.
 #define COMPARE_ROW(row, expected, where)                                                                              \
     VERIFY_SAME_AT(kit::difference(row.pixels(), expected), where);                                                    \

@@ -50,6 +50,21 @@ using Application = QCoreApplication;
 
 inline const std::atomic<bool> noCancel { false }; ///< a cancel flag that nobody sets
 
+/// While it lives the machine has @p count processors.
+class Processors {
+public:
+    explicit Processors(int count)
+        : m_before(qgetenv(name))
+    {
+        qputenv(name, QByteArray::number(count));
+    }
+    ~Processors() { m_before.isEmpty() ? qunsetenv(name) : qputenv(name, m_before); }
+
+private:
+    static constexpr char name[] = "KXCORE_TEST_PROCESSORS";
+    const QByteArray m_before;
+};
+
 /// Collects what the debug log prints while it lives, instead of printing it.
 class LogCapture {
 public:

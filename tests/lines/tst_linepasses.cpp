@@ -253,31 +253,27 @@ private Q_SLOTS:
     /// A convolution has a worker for each processor; other passes have one fewer, and of two processors none.
     void workersOfPasses()
     {
-        const QByteArray before = qgetenv("KXCORE_TEST_PROCESSORS");
         RGBA32iImage image(300, 9, false);
         const Kernel kernel { 1, 2, 1 };
         const OPRGBABlurAccumulator window(1);
         for (const int n : { 1, 2, 4 }) {
-            qputenv("KXCORE_TEST_PROCESSORS", QByteArray::number(n));
+            const kit::Processors processors(n);
             count(KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection>(kernel, image, QRect()), n);
             count(KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>(kernel, image, QRect()), n);
             count(lines::LineHandler<OPRGBABlurAccumulator, HorizontalDirection>(window, image, QRect()), n - (n > 1));
             count(lines::LineHandler<OPRGBABlurAccumulator, VerticalDirection>(window, image, QRect()), n - (n > 1));
         }
-        qputenv("KXCORE_TEST_PROCESSORS", before);
     }
 
     /// However a pair of passes ends, lines are finished or left alone, and as many are finished as are reported.
     void endsBetweenLines()
     {
-        const QByteArray before = qgetenv("KXCORE_TEST_PROCESSORS");
-        for (const int processors : { 1, 2, 4 }) {
-            qputenv("KXCORE_TEST_PROCESSORS", QByteArray::number(processors));
+        for (const int n : { 1, 2, 4 }) {
+            const kit::Processors processors(n);
             for (const QSize size : { QSize(1, 1), QSize(1, 40), QSize(31, 2), QSize(150, 7), QSize(70, 70) })
                 for (const bool premultiply : { false, true })
                     stopPasses(QRect(QPoint(3, 2), size), premultiply);
         }
-        qputenv("KXCORE_TEST_PROCESSORS", before);
     }
 
     /// Rows, then columns. Windows and line kernels see the image around the rectangle, convolutions repeat the edge.
