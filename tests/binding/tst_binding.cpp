@@ -9,20 +9,35 @@
 #include <set>
 #include <string>
 
+using Symbols = std::set<std::string>;
+
+extern "C" Q_DECL_EXPORT Symbols called; // which kernels ran
+Symbols called;
+
 namespace {
 
-using Symbols = std::set<std::string>;
 using lines::HorizontalDirection, lines::VerticalDirection;
 
 struct Accelerated : BaseTransformation {
     Accelerated() { m_HasKernel = true; }
 };
 
+/// A line kernel of the type that is never given to a module.
+struct PlainCopy : OPLineKernelBase {
+    PlainCopy()
+        : OPLineKernelBase(KernelPlain)
+    {
+    }
+    void operator()(int i) { Target(i) = Clamped(i + m_sourceOffset); }
+    int Left() const { return 0; }
+};
+
 /// What the calls below work on.
 const QRect r;
 const auto mode = KXCompositionMode::Source;
-const std::atomic<bool> cancel { false };
+const std::atomic<bool> &cancel = kit::noCancel;
 QImage qt(1, 1, QImage::Format_ARGB32);
+QImage wide(qt.bits(), 1, 1, 8, QImage::Format_ARGB32); // its rows lie further apart than a kernel can be told
 RGBA32iImage kx(1, 1, true), flat(4, 2, false);
 unsigned char block[512];
 
@@ -30,6 +45,13 @@ template <class Direction>
 void convolve()
 {
     KXIterativeConvolutionFast1D<RGBA32iImage, Direction>({ 1, 2, 1 }, flat, r).Run(cancel, nullptr);
+}
+
+void convolveBoth()
+{
+    KXIterativeConvolutionFast2D<RGBA32iImage> both({ 1, 2, 1 }, flat, r);
+    both.SetPremultiply(true);
+    both.Run(cancel, nullptr);
 }
 
 template <class Handler, class Operation>
@@ -76,6 +98,16 @@ const Use uses[] = {
         } },
     { { "VectorProcess" }, [] { OPTransformImageColors(BaseTransformation(), &flat, r)(); } },
     { { "VectorProcess" }, [] { OPTransformImageColors(BaseTransformation(), &qt, r)(); } },
+    { {}, [] { OPTransformImageColors(BaseTransformation(), &wide, r)(); } },
+    { {},
+        [] { // on one processor
+            const kit::Processors processors(1);
+            OPTransformImageColors(BaseTransformation(), &qt, r)();
+        } },
+    { {}, [] { OPTransformImageColors(Accelerated(), &kx, r)(); } },
+    { {}, [] { OPIterativeTransformImageColors(Accelerated(), &kx, r, cancel, nullptr)(); } },
+    { {}, [] { OPIterativeTransformImageColors(BaseTransformation(), &flat, r, cancel, nullptr)(); } },
+    { {}, [] { OPPixelIterativeTransformImageColors(BaseTransformation(), &flat, r, cancel, nullptr)(); } },
     { { "IterativeVectorProcess" },
         [] { OPIterativeTransformImageColors(Accelerated(), &flat, r, cancel, nullptr)(); } },
     { { "PixelTransformIterativeVectorProcess" },
@@ -87,16 +119,13 @@ const Use uses[] = {
             using Kernel = OPSimpleSharpenKernel1D;
             runHandler<lines::LineHandlerConvolution<Kernel, HorizontalDirection>>(Kernel(3));
         } },
+    { {}, [] { runHandler<lines::LineHandlerConvolution<PlainCopy, HorizontalDirection>>(PlainCopy()); } },
     { { "KXIterativeConvolutionFast1DAVX2Convolve" }, convolve<HorizontalDirection> },
     { { "KXIterativeConvolutionFast1DAVX2ConvolveColumns" }, convolve<VerticalDirection> },
     // All rows but the last one are weighted.
     { { "KXIterativeConvolutionFast1DAVX2ConvolveWeighted", "KXIterativeConvolutionFast1DAVX2Convolve",
           "KXIterativeConvolutionFast1DAVX2ConvolveColumns" },
-        [] {
-            KXIterativeConvolutionFast2D<RGBA32iImage> both({ 1, 2, 1 }, flat, r);
-            both.SetPremultiply(true);
-            both.Run(cancel, nullptr);
-        } },
+        convolveBoth },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha()(block, false); } },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha().Apply(flat.Bits(), 1); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha()(block, false); } },
@@ -105,15 +134,12 @@ const Use uses[] = {
 
 constexpr int compositions = 18;
 
-/// What @p use called of the module, or of the module before if there is none now.
+/// What @p use called of the module of the moment, or of one before that it stays bound to.
 Symbols calledBy(const Use &use)
 {
-    static Symbols none, *called = &none;
-    if (const AVX2LIB *const module = AVX2LIB::Instance())
-        called = static_cast<Symbols *>(module->GetProcAddress("called"));
-    called->clear();
+    called.clear();
     use.call();
-    return *called;
+    return called;
 }
 
 } // namespace
@@ -136,6 +162,17 @@ private Q_SLOTS:
         if (!__builtin_cpu_supports("avx2"))
 #endif
             QSKIP("modules are not loaded on this processor");
+    }
+
+    /// A module that has nothing for columns side by side gets each of them, and the walks around both passes.
+    void linesOnly()
+    {
+        AVX2LIB::UseModule(fake_lines_only_path);
+        const Symbols line { "KXIterativeConvolutionFast1DAVX2Convolve" };
+        QVERIFY(calledBy({ {}, convolve<VerticalDirection> }) == line);
+        QVERIFY(calledBy({ {}, convolveBoth }) == (Symbols { "VectorProcess", *line.begin() }));
+        AVX2LIB::UseModule(nullptr);
+        QVERIFY(calledBy({ {}, convolve<VerticalDirection> }) == line); // what is bound stays bound
     }
 
     /// Every kernel of the list is called by some place, and by no other one.
