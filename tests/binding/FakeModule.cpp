@@ -1,5 +1,5 @@
-// A kernel module for tests: its kernels do nothing but note in `called` of the test that they ran. Which of them it exports is told
-// at its target.
+// A kernel module for tests: its kernels do nothing but note in the test's `called` that they ran. Its target in
+// CMakeLists.txt says which of them it exports.
 
 #include "support/KernelPrototypes.h"
 
