@@ -12,6 +12,23 @@
 ///
 /// Costs the same for any radius up to the size of the image, and little more beyond. Means are truncated, so that
 /// semi-transparent pixels lose a little colour even with a radius of 0; see @c OPRGBABlurAccumulatorPremul.
+///
+/// @code
+/// std::atomic<bool> cancel { false }; // any thread may set it
+/// OPBoxBlurProcessing blur(cancel);
+/// std::atomic<int> steps { 0 };
+/// QObject::connect(&blur, &OPBoxBlurProcessing::RangeChanged, [&](int, int maximum) { steps = maximum; });
+/// QObject::connect(&blur, &OPBoxBlurProcessing::ProgressChanged, [&](int step) { // from threads of the pool
+///     if (isTooLong(step, steps))
+///         cancel = true; // each worker finishes its line, then run returns
+/// });
+/// OPBoxBlurProcessing::BlurData data;
+/// layer.CopyTo(data.image, false); // a copy of the flat layer: the blur is written into what it is given
+/// data.params.radius = 8;
+/// const RGBA32iImage blurred = blur.run(data);
+/// if (!cancel)
+///     layer = blurred;
+/// @endcode
 class KX_EXPORT OPBoxBlurProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {

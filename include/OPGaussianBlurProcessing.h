@@ -13,6 +13,23 @@
 /// The kernel reaches three times sigma to either side, and the cost grows with it. The last row of the filtered
 /// rectangle is blurred without regard to alpha; see @c KXIterativeConvolutionFast2D. On a machine with a single
 /// processor all rows are.
+///
+/// @code
+/// std::atomic<bool> cancel { false }; // any thread may set it
+/// OPGaussianBlurProcessing blur(cancel);
+/// std::atomic<int> steps { 0 };
+/// QObject::connect(&blur, &OPGaussianBlurProcessing::RangeChanged, [&](int, int maximum) { steps = maximum; });
+/// QObject::connect(&blur, &OPGaussianBlurProcessing::ProgressChanged, [&](int step) { // from threads of the pool
+///     if (isTooLong(step, steps))
+///         cancel = true; // each worker finishes its line, then run returns
+/// });
+/// OPGaussianBlurProcessing::BlurData data;
+/// layer.CopyTo(data.image, false); // a copy of the flat layer: the blur is written into what it is given
+/// data.params.sigma = 2.5;
+/// const RGBA32iImage blurred = blur.run(data);
+/// if (!cancel)
+///     layer = blurred;
+/// @endcode
 class KX_EXPORT OPGaussianBlurProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {
