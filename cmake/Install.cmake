@@ -1,7 +1,7 @@
 include(CMakePackageConfigHelpers)
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/KXCore)
-install(TARGETS kxcore EXPORT KXCoreTargets FILE_SET HEADERS)
+install(TARGETS kxcore EXPORT KXCoreTargets FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KXCore)
 if(TARGET kxcore_avx2)
     install(TARGETS kxcore_avx2 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()

@@ -83,8 +83,26 @@ inline std::optional<KXOverlap> ClipRects(
 /// whatever its size. An entry that is still this uniform block is *fake*: it counts as empty and composition skips it.
 /// An entry may also be null, which means that nothing was ever stored there; readers skip it too.
 ///
-/// A tiled image may carry a *flat window*: pixels in a flat buffer that stand for its fake tiles within one rectangle.
-/// The window's pixel for image position p is p + offset - origin.
+/// A tiled image may carry a *flat window*: pixels in a flat buffer that stand for its fake tiles within one rectangle,
+/// such as a stroke that is still being painted and would otherwise make tiles. The window's pixel for image position p
+/// is p + offset - origin. Here is one of 150 by 80 pixels for the part of the image from (90, 40) on:
+/// @code
+///     0      90   128           256          the image; its tile 0 is fake, tile 1 was written
+///   0 +-----------+-------------+
+///     |           |             |
+///  40 |      +----+--------+    |            the buffer of the window
+///     |      | A  |   B    |    |          0    38       149
+///     |      |    |        |    |        0 +----+--------+
+///     |      +----+--------+    |          | A  |   B    |
+/// 128 +-----------+-------------+       79 +----+--------+
+///
+/// const QRect part(90, 40, 150, 80);
+/// const QSharedPointer<OPRGBA32i> stroke(new OPRGBA32i[150 * 80], [](OPRGBA32i *p) { delete[] p; });
+/// image.SetFlatWindow(stroke, QRect(QPoint(0, 0), part.size()), QPoint(0, 0), part.topLeft());
+/// stroke.data()[5 * 150 + 7] = red; // the image's pixel (97, 45), in A
+/// @endcode
+/// A shows, B does not: there the tile's own pixels are read. @c ReadRow and composition see the window; @c CopyRect and
+/// @c CopyTo do not. A write makes a tile, which hides what lies behind it.
 template <class T, int TileW, int TileH>
 class KX_EXPORT KXImage {
     static_assert(size_t(TileW) * TileH * sizeof(T) == 65536, "every tile is 65,536 bytes");
@@ -146,11 +164,13 @@ public:
     ///
     /// Copied   The pixels, the resolution, the EXIF list (shared) and the application's words; **not** the profile,
     ///          the metadata flags, the flat window and @c FakeIsContent.
-    /// Tiles    Every tile that is not null becomes a private block of @p target, so none counts as fake there. From
-    ///          flat to tiled the pixels are copied by workers, see @c CopyRect: with a single processor there are
-    ///          none, and the copy stays transparent.
+    /// Tiles    Every tile that is not null becomes a private block of @p target and does not count as fake there, also
+    ///          if it did here. **A null tile becomes a fake one**: transparent, and able to be written. From flat to
+    ///          tiled the pixels are copied by workers, see @c CopyRect: with a single processor there are none, and
+    ///          the copy stays transparent.
     /// To flat  A flat copy of a tiled image is made in another way: by @c ComposeSource or @c CopyRect onto a flat
     ///          image of its size, which stays transparent under fake tiles.
+    /// Errors   std::bad_alloc; @p target then is what it was. It may be this image.
     void CopyTo(KXImage &target, bool forceTiled) const;
 
     /// Copies the pixels of @p srcRect to @p dstRect, whose top left corners are laid on one another; see @c ClipRects.
@@ -180,6 +200,20 @@ public:
         if (HasTile(index))
             tiles[size_t(index)].reset();
     }
+
+    /// Makes wholly transparent tiles fake again, as after erasing or cutting: their memory comes back, and composition
+    /// skips them. Returns how many.
+    ///
+    /// Which    Tiles whose 65,536 bytes are all 0; a colour under an alpha of 0, or a pixel beyond the edge of the
+    ///          image, keeps its tile. All rows read as before, and so not made fake are tiles that a flat window
+    ///          touches, which would show there, and any tile of an image whose uniform block is not transparent, after
+    ///          @c Fill with a colour. Null tiles stay null. Nothing happens in a flat image.
+    /// Compose  Modes that change the destination under a transparent source, such as Source and Clear, no longer do so
+    ///          in these tiles, as in all fake ones.
+    /// Shares   Copies of the image keep their tiles; a block is freed with the last image that has it.
+    /// Threads  The calling thread. Nobody else may use this image meanwhile; copies of it may be used.
+    /// Cost     Reads each tile up to the first byte that is not 0. Nothing is allocated.
+    int MakeTransparentTilesFake();
 
     /// The block of tile @p index, TileW * TileH pixels, row-major. With @p forWriting a block that anything else
     /// shares is first replaced by a private copy (throws std::bad_alloc). Null for a null tile, also with
@@ -347,6 +381,10 @@ private:
         std::atomic_thread_fence(std::memory_order_acquire);
 #endif
     }
+
+    /// What CopyRect does, but for the errors, which leave.
+    static void CopyPixels(
+        KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite);
 
     /// To the debug log, as "[include/KXImage:line] text".
     static void ReportInvalidRead(int index, int line);

@@ -31,9 +31,8 @@ void copyRun(T *dst, const T *src, int n, bool overwrite)
         std::memmove(static_cast<void *>(dst), src, size_t(n) * sizeof(T));
         return;
     }
-    for (int i = 0; i < n; ++i)
-        if (src[i].a)
-            dst[i] = src[i];
+    for (int i = 0; i < n; ++i) // without a branch, and of words: compilers turn that into vectors
+        dst[i].word = src[i].a ? src[i].word : dst[i].word;
 }
 
 /// Calls @p run(part of a tile, offset in the row's bytes, how many of them) for @p bytes bytes of row @p y from pixel
@@ -207,6 +206,32 @@ void KXImage<T, TileW, TileH>::Fill(const T &value)
 }
 
 template <class T, int TileW, int TileH>
+int KXImage<T, TileW, TileH>::MakeTransparentTilesFake()
+{
+    const auto isTransparent = [](const T *block) { // its first byte is 0, and each byte is the one after it
+        const auto *bytes = reinterpret_cast<const unsigned char *>(block);
+        return bytes[0] == 0 && std::memcmp(bytes, bytes + 1, TileBytes - 1) == 0;
+    };
+    if (!fakeTile || !isTransparent(fakeTile.get()))
+        return 0;
+    const auto windowTouches = [this](const pixels::TilePart &part) { // rows may be read to the end of the last tile
+        const qint64 left = qint64(flatWindowOrigin.x()) - flatWindowOffset.x();
+        const qint64 top = qint64(flatWindowOrigin.y()) - flatWindowOffset.y();
+        return hasFlatWindow && left < qint64(part.x) + TileW && left + flatWindowRect.width() > part.x
+            && top < qint64(part.y) + TileH && top + flatWindowRect.height() > part.y;
+    };
+    int count = 0;
+    pixels::forEachTile(*this, Rect(), [&](const pixels::TilePart &part) {
+        std::shared_ptr<T> &tile = tiles[size_t(part.tile)];
+        if (!tile || tile == fakeTile || windowTouches(part) || !isTransparent(tile.get()))
+            return;
+        tile = fakeTile;
+        ++count;
+    });
+    return count;
+}
+
+template <class T, int TileW, int TileH>
 bool KXImage<T, TileW, TileH>::ReadRow(unsigned y, unsigned x, void *buffer, unsigned bytes) const
 {
     if (y >= unsigned(height) || x >= unsigned(width))
@@ -261,7 +286,7 @@ void KXImage<T, TileW, TileH>::CopyTo(KXImage &target, bool forceTiled) const
             if (tiles[i])
                 copy.tiles[i] = CopyOfTile(*tiles[i]);
     } else if (forceTiled) {
-        CopyRect(copy, *this, Rect(), Rect(), true);
+        CopyPixels(copy, *this, Rect(), Rect(), true);
     } else if (flatData) {
         std::memcpy(
             static_cast<void *>(copy.flatData.data()), flatData.data(), size_t(width) * size_t(height) * sizeof(T));
@@ -270,7 +295,7 @@ void KXImage<T, TileW, TileH>::CopyTo(KXImage &target, bool forceTiled) const
 }
 
 template <class T, int TileW, int TileH>
-void KXImage<T, TileW, TileH>::CopyRect(
+void KXImage<T, TileW, TileH>::CopyPixels(
     KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite)
 {
     if (src.tiled && dst.tiled)
@@ -304,17 +329,24 @@ void KXImage<T, TileW, TileH>::CopyRect(
                 copyRun(block + run.offset, in + (run.x - line.x()), run.columns, overwrite);
         });
     };
+    if (src.tiled) {
+        workers::forEachRow(workers::besidesCaller(workers::ideal()), area->height, tiledToFlat);
+    } else if (dst.tiled) {
+        workers::forEachRow(workers::besidesCaller(workers::ideal()), area->height, flatToTiled);
+    } else {
+        const int count = workers::besidesCaller(workers::hardware());
+        Q_ASSERT_X(count > 0, "CopyRect", "flat to flat needs at least two processors");
+        if (count > 0)
+            workers::forEachChunk(count, area->height, flatToFlat);
+    }
+}
+
+template <class T, int TileW, int TileH>
+void KXImage<T, TileW, TileH>::CopyRect(
+    KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite)
+{
     try {
-        if (src.tiled) {
-            workers::forEachRow(workers::besidesCaller(workers::ideal()), area->height, tiledToFlat);
-        } else if (dst.tiled) {
-            workers::forEachRow(workers::besidesCaller(workers::ideal()), area->height, flatToTiled);
-        } else {
-            const int count = workers::besidesCaller(workers::hardware());
-            Q_ASSERT_X(count > 0, "CopyRect", "flat to flat needs at least two processors");
-            if (count > 0)
-                workers::forEachChunk(count, area->height, flatToFlat);
-        }
+        CopyPixels(dst, src, srcRect, dstRect, overwrite);
     } catch (const std::exception &e) {
         support::logLine({ sourcePath, __LINE__ }, e.what());
     }

@@ -246,6 +246,43 @@ private Q_SLOTS:
         QVERIFY(deep.TileData(0, false)[4 * 128 + 4] == red && deep.IsFakeTile(1));
     }
 
+    /// Of five private tiles and a null one. No row reads otherwise afterwards, and copies keep what they have.
+    void transparentTilesBecomeFake()
+    {
+        const QSharedPointer<OPRGBA32i> pixels(new OPRGBA32i[40 * 30], [](OPRGBA32i *p) { delete[] p; });
+        std::fill_n(pixels.data(), 40 * 30, red);
+        const struct {
+            QRect window; // in the image
+            OPRGBA32i uniform;
+            std::vector<int> becomeFake;
+        } rows[] = { { QRect(), clear, { 0, 1, 4 } }, { { 100, 20, 28, 30 }, clear, { 1, 4 } },
+            { { 100, 99, 40, 30 }, clear, {} }, { { 300, 0, 40, 30 }, clear, { 0, 1, 4 } },
+            { { INT_MIN, INT_MIN, 40, 30 }, clear, { 0, 1, 4 } }, { QRect(), faint, {} } };
+        for (const auto &[window, uniform, becomeFake] : rows) {
+            RGBA32iImage image(300, 200, true);
+            image.Fill(uniform);
+            for (const int tile : { 0, 1, 2, 4, 5 })
+                image.AllocTile(tile, true);
+            image.TileData(2, true)[0] = OPRGBA32i(0x00000001u); // a colour under no alpha
+            image.TileData(5, true)[128 * 128 - 1] = red; // beyond the edge of the image
+            image.ReleaseTile(3);
+            if (window.isValid())
+                image.SetFlatWindow(pixels, QRect(QPoint(), window.size()), QPoint(), window.topLeft());
+            RGBA32iImage before = image;
+            const OPRGBA32i *const block = before.TileData(1);
+            QCOMPARE(image.MakeTransparentTilesFake(), int(becomeFake.size()));
+            for (const int tile : { 0, 1, 2, 3, 4, 5 })
+                QCOMPARE(image.IsFakeTile(tile), std::count(becomeFake.begin(), becomeFake.end(), tile) == 1);
+            QVERIFY(!image.TileData(3) && before.TileData(1) == block && !before.IsFakeTile(1));
+            std::vector<OPRGBA32i> now(384, faint), then = now;
+            for (unsigned y = 0; y < 200; ++y) // to the end of the tiles
+                QVERIFY(
+                    image.ReadRow(y, 0, now.data(), 1536) && before.ReadRow(y, 0, then.data(), 1536) && now == then);
+        }
+        RGBA32iImage flat(5, 5, false), none(0, 5, true);
+        QVERIFY(flat.MakeTransparentTilesFake() == 0 && none.MakeTransparentTilesFake() == 0);
+    }
+
     void rowsThroughAFlatWindow()
     {
         const QSharedPointer<OPRGBA32i> pixels(new OPRGBA32i[750], [](OPRGBA32i *p) { delete[] p; });

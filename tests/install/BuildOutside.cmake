@@ -17,6 +17,11 @@ if(place STREQUAL moved)
     file(RENAME ${scratch}/installed ${prefix})
 endif()
 
+file(GLOB strays ${prefix}/${includedir}/*.h) # names as plain as KXImage.h would stand among those of all libraries
+if(strays)
+    message(FATAL_ERROR "headers outside of their folder: ${strays}")
+endif()
+
 if(way STREQUAL find_package)
     run(${CMAKE_COMMAND} -S ${programs} -B ${scratch}/build -G ${generator} -DCMAKE_BUILD_TYPE=${config}
         -DCMAKE_CXX_COMPILER=${compiler} -DCMAKE_CXX_FLAGS=${flags} -DCMAKE_PREFIX_PATH=${prefix})

@@ -230,6 +230,13 @@ private Q_SLOTS:
         OPToGrayScaleImage()(picture);
         QVERIFY(picture.format() == QImage::Format_ARGB32 && before.pixel(2, 1) == qRgb(200, 100, 50));
         QCOMPARE(picture.pixel(2, 1), 0xFF7E7E7E); // (2200 + 1600 + 250) / 32
+        std::vector<uint> buffer(10, 0xFF400000u); // rows five pixels apart, of which three are the image's
+        QImage apart(reinterpret_cast<uchar *>(buffer.data()), 3, 2, 20, QImage::Format_ARGB32), shared = apart;
+        OPToGrayScaleImage()(shared); // gets rows of its own, three apart
+        OPToGrayScaleImage()(apart); // now alone on the buffer
+        const uint grey = 0xFF161616, other = 0xFF400000; // 64 * 11 / 32
+        QCOMPARE(buffer, (std::vector<uint> { grey, grey, grey, other, other, grey, grey, grey, other, other }));
+        QVERIFY(shared == apart && shared.bytesPerLine() == 12);
     }
 };
 
