@@ -1,15 +1,18 @@
 #pragma once
 
-#include "Lane8.h"
+#include "Lane16.h"
 #include "compose/ModeTable.h"
 #include "support/Prefetch.h"
 
+#include <algorithm>
 #include <immintrin.h>
 
 namespace compose {
 
 /// The rows of the mode table, eight pixels at a time; the plain rows do the tail.
 struct Avx2Rows {
+    static constexpr int group = 32; ///< pixels; two cache lines
+
     /// Whether the destination begins within what is still to be read. Then eight pixels must not be read before the
     /// first of them is written, as vectors do; everywhere else the order makes no difference.
     static bool readsAhead(const OPRGBA32i *read, const OPRGBA32i *written, int count)
@@ -17,49 +20,31 @@ struct Avx2Rows {
         return read && written > read && written < read + count;
     }
 
-    /// Prefetches what long rows hold half a page further on: by itself the processor does not fetch beyond a page.
-    template <class... Pixels>
+    /// Prefetches what long rows hold some way further on: by itself the processor does not fetch beyond a page. What is
+    /// only looked at goes by faster, and has to be asked for earlier.
+    enum Pace { Walking = 512, Looking = 2048 };
+    template <Pace distance, class... Pixels>
     static Q_ALWAYS_INLINE void askAhead(int i, int count, const Pixels *...rows)
     {
-        constexpr int distance = 512;
         if (i + distance < count)
-            ((rows ? memory::prefetch(rows + i + distance, 1) : void()), ...);
+            ((rows ? memory::prefetch(rows + i + distance, group) : void()), ...);
     }
 
     template <class Mode>
-    static void row(
-        const OPRGBA32i *src, OPRGBA32i *dst, const OPRGBA32i *mask, int count, quint32 opacity, bool lockAlpha)
+    static void row(const LayerRows &rows, int count, const Blending &blending)
     {
-        if (copiesRow<Mode>(src, dst, count, opacity, lockAlpha))
+        if (copiesRow<Mode>(rows, count, blending))
             return;
-        int i = 0;
-        if (opacity <= 256 && !readsAhead(src, dst, count) && !readsAhead(mask, dst, count))
-            for (; i + 8 <= count; i += 8) {
-                askAhead(i, count, src, dst, mask);
-                const PlainCoverage<Lane8> c { opacity, lockAlpha, mask != nullptr,
-                    mask ? loadAlpha8(mask + i) : Lane8(255) };
-                store8(dst + i, Mode::blend(load8(src + i), load8(dst + i), c));
-            }
-        PlainRows::row<Mode>(src + i, dst + i, mask ? mask + i : nullptr, count - i, opacity, lockAlpha);
+        const int done = rows.clip ? blend8<Mode, Plain8<true>>(rows, count, blending)
+                                   : blend8<Mode, Plain8<false>>(rows, count, blending);
+        PlainRows::row<Mode>(rows.From(done), count - done, blending);
     }
 
     template <class Mode>
-    static void maskedRow(const OPRGBA32i *src, const OPRGBA32i *second, OPRGBA32i *dst, const OPRGBA32i *mask1,
-        const OPRGBA32i *mask2, int count, quint32 opacity, bool lockAlpha)
+    static void maskedRow(const LayerRows &rows, int count, const Blending &blending)
     {
-        const auto from = [](const OPRGBA32i *row, int i) { return row ? row + i : nullptr; };
-        const auto alpha = [](const OPRGBA32i *row, int i) { return row ? loadAlpha8(row + i) : Lane8(255); };
-        int i = 0;
-        if (opacity <= 256 && !readsAhead(src, dst, count) && !readsAhead(second, dst, count)
-            && !readsAhead(mask1, dst, count) && !readsAhead(mask2, dst, count))
-            for (; i + 8 <= count; i += 8) {
-                askAhead(i, count, src, second, dst, mask1, mask2);
-                const MaskedCoverage<Lane8> c { opacity, lockAlpha, mask1 != nullptr, mask2 != nullptr,
-                    alpha(second, i), alpha(mask1, i), alpha(mask2, i) };
-                store8(dst + i, Mode::blend(load8(src + i), load8(dst + i), c));
-            }
-        PlainRows::maskedRow<Mode>(
-            src + i, from(second, i), dst + i, from(mask1, i), from(mask2, i), count - i, opacity, lockAlpha);
+        const int done = blend8<Mode, Masked8>(rows, count, blending);
+        PlainRows::maskedRow<Mode>(rows.From(done), count - done, blending);
     }
 
     template <class Brush>
@@ -69,7 +54,7 @@ struct Avx2Rows {
         if (!readsAhead(src, dst, count))
             for (; i + 8 <= count; i += 8) {
                 const Lane8 alpha = Brush::template alpha<Lane8>(loadAlpha8(src + i), loadAlpha8(dst + i));
-                const __m256i old = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(dst + i));
+                const __m256i old = loadWords8(dst + i);
                 const __m256i colours = _mm256_and_si256(old, _mm256_set1_epi32(0x00FFFFFF));
                 _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), _mm256_or_si256(colours, (alpha << 24).v));
             }
@@ -77,6 +62,122 @@ struct Avx2Rows {
     }
 
     static void stampRow(const OPRGBA32i *src, OPRGBA32i *dst, int count, const Stamp &stamp);
+
+private:
+    /// Whether all pixels of a group have an alpha of 0, or of 255, or none of 0. Mostly the first eight decide.
+    static bool isTransparentGroup(const OPRGBA32i *p)
+    {
+        const __m256i alpha = _mm256_set1_epi32(int(0xFF000000));
+        if (!_mm256_testz_si256(loadWords8(p), alpha))
+            return false;
+        const __m256i any = _mm256_or_si256(_mm256_or_si256(loadWords8(p + 8), loadWords8(p + 16)), loadWords8(p + 24));
+        return _mm256_testz_si256(any, alpha);
+    }
+    static bool isOpaqueGroup(const OPRGBA32i *p)
+    {
+        const __m256i alpha = _mm256_set1_epi32(int(0xFF000000));
+        if (!_mm256_testc_si256(loadWords8(p), alpha))
+            return false;
+        const __m256i all =
+            _mm256_and_si256(_mm256_and_si256(loadWords8(p + 8), loadWords8(p + 16)), loadWords8(p + 24));
+        return _mm256_testc_si256(all, alpha);
+    }
+    static bool isVisibleGroup(const OPRGBA32i *p)
+    {
+        const __m256i least = _mm256_min_epu8(
+            _mm256_min_epu8(loadWords8(p), loadWords8(p + 8)), _mm256_min_epu8(loadWords8(p + 16), loadWords8(p + 24)));
+        const __m256i zero = _mm256_cmpeq_epi8(least, _mm256_setzero_si256());
+        return _mm256_testz_si256(zero, _mm256_set1_epi32(int(0xFF000000)));
+    }
+
+    /// What covers eight pixels in the plain form.
+    template <bool hasClip>
+    struct Plain8 {
+        LayerRows rows;
+        Blending blending;
+
+        PlainCoverage<Lane8> At(int i) const
+        {
+            return { blending.opacity, blending.lockAlpha, hasClip, hasClip ? loadAlpha8(rows.clip + i) : Lane8(255) };
+        }
+        bool HidesGroup(int i) const { return hasClip && isTransparentGroup(rows.clip + i); }
+    };
+
+    struct Masked8 {
+        LayerRows rows;
+        Blending blending;
+
+        MaskedCoverage<Lane8> At(int i) const
+        {
+            const auto alpha = [i](const OPRGBA32i *row) { return row ? loadAlpha8(row + i) : Lane8(255); };
+            return { blending.opacity, blending.lockAlpha, rows.clip != nullptr, rows.secondMask != nullptr,
+                alpha(rows.mask), alpha(rows.clip), alpha(rows.secondMask) };
+        }
+        bool HidesGroup(int i) const
+        {
+            const auto hides = [i](const OPRGBA32i *row) { return row && isTransparentGroup(row + i); };
+            return hides(rows.mask) || (rows.clip && (hides(rows.clip) || hides(rows.secondMask)));
+        }
+    };
+
+    /// Leaves of a group of pixels what a mode keeps where nothing is laid on them.
+    static void keepGroup(OPRGBA32i *dst, Kept kept)
+    {
+        if (kept == Kept::All || isVisibleGroup(dst))
+            return;
+        const __m256i noAlpha = _mm256_set1_epi32(0x00FFFFFF);
+        for (int i = 0; i < group; i += 8) {
+            const __m256i words = loadWords8(dst + i);
+            const __m256i hidden = _mm256_cmpeq_epi32(_mm256_or_si256(words, noAlpha), noAlpha);
+            _mm256_storeu_si256(reinterpret_cast<__m256i *>(dst + i), _mm256_andnot_si256(hidden, words));
+        }
+    }
+
+    /// Blends eight pixels at a time and returns how many it did. Layers are opaque or empty for long stretches: what
+    /// kind of pixels lies ahead is asked group by group, and each kind has a loop of its own.
+    template <class Mode, class Covering>
+    static int blend8(const LayerRows &rows, int count, const Blending &blending)
+    {
+        const auto [src, dst, clip, mask, secondMask] = rows;
+        if (blending.opacity > 256 || readsAhead(src, dst, count) || readsAhead(clip, dst, count)
+            || readsAhead(mask, dst, count) || readsAhead(secondMask, dst, count))
+            return 0;
+        const Covering covering { rows, blending };
+        const Uncovered uncovered = Mode::uncovered(blending.lockAlpha);
+        const auto kept = [&](int i) {
+            if (uncovered.bySource != Kept::Nothing && isTransparentGroup(rows.source + i))
+                return uncovered.bySource;
+            return uncovered.byMask != Kept::Nothing && covering.HidesGroup(i) ? uncovered.byMask : Kept::Nothing;
+        };
+        const auto isOpaqueBelow = [&](int i) {
+            return isSimplerOnOpaque<Mode> && isOpaqueGroup(rows.destination + i);
+        };
+        const int inGroups = count - count % group, inVectors = count - count % 8;
+        int i = 0;
+        while (i < inVectors) {
+            for (Kept what; i < inGroups && (what = kept(i)) != Kept::Nothing; i += group) {
+                askAhead<Looking>(i, count, src, clip, mask, secondMask);
+                if (what != Kept::All)
+                    askAhead<Looking>(i, count, dst);
+                keepGroup(dst + i, what);
+            }
+            if constexpr (isSimplerOnOpaque<Mode>)
+                while (i < inGroups && isOpaqueBelow(i) && kept(i) == Kept::Nothing) {
+                    askAhead<Walking>(i, count, src, dst, clip, mask, secondMask);
+                    for (const int end = i + group; i < end; i += 8)
+                        if constexpr (Mode::mixFits16Bits)
+                            blendOnOpaque16<Mode>(src + i, dst + i, covering.At(i));
+                        else
+                            store8(dst + i, blendOnOpaque<Mode>(load8(src + i), load8(dst + i), covering.At(i)));
+                }
+            while (i < inVectors && (i >= inGroups || (!isOpaqueBelow(i) && kept(i) == Kept::Nothing))) {
+                askAhead<Walking>(i, count, src, dst, clip, mask, secondMask);
+                for (const int end = std::min(i + group, inVectors); i < end; i += 8)
+                    store8(dst + i, Mode::blend(load8(src + i), load8(dst + i), covering.At(i)));
+            }
+        }
+        return i;
+    }
 };
 
 } // namespace compose

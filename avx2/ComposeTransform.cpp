@@ -21,32 +21,28 @@ public:
     {
     }
 
-    void Row(const OPRGBA32i *src, OPRGBA32i *dst, const OPRGBA32i *mask, int n) const
+    void Row(const compose::LayerRows &rows, int count) const
     {
-        ForEachBlock(src, n, [&](const OPRGBA32i *adjusted, int i, int count) {
-            m_blender.Row(adjusted, dst + i, mask ? mask + i : nullptr, count);
-        });
+        ForEachBlock(rows, count, [&](const compose::LayerRows &adjusted, int n) { m_blender.Row(adjusted, n); });
     }
 
-    void MaskedRow(const OPRGBA32i *src, const OPRGBA32i *second, OPRGBA32i *dst, const OPRGBA32i *mask1,
-        const OPRGBA32i *mask2, int n) const
+    void MaskedRow(const compose::LayerRows &rows, int count) const
     {
-        const auto from = [](const OPRGBA32i *row, int i) { return row ? row + i : nullptr; };
-        ForEachBlock(src, n, [&](const OPRGBA32i *adjusted, int i, int count) {
-            m_blender.MaskedRow(adjusted, from(second, i), dst + i, from(mask1, i), from(mask2, i), count);
-        });
+        ForEachBlock(rows, count, [&](const compose::LayerRows &adjusted, int n) { m_blender.MaskedRow(adjusted, n); });
     }
 
 private:
     template <class Blend>
-    void ForEachBlock(const OPRGBA32i *src, int n, Blend blend) const
+    void ForEachBlock(const compose::LayerRows &rows, int count, Blend blend) const
     {
         OPRGBA32i block[blocks::length];
-        for (int i = 0; i < n; i += blocks::length) {
-            const int count = std::min(blocks::length, n - i);
-            std::copy_n(src + i, count, block);
-            blocks::apply(m_transformation, block, count);
-            blend(block, i, count);
+        for (int i = 0; i < count; i += blocks::length) {
+            const int n = std::min(blocks::length, count - i);
+            compose::LayerRows adjusted = rows.From(i);
+            std::copy_n(adjusted.source, n, block);
+            blocks::apply(m_transformation, block, n);
+            adjusted.source = block;
+            blend(adjusted, n);
         }
     }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "compose/Lanes.h"
+#include "compose/Lane1.h"
 
 #include <immintrin.h>
 
@@ -96,18 +96,20 @@ inline __m256i channelBytes(int channel)
         char(o), z, z, z, char(o + 4), z, z, z, char(o + 8), z, z, z, char(o + 12), z, z, z);
 }
 
+inline __m256i loadWords8(const OPRGBA32i *pixels)
+{
+    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(pixels));
+}
+
 inline Pixel<Lane8> load8(const OPRGBA32i *pixels)
 {
-    const Lane8 words = _mm256_loadu_si256(reinterpret_cast<const __m256i *>(pixels));
+    const Lane8 words = loadWords8(pixels);
     // Two channels by shuffles and two by plain operations: they run on different ports.
     return { words & Lane8(255), _mm256_shuffle_epi8(words.v, channelBytes(1)),
         _mm256_shuffle_epi8(words.v, channelBytes(2)), words >> 24 };
 }
 
-inline Lane8 loadAlpha8(const OPRGBA32i *pixels)
-{
-    return Lane8(_mm256_loadu_si256(reinterpret_cast<const __m256i *>(pixels))) >> 24;
-}
+inline Lane8 loadAlpha8(const OPRGBA32i *pixels) { return Lane8(loadWords8(pixels)) >> 24; }
 
 /// Stores eight pixels; channels from 256 to 32767 become 255.
 inline void store8(OPRGBA32i *pixels, const Pixel<Lane8> &p)

@@ -92,10 +92,15 @@ void runWalk(const QRect &area, Threads threads, Walk walk)
     }
 }
 
-/// Calls @p blendRow for each row of a block, and prefetches the pixels of @p stretches some rows before their turn.
+/// Calls @p blendRow(row, count) for each row of a block, and prefetches the pixels of @p stretches some rows before
+/// their turn. Rows that follow one another without a gap, in all of them, are one long row, which prefetches by itself.
 template <class BlendRow, class... Stretches>
 void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stretches &...stretches)
 {
+    if (((!stretches.pixels || stretches.stride == count) && ...)) {
+        blendRow(0, rows * count);
+        return;
+    }
     constexpr int lead = 4; // rows; in a tile they are half a page
     const auto askFor = [count](const Stretch &stretch, int row) {
         if (stretch.pixels)
@@ -104,7 +109,7 @@ void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stre
     for (int row = 0; row < rows; ++row) {
         if (row + lead < rows)
             (askFor(stretches, row + lead), ...);
-        blendRow(row);
+        blendRow(row, count);
     }
 }
 
@@ -128,11 +133,12 @@ void blendPlain(const QRect &area, const SourcePlane &source, const SourcePlane 
             return n;
         if (!to)
             to = target.Writable(x, y);
-        const auto blendRow = [&](int row) {
-            blender.Row(from.pixels + row * from.stride, to + row * target.Stride(),
-                mask.pixels ? mask.pixels + row * mask.stride : nullptr, n);
+        if (!to)
+            return n;
+        const auto blendRow = [&](int row, int count) {
+            blender.Row({ from.Row(row), to + row * target.Stride(), mask.Row(row), nullptr, nullptr }, count);
         };
-        forEachRowOfBlock(to ? rows : 0, n, blendRow, from, mask, Stretch { to, target.Stride(), n });
+        forEachRowOfBlock(rows, n, blendRow, from, mask, Stretch { to, target.Stride(), n });
         return n;
     };
     if (clip)
@@ -167,14 +173,15 @@ void blendMasked(const QRect &area, const SourcePlane &source, const MaskPlane &
             || (!coverage2.pixels && !mask2.OutsideVisible()))
             return n;
         OPRGBA32i *const to = target.Writable(x, y);
+        if (!to)
+            return n;
         // Full coverage by the second mask is the same as its absence.
-        const auto at = [](const Stretch &s, int row) { return s.pixels ? s.pixels + row * s.stride : nullptr; };
-        const auto blendRow = [&](int row) {
+        const auto blendRow = [&](int row, int count) {
             blender.MaskedRow(
-                at(from, row), at(coverage, row), to + row * target.Stride(), at(clipping, row), at(coverage2, row), n);
+                { from.Row(row), to + row * target.Stride(), clipping.Row(row), coverage.Row(row), coverage2.Row(row) },
+                count);
         };
-        forEachRowOfBlock(
-            to ? rows : 0, n, blendRow, from, coverage, clipping, coverage2, Stretch { to, target.Stride(), n });
+        forEachRowOfBlock(rows, n, blendRow, from, coverage, clipping, coverage2, Stretch { to, target.Stride(), n });
         return n;
     };
     forEachBlock(area, block, source, second, clip, mask2, target);

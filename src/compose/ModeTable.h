@@ -11,14 +11,30 @@
 /// The mode table: for each mode the function that blends a row in its plain form and the one for its masked form.
 namespace compose {
 
-/// Blends @p count pixels. Only the alpha of @p mask counts; null is no mask. @p opacity: 256 is full.
-using BlendRow = void (*)(
-    const OPRGBA32i *src, OPRGBA32i *dst, const OPRGBA32i *mask, int count, quint32 opacity, bool lockAlpha);
+/// Pixels that lie on one another in a run of a row. Of the clip and the masks only the alpha counts.
+struct LayerRows {
+    const OPRGBA32i *source;
+    OPRGBA32i *destination;
+    const OPRGBA32i *clip; ///< null: there is none
+    const OPRGBA32i *mask; ///< in the masked form alone; null covers fully
+    const OPRGBA32i *secondMask; ///< only looked at where there is a clip; null covers fully
 
-/// Blends @p count pixels in the masked form. Of @p second and the masks only the alpha counts. A null @p second covers
-/// fully; a null mask is absent; @p mask2 is only looked at where there is a @p mask1.
-using BlendMaskedRow = void (*)(const OPRGBA32i *src, const OPRGBA32i *second, OPRGBA32i *dst, const OPRGBA32i *mask1,
-    const OPRGBA32i *mask2, int count, quint32 opacity, bool lockAlpha);
+    /// What lies @p i pixels further on.
+    LayerRows From(int i) const
+    {
+        const auto from = [i](const OPRGBA32i *row) { return row ? row + i : nullptr; };
+        return { source + i, destination + i, from(clip), from(mask), from(secondMask) };
+    }
+};
+
+/// How pixels are blended, beside their mode.
+struct Blending {
+    quint32 opacity; ///< 256 is full
+    bool lockAlpha;
+};
+
+/// Blends @p count pixels.
+using BlendRow = void (*)(const LayerRows &rows, int count, const Blending &blending);
 
 /// Blends the alpha of @p count pixels of two brush tips.
 using BlendBrushRow = void (*)(const OPRGBA32i *src, OPRGBA32i *dst, int count);
@@ -27,7 +43,7 @@ struct BlendEntry {
     KXCompositionMode mode;
     const char *name;
     BlendRow row;
-    BlendMaskedRow maskedRow;
+    BlendRow maskedRow;
 };
 
 struct BrushEntry {
@@ -36,38 +52,41 @@ struct BrushEntry {
 };
 
 /// Copies the row and returns true if that is all there is to do: mode Source, at full opacity and unlocked, ignores
-/// the mask.
+/// the clip.
 template <class Mode>
-bool copiesRow(const OPRGBA32i *src, OPRGBA32i *dst, int count, quint32 opacity, bool lockAlpha)
+bool copiesRow(const LayerRows &rows, int count, const Blending &blending)
 {
-    if (!std::is_same_v<Mode, Source> || lockAlpha || opacity != 256)
+    if (!std::is_same_v<Mode, Source> || blending.lockAlpha || blending.opacity != 256)
         return false;
-    std::memmove(static_cast<void *>(dst), src, size_t(count) * sizeof(OPRGBA32i)); // an image may be laid on itself
+    std::memmove(static_cast<void *>(rows.destination), rows.source, // an image may be laid on itself
+        size_t(count) * sizeof(OPRGBA32i));
     return true;
 }
 
-/// Rows of plain code, pixel by pixel.
+/// Rows of plain code, pixel by pixel. The modes that would divide otherwise take their shortcuts.
 struct PlainRows {
     template <class Mode>
-    static void row(
-        const OPRGBA32i *src, OPRGBA32i *dst, const OPRGBA32i *mask, int count, quint32 opacity, bool lockAlpha)
+    static void row(const LayerRows &rows, int count, const Blending &blending)
     {
-        if (copiesRow<Mode>(src, dst, count, opacity, lockAlpha))
+        if (copiesRow<Mode>(rows, count, blending))
             return;
         for (int i = 0; i < count; ++i) {
-            const PlainCoverage<Lane1> c { opacity, lockAlpha, mask != nullptr, mask ? mask[i].a : Lane1(255) };
-            dst[i] = pack(Mode::blend(load(src[i]), load(dst[i]), c));
+            const auto &[source, destination, clip, mask, secondMask] = rows;
+            const PlainCoverage<Lane1> c { blending.opacity, blending.lockAlpha, clip != nullptr,
+                clip ? clip[i].a : Lane1(255) };
+            destination[i] = blended<Mode>(source[i], destination[i], c);
         }
     }
 
     template <class Mode>
-    static void maskedRow(const OPRGBA32i *src, const OPRGBA32i *second, OPRGBA32i *dst, const OPRGBA32i *mask1,
-        const OPRGBA32i *mask2, int count, quint32 opacity, bool lockAlpha)
+    static void maskedRow(const LayerRows &rows, int count, const Blending &blending)
     {
         for (int i = 0; i < count; ++i) {
-            const MaskedCoverage<Lane1> c { opacity, lockAlpha, mask1 != nullptr, mask2 != nullptr,
-                second ? second[i].a : Lane1(255), mask1 ? mask1[i].a : Lane1(255), mask2 ? mask2[i].a : Lane1(255) };
-            dst[i] = pack(Mode::blend(load(src[i]), load(dst[i]), c));
+            const auto &[source, destination, clip, mask, secondMask] = rows;
+            const auto alpha = [i](const OPRGBA32i *row) { return row ? row[i].a : Lane1(255); };
+            const MaskedCoverage<Lane1> c { blending.opacity, blending.lockAlpha, clip != nullptr,
+                secondMask != nullptr, alpha(mask), alpha(clip), alpha(secondMask) };
+            destination[i] = blended<Mode>(source[i], destination[i], c);
         }
     }
 
@@ -83,21 +102,30 @@ struct PlainRows {
         for (int i = 0; i < count; ++i)
             stamp.Apply(src[i], dst[i]);
     }
+
+private:
+    template <class Mode, class Coverage>
+    static OPRGBA32i blended(OPRGBA32i src, OPRGBA32i dst, const Coverage &c)
+    {
+        if constexpr (isSimplerOnOpaque<Mode>) {
+            if (src.a == 0)
+                return dst.a == 0 && Mode::uncovered(c.lock).bySource == Kept::Visible ? OPRGBA32i() : dst;
+            if (dst.a == 255 && c.opacity <= 256)
+                return pack(blendOnOpaque<Mode>(load(src), load(dst), c));
+        }
+        return pack(Mode::blend(load(src), load(dst), c));
+    }
 };
 
 constexpr auto noMode = static_cast<KXCompositionMode>(-1);
 
-inline void leaveRow(const OPRGBA32i *, OPRGBA32i *, const OPRGBA32i *, int, quint32, bool) { }
-inline void leaveMaskedRow(
-    const OPRGBA32i *, const OPRGBA32i *, OPRGBA32i *, const OPRGBA32i *, const OPRGBA32i *, int, quint32, bool)
-{
-}
+inline void leaveRow(const LayerRows &, int, const Blending &) { }
 inline void leaveBrushRow(const OPRGBA32i *, OPRGBA32i *, int) { }
 
 template <class Rows, class Mode>
 constexpr BlendEntry entryOf()
 {
-    BlendEntry entry { Mode::id, Mode::name, leaveRow, leaveMaskedRow };
+    BlendEntry entry { Mode::id, Mode::name, leaveRow, leaveRow };
     if constexpr (Mode::forms != Forms::Masked)
         entry.row = Rows::template row<Mode>;
     if constexpr (Mode::forms != Forms::Plain)
@@ -109,7 +137,7 @@ constexpr BlendEntry entryOf()
 template <class Rows, class... Mode>
 constexpr std::array<BlendEntry, sizeof...(Mode) + 1> makeTable(ModeList<Mode...>)
 {
-    return { { entryOf<Rows, Mode>()..., { noMode, "", leaveRow, leaveMaskedRow } } };
+    return { { entryOf<Rows, Mode>()..., { noMode, "", leaveRow, leaveRow } } };
 }
 
 template <class Rows, class... Brush>

@@ -1,8 +1,10 @@
 #pragma once
 
 #include "KXBlend.h"
-#include "compose/Lanes.h"
+#include "compose/Lane1.h"
 #include "support/Arithmetic.h"
+
+#include <type_traits>
 
 /// The composition modes. A mode is a struct that says what becomes of a destination pixel:
 ///
@@ -10,44 +12,63 @@
 ///     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const Coverage &c);
 ///
 /// @c Coverage is what the composer knows beside the two pixels. In the plain form (PlainCoverage) that is an opacity
-/// and perhaps a mask, in the masked form (MaskedCoverage) the alpha of a second pixel and up to two more masks. A mode
-/// that computes the same in both forms takes either; @c forms says which of them exist.
+/// and perhaps the alpha of a clip, in the masked form (MaskedCoverage) also that of a mask, and beside a clip perhaps
+/// that of a second mask. A mode that computes the same in both forms takes either; @c forms says which of them exist.
+///
+/// Layers are mostly opaque or mostly empty. What a mode does there more simply than in general it says beside its
+/// formula: what it leaves of the destination where nothing is laid on it (@c uncovered), and, if that saves a division,
+/// with which alpha it mixes colours into an opaque destination (@c alphaOnOpaque). Both are shortcuts to the same bytes.
 namespace compose {
 
 enum class Forms { Plain, Masked, Both };
+
+/// What a mode leaves of a destination pixel.
+enum class Kept {
+    Nothing, ///< any of it may change
+    Visible, ///< the pixel, but one without alpha becomes 0
+    All
+};
+
+/// What a mode leaves where nothing is laid on the destination.
+struct Uncovered {
+    Kept bySource; ///< where the alpha of the source is 0, whatever the masks are
+    Kept byMask; ///< where that of the clip or of a mask is 0, whatever the source is
+};
+constexpr Uncovered leavesAll { Kept::All, Kept::All }, leavesVisible { Kept::Visible, Kept::Visible },
+    leavesNothing { Kept::Nothing, Kept::Nothing };
 
 template <class V>
 struct PlainCoverage {
     quint32 opacity; ///< 256 is full
     bool lock; ///< alpha of the destination stays
-    bool hasMask;
-    V mask; ///< alpha of the mask, where there is one
+    bool hasClip;
+    V clip; ///< alpha of the clip, where there is one
 
-    /// The mask applied to a source alpha of up to 256.
-    V masked(V sa) const { return hasMask ? div255(mul(mask, sa)) : sa; }
+    /// The clip applied to a source alpha of up to 256.
+    V clipped(V sa) const { return hasClip ? div255(mul(clip, sa)) : sa; }
 
     /// The alpha with which a source takes part.
-    V sourceAlpha(V a) const { return masked(mul(a, V(opacity)) >> 8); }
+    V sourceAlpha(V a) const { return clipped(mul(a, V(opacity)) >> 8); }
 
-    PlainCoverage withoutMask() const { return { opacity, lock, false, V(255) }; }
+    PlainCoverage withoutClip() const { return { opacity, lock, false, V(255) }; }
 };
 
 template <class V>
 struct MaskedCoverage {
     quint32 opacity;
     bool lock;
-    bool hasMask1; ///< the second mask is only looked at where the first is present
-    bool hasMask2;
-    V second; ///< alpha of the second pixel
-    V mask1;
-    V mask2;
+    bool hasClip;
+    bool hasSecondMask; ///< only looked at where there is a clip
+    V mask; ///< alpha of the mask, and of the others where they are there
+    V clip;
+    V secondMask;
 
-    V masked(V sa) const
+    V clipped(V sa) const
     {
-        if (hasMask1) {
-            sa = div255(mul(mask1, sa));
-            if (hasMask2)
-                sa = div255(mul(mask2, sa));
+        if (hasClip) {
+            sa = div255(mul(clip, sa));
+            if (hasSecondMask)
+                sa = div255(mul(secondMask, sa));
         }
         return sa;
     }
@@ -55,7 +76,7 @@ struct MaskedCoverage {
     /// The alpha with which a source takes part. At most 255 * 255 * 256 / 65280 = 255.
     V sourceAlpha(V a) const { return scaledAlpha(a, 65280); }
 
-    V scaledAlpha(V a, quint32 unit) const { return masked(divide(mulWide(mul(a, second), V(opacity)), V(unit))); }
+    V scaledAlpha(V a, quint32 unit) const { return clipped(divide(mulWide(mul(a, mask), V(opacity)), V(unit))); }
 };
 
 /// Colours by a function of the channel, alpha as given.
@@ -79,11 +100,31 @@ Pixel<V> zeroWhereUncovered(V W, const Pixel<V> &mixed, const Coverage &c)
     return c.opacity <= 256 ? mixed : select(W == V(0), Pixel<V> { V(0), V(0), V(0), V(0) }, mixed);
 }
 
+/// A colour of an opaque destination into which @p mixed goes with an alpha of @p sa. Where the destination's alpha is
+/// 255 all weights of the general formulas are multiples of 255 that add up to 65025, so that they come down to
+/// (mixed * sa + d * (255 - sa)) / 255, at most 255. An @p sa of 256 makes 255 - sa wrap: then a sum below zero is a huge
+/// number, as there. 65279 / 255 is still 255. For opacities up to 256.
+template <class V>
+V mixedOnOpaque(V mixed, V d, V sa)
+{
+    return div255(min(mul(mixed, sa) + mul(V(255) - sa, d), V(65279)));
+}
+
+template <class Mode, class V, class Coverage>
+Pixel<V> blendOnOpaque(const Pixel<V> &s, const Pixel<V> &d, const Coverage &c)
+{
+    return perColour(s, d, d.a, [sa = Mode::alphaOnOpaque(s.a, c)](V source, V dest) {
+        return mixedOnOpaque(Mode::mix(source, dest), dest, sa);
+    });
+}
+
 /// The frame of the separable modes: Mode::mix(s, d) where both pixels cover, a pixel's own colour where only that one
 /// does.
 template <class Mode, Forms available>
 struct Separable {
     static constexpr Forms forms = available;
+    static constexpr bool mixFits16Bits = false; ///< whether @c mix stays at or below 255, and 65535 on the way there
+    static constexpr Uncovered uncovered(bool) { return leavesVisible; }
 
     template <class V, class Coverage>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const Coverage &c)
@@ -96,12 +137,19 @@ struct Separable {
             [&](V source, V dest) { return weighted(Mode::mix(source, dest), wb, dest, wd, source, ws, divisor); });
         return zeroWhereUncovered(W, mixed, c);
     }
+
+    template <class V, class Coverage>
+    static V alphaOnOpaque(V a, const Coverage &c)
+    {
+        return c.sourceAlpha(a);
+    }
 };
 
 /// Colours by bits, alpha by the same operation on the source's alpha.
 template <class Mode>
 struct Bitwise {
     static constexpr Forms forms = Forms::Plain;
+    static constexpr Uncovered uncovered(bool) { return leavesNothing; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
@@ -114,14 +162,16 @@ struct Bitwise {
 struct SourceOver {
     static constexpr auto id = KXCompositionMode::SourceOver;
     static constexpr char name[] = "SourceOver";
+    static constexpr bool mixFits16Bits = true;
     static constexpr Forms forms = Forms::Both;
+    static constexpr Uncovered uncovered(bool) { return leavesVisible; }
 
     /// With an opacity of 256 an opaque source has sa = 256, and 255 - sa wraps. The result is intended: alpha stays
     /// full, and a colour of 0 over one that is not, where the destination is not transparent, becomes 255.
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
     {
-        const V sa = c.masked(div255(mul(s.a, V(c.opacity))));
+        const V sa = shownAlpha(s.a, c);
         const Pixel<V> result = over(s, d, sa, c);
         // An exact 255 replaces the pixel. Up to an opacity of 256 this takes a source alpha of 255, for which the
         // formula gives the source pixel too.
@@ -131,10 +181,32 @@ struct SourceOver {
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const MaskedCoverage<V> &c)
     {
-        return over(s, d, c.scaledAlpha(s.a, 65025), c);
+        return over(s, d, shownAlpha(s.a, c), c);
+    }
+
+    template <class V, class Coverage>
+    static V alphaOnOpaque(V a, const Coverage &c)
+    {
+        return shownAlpha(a, c);
+    }
+    template <class V>
+    static V mix(V s, V)
+    {
+        return s;
     }
 
 private:
+    template <class V>
+    static V shownAlpha(V a, const PlainCoverage<V> &c)
+    {
+        return c.clipped(div255(mul(a, V(c.opacity))));
+    }
+    template <class V>
+    static V shownAlpha(V a, const MaskedCoverage<V> &c)
+    {
+        return c.scaledAlpha(a, 65025);
+    }
+
     template <class V, class Coverage>
     static Pixel<V> over(const Pixel<V> &s, const Pixel<V> &d, V sa, const Coverage &c)
     {
@@ -151,6 +223,7 @@ struct Clear {
     static constexpr auto id = KXCompositionMode::Clear;
     static constexpr char name[] = "Clear";
     static constexpr Forms forms = Forms::Plain;
+    static constexpr Uncovered uncovered(bool lock) { return { Kept::All, lock ? Kept::All : Kept::Nothing }; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
@@ -165,6 +238,7 @@ struct Source {
     static constexpr auto id = KXCompositionMode::Source;
     static constexpr char name[] = "Source";
     static constexpr Forms forms = Forms::Both;
+    static constexpr Uncovered uncovered(bool) { return leavesNothing; }
 
     /// The plain form at full opacity, unlocked, is a copy and never comes here.
     template <class V, class Coverage>
@@ -178,6 +252,7 @@ struct DestinationIn {
     static constexpr auto id = KXCompositionMode::DestinationIn;
     static constexpr char name[] = "DestinationIn";
     static constexpr Forms forms = Forms::Plain;
+    static constexpr Uncovered uncovered(bool lock) { return lock ? leavesAll : leavesNothing; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
@@ -190,6 +265,7 @@ struct DestinationOut {
     static constexpr auto id = KXCompositionMode::DestinationOut;
     static constexpr char name[] = "DestinationOut";
     static constexpr Forms forms = Forms::Both;
+    static constexpr Uncovered uncovered(bool) { return leavesAll; }
 
     template <class V, class Coverage>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const Coverage &c)
@@ -212,6 +288,7 @@ struct Plus : Separable<Plus, Forms::Both> {
 struct Multiply : Separable<Multiply, Forms::Both> {
     static constexpr auto id = KXCompositionMode::Multiply;
     static constexpr char name[] = "Multiply";
+    static constexpr bool mixFits16Bits = true;
 
     template <class V>
     static V mix(V s, V d)
@@ -223,6 +300,7 @@ struct Multiply : Separable<Multiply, Forms::Both> {
 struct Screen : Separable<Screen, Forms::Both> {
     static constexpr auto id = KXCompositionMode::Screen;
     static constexpr char name[] = "Screen";
+    static constexpr bool mixFits16Bits = true;
 
     template <class V>
     static V mix(V s, V d)
@@ -258,6 +336,7 @@ struct Overlay : Separable<Overlay, Forms::Both> {
 struct Darken : Separable<Darken, Forms::Both> {
     static constexpr auto id = KXCompositionMode::Darken;
     static constexpr char name[] = "Darken";
+    static constexpr bool mixFits16Bits = true;
 
     template <class V>
     static V mix(V s, V d)
@@ -269,6 +348,7 @@ struct Darken : Separable<Darken, Forms::Both> {
 struct Lighten : Separable<Lighten, Forms::Both> {
     static constexpr auto id = KXCompositionMode::Lighten;
     static constexpr char name[] = "Lighten";
+    static constexpr bool mixFits16Bits = true;
 
     template <class V>
     static V mix(V s, V d)
@@ -318,6 +398,7 @@ struct SoftLight : Separable<SoftLight, Forms::Both> {
 struct Difference : Separable<Difference, Forms::Both> {
     static constexpr auto id = KXCompositionMode::Difference;
     static constexpr char name[] = "Difference";
+    static constexpr bool mixFits16Bits = true;
 
     template <class V>
     static V mix(V s, V d)
@@ -374,13 +455,14 @@ struct FillUnmasked {
     static constexpr auto id = KXCompositionMode::FillUnmasked;
     static constexpr char name[] = "FillUnmasked";
     static constexpr Forms forms = Forms::Masked;
+    static constexpr Uncovered uncovered(bool lock) { return lock ? leavesAll : leavesNothing; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const MaskedCoverage<V> &c)
     {
         if (c.lock)
             return d;
-        const V covered = c.hasMask1 ? min(c.second, c.mask1) : c.second;
+        const V covered = c.hasClip ? min(c.mask, c.clip) : c.mask;
         return select(covered == V(0), s, d);
     }
 };
@@ -389,6 +471,7 @@ struct AlphaToGrey {
     static constexpr auto id = KXCompositionMode::AlphaToGrey;
     static constexpr char name[] = "AlphaToGrey";
     static constexpr Forms forms = Forms::Both;
+    static constexpr Uncovered uncovered(bool) { return leavesNothing; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
@@ -401,7 +484,7 @@ struct AlphaToGrey {
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const MaskedCoverage<V> &c)
     {
         const V sa = c.sourceAlpha(s.a);
-        return { sa, sa, sa, c.lock ? d.a : c.masked(c.second) };
+        return { sa, sa, sa, c.lock ? d.a : c.clipped(c.mask) };
     }
 };
 
@@ -409,6 +492,7 @@ struct SourceToGrey {
     static constexpr auto id = KXCompositionMode::SourceToGrey;
     static constexpr char name[] = "SourceToGrey";
     static constexpr Forms forms = Forms::Plain;
+    static constexpr Uncovered uncovered(bool) { return leavesNothing; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
@@ -423,11 +507,12 @@ struct Luminosity {
     static constexpr auto id = KXCompositionMode::Luminosity;
     static constexpr char name[] = "Luminosity";
     static constexpr Forms forms = Forms::Both;
+    static constexpr Uncovered uncovered(bool) { return leavesNothing; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
     {
-        return shifted(s, d, c.lock ? c.masked(s.a) : c.sourceAlpha(s.a), c.lock, d.a);
+        return shifted(s, d, c.lock ? c.clipped(s.a) : c.sourceAlpha(s.a), c.lock, d.a);
     }
 
     template <class V>
@@ -456,6 +541,7 @@ struct SourceWhereOpaque {
     static constexpr auto id = KXCompositionMode::SourceWhereOpaque;
     static constexpr char name[] = "SourceWhereOpaque";
     static constexpr Forms forms = Forms::Plain;
+    static constexpr Uncovered uncovered(bool) { return { Kept::All, Kept::Nothing }; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
@@ -468,12 +554,16 @@ struct SourceWhereOpaque {
 template <class Mode>
 struct AlphaOnly {
     static constexpr Forms forms = Forms::Plain;
+    static constexpr Uncovered uncovered(bool lock)
+    {
+        return { lock ? Kept::Visible : Mode::underTransparent, Kept::Nothing };
+    }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
     {
         if (c.lock)
-            return SourceOver::blend(s, d, c.withoutMask());
+            return SourceOver::blend(s, d, c.withoutClip());
         return { d.b, d.g, d.r, Mode::alpha(s.a, d.a, c) };
     }
 };
@@ -481,6 +571,7 @@ struct AlphaOnly {
 struct AlphaIntersect : AlphaOnly<AlphaIntersect> {
     static constexpr auto id = KXCompositionMode::AlphaIntersect;
     static constexpr char name[] = "AlphaIntersect";
+    static constexpr Kept underTransparent = Kept::Nothing;
 
     template <class V>
     static V alpha(V s, V d, const PlainCoverage<V> &c)
@@ -492,6 +583,7 @@ struct AlphaIntersect : AlphaOnly<AlphaIntersect> {
 struct AlphaAdd : AlphaOnly<AlphaAdd> {
     static constexpr auto id = KXCompositionMode::AlphaAdd;
     static constexpr char name[] = "AlphaAdd";
+    static constexpr Kept underTransparent = Kept::All;
 
     template <class V>
     static V alpha(V s, V d, const PlainCoverage<V> &)
@@ -503,6 +595,7 @@ struct AlphaAdd : AlphaOnly<AlphaAdd> {
 struct AlphaMin : AlphaOnly<AlphaMin> {
     static constexpr auto id = KXCompositionMode::AlphaMin;
     static constexpr char name[] = "AlphaMin";
+    static constexpr Kept underTransparent = Kept::Nothing;
 
     template <class V>
     static V alpha(V s, V d, const PlainCoverage<V> &)
@@ -514,6 +607,7 @@ struct AlphaMin : AlphaOnly<AlphaMin> {
 struct AlphaSubtract : AlphaOnly<AlphaSubtract> {
     static constexpr auto id = KXCompositionMode::AlphaSubtract;
     static constexpr char name[] = "AlphaSubtract";
+    static constexpr Kept underTransparent = Kept::All;
 
     template <class V>
     static V alpha(V s, V d, const PlainCoverage<V> &)
@@ -526,6 +620,7 @@ struct GreyToAlpha {
     static constexpr auto id = KXCompositionMode::GreyToAlpha;
     static constexpr char name[] = "GreyToAlpha";
     static constexpr Forms forms = Forms::Both;
+    static constexpr Uncovered uncovered(bool) { return leavesAll; }
 
     template <class V, class Coverage>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const Coverage &c)
@@ -541,6 +636,7 @@ struct GreyToAlpha {
 struct LinearBurn : Separable<LinearBurn, Forms::Plain> {
     static constexpr auto id = KXCompositionMode::LinearBurn;
     static constexpr char name[] = "LinearBurn";
+    static constexpr bool mixFits16Bits = true;
 
     template <class V>
     static V mix(V s, V d)
@@ -563,6 +659,7 @@ struct LinearDodge : Separable<LinearDodge, Forms::Plain> {
 struct LinearBurnBrush : Separable<LinearBurnBrush, Forms::Plain> {
     static constexpr auto id = KXCompositionMode::LinearBurnBrush;
     static constexpr char name[] = "LinearBurnBrush";
+    static constexpr bool mixFits16Bits = true;
 
     template <class V>
     static V mix(V s, V d)
@@ -603,6 +700,7 @@ struct VividLight : Separable<VividLight, Forms::Plain> {
 struct PinLight : Separable<PinLight, Forms::Plain> {
     static constexpr auto id = KXCompositionMode::PinLight;
     static constexpr char name[] = "PinLight";
+    static constexpr bool mixFits16Bits = true;
 
     template <class V>
     static V mix(V s, V d)
@@ -631,6 +729,7 @@ struct FillTransparent {
     static constexpr auto id = KXCompositionMode::FillTransparent;
     static constexpr char name[] = "FillTransparent";
     static constexpr Forms forms = Forms::Both;
+    static constexpr Uncovered uncovered(bool) { return leavesNothing; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &)
@@ -641,29 +740,53 @@ struct FillTransparent {
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const MaskedCoverage<V> &c)
     {
-        return select(c.second == V(0), s, Pixel<V> { d.b, d.g, d.r, c.second });
+        return select(c.mask == V(0), s, Pixel<V> { d.b, d.g, d.r, c.mask });
     }
 };
 
 struct AlphaAccumulate {
     static constexpr auto id = KXCompositionMode::AlphaAccumulate;
     static constexpr char name[] = "AlphaAccumulate";
+    static constexpr bool mixFits16Bits = true;
     static constexpr Forms forms = Forms::Both;
+    static constexpr Uncovered uncovered(bool) { return leavesAll; }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
     {
-        const V sa = roughly255(mulWide(s.a, V(c.opacity)));
-        return accumulated(s, d, c.hasMask ? roughly255(mulWide(c.mask, sa)) : sa, c.lock);
+        return accumulated(s, d, shownAlpha(s.a, c), c.lock);
     }
 
     template <class V>
     static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const MaskedCoverage<V> &c)
     {
-        return accumulated(s, d, c.sourceAlpha(s.a), c.lock);
+        return accumulated(s, d, shownAlpha(s.a, c), c.lock);
+    }
+
+    template <class V, class Coverage>
+    static V alphaOnOpaque(V a, const Coverage &c)
+    {
+        return min(shownAlpha(a, c), V(255));
+    }
+    template <class V>
+    static V mix(V s, V)
+    {
+        return s;
     }
 
 private:
+    template <class V>
+    static V shownAlpha(V a, const PlainCoverage<V> &c)
+    {
+        const V sa = roughly255(mulWide(a, V(c.opacity)));
+        return c.hasClip ? roughly255(mulWide(c.clip, sa)) : sa;
+    }
+    template <class V>
+    static V shownAlpha(V a, const MaskedCoverage<V> &c)
+    {
+        return c.sourceAlpha(a);
+    }
+
     /// About x / 255; 256 for 255 * 256.
     template <class V>
     static V roughly255(V x)
@@ -686,6 +809,13 @@ private:
         return select(sa == V(0), d, result);
     }
 };
+
+/// Whether the mode has an @c alphaOnOpaque.
+template <class Mode, class = void>
+constexpr bool isSimplerOnOpaque = false;
+template <class Mode>
+constexpr bool isSimplerOnOpaque<Mode, std::void_t<decltype(Mode::alphaOnOpaque(Lane1(), PlainCoverage<Lane1> {}))>> =
+    true;
 
 template <class... Mode>
 struct ModeList {

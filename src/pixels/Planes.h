@@ -19,6 +19,8 @@ struct Stretch {
     const OPRGBA32i *pixels;
     qptrdiff stride;
     int length;
+
+    const OPRGBA32i *Row(int row) const { return pixels ? pixels + row * stride : nullptr; }
 };
 
 /// What is added to a position in the destination to get the position in another image.
