@@ -45,7 +45,8 @@ KXCORE_KERNEL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
 
 /// The walk with cancel and progress, over all rows.
 KXCORE_KERNEL void IterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
-    BaseTransformation *transformation, const std::atomic<bool> &cancel, std::function<void()> progress)
+    BaseTransformation *transformation, const std::atomic<bool> &cancel,
+    std::function<void()> progress) // NOLINT: as declared
 {
     walkIteratively(rect, cancel, progress,
         [&](int y) { blocks::apply(*transformation, pixelsAt(data, stride, rect.x(), y), rect.width()); });
@@ -53,7 +54,8 @@ KXCORE_KERNEL void IterativeVectorProcess(OPRGBA32i *data, int stride, const QRe
 
 /// The same for a transformation that is told each pixel's position.
 KXCORE_KERNEL void PixelTransformIterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
-    BaseTransformation *transformation, const std::atomic<bool> &cancel, std::function<void()> progress)
+    BaseTransformation *transformation, const std::atomic<bool> &cancel,
+    std::function<void()> progress) // NOLINT: as declared
 {
     walkIteratively(rect, cancel, progress, [&](int y) {
         blocks::applyAt(*transformation, rect.x(), y, pixelsAt(data, stride, rect.x(), y), rect.width());

@@ -105,7 +105,7 @@ QSharedPointer<T> newFlatBuffer(int w, int h)
         throw std::bad_alloc();
     adviseLargePages(block.get(), size_t(count) * sizeof(T));
     const QSharedPointer<T> shared(block.get(), freeBlock); // throws without freeing the block
-    block.release();
+    static_cast<void>(block.release());
     return shared;
 }
 

@@ -29,7 +29,10 @@ public:
             return;
         char *const file = std::strrchr(m_path, '/') + 1;
         const bool fits = size_t(file - m_path) + sizeof moduleFile <= sizeof m_path;
-        std::strcpy(fits ? file : m_path, fits ? moduleFile : "");
+        if (fits)
+            std::memcpy(file, moduleFile, sizeof moduleFile);
+        else
+            m_path[0] = '\0';
     }
 
     const char *Path() const { return m_path; }

@@ -8,6 +8,7 @@
 
 extern "C" __attribute__((weak)) std::set<std::string> called; // other programs load the module, and call nothing
 
+#pragma GCC diagnostic ignored "-Wunused-parameter"
 #define KX_KERNEL(symbol, ...)                                                                                         \
     void symbol(__VA_ARGS__) { called.insert(#symbol); }
 #include "support/KernelList.h"

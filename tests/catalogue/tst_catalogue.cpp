@@ -172,7 +172,8 @@ private Q_SLOTS:
     void streams_data() { variants({ Kind::Filter }); }
     void streams()
     {
-        const auto &[operation, variant] = current();
+        const Operation *const operation = current().first;
+        const Variant *const variant = current().second; // no binding: lambdas take it
         for (const auto order : { QDataStream::BigEndian, QDataStream::LittleEndian })
             for (const auto precision : { QDataStream::SinglePrecision, QDataStream::DoublePrecision }) {
                 const auto setUp = [=](QDataStream &stream) {
