@@ -1,4 +1,4 @@
-#include "AlphaLanes.h"
+#include "AlphaVectors.h"
 #include "Kernel.h"
 #include "color/Blocks.h"
 
@@ -7,25 +7,25 @@
 
 namespace {
 
-constexpr int vectors = blocks::length / 8;
+constexpr int vectorCount = blocks::length / 8;
 static_assert(blocks::length % 8 == 0, "a block is whole vectors of eight pixels");
 
 template <class Convert>
 void convertBlock(unsigned char *pixels, const Convert &convert)
 {
-    __m256i all = lanes::load(pixels);
-    for (int i = 1; i < vectors; ++i)
-        all = _mm256_and_si256(all, lanes::load(pixels + 32 * i));
-    if (lanes::areOpaque(all))
+    __m256i all = vectors::load(pixels);
+    for (int i = 1; i < vectorCount; ++i)
+        all = _mm256_and_si256(all, vectors::load(pixels + 32 * i));
+    if (vectors::areOpaque(all))
         return;
-    for (int i = 0; i < vectors; ++i)
-        lanes::store(pixels + 32 * i, convert(lanes::load(pixels + 32 * i)));
+    for (int i = 0; i < vectorCount; ++i)
+        vectors::store(pixels + 32 * i, convert(vectors::load(pixels + 32 * i)));
 }
 
 } // namespace
 
 /// c = (c * a + 127) / 255 for the colours of a block.
-KXCORE_KERNEL void PremultiplyAlphaAVX2(unsigned char *pixels, bool) { convertBlock(pixels, lanes::premultiplied); }
+KXCORE_KERNEL void PremultiplyAlphaAVX2(unsigned char *pixels, bool) { convertBlock(pixels, vectors::premultiplied); }
 
 /// c = (c * 255 + (a >> 1)) / a for the colours of a block, modulo 256; where a is 0 the whole pixel becomes 0.
-KXCORE_KERNEL void ReturnAlphaAVX2(unsigned char *pixels, bool) { convertBlock(pixels, lanes::straightened); }
+KXCORE_KERNEL void ReturnAlphaAVX2(unsigned char *pixels, bool) { convertBlock(pixels, vectors::unpremultiplied); }

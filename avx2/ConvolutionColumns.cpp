@@ -1,6 +1,6 @@
-#include "AlphaLanes.h"
+#include "AlphaVectors.h"
 #include "Kernel.h"
-#include "SymmetricKernel.h"
+#include "SymmetricTaps.h"
 #include "lines/ConvolutionKernels.h"
 
 #include <algorithm>
@@ -29,22 +29,22 @@ constexpr int prefetchRows = 8;
 
 using Window = __m256i[strips][windowRows];
 
-/// The results for one sample vector in two rows; @p own are the samples of the first row. For a kernel of seven
-/// entries, which a Gaussian of sigma 1 has, the compiler is told the radius and unrolls the loop.
+/// The results for one sample vector in two rows; @p own are the samples of the first row. For seven taps,
+/// which a Gaussian of sigma 1 has, the compiler knows the radius and unrolls the loop.
 template <int head, int knownRadius>
 Q_ALWAYS_INLINE void convolve(const __m256i *own, const Pairs &pairs, __m256i words[groupRows])
 {
     const int radius = knownRadius ? knownRadius : pairs.radius;
     Sums first, second;
     if (head == 2) {
-        first.Add(own[0], _mm256_add_epi16(own[1], own[-1]), pairs.entries[0]);
-        second.Add(own[1], _mm256_add_epi16(own[2], own[0]), pairs.entries[0]);
+        first.Add(own[0], _mm256_add_epi16(own[1], own[-1]), pairs.factors[0]);
+        second.Add(own[1], _mm256_add_epi16(own[2], own[0]), pairs.factors[0]);
     } else {
-        first.Add(own[0], _mm256_setzero_si256(), pairs.entries[0]);
-        second.Add(own[1], _mm256_setzero_si256(), pairs.entries[0]);
+        first.Add(own[0], _mm256_setzero_si256(), pairs.factors[0]);
+        second.Add(own[1], _mm256_setzero_si256(), pairs.factors[0]);
     }
     // Samples that the next round needs as well stay in registers.
-    const __m256i *below = own + head, *above = own - head, *pair = pairs.entries + 1;
+    const __m256i *below = own + head, *above = own - head, *pair = pairs.factors + 1;
     __m256i below0 = below[0], above1 = above[1];
     for (int j = head; j < radius; j += 2, below += 2, above -= 2, ++pair) {
         const __m256i below1 = below[1], below2 = below[2], above0 = above[0], aboveNext = above[-1];
@@ -57,10 +57,10 @@ Q_ALWAYS_INLINE void convolve(const __m256i *own, const Pairs &pairs, __m256i wo
     words[1] = second.Words();
 }
 
-/// Where the results of two rows go, and whether they are made straight.
+/// Where the results of two rows go, and whether they are unpremultiplied.
 struct Target {
     unsigned *pixels[groupRows];
-    bool straighten[groupRows];
+    bool unpremultiply[groupRows];
 };
 
 /// Convolves two rows of the block; @p middle is the place of the first one's own samples in the window.
@@ -72,10 +72,10 @@ void convolveRows(const Window &window, int middle, const Pairs &pairs, const Ta
         convolve<head, knownRadius>(window[s] + middle, pairs, low);
         convolve<head, knownRadius>(window[s + 1] + middle, pairs, high);
         const __m256i pixels[] { _mm256_packus_epi16(low[0], high[0]), _mm256_packus_epi16(low[1], high[1]) };
-        const bool areOpaque = lanes::areOpaque(_mm256_and_si256(pixels[0], pixels[1]));
+        const bool areOpaque = vectors::areOpaque(_mm256_and_si256(pixels[0], pixels[1]));
         for (int row = 0; row < groupRows; ++row)
-            lanes::store(target.pixels[row] + s * stripColumns,
-                target.straighten[row] && !areOpaque ? lanes::straightened(pixels[row]) : pixels[row]);
+            vectors::store(target.pixels[row] + s * stripColumns,
+                target.unpremultiply[row] && !areOpaque ? vectors::unpremultiplied(pixels[row]) : pixels[row]);
     }
 }
 
@@ -99,7 +99,7 @@ void expandRow(const unsigned *row, int width, Window &window, int at)
     }
     const __m256i zero = _mm256_setzero_si256();
     for (int s = 0; s < strips; s += 2) {
-        const __m256i pixels = lanes::load(row + s * stripColumns);
+        const __m256i pixels = vectors::load(row + s * stripColumns);
         window[s][at] = _mm256_unpacklo_epi8(pixels, zero);
         window[s + 1][at] = _mm256_unpackhi_epi8(pixels, zero);
     }
@@ -107,11 +107,11 @@ void expandRow(const unsigned *row, int width, Window &window, int at)
 
 } // namespace
 
-/// A block of columns: see lines::columns::Convolve.
+/// A block of columns: see KernelList.h.
 KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveColumns(
-    unsigned *pixels, qptrdiff stride, int width, int rows, const std::vector<short> &kernel, int straightRows)
+    unsigned *pixels, qptrdiff stride, int width, int rows, const std::vector<short> &taps, int straightRows)
 {
-    const Pairs pairs(kernel);
+    const Pairs pairs(taps);
     const int reach = 2 * pairs.radius; // places in the window that are filled before an output's last sample
     alignas(32) Window window;
     unsigned aside[groupRows][columns::width]; // results that are not the picture's, or only in part
@@ -136,7 +136,7 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveColumns(
             for (int k = 0; k < groupRows; ++k) {
                 const bool isWhole = !isNarrow && i + k < count;
                 target.pixels[k] = isWhole ? rowAt(first + i + k) : aside[k];
-                target.straighten[k] = first + i + k < straightRows;
+                target.unpremultiply[k] = first + i + k < straightRows;
             }
             convolveRows(window, i + pairs.radius, pairs, target);
             for (int k = 0; isNarrow && k < groupRows && i + k < count; ++k)

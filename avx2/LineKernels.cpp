@@ -1,5 +1,6 @@
 #include "Kernel.h"
-#include "Lanes.h"
+#include "Scratch.h"
+#include "Vectors.h"
 
 #include "KXKernels.h"
 
@@ -15,20 +16,37 @@ using Line = std::vector<OPRGBA32i>;
 /// What stands for the samples beyond the ends of a line.
 enum class Outside { Repeat, Zero };
 
-/// The alphas of a line, with @p padding more of them on both sides and room for @p slack numbers behind. The buffer is
-/// this thread's own and holds them until the thread's next call.
+/// The alphas of a line, with @c padding more of them on both sides and room for @c slack numbers behind.
 template <class Number>
-Number *paddedAlpha(const Line &source, int padding, Outside outside, int slack)
+class PaddedAlpha {
+public:
+    PaddedAlpha(const Line &source, int padding, Outside outside, int slack)
+        : m_padding(size_t(padding))
+        , m_numbers(source.size() + 2 * m_padding + size_t(slack))
+    {
+        Number *p = m_numbers.Data();
+        if (!p)
+            return;
+        const bool repeat = outside == Outside::Repeat;
+        p = std::fill_n(p, m_padding, Number(repeat ? source.front().a : 0));
+        for (const OPRGBA32i &pixel : source)
+            *p++ = Number(pixel.a);
+        std::fill_n(p, m_padding, Number(repeat ? source.back().a : 0));
+    }
+
+    /// That of the line's first pixel; null where there is no memory.
+    Number *First() { return m_numbers.Data() ? m_numbers.Data() + m_padding : nullptr; }
+
+private:
+    size_t m_padding;
+    Scratch<Number, 32768 / sizeof(Number)> m_numbers;
+};
+
+template <class Kernel>
+void runPlain(Kernel &kernel, int length)
 {
-    thread_local std::vector<Number> alpha;
-    const size_t length = source.size(), before = size_t(padding);
-    alpha.resize(std::max(alpha.size(), length + 2 * before + size_t(slack)));
-    const bool repeat = outside == Outside::Repeat;
-    std::fill_n(alpha.data(), before, Number(repeat ? source.front().a : 0));
-    for (size_t i = 0; i < length; ++i)
-        alpha[before + i] = Number(source[i].a);
-    std::fill_n(alpha.data() + before + length, before, Number(repeat ? source.back().a : 0));
-    return alpha.data() + before;
+    for (int i = 0; i < length; ++i)
+        kernel(i);
 }
 
 /// Four pixels at a time: each sums its products in double precision from left to right.
@@ -37,7 +55,10 @@ void blurAlpha(OPGaussianAlpha1D &kernel, int length)
     constexpr int pixels = 16; // four vectors, so that additions need not wait for one another
     const int radius = kernel.Left();
     const double *const weights = kernel.Weights().data();
-    const double *const alpha = paddedAlpha<double>(*kernel.Source(), radius, Outside::Repeat, 0);
+    PaddedAlpha<double> padded(*kernel.Source(), radius, Outside::Repeat, 0);
+    const double *const alpha = padded.First();
+    if (!alpha)
+        return runPlain(kernel, length);
     const OPRGBA32i *const source = kernel.Source()->data() + kernel.SourceOffset();
     OPRGBA32i *const out = kernel.Destination()->data();
     int i = 0;
@@ -108,45 +129,38 @@ void sharpen(OPSimpleSharpenKernel1D &kernel, int length)
 
 /// Alpha becomes the lowest (@p shrink) or the highest of all within reach.
 ///
-/// All cases of the kernel come to that. When it shrinks, both tracked alphas start at the centre's, so neither exceeds
-/// it, and each case yields the smaller of them; when it grows, each case yields the largest of the three. Outside of
-/// the line stands 0, as the kernel has it: when shrinking it is the lowest alpha there is, when growing it changes
-/// nothing. A reach that goes further than one pixel past the far end of the line meets nothing more there.
+/// Outside of the line stands 0, as the kernel has it: when shrinking it is the lowest alpha there is, when growing it
+/// changes nothing. A reach that goes further than one pixel past the far end of the line meets nothing more there.
 template <bool shrink>
 void shiftEdge(OPShiftEdge1D &kernel, int length)
 {
     constexpr int pixels = 32;
     const auto extreme = [](const unsigned char *a, const unsigned char *b) {
-        const __m256i x = lanes::load(a), y = lanes::load(b);
+        const __m256i x = vectors::load(a), y = vectors::load(b);
         return shrink ? _mm256_min_epu8(x, y) : _mm256_max_epu8(x, y);
     };
     const int reach = std::min(kernel.Left(), kernel.LastIndex() + 1), window = 2 * reach + 1;
-    unsigned char *const alpha =
-        paddedAlpha<unsigned char>(*kernel.Source(), reach, Outside::Zero, 2 * pixels) + kernel.SourceOffset() - reach;
+    PaddedAlpha<unsigned char> padded(*kernel.Source(), reach, Outside::Zero, 2 * pixels);
+    if (!padded.First())
+        return runPlain(kernel, length);
+    unsigned char *const alpha = padded.First() + kernel.SourceOffset() - reach;
     // alpha[i] comes to stand for the windows [i, i + width) of doubling width; two of them cover the whole window.
     int width = 1;
     for (; 2 * width <= window; width *= 2)
         for (int i = 0; i < length + window - width; i += pixels)
-            lanes::store(alpha + i, extreme(alpha + i, alpha + i + width));
+            vectors::store(alpha + i, extreme(alpha + i, alpha + i + width));
 
     const OPRGBA32i *const source = kernel.Source()->data() + kernel.SourceOffset();
     OPRGBA32i *const out = kernel.Destination()->data();
     for (int i = 0; i < length; i += pixels) {
         alignas(32) unsigned char result[pixels];
-        lanes::store(result, extreme(alpha + i, alpha + i + window - width));
+        vectors::store(result, extreme(alpha + i, alpha + i + window - width));
         for (int k = 0; k < std::min(pixels, length - i); ++k) {
             OPRGBA32i pixel = source[i + k];
             pixel.a = result[k];
             out[i + k] = pixel;
         }
     }
-}
-
-template <class Kernel>
-void runPlain(Kernel &kernel, int length)
-{
-    for (int i = 0; i < length; ++i)
-        kernel(i);
 }
 
 } // namespace

@@ -45,6 +45,12 @@ void expand(const Pixel *line, const Starts &starts, int count, Element *element
     }
 }
 
+/// The element of a line all of one pixel.
+inline __m256i samePixel(unsigned pixel)
+{
+    return _mm256_unpacklo_epi8(_mm256_set1_epi32(int(pixel)), _mm256_setzero_si256());
+}
+
 /// Changes between two orders of two pixels of each quarter: quarter after quarter, and the order that packing two
 /// elements leaves (first of quarter 0, first of quarter 1, second of 0, second of 1, then quarters 2 and 3 likewise).
 /// It is its own inverse.

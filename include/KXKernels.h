@@ -97,6 +97,14 @@ public:
         m_g += pixel.g;
         m_b += pixel.b;
     }
+    /// Takes a sample into the window @p times times; a window holds no more than its size.
+    void AddRepeated(const OPRGBA32i &pixel, int times)
+    {
+        m_a += times * pixel.a;
+        m_r += times * pixel.r;
+        m_g += times * pixel.g;
+        m_b += times * pixel.b;
+    }
     void Subtract(const OPRGBA32i &pixel) override
     {
         m_a -= pixel.a;
@@ -146,16 +154,23 @@ public:
     void Add(const OPRGBA32i &pixel) override
     {
         m_a += pixel.a;
-        m_r += Weighted(pixel.r, pixel.a);
-        m_g += Weighted(pixel.g, pixel.a);
-        m_b += Weighted(pixel.b, pixel.a);
+        m_r += Premultiplied(pixel.r, pixel.a);
+        m_g += Premultiplied(pixel.g, pixel.a);
+        m_b += Premultiplied(pixel.b, pixel.a);
+    }
+    void AddRepeated(const OPRGBA32i &pixel, int times)
+    {
+        m_a += times * pixel.a;
+        m_r += times * Premultiplied(pixel.r, pixel.a);
+        m_g += times * Premultiplied(pixel.g, pixel.a);
+        m_b += times * Premultiplied(pixel.b, pixel.a);
     }
     void Subtract(const OPRGBA32i &pixel) override
     {
         m_a -= pixel.a;
-        m_r -= Weighted(pixel.r, pixel.a);
-        m_g -= Weighted(pixel.g, pixel.a);
-        m_b -= Weighted(pixel.b, pixel.a);
+        m_r -= Premultiplied(pixel.r, pixel.a);
+        m_g -= Premultiplied(pixel.g, pixel.a);
+        m_b -= Premultiplied(pixel.b, pixel.a);
     }
     void Finalize(OPRGBA32i &target) const override
     {
@@ -170,7 +185,7 @@ public:
     int GetRadius() const override;
 
 private:
-    static int Weighted(unsigned channel, unsigned alpha) { return static_cast<int>(channel * alpha / 255u); }
+    static int Premultiplied(unsigned channel, unsigned alpha) { return static_cast<int>(channel * alpha / 255u); }
 };
 
 /// The mean of alpha, truncated; the colour bytes of the target stay. A pass finalises into a line of zeros, so that in
@@ -186,6 +201,8 @@ public:
     using OPRGBABlurAccumulatorBase::Finalize;
     using OPRGBABlurAccumulatorBase::Subtract;
     void Add(const OPRGBA32i &pixel) override { m_a += pixel.a; }
+    /// Takes a sample into the window @p times times; a window holds no more than its size.
+    void AddRepeated(const OPRGBA32i &pixel, int times) { m_a += times * pixel.a; }
     void Subtract(const OPRGBA32i &pixel) override { m_a -= pixel.a; }
     void Finalize(OPRGBA32i &target) const override { target.a = Mean(); }
     void Reset() override { m_a = 0; }

@@ -78,6 +78,7 @@ inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const std:
     const auto load = [](const OPRGBA32i *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); };
     const __m128i zero = _mm_setzero_si128(), half = _mm_set1_epi32(8192);
     const std::size_t count = taps.size();
+    const short *const tap = taps.data();
     int i = 0;
     for (; i + 4 <= length; i += 4) {
         const OPRGBA32i *const pixels = in + i;
@@ -92,11 +93,11 @@ inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const std:
         std::size_t j = 0;
         for (; j + 2 <= count; j += 2) {
             int pair;
-            std::memcpy(&pair, &taps[j], sizeof pair);
+            std::memcpy(&pair, tap + j, sizeof pair);
             add(load(pixels + j), load(pixels + j + 1), _mm_set1_epi32(pair));
         }
         if (j < count)
-            add(load(pixels + j), zero, _mm_set1_epi16(taps[j]));
+            add(load(pixels + j), zero, _mm_set1_epi16(tap[j]));
         const __m128i low = _mm_packs_epi32(_mm_srai_epi32(s0, 14), _mm_srai_epi32(s1, 14));
         const __m128i high = _mm_packs_epi32(_mm_srai_epi32(s2, 14), _mm_srai_epi32(s3, 14));
         _mm_storeu_si128(reinterpret_cast<__m128i *>(out + i), _mm_packus_epi16(low, high));

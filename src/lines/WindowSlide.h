@@ -16,22 +16,18 @@ template <class Accumulator>
 void slideWindow(Accumulator &window, const OPRGBA32i *line, qptrdiff lineLength, OPRGBA32i *out, qptrdiff length,
     qptrdiff offset, qptrdiff radius)
 {
-    const auto add = [&window](const OPRGBA32i &pixel) { window.Accumulator::Add(pixel); };
     window.Accumulator::Reset();
-    // The window around out[0], from left to right.
-    const qptrdiff end = lineLength - 1;
-    const OPRGBA32i first = line[0], last = line[end];
-    for (qptrdiff i = offset - radius; i < 0; ++i)
-        add(first);
-    for (qptrdiff i = std::max(offset - radius, qptrdiff(0)); i <= std::min(offset + radius, end); ++i)
-        add(line[i]);
-    for (qptrdiff i = end; i < offset + radius; ++i)
-        add(last);
+    // The window around out[0]. The ends are added at once: a window may be far wider than the line.
+    const qptrdiff end = lineLength - 1, first = offset - radius, last = offset + radius;
+    window.Accumulator::AddRepeated(line[0], int(std::max(-first, qptrdiff(0))));
+    for (qptrdiff i = std::max(first, qptrdiff(0)); i <= std::min(last, end); ++i)
+        window.Accumulator::Add(line[i]);
+    window.Accumulator::AddRepeated(line[end], int(std::max(last - end, qptrdiff(0))));
     window.Accumulator::Finalize(out[0]);
 
     for (qptrdiff i = 1; i < length; ++i) {
         window.Accumulator::Subtract(line[std::max(offset + i - radius - 1, qptrdiff(0))]);
-        add(line[std::min(offset + i + radius, end)]);
+        window.Accumulator::Add(line[std::min(offset + i + radius, end)]);
         window.Accumulator::Finalize(out[i]);
     }
 }

@@ -67,17 +67,17 @@ KX_KERNEL(LineHandlerAVX2, OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *so
     int readFirst, int readLast, int first, int last, int radius)
 KX_KERNEL(LineHandlerConvolutionAVX2, OPKernelBase *kernel)
 
-// Convolutions. The first does one line of length pixels; source[i + j] lies under kernel entry j for output i. The
-// second is the same from straight pixels, for a kernel that lines::rows::fits; it weights them by alpha itself. The
-// third does up to lines::columns::width columns side by side, in place, for a kernel that lines::columns::fits: pixels
-// is the first pixel of the first column, the next row lies stride pixels further, and the end pixels of a column count
-// as repeated. The results in the first straightRows rows are made straight as by KXBlur::ReturnAlpha.
+// Convolutions. The first does one line of length pixels; source[i + j] lies under tap j for output i. The second
+// is the same from straight pixels, for taps such that lines::rows::fits; it premultiplies them itself. The third does
+// up to lines::columns::width columns side by side, in place, for taps such that lines::columns::fits: pixels is the
+// first pixel of the first column, the next row lies stride pixels further, and the end pixels of a column count as
+// repeated. The results in the first straightRows rows are unpremultiplied as by KXBlur::ReturnAlpha.
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2Convolve, const unsigned *source, unsigned *destination, unsigned length,
-    const std::vector<short> &kernel)
+    const std::vector<short> &taps)
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveWeighted, const unsigned *source, unsigned *destination,
-    unsigned length, const std::vector<short> &kernel)
+    unsigned length, const std::vector<short> &taps)
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveColumns, unsigned *pixels, qptrdiff stride, int columns, int rows,
-    const std::vector<short> &kernel, int straightRows)
+    const std::vector<short> &taps, int straightRows)
 
 // Adjustments: one block of pixels each, as src/color/Blocks.h says. What a class hands over of itself comes first.
 KX_KERNEL(PremultiplyAlphaAVX2, unsigned char *pixels, bool flag)

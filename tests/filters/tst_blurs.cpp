@@ -162,7 +162,10 @@ private Q_SLOTS:
         edges.at(2, 0) = OPRGBA32i(0xFFFFFFFFu);
         KXFilterData data;
         data.image = edges.image(false);
-        QCOMPARE(Picture::of(blurred<Box>(data, INT_MAX)).at(1, 0), OPRGBA32i(127, 127, 127, 255));
+        for (const int radius : { 1, 300, 8191, 8192, INT_MAX }) { // 255 * r / (2 * r + 1): 85 or 127
+            data.image = edges.image(false);
+            QCOMPARE(Picture::of(blurred<Box>(data, radius)).at(1, 0).word, radius == 1 ? 0xFF555555u : 0xFF7F7F7Fu);
+        }
         COMPARE_PICTURE(Picture::of(blurred<Gaussian>(data, 1e7)), Picture(3, 1));
 
         Gaussian::BlurDataEx grown; // reaches three times as far, whatever the length of its kernel

@@ -1,40 +1,40 @@
 #pragma once
 
-#include "Lanes.h"
+#include "Vectors.h"
 #include "lines/ConvolutionKernels.h"
 
 #include <vector>
 
-/// Convolution with a symmetric kernel, for one vector of samples at a time: pixels in 16-bit channels.
+/// Convolution with symmetric taps, for one vector of samples at a time: pixels in 16-bit channels.
 ///
 /// Samples at the same distance from the middle are added before they are multiplied; two such sums, interleaved, meet
-/// two neighbouring entries of the kernel in one multiplication. A sum of two samples is at most 510, so two products
-/// with 16-bit entries fit 32 bits, and everything beyond is 32-bit addition: the plain loop's sums modulo 2^32.
+/// two neighbouring taps in one multiplication. A sum of two samples is at most 510, so two products with 16-bit taps
+/// fit 32 bits, and everything beyond is 32-bit addition: the plain loop's sums modulo 2^32.
 namespace symmetric {
 
 constexpr int fractionBits = 14;
 constexpr int roundingTerm = 1 << (fractionBits - 1);
 constexpr int maxRadius = int(lines::columns::maxTaps) / 2;
 
-/// The entries from the middle on, in pairs as the multiplication takes them. The first pair is the middle and its
-/// neighbour, or the middle alone: whichever leaves an even number of further entries.
+/// The taps from the middle on, in pairs as the multiplication takes them. The first pair is the middle and its
+/// neighbour, or the middle alone: whichever leaves an even number of further taps.
 struct Pairs {
-    explicit Pairs(const std::vector<short> &kernel)
-        : radius(int(kernel.size()) / 2)
+    explicit Pairs(const std::vector<short> &taps)
+        : radius(int(taps.size()) / 2)
         , head(radius % 2 == 0 ? 1 : 2)
     {
-        const short *const middle = kernel.data() + radius;
+        const short *const middle = taps.data() + radius;
         const auto pair = [](short first, short second) {
             return _mm256_set1_epi32(int((unsigned(first) & 0xFFFF) | unsigned(second) << 16));
         };
-        entries[0] = pair(middle[0], head == 2 ? middle[1] : short(0));
+        factors[0] = pair(middle[0], head == 2 ? middle[1] : short(0));
         for (int j = head, k = 1; j < radius; j += 2, ++k)
-            entries[k] = pair(middle[j], middle[j + 1]);
+            factors[k] = pair(middle[j], middle[j + 1]);
     }
 
     int radius;
     int head; ///< how many distances from the middle the first pair covers, itself included
-    __m256i entries[maxRadius / 2 + 1];
+    __m256i factors[maxRadius / 2 + 1];
 };
 
 /// The sums for a sample vector, 32 bits each: @c low for the lower four channels of each 128-bit half, @c high for the

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Lanes.h"
+#include "Vectors.h"
 
-/// Premultiplication of eight pixels and its inverse. Opaque pixels pass both unchanged.
-namespace lanes {
+/// Eight pixels premultiplied and unpremultiplied. Opaque pixels pass both unchanged.
+namespace vectors {
 
 inline bool areOpaque(__m256i pixels) { return _mm256_testc_si256(pixels, _mm256_set1_epi32(int(0xFF000000))); }
 
@@ -36,20 +36,20 @@ inline __m256i premultiplied(__m256i pixels)
 ///
 /// Adding 1.5 * 2^23, where floats are whole numbers, rounds to the nearest and leaves the result in the low bits.
 /// Where a is 0 the product is infinite or no number, and so is the sum: its low bits are 0.
-inline __m256i straightened(__m256i pixels)
+inline __m256i unpremultiplied(__m256i pixels)
 {
     const __m256i lowBytes = _mm256_set1_epi16(0xFF), lowWords = _mm256_set1_epi32(0xFFFF);
     const __m256 numerator = _mm256_set1_ps(255.0f + 255.0f / (1 << 19)), whole = _mm256_set1_ps(1.5f * (1 << 23));
     const __m256i blueRed = _mm256_and_si256(pixels, lowBytes), greenAlpha = _mm256_srli_epi16(pixels, 8);
     const __m256 factor = _mm256_div_ps(numerator, _mm256_cvtepi32_ps(_mm256_srli_epi32(pixels, 24)));
-    const auto straight = [&](__m256i colour) {
+    const auto quotient = [&](__m256i colour) {
         return _mm256_castps_si256(_mm256_add_ps(_mm256_mul_ps(_mm256_cvtepi32_ps(colour), factor), whole));
     };
-    const __m256i b = straight(_mm256_and_si256(blueRed, lowWords)), r = straight(_mm256_srli_epi32(blueRed, 16)),
-                  g = straight(_mm256_and_si256(greenAlpha, lowWords));
+    const __m256i b = quotient(_mm256_and_si256(blueRed, lowWords)), r = quotient(_mm256_srli_epi32(blueRed, 16)),
+                  g = quotient(_mm256_and_si256(greenAlpha, lowWords));
     const __m256i br = _mm256_blend_epi16(b, _mm256_slli_epi32(r, 16), 0xAA);
     const __m256i ga = _mm256_blend_epi16(g, greenAlpha, 0xAA);
     return _mm256_or_si256(_mm256_and_si256(br, lowBytes), _mm256_slli_epi16(ga, 8));
 }
 
-} // namespace lanes
+} // namespace vectors

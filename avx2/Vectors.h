@@ -3,7 +3,7 @@
 #include <immintrin.h>
 
 /// Small steps that several kernels share.
-namespace lanes {
+namespace vectors {
 
 inline __m256i load(const void *p) { return _mm256_loadu_si256(static_cast<const __m256i *>(p)); }
 inline void store(void *p, __m256i v) { _mm256_storeu_si256(static_cast<__m256i *>(p), v); }
@@ -14,8 +14,8 @@ inline __m256i div255(__m256i x)
     return _mm256_srli_epi16(_mm256_mulhi_epu16(x, _mm256_set1_epi16(short(0x8081))), 7);
 }
 
-/// For pixels in four 16-bit channels: what to multiply with to weight a pixel's colours by its alpha, and its alpha by
-/// 255.
+/// For pixels in four 16-bit channels: what to multiply with to premultiply them, before a division by 255: their alpha
+/// for colours, and 255 for alpha.
 inline __m256i alphaFactors(__m256i pixels)
 {
     const __m256i spread = _mm256_setr_epi8(6, 7, 6, 7, 6, 7, -1, -1, 14, 15, 14, 15, 14, 15, -1, -1, //
@@ -23,4 +23,4 @@ inline __m256i alphaFactors(__m256i pixels)
     return _mm256_or_si256(_mm256_shuffle_epi8(pixels, spread), _mm256_set1_epi64x(255LL << 48));
 }
 
-} // namespace lanes
+} // namespace vectors
