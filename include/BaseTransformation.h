@@ -21,8 +21,43 @@
 ///          whoever sets or clears a function object himself must not do it while objects are made or used.
 /// Threads  All operations but the destructor are const and touch no shared state: one object serves many threads.
 /// Errors   None; bad parameters are clamped by the class that takes them.
+///
+/// An adjustment of an application's own overrides the form for one pixel, and that is all:
+/// @code
+/// class Darken : public BaseTransformation {
+/// public:
+///     using BaseTransformation::operator();
+///     void operator()(OPRGBA32i &pixel) const override { pixel.word = (pixel.word & 0xFF000000u) | half(pixel.word); }
+///
+/// protected:
+///     static unsigned half(unsigned word) { return (word >> 1) & 0x007F7F7Fu; } // of each colour
+/// };
+///
+/// OPTransformImageColors(Darken(), &photo)(); // a QImage
+/// @endcode
+/// With a kernel of its own it is called for whole blocks where the kernel module does the walk, and for single pixels
+/// everywhere else; both must give the same bytes. Here the kernel is a loop that any compiler turns into vectors. One
+/// that needs a processor with AVX2 belongs in a source file of its own, and @c m_HasKernel is set where there is one:
+/// @code
+/// class FastDarken : public Darken {
+/// public:
+///     FastDarken() { m_HasKernel = true; }
+///     using Darken::operator();
+///     void operator()(unsigned char *pixels, bool) const override
+///     {
+///         unsigned words[BlockLength];
+///         std::memcpy(words, pixels, sizeof words); // pixels may lie at any address
+///         for (unsigned &word : words)
+///             word = (word & 0xFF000000u) | half(word);
+///         std::memcpy(pixels, words, sizeof words);
+///     }
+/// };
+/// @endcode
 class KX_EXPORT BaseTransformation {
 public:
+    /// How many pixels the block forms are given.
+    static constexpr int BlockLength = 128;
+
     BaseTransformation() = default;
     BaseTransformation(const BaseTransformation &) = default;
     BaseTransformation &operator=(const BaseTransformation &) = default;
@@ -36,8 +71,8 @@ public:
     virtual void operator()(int /*x*/, int /*y*/, OPRGBA32i & /*pixel*/) const { }
 
     /// A block of pixels, in place, through the kernel of the class. **Does nothing at all while no kernel is bound**:
-    /// a caller looks at @c HasKernel first. The library itself never calls it; it is the way in for the kernel module,
-    /// which fixes the length of a block and the meaning of @p flag.
+    /// a caller looks at @c HasKernel first. The library itself never calls it; it is the way in for the kernel module.
+    /// The flag has no meaning.
     virtual void operator()(unsigned char * /*pixels*/, bool /*flag*/) const { }
 
     /// One pixel, in place: the adjustment itself.

@@ -442,3 +442,5 @@ Q_DECLARE_METATYPE(RGBA32iImage)
 /// Copies all pixels between two **flat** images of one size. False, with nothing changed, when the sizes differ.
 /// Neither image may be tiled; a debug build asserts that.
 KX_EXPORT bool CopyFlatImageData(const RGBA32iImage *src, RGBA32iImage *dst);
+
+#undef KX_THREAD_SANITIZER

@@ -10,8 +10,7 @@
 /// meaning: callers pass @c flag, kernels ignore it.
 namespace blocks {
 
-/// As long as a row of a tile.
-constexpr int length = 128;
+constexpr int length = BaseTransformation::BlockLength; ///< as long as a row of a tile
 constexpr bool flag = false;
 
 /// Calls @p block on each whole block of @p count pixels and, for what remains, on a padded copy. @p block gets the
