@@ -1,5 +1,6 @@
 #include "Kernel.h"
 #include "color/Blocks.h"
+#include "color/Runs.h"
 
 #include "support/Workers.h"
 
@@ -37,8 +38,13 @@ OPRGBA32i *pixelsAt(OPRGBA32i *data, int stride, int x, int y) { return data + q
 /// The plain walk. Like the library's it leaves the last row of @p rect as it is.
 KXCORE_KERNEL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *transformation)
 {
+    const auto *const runs = dynamic_cast<const color::RunTransformation *>(transformation);
     workers::walkRows(workerCount(), rect.y(), rect.y() + rect.height() - 1, [&](int y) {
-        blocks::apply(*transformation, pixelsAt(data, stride, rect.x(), y), rect.width());
+        OPRGBA32i *const row = pixelsAt(data, stride, rect.x(), y);
+        if (runs)
+            runs->Run(row, rect.width());
+        else
+            blocks::apply(*transformation, row, rect.width());
         return true;
     });
 }

@@ -1,10 +1,10 @@
 #include "OPRGBA32ColorProfileTransform.h"
 
+#include "Scene.h"
 #include "Suite.h"
 
 #include "kit/Profiles.h"
 
-#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <random>
@@ -15,21 +15,13 @@ namespace {
 
 using Picture = std::vector<OPRGBA32i>;
 
-Picture noise()
-{
-    std::mt19937 random(1);
-    Picture picture(static_cast<size_t>(pixels));
-    for (OPRGBA32i &pixel : picture)
-        pixel = OPRGBA32i(unsigned(random()));
-    return picture;
-}
+unsigned char byte(double v) { return static_cast<unsigned char>(v < 0 ? 0 : v > 255 ? 255 : v); }
 
-/// Light that changes over the picture, some detail, and noise mostly of brightness.
-Picture photo()
+/// Light that changes slowly over the picture, and little noise: colours come again and again.
+Picture smoothPhoto()
 {
     std::mt19937 random(1);
     std::normal_distribution<double> normal;
-    const auto byte = [](double v) { return static_cast<unsigned char>(v < 0 ? 0 : v > 255 ? 255 : v); };
     Picture picture;
     picture.reserve(static_cast<size_t>(pixels));
     for (int y = 0; y < height; ++y)
@@ -43,10 +35,18 @@ Picture photo()
     return picture;
 }
 
-RGBA32iImage &image()
+/// Edges, textures, and the noise of a sensor, mostly of brightness: few colours come again.
+Picture detailedPhoto()
 {
-    static RGBA32iImage flat(width, height, false);
-    return flat;
+    std::mt19937 random(1);
+    std::normal_distribution<double> normal;
+    Picture picture(pixelsOf(photoLayer), pixelsOf(photoLayer) + size_t(pixels));
+    for (OPRGBA32i &pixel : picture) {
+        const double light = 6 * normal(random);
+        for (unsigned char *channel : { &pixel.b, &pixel.g, &pixel.r })
+            *channel = byte(*channel + light + 2 * normal(random));
+    }
+    return picture;
 }
 
 /// A transform of Little CMS. What a Suite holds lives as long as the process.
@@ -62,22 +62,25 @@ cmsHTRANSFORM lcmsTransform(const QByteArray &from, const QByteArray &to)
 
 } // namespace
 
-/// Ours goes pixel by pixel through the walk; Little CMS gets whole rows, on one thread. What counts for ours is how
-/// often colours come again.
+/// One thread against one: ours walks over the tiles of an image, which a single worker does, and Little CMS gets whole
+/// rows.
 void addProfiles(Suite &suite)
 {
     const QByteArray srgb = profiles::srgb();
     const struct {
         const char *name;
         Picture (*make)();
-    } pictures[] = { { "photo", photo }, { "noise", noise },
+    } pictures[] = { { "smooth photo", smoothPhoto }, { "detailed photo", detailedPhoto },
+        { "noise", [] { return Picture(pixelsOf(layer), pixelsOf(layer) + size_t(pixels)); } },
         { "one colour", [] { return Picture(static_cast<size_t>(pixels), OPRGBA32i(40, 120, 220, 255)); } } };
     const struct {
         const char *name;
         QByteArray from;
     } kinds[] = { { "matrix", profiles::wideGamut() }, { "tables", profiles::rgbTables2() } };
+    // Made when they are first measured, and both in one layout.
+    static Picture rows;
+    static RGBA32iImage tiles;
     for (const auto &picture : pictures) {
-        // Made when it is first measured.
         const auto original = [make = picture.make, kept = std::make_shared<Picture>()]() -> const Picture & {
             if (kept->empty())
                 *kept = make();
@@ -85,20 +88,25 @@ void addProfiles(Suite &suite)
         };
         for (const auto &kind : kinds) {
             const std::string name = std::string("profiles, ") + kind.name + ": " + picture.name;
-            suite.addRow(name);
+            suite.addRow(name, { Column::LittleCms, "", 1 });
 
-            const auto restoreOriginal = [original] {
-                std::copy(original().begin(), original().end(), image().Bits());
-            };
             const auto transform =
                 std::make_shared<OPRGBA32ColorProfileTransform>(profiles::loaded(kind.from), profiles::loaded(srgb));
-            suite.addOurs(name, 5, restoreOriginal, [transform] { (*transform)(image()); });
-            suite.addPeer(name, Column::LittleCms, 5, restoreOriginal, [peer = lcmsTransform(kind.from, srgb)] {
-                for (int y = 0; y < height; ++y) {
-                    OPRGBA32i *const row = image().Bits() + size_t(y) * width;
-                    cmsDoTransform(peer, row, row, width);
-                }
-            });
+            const auto restoreTiles = [original] {
+                if (tiles.Width() == 0)
+                    tiles = RGBA32iImage(width, height, true);
+                for (unsigned y = 0; y < unsigned(height); ++y)
+                    tiles.WriteRow(y, 0, &original()[size_t(y) * width], width * 4);
+            };
+            suite.addOurs(name, 5, restoreTiles, [transform] { (*transform)(tiles); });
+            suite.addPeer(
+                name, Column::LittleCms, 5, [original] { rows = original(); },
+                [peer = lcmsTransform(kind.from, srgb)] {
+                    for (int y = 0; y < height; ++y) {
+                        OPRGBA32i *const row = &rows[size_t(y) * width];
+                        cmsDoTransform(peer, row, row, width);
+                    }
+                });
         }
     }
 }

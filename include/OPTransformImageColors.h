@@ -26,7 +26,8 @@
 /// Errors   What the adjustment or the progress function throws is logged as
 ///          "[include/OPTransformImageColors:line] ..." and thrown on, once all workers have ended; the other workers
 ///          finish the rows that remain.
-/// Cost     A virtual call per pixel and a look at the tile table per tile and row; nothing is allocated per row.
+/// Cost     A virtual call per pixel (per row for a KXCMSTransform) and a look at the tile table per tile and row;
+///          nothing is allocated per row.
 
 #include "BaseTransformation.h"
 #include "KXGlobal.h"

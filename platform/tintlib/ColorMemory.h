@@ -9,4 +9,8 @@ namespace tint {
 /// the same.
 void convertRemembering(const Engine &engine, const unsigned char *input, unsigned char *output);
 
+/// The same for a run of pixels; @p input and @p output must not overlap otherwise. Where few colours come again the
+/// engine gets the pixels as they are.
+void convertRun(const Engine &engine, const unsigned char *input, unsigned char *output, quint32 count);
+
 } // namespace tint

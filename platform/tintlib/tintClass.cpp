@@ -20,7 +20,7 @@ using tint::Profile;
 /// What a transform handle points to.
 struct Transform {
     std::shared_ptr<const tint::Engine> engine;
-    bool remembers; ///< whether single pixels go through the thread's memory of colours
+    bool remembers; ///< whether pixels go through the thread's memory of colours
 };
 
 } // namespace
@@ -79,13 +79,16 @@ void *tintClass::createTransform(void *input, unsigned int inputFormat, void *ou
 {
     if (!input || !output)
         return nullptr;
+    const bool remembers =
+        inputFormat == tintFormatBGRA8 && outputFormat == tintFormatBGRA8 && !(flags & cmsFLAGS_COPY_ALPHA);
+    if (remembers)
+        flags |= cmsFLAGS_NOCACHE; // of the last colour, which would be looked for in vain
     auto transform = std::make_unique<Transform>();
     transform->engine = tint::engineFor(
         *static_cast<Profile *>(input), inputFormat, *static_cast<Profile *>(output), outputFormat, intent, flags);
     if (!transform->engine)
         return nullptr;
-    transform->remembers = inputFormat == tintFormatBGRA8 && outputFormat == tintFormatBGRA8
-        && !(flags & cmsFLAGS_COPY_ALPHA) && transform->engine->number() != 0;
+    transform->remembers = remembers && transform->engine->number() != 0;
     return transform.release();
 }
 
@@ -94,11 +97,14 @@ void tintClass::doTransform(void *transform, const void *input, void *output, un
     if (!transform)
         return;
     const Transform &t = *static_cast<Transform *>(transform);
-    if (count == 1 && t.remembers)
-        tint::convertRemembering(
-            *t.engine, static_cast<const unsigned char *>(input), static_cast<unsigned char *>(output));
+    if (!t.remembers)
+        return t.engine->convert(input, output, count);
+    const auto *const from = static_cast<const unsigned char *>(input);
+    auto *const to = static_cast<unsigned char *>(output);
+    if (count == 1)
+        tint::convertRemembering(*t.engine, from, to);
     else
-        t.engine->convert(input, output, count);
+        tint::convertRun(*t.engine, from, to, count);
 }
 
 void tintClass::deleteTransform(void *transform) { delete static_cast<Transform *>(transform); }

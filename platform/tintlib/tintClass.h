@@ -57,8 +57,8 @@ public:
     /// of a pixel that are no colours are not written (unless the flags asked for that), so that in place they stay.
     /// Does nothing for null.
     ///
-    /// Single pixels of the format tintFormatBGRA8 are cheap: a transform remembers what it has converted. The result
-    /// is in any case that of Little CMS for the same pixel.
+    /// Pixels of the format tintFormatBGRA8 are cheap where colours come again: a thread remembers what it has
+    /// converted. The result is in any case that of Little CMS for the same pixel.
     static void doTransform(void *transform, const void *input, void *output, unsigned int count);
 
     /// Releases a transform; null is accepted.

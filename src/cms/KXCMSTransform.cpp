@@ -1,8 +1,11 @@
 #include "KXCMSTransform.h"
 
+#include "color/Runs.h"
 #include "tintClass.h"
 
 #include <QtGui/QColor>
+
+#include <typeinfo>
 
 class KXCMSTransform::Private {
 public:
@@ -77,6 +80,13 @@ void KXCMSTransform::operator()(OPRGBA32i &pixel) const
         tintClass::doTransform(handle, &pixel, &pixel, 1);
 }
 
+void KXCMSTransform::operator()(OPRGBA32i *pixels, int count) const
+{
+    void *const handle = d->Handle();
+    if (handle && count > 0)
+        tintClass::doTransform(handle, pixels, pixels, static_cast<unsigned int>(count));
+}
+
 void KXCMSTransform::operator()(QColor &color) const
 {
     if (IsEmpty())
@@ -87,3 +97,31 @@ void KXCMSTransform::operator()(QColor &color) const
 }
 
 bool KXCMSTransform::IsEmpty() const { return !d->Handle(); }
+
+namespace {
+
+/// A transform between profiles, by rows instead of pixels.
+class ProfileRuns : public color::RunTransformation {
+public:
+    explicit ProfileRuns(std::shared_ptr<const KXCMSTransform> transform)
+        : m_transform(std::move(transform))
+    {
+    }
+
+    using BaseTransformation::operator();
+    void operator()(OPRGBA32i &pixel) const override { (*m_transform)(pixel); }
+    void Run(OPRGBA32i *pixels, int count) const override { (*m_transform)(pixels, count); }
+
+private:
+    std::shared_ptr<const KXCMSTransform> m_transform;
+};
+
+} // namespace
+
+std::shared_ptr<BaseTransformation> color::inRuns(const std::shared_ptr<BaseTransformation> &transformation)
+{
+    const BaseTransformation &given = *transformation;
+    if (typeid(given) != typeid(KXCMSTransform)) // a class derived from it may do something else to a pixel
+        return transformation;
+    return std::make_shared<ProfileRuns>(std::static_pointer_cast<const KXCMSTransform>(transformation));
+}

@@ -1,5 +1,6 @@
 #include "OPTransformImageColors.h"
 
+#include "color/Runs.h"
 #include "pixels/BorrowedImage.h"
 #include "pixels/Tiles.h"
 #include "support/Kernels.h"
@@ -33,6 +34,17 @@ void applyToColours(const BaseTransformation &transformation, OPRGBA32i *pixels,
 {
     for (int i = 0; i < count; ++i)
         transformation(pixels[i]);
+}
+
+void applyInRuns(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int, int)
+{
+    static_cast<const color::RunTransformation &>(transformation).Run(pixels, count);
+}
+
+/// How @p transformation changes the colours of a run.
+ApplyToRun formOf(const BaseTransformation &transformation)
+{
+    return dynamic_cast<const color::RunTransformation *>(&transformation) ? applyInRuns : applyToColours;
 }
 
 void applyAtPosition(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int x, int y)
@@ -92,11 +104,12 @@ void OPImageWalk::Plain(
         const QRect area = clipped(rect, image.Rect());
         if (area.isEmpty())
             return;
+        const auto walked = color::inRuns(transformation);
         if (!image.IsTiled())
             if (const auto kernel = plainKernel.Bind())
-                return kernel(image.Bits(), image.Width(), area, transformation.get());
-        const auto row = [&](int y) {
-            walkRow(*transformation, image, area, y, applyToColours);
+                return kernel(image.Bits(), image.Width(), area, walked.get());
+        const auto row = [&, apply = formOf(*walked)](int y) {
+            walkRow(*walked, image, area, y, apply);
             return true;
         };
         const int first = area.y(), last = area.y() + area.height();
@@ -117,6 +130,8 @@ void OPImageWalk::Plain(const std::shared_ptr<BaseTransformation> &transformatio
         const QRect area = clipped(rect, image.rect());
         if (area.isEmpty() || image.depth() != 32)
             return;
+        const auto walked = color::inRuns(transformation);
+        const auto apply = formOf(*walked);
         const auto rows = pixels::borrowForWriting(image);
         int y = area.y();
         const int last = area.y() + area.height();
@@ -124,11 +139,11 @@ void OPImageWalk::Plain(const std::shared_ptr<BaseTransformation> &transformatio
         // before the last row. Its stride is the width; rows of a foreign buffer may lie further apart.
         const bool served = workerCount() > 0 && rows.strideBytes == qptrdiff(image.width()) * 4;
         if (const auto kernel = served ? plainKernelOfQImage.Bind() : nullptr) {
-            kernel(rows.first, image.width(), area, transformation.get());
+            kernel(rows.first, image.width(), area, walked.get());
             y = last - 1;
         }
         for (; y < last; ++y)
-            applyToColours(*transformation, rows.Row(y) + area.x(), area.width(), area.x(), y);
+            apply(*walked, rows.Row(y) + area.x(), area.width(), area.x(), y);
     });
 }
 
@@ -139,8 +154,9 @@ void OPImageWalk::Iterative(const std::shared_ptr<BaseTransformation> &transform
         const QRect area = clipped(rect, image.Rect());
         if (area.isEmpty() || runKernel(iterativeKernel, *transformation, image, area, cancel, progress))
             return;
+        const auto walked = color::inRuns(transformation);
         workers::walkRows(workerCount(), area.y(), area.y() + area.height(),
-            iterativeRow(transformation, image, area, cancel, progress, applyToColours));
+            iterativeRow(walked, image, area, cancel, progress, formOf(*walked)));
     });
 }
 

@@ -1,5 +1,6 @@
 #include "KXConverter.h"
 #include "OPRGBA32ColorProfileTransform.h"
+#include "OPTransformImageColors.h"
 
 #include "kit/Profiles.h"
 #include "kit/Test.h"
@@ -237,16 +238,19 @@ private Q_SLOTS:
         QVERIFY(assigned.IsEmpty() && !copy.IsEmpty());
     }
 
-    /// A gradient with noise between its rows, in all more colours than a thread remembers, through the walks over
-    /// images, there and back, against one call of Little CMS. All workers use one transform.
+    /// Pictures through all forms, there and back, against one call of Little CMS: a gradient with noise between its
+    /// rows, in all more colours than a thread remembers, and one whose colours come again. All workers use one
+    /// transform.
     void images()
     {
         const int width = 300, height = 200;
-        Pixels pixels(width * height);
-        QRandomGenerator random = kit::random();
-        for (int i = 0; i < pixels.size(); ++i)
-            pixels[i] = i / width % 2 ? OPRGBA32i(random.generate())
-                                      : OPRGBA32i(uchar(i / width), uchar(i % width), uchar(255 - i / width), uchar(i));
+        Pixels many(width * height), few(many.size());
+        std::mt19937 random;
+        for (int i = 0; i < many.size(); ++i) {
+            many[i] = i / width % 2 ? OPRGBA32i(unsigned(random()))
+                                    : OPRGBA32i(uchar(i / width), uchar(i % width), uchar(255 - i / width), uchar(i));
+            few[i] = many[int(random() % 1000)];
+        }
         const auto same = [](const void *found, const Pixels &expected) {
             return std::memcmp(found, expected.constData(), size_t(expected.size()) * 4) == 0;
         };
@@ -254,20 +258,49 @@ private Q_SLOTS:
             OPRGBA32ColorProfileTransform transform;
             transform = OPRGBA32ColorProfileTransform(OPRGBA32ColorProfileTransform(loaded(other), loaded(srgb)));
             const OPColorTransformBase &base = transform;
-            for (const bool inverted : { false, true }) {
+            for (int form = 0; form < 4; ++form) {
+                const bool inverted = form % 2;
+                const Pixels &pixels = form / 2 ? few : many;
                 const auto apply = [&](auto &...to) { inverted ? base.Invert(to...) : base(to...); };
                 const Pixels expected = inverted ? direct(srgb, other, pixels) : direct(other, srgb, pixels);
                 Pixels butForTheLastRow = expected; // which a flat image keeps
                 std::copy(pixels.cend() - width, pixels.cend(), butForTheLastRow.end() - width);
-                RGBA32iImage flat(width, height, false);
+                RGBA32iImage flat(width, height, false), tiled(width, height, true), again(width, height, false);
                 std::copy(pixels.cbegin(), pixels.cend(), flat.Bits());
+                for (unsigned y = 0; y < unsigned(height); ++y)
+                    tiled.WriteRow(y, 0, pixels.constData() + y * unsigned(width), width * 4);
                 QImage bitmap = ConvertImage<RGBA32iImage, QImage>(flat);
                 OPRGBA32i pixel = pixels[77];
-                apply(flat), apply(bitmap), apply(pixel);
+                apply(flat), apply(bitmap), apply(pixel), apply(tiled);
                 QVERIFY(same(flat.Bits(), butForTheLastRow) && same(bitmap.constBits(), expected));
+                for (unsigned y = 0; y < unsigned(height); ++y)
+                    tiled.ReadRow(y, 0, again.Bits() + y * unsigned(width), width * 4);
+                QVERIFY(same(again.Bits(), expected));
                 QCOMPARE(pixel, expected[77]);
+
+                const KXCMSTransform single(loaded(inverted ? srgb : other), loaded(inverted ? other : srgb));
+                const std::atomic<bool> cancel { false };
+                std::copy(pixels.cbegin(), pixels.cend(), again.Bits());
+                OPIterativeTransformImageColors(single, &again, QRect(), cancel, {})();
+                QVERIFY(same(again.Bits(), expected));
+                Pixels run = pixels;
+                single(run.data(), 1), single(run.data() + 1, run.size() - 1), single(run.data(), -1);
+                QCOMPARE(run, expected);
             }
         }
+    }
+
+    /// A class that is derived from a transform is asked for each pixel, and not for runs of them.
+    void whatIsDerivedKeepsItsOwnForm()
+    {
+        struct OnlyGreen : KXCMSTransform {
+            using KXCMSTransform::KXCMSTransform;
+            void operator()(OPRGBA32i &pixel) const override { pixel = OPRGBA32i(0, 255, 0, pixel.a); }
+        };
+        RGBA32iImage flat(2, 2, false);
+        flat.Fill(orange);
+        OPTransformImageColors(OnlyGreen(loaded(srgb), loaded(wide)), &flat)();
+        QCOMPARE(flat.Bits()[0], OPRGBA32i(0, 255, 0, 77));
     }
 
 private:
