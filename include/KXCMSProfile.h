@@ -9,6 +9,7 @@
 #include <QtCore/QString>
 
 #include <memory>
+#include <type_traits>
 
 /// An ICC profile, shared by its copies.
 ///
@@ -21,6 +22,7 @@
 /// Bad data Whatever is not a whole ICC profile is refused: the answer is false, and what was there stays there. That
 ///          goes for any bytes, truncated, corrupt or hostile; nothing is read past their end, and the work is bounded.
 ///          The engine's complaints go to the debug log.
+/// Memory   Where there is none std::bad_alloc leaves, with everything as it was.
 /// Cost     An empty object costs a pointer. A copy costs a count of references.
 /// Threads  Objects that share a holder may be read, compared, saved and used for transforms from any threads. Loading
 ///          into a shared holder while another thread uses it is not supported.
@@ -69,7 +71,14 @@ public:
     /// looked at then. False, with everything as it was, for a negative @p size, null @p data and bad data.
     bool Load(const char *data, int size);
 
-    /// Loads the bytes of @p data; says nothing about the outcome.
+    /// The same with the bytes of @p data. A template, so that literals and strings stay paths.
+    template <class Bytes, std::enable_if_t<std::is_same<Bytes, QByteArray>::value, int> = 0>
+    bool Load(const Bytes &data)
+    {
+        return Load(data.constData(), data.size());
+    }
+
+    /// The same, and says nothing about the outcome.
     void FromByteArray(const QByteArray &data);
 
     /// Writes the profile to @p buffer, which has room for @p size bytes. Returns the number of bytes written, 0 when

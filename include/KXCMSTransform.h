@@ -53,6 +53,7 @@ public:
     bool IsEmpty() const;
 
 private:
+    friend class OPRGBA32ColorProfileTransform;
     class Private;
     std::unique_ptr<Private> d;
 };

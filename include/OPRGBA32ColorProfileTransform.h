@@ -26,6 +26,8 @@ public:
     /// Changes nothing.
     OPRGBA32ColorProfileTransform() = default;
     OPRGBA32ColorProfileTransform(const KXCMSProfile &first, const KXCMSProfile &second);
+    OPRGBA32ColorProfileTransform(const OPRGBA32ColorProfileTransform &other) = default;
+    OPRGBA32ColorProfileTransform &operator=(const OPRGBA32ColorProfileTransform &other);
 
     using OPColorTransformBase::operator();
     void operator()(void *data, unsigned int byteCount) const override;

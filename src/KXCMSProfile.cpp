@@ -101,7 +101,7 @@ bool KXCMSProfile::Load(const char *data, int size)
     return true;
 }
 
-void KXCMSProfile::FromByteArray(const QByteArray &data) { Load(data.constData(), data.size()); }
+void KXCMSProfile::FromByteArray(const QByteArray &data) { Load(data); }
 
 int KXCMSProfile::Save(char *buffer, int size) const
 {

@@ -351,7 +351,7 @@ KXEXIFElement::~KXEXIFElement() = default;
 
 KXEXIFElement &KXEXIFElement::operator=(const KXEXIFElement &other)
 {
-    *d = *other.d;
+    d.reset(new Private(*other.d));
     return *this;
 }
 
@@ -359,7 +359,7 @@ KXEXIFElement::Type KXEXIFElement::GetType() const { return d->m_Type; }
 
 QVariant KXEXIFElement::GetValue() const { return d->m_Value; }
 
-void KXEXIFElement::SetValue(const QVariant &value) { d->m_Value = value; }
+void KXEXIFElement::SetValue(const QVariant &value) { d.reset(new Private { d->m_Type, value }); }
 
 QByteArray KXEXIFElement::ToRawDataValue() const { return d->m_Value.toByteArray(); }
 

@@ -1,5 +1,6 @@
 #include "Engine.h"
 
+#include "Context.h"
 #include "OpenProfile.h"
 
 #include <atomic>
@@ -41,11 +42,13 @@ std::shared_ptr<const Engine> engineFor(const Profile &source, unsigned int inpu
     }
 
     // Made without the lock, so that others need not wait for it.
+    const EngineCall call;
     const OpenProfile from(silentContext(), source.bytes), to(silentContext(), target.bytes);
-    if (!from.handle() || !to.handle())
-        return nullptr;
-    Engine::Transform transform(
-        cmsCreateTransformTHR(silentContext(), from.handle(), inputFormat, to.handle(), outputFormat, intent, flags));
+    Engine::Transform transform;
+    if (from.handle() && to.handle())
+        transform.reset(cmsCreateTransformTHR(
+            silentContext(), from.handle(), inputFormat, to.handle(), outputFormat, intent, flags));
+    call.Finish();
     if (!transform)
         return nullptr;
     const auto engine = std::make_shared<const Engine>(std::move(transform));

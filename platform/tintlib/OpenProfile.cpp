@@ -1,63 +1,9 @@
 #include "OpenProfile.h"
 
-#include "support/Log.h"
-
-#include <lcms2_plugin.h>
-
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 
 namespace tint {
-
-namespace {
-
-void logMessage(cmsContext, cmsUInt32Number, const char *text)
-{
-    support::logLine({ "platform/tintlib/OpenProfile", __LINE__ }, text);
-}
-
-/// Little CMS asks for as much memory as a tag states for its table, and fills it only as far as the tag has data.
-/// Zeroed memory comes from calloc, which the system backs only where it is touched: a small profile that states a huge
-/// table costs next to nothing.
-cmsContext newContext()
-{
-    constexpr size_t limit = 512u << 20; // as in Little CMS's own functions
-    static cmsPluginMemHandler memory {};
-    memory.base.Magic = cmsPluginMagicNumber;
-    memory.base.ExpectedVersion = 2060;
-    memory.base.Type = cmsPluginMemHandlerSig;
-    memory.MallocPtr = [](cmsContext, cmsUInt32Number size) { return size > limit ? nullptr : std::malloc(size); };
-    memory.FreePtr = [](cmsContext, void *block) { std::free(block); };
-    memory.ReallocPtr = [](cmsContext, void *block, cmsUInt32Number size) {
-        return size > limit ? nullptr : std::realloc(block, size);
-    };
-    memory.MallocZeroPtr = [](cmsContext, cmsUInt32Number size) {
-        return size > limit ? nullptr : std::calloc(1, size);
-    };
-    memory.CallocPtr = [](cmsContext, cmsUInt32Number count, cmsUInt32Number size) {
-        return quint64(count) * size > limit ? nullptr : std::calloc(count, size);
-    };
-    return cmsCreateContext(&memory, nullptr);
-}
-
-} // namespace
-
-cmsContext loggingContext()
-{
-    static const cmsContext context = [] {
-        const cmsContext c = newContext();
-        cmsSetLogErrorHandlerTHR(c, logMessage);
-        return c;
-    }();
-    return context;
-}
-
-cmsContext silentContext()
-{
-    static const cmsContext context = newContext();
-    return context;
-}
 
 OpenProfile::OpenProfile(cmsContext context, const QByteArray &bytes)
     : m_data(bytes.constData())

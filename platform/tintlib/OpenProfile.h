@@ -7,12 +7,6 @@
 
 namespace tint {
 
-/// The contexts of Little CMS that we use, so that its messages and settings are kept apart from those of an
-/// application that uses Little CMS too. They live as long as the process. The first writes messages to the debug log,
-/// the second drops them.
-cmsContext loggingContext();
-cmsContext silentContext();
-
 /// A profile as Little CMS sees it, read from bytes that must outlive it.
 ///
 /// Tags may overlap, and may refer to one piece of data over and over, so that a few bytes can ask for any amount of

@@ -1,5 +1,6 @@
 #include "Profile.h"
 
+#include "Context.h"
 #include "OpenProfile.h"
 #include "Structure.h"
 #include "support/Log.h"
@@ -44,7 +45,9 @@ std::unique_ptr<Profile> readProfile(const char *data, unsigned int size)
 {
     const unsigned int stated = size < 4 ? 0 : qFromBigEndian<quint32>(data);
     const QByteArray given = QByteArray::fromRawData(data, int(std::min(size, stated)));
+    const EngineCall call;
     const OpenProfile opened(loggingContext(), given);
+    call.Finish();
     if (!opened.handle())
         return nullptr;
     const Structure structure(given);
@@ -52,6 +55,7 @@ std::unique_ptr<Profile> readProfile(const char *data, unsigned int size)
         : !structure.ChainsAreShort()                                     ? "Profile has too many or too wide elements."
         : !colorTagsAreReadable(opened.handle())                          ? "Profile has unreadable colour tags."
                                                                           : nullptr;
+    call.Finish();
     if (fault) {
         support::logLine({ "platform/tintlib/Profile", __LINE__ }, fault);
         return nullptr;
@@ -61,6 +65,7 @@ std::unique_ptr<Profile> readProfile(const char *data, unsigned int size)
     profile->digest = QCryptographicHash::hash(profile->bytes, QCryptographicHash::Sha256);
     profile->colorSpace = tintColorSpaceSignature(cmsGetColorSpace(opened.handle()));
     QString info = description(opened.handle());
+    call.Finish();
     if (!info.isEmpty())
         info += QLatin1Char('\n');
     profile->info = (info + QLatin1String(profile->digest.toHex())).toStdString();

@@ -14,36 +14,21 @@ public:
         : m_Source(source)
         , m_Target(target)
     {
-        Make();
+        constexpr unsigned int perceptual = 0, noFlags = 0;
+        if (m_Source.GetColorSpace() == KXCMSProfile::Rgb && m_Target.GetColorSpace() == KXCMSProfile::Rgb
+            && m_Source != m_Target)
+            m_Handle = tintClass::createTransform(
+                m_Source.Handle(), tintFormatBGRA8, m_Target.Handle(), tintFormatBGRA8, perceptual, noFlags);
     }
     ~Private() { tintClass::deleteTransform(m_Handle); }
     Private(const Private &) = delete;
     Private &operator=(const Private &) = delete;
-
-    void Assign(const Private &other)
-    {
-        m_Source = other.m_Source;
-        m_Target = other.m_Target;
-        Make();
-    }
 
     const KXCMSProfile &Source() const { return m_Source; }
     const KXCMSProfile &Target() const { return m_Target; }
     void *Handle() const { return m_Handle; }
 
 private:
-    /// Replaces the handle by one for the profiles as they are now.
-    void Make()
-    {
-        constexpr unsigned int perceptual = 0, noFlags = 0;
-        tintClass::deleteTransform(m_Handle);
-        m_Handle = nullptr;
-        if (m_Source.GetColorSpace() == KXCMSProfile::Rgb && m_Target.GetColorSpace() == KXCMSProfile::Rgb
-            && m_Source != m_Target)
-            m_Handle = tintClass::createTransform(
-                m_Source.Handle(), tintFormatBGRA8, m_Target.Handle(), tintFormatBGRA8, perceptual, noFlags);
-    }
-
     KXCMSProfile m_Source;
     KXCMSProfile m_Target;
     void *m_Handle = nullptr;
@@ -69,8 +54,9 @@ KXCMSTransform::~KXCMSTransform() = default;
 
 KXCMSTransform &KXCMSTransform::operator=(const KXCMSTransform &other)
 {
+    auto made = std::make_unique<Private>(other.d->Source(), other.d->Target());
     BaseTransformation::operator=(other);
-    d->Assign(*other.d);
+    d = std::move(made);
     return *this;
 }
 

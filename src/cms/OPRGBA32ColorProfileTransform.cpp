@@ -19,6 +19,15 @@ OPRGBA32ColorProfileTransform::OPRGBA32ColorProfileTransform(const KXCMSProfile 
 {
 }
 
+/// Both directions or none: the second one may lack memory.
+OPRGBA32ColorProfileTransform &OPRGBA32ColorProfileTransform::operator=(const OPRGBA32ColorProfileTransform &other)
+{
+    OPRGBA32ColorProfileTransform made(other);
+    m_Forward.d.swap(made.m_Forward.d);
+    m_Backward.d.swap(made.m_Backward.d);
+    return *this;
+}
+
 void OPRGBA32ColorProfileTransform::operator()(void *, unsigned int) const { }
 void OPRGBA32ColorProfileTransform::operator()(RGBA32iImage &image) const { walk(m_Forward, image); }
 void OPRGBA32ColorProfileTransform::operator()(QImage &image) const { walk(m_Forward, image); }

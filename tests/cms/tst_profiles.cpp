@@ -65,7 +65,7 @@ private Q_SLOTS:
 
         const QByteArray good = chain(32, 2); // as long as chains may be; and with as many segments
         for (const QByteArray &bytes : { chainOf(1, curveSet(3, 341)), chainOf(31, curveSet(3, 11)), good })
-            QVERIFY(empty.Load(bytes.constData(), bytes.size()) && !empty.Load(bytes.constData(), -1));
+            QVERIFY(empty.Load(bytes) && !empty.Load(bytes.constData(), -1) && !empty.Load("no such file"));
         QVERIFY(!empty.Load(nullptr, 128) && !empty.Load(nullptr, -1) && empty.ToByteArray() == good);
         empty.FromByteArray(QByteArray());
         QVERIFY(empty.IsEmpty());
