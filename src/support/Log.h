@@ -5,6 +5,7 @@
 #include <QtCore/QString>
 
 #include <exception>
+#include <new>
 #include <utility>
 
 /// The debug log and the guard. The path in a log line is given by the caller ("src/KXComposer"), so that the lines are
@@ -17,11 +18,18 @@ struct Origin {
     int line;
 };
 
-/// Writes "[path:line] text" to the debug log.
-inline void logLine(Origin origin, const char *text)
+/// Writes a line to the debug log, or nothing where there is no memory for the line.
+template <class... Arguments>
+void log(const char *format, Arguments... arguments)
 {
-    QMessageLogger().debug("[%s:%d] %s", origin.path, origin.line, text);
+    try {
+        QMessageLogger().debug(format, arguments...);
+    } catch (const std::bad_alloc &) {
+    }
 }
+
+/// Writes "[path:line] text" to the debug log.
+inline void logLine(Origin origin, const char *text) { log("[%s:%d] %s", origin.path, origin.line, text); }
 
 inline void logLine(Origin origin, const QString &text) { logLine(origin, text.toLatin1().constData()); }
 
@@ -37,12 +45,12 @@ bool guarded(Origin origin, Body &&body, OnException policy = OnException::Rethr
         std::forward<Body>(body)();
         return true;
     } catch (const std::exception &e) {
-        QMessageLogger().debug("[%s:%d] Unexpected exception %s", origin.path, origin.line, e.what());
+        log("[%s:%d] Unexpected exception %s", origin.path, origin.line, e.what());
         if (policy == OnException::Rethrow)
             throw;
         return false;
     } catch (...) {
-        QMessageLogger().debug("[%s:%d] Unexpected unknown exception", origin.path, origin.line);
+        log("[%s:%d] Unexpected unknown exception", origin.path, origin.line);
         throw;
     }
 }

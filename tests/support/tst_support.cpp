@@ -1,13 +1,10 @@
 #include "kit/Test.h"
 
-#include "OPGaussianBlurProcessing.h"
 #include "support/Arithmetic.h"
 #include "support/Log.h"
 #include "support/Workers.h"
 
 namespace {
-
-std::atomic<int> allocations { INT_MAX }; ///< that there is memory for
 
 const double infinity = qInf(), notANumber = qQNaN();
 constexpr int outOfRange = INT_MIN;
@@ -18,14 +15,6 @@ struct Refusal : QException {
 };
 
 } // namespace
-
-void *operator new(size_t size)
-{
-    void *const block = allocations-- > 0 ? std::malloc(size) : nullptr;
-    return block ? block : throw std::bad_alloc();
-}
-void operator delete(void *block) noexcept { std::free(block); }
-void operator delete(void *block, size_t) noexcept { std::free(block); }
 
 class TestSupport : public QObject {
     Q_OBJECT
@@ -114,39 +103,6 @@ private Q_SLOTS:
             }
         }));
         QVERIFY(started == 3 && first == "0");
-    }
-
-    /// Without memory nothing is lost, left half done or waited for in vain.
-    void withoutMemory()
-    {
-        QThreadPool::globalInstance()->setMaxThreadCount(1);
-        QSemaphore started;
-        QThreadPool::globalInstance()->start(QRunnable::create([&started] { started.release(); }));
-        started.acquire(); // the thread, which needs memory to begin
-        const OPRGBA32i glass(0, 255, 0, 128); // comes back from being weighted by alpha as it was
-        for (int count = 0; count < 100; ++count) {
-            const std::atomic<bool> cancel { false };
-            OPGaussianBlurProcessing::BlurData data;
-            data.image = RGBA32iImage(40, 30, false);
-            data.image.Fill(glass);
-            RGBA32iImage target = data.image, tiled(300, 200, true);
-            const auto element = [] { return new KXEXIFElement(KXEXIFElement::Make, 1); };
-            const QList<KXEXIFElement *> elements { element(), element() }; // a sanitizer sees what is not deleted
-            const std::function<void()> actions[] = { [&] { OPGaussianBlurProcessing(cancel).run(data); },
-                [&] { target = tiled; }, [&] { tiled.SetExifElements(elements); } };
-            for (const auto &action : actions) {
-                allocations = count;
-                try {
-                    action();
-                } catch (...) {
-                }
-                allocations = INT_MAX;
-            }
-            QVERIFY(target.IsTiled() ? target.HasTile(5) : target.Bits() == data.image.Bits());
-            QVERIFY(*data.image.Bits() == glass);
-            if (tiled.ExifElements().isEmpty())
-                qDeleteAll(elements);
-        }
     }
 };
 
