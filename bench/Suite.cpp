@@ -15,12 +15,12 @@ const char *columnName(Column column)
 
 void Suite::addRow(const std::string &operation, const Goal &goal)
 {
-    m_rows.push_back({ operation, goal, {}, {}, {} });
+    m_rows.push_back({ operation, isTiny ? Goal() : goal, {}, {}, {} });
 }
 
 std::string Suite::addCell(const std::string &line, const std::string &column, const Goal &goal)
 {
-    m_rows.push_back({ column + " " + line, goal, {}, line, column });
+    m_rows.push_back({ column + " " + line, isTiny ? Goal() : goal, {}, line, column });
     return m_rows.back().operation;
 }
 
@@ -54,7 +54,7 @@ void Suite::add(const std::string &operation, Column column, int repetitions, st
     benchmark::RegisterBenchmark((operation + '\t' + columnName(column)).c_str(), measure)
         ->UseManualTime()
         ->Iterations(1)
-        ->Repetitions(repetitions);
+        ->Repetitions(isTiny ? 1 : repetitions);
 }
 
 } // namespace bench

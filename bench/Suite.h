@@ -10,7 +10,13 @@
 /// What is measured: operations, each by several implementations, on images of one size.
 namespace bench {
 
+#ifdef KXCORE_BENCH_TINY
+constexpr bool isTiny = true; ///< to try the benchmark itself: nothing that it measures then means anything
+constexpr int width = 320, height = 180;
+#else
+constexpr bool isTiny = false;
 constexpr int width = 3840, height = 2160;
+#endif
 constexpr double pixels = double(width) * height;
 
 /// The columns of the table. Ours appears twice in it: a process is either plain or has the module.
@@ -75,6 +81,7 @@ private:
 void addComposition(Suite &suite);
 void addFilters(Suite &suite);
 void addProfiles(Suite &suite);
+void addOperations(Suite &suite);
 void addOpenCV(Suite &suite); ///< only where it is installed
 void addVips(Suite &suite); ///< only where it is installed
 

@@ -1,6 +1,7 @@
 #include "AVX2LIB.h"
 #include "KXComposer.h"
 
+#include "Growth.h"
 #include "Suite.h"
 
 #include <benchmark/benchmark.h>
@@ -30,6 +31,7 @@ Suite makeSuite(Role role)
     addFilters(suite);
     addComposition(suite);
     addProfiles(suite);
+    addOperations(suite);
 #ifdef KXCORE_BENCH_OPENCV
     addOpenCV(suite);
 #endif
@@ -108,6 +110,10 @@ int main(int argc, char **argv)
             for (const Role role : roles)
                 if (!std::strcmp(argv[i] + 7, roleNames[int(role)]))
                     return measure(role);
+        } else if (!std::strncmp(argv[i], "--growth=", 9) && i + 1 < argc) {
+            QCoreApplication application(argc, argv);
+            loadAVX2Functions(true);
+            return measureGrowth(argv[i] + 9, std::atoi(argv[i + 1]));
         } else if (!std::strcmp(argv[i], "--json") && i + 1 < argc) {
             jsonFile = argv[++i];
             continue;
@@ -120,10 +126,13 @@ int main(int argc, char **argv)
     }
 
     QCoreApplication application(argc, argv);
+    if (filter == "growth")
+        return printGrowth(QCoreApplication::applicationFilePath()) ? 0 : 1;
     Suite names(Role::Peers); // for the rows alone
     addFilters(names);
     addComposition(names);
     addProfiles(names);
+    addOperations(names);
     std::vector<Row> rows = names.rows();
     for (int round = 1; round <= rounds; ++round)
         for (const Role role : roles) {
@@ -133,5 +142,7 @@ int main(int argc, char **argv)
                 return 1;
             }
         }
-    return report(rows, jsonFile) ? 0 : 1;
+    if (!report(rows, jsonFile))
+        return 1;
+    return filter.empty() && !printGrowth(QCoreApplication::applicationFilePath()) ? 1 : 0;
 }
