@@ -20,10 +20,10 @@ struct Avx2Rows {
         return read && written > read && written < read + count;
     }
 
-    /// Prefetches what long rows hold some way further on: by itself the processor does not fetch beyond a page. What is
-    /// only looked at goes by faster, and has to be asked for earlier.
-    enum Pace { Walking = 512, Looking = 2048 };
-    template <Pace distance, class... Pixels>
+    /// Prefetches what long rows hold @p distance pixels further on: by itself the processor does not fetch beyond a
+    /// page. Pixels that are only looked at go by faster, and have to be asked for earlier.
+    enum Distance { WhenBlending = 512, WhenLooking = 2048 };
+    template <Distance distance, class... Pixels>
     static Q_ALWAYS_INLINE void askAhead(int i, int count, const Pixels *...rows)
     {
         if (i + distance < count)
@@ -156,14 +156,14 @@ private:
         int i = 0;
         while (i < inVectors) {
             for (Kept what; i < inGroups && (what = kept(i)) != Kept::Nothing; i += group) {
-                askAhead<Looking>(i, count, src, clip, mask, secondMask);
+                askAhead<WhenLooking>(i, count, src, clip, mask, secondMask);
                 if (what != Kept::All)
-                    askAhead<Looking>(i, count, dst);
+                    askAhead<WhenLooking>(i, count, dst);
                 keepGroup(dst + i, what);
             }
             if constexpr (isSimplerOnOpaque<Mode>)
                 while (i < inGroups && isOpaqueBelow(i) && kept(i) == Kept::Nothing) {
-                    askAhead<Walking>(i, count, src, dst, clip, mask, secondMask);
+                    askAhead<WhenBlending>(i, count, src, dst, clip, mask, secondMask);
                     for (const int end = i + group; i < end; i += 8)
                         if constexpr (Mode::mixFits16Bits)
                             blendOnOpaque16<Mode>(src + i, dst + i, covering.At(i));
@@ -171,7 +171,7 @@ private:
                             store8(dst + i, blendOnOpaque<Mode>(load8(src + i), load8(dst + i), covering.At(i)));
                 }
             while (i < inVectors && (i >= inGroups || (!isOpaqueBelow(i) && kept(i) == Kept::Nothing))) {
-                askAhead<Walking>(i, count, src, dst, clip, mask, secondMask);
+                askAhead<WhenBlending>(i, count, src, dst, clip, mask, secondMask);
                 for (const int end = std::min(i + group, inVectors); i < end; i += 8)
                     store8(dst + i, Mode::blend(load8(src + i), load8(dst + i), covering.At(i)));
             }

@@ -4,91 +4,83 @@ namespace compose {
 
 namespace {
 
-/// Four pixels in double precision, operation by operation as Stamp::Apply.
-struct Stamp4 {
-    explicit Stamp4(const Stamp &s)
-        : stamp(s)
-        , opacity(_mm256_set1_pd(s.opacity))
-        , averageOpacity(_mm256_set1_pd(s.averageOpacity))
-        , flow(_mm256_set1_pd(s.flow))
+/// The number types of a stamp for four pixels: a channel as integers, and in double precision.
+struct Lane4 {
+    __m128i v;
+
+    Lane4() = default;
+    Lane4(__m128i lanes)
+        : v(lanes)
     {
     }
-
-    /// Halves away from zero, then the low byte of the conversion to integer.
-    static __m128i rounded(__m256d v)
+    explicit Lane4(quint32 value)
+        : v(_mm_set1_epi32(int(value)))
     {
-        const __m256d sign = _mm256_set1_pd(-0.0), half = _mm256_set1_pd(0.5), one = _mm256_set1_pd(1.0);
-        const __m256d whole = _mm256_round_pd(v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
-        const __m256d rest = _mm256_andnot_pd(sign, _mm256_sub_pd(v, whole)); // exact
-        const __m256d step = _mm256_and_pd(_mm256_cmp_pd(rest, half, _CMP_GE_OQ), one);
-        const __m256d away = _mm256_add_pd(whole, _mm256_or_pd(step, _mm256_and_pd(v, sign)));
-        return _mm_and_si128(_mm256_cvttpd_epi32(away), _mm_set1_epi32(255));
     }
-
-    static __m256d channel(__m128i words, int shift)
-    {
-        return _mm256_cvtepi32_pd(_mm_and_si128(_mm_srl_epi32(words, _mm_cvtsi32_si128(shift)), _mm_set1_epi32(255)));
-    }
-
-    __m256d newAlpha(__m256d m, __m256d applied, __m256d a) const
-    {
-        const __m256d epsilon = _mm256_set1_pd(Stamp::epsilon);
-        __m256d x, below;
-        if (stamp.averageOpacity + Stamp::epsilon > stamp.opacity) {
-            below = _mm256_cmp_pd(_mm256_add_pd(averageOpacity, epsilon), a, _CMP_GT_OQ);
-            x = _mm256_add_pd(
-                _mm256_mul_pd(_mm256_sub_pd(averageOpacity, applied), _mm256_div_pd(a, averageOpacity)), applied);
-        } else {
-            below = _mm256_cmp_pd(_mm256_add_pd(opacity, epsilon), a, _CMP_GT_OQ);
-            x = _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(opacity, a), m), a);
-        }
-        x = _mm256_blendv_pd(a, x, below);
-        if (stamp.flow != 1.0) {
-            const __m256d af = _mm256_cvtps_pd(_mm256_cvtpd_ps(a));
-            x = _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(x, af), flow), af);
-        }
-        return x;
-    }
-
-    void apply(const OPRGBA32i *src, OPRGBA32i *dst) const
-    {
-        const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src));
-        const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i *>(dst));
-        const __m128i sourceAlpha = _mm_srli_epi32(s, 24), zero = _mm_setzero_si128();
-        const __m128i leave = _mm_cmpeq_epi32(sourceAlpha, zero);
-        if (_mm_movemask_epi8(leave) == 0xFFFF)
-            return;
-        const __m128i fresh = _mm_cmpeq_epi32(_mm_srli_epi32(d, 24), zero);
-        const __m256d unit = _mm256_set1_pd(Stamp::unit);
-        const __m256d m = _mm256_mul_pd(_mm256_cvtepi32_pd(sourceAlpha), unit), applied = _mm256_mul_pd(m, opacity);
-        const __m256d a = _mm256_mul_pd(channel(d, 24), unit); // 0 where the destination is transparent
-
-        __m128i colours = zero;
-        for (int shift = 0; shift < 24; shift += 8) {
-            const __m256d to = channel(d, shift);
-            const __m256d moved = _mm256_add_pd(_mm256_mul_pd(_mm256_sub_pd(channel(s, shift), to), applied), to);
-            colours = _mm_or_si128(colours, _mm_sll_epi32(rounded(moved), _mm_cvtsi32_si128(shift)));
-        }
-        colours = _mm_blendv_epi8(colours, _mm_and_si128(s, _mm_set1_epi32(0x00FFFFFF)), fresh);
-        const __m128i alpha = rounded(_mm256_mul_pd(newAlpha(m, applied, a), _mm256_set1_pd(255.0)));
-        const __m128i result = _mm_or_si128(colours, _mm_slli_epi32(alpha, 24));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(dst), _mm_blendv_epi8(result, d, leave));
-    }
-
-    const Stamp &stamp;
-    __m256d opacity, averageOpacity, flow;
 };
+
+struct Double4 {
+    __m256d v;
+
+    Double4(__m256d lanes)
+        : v(lanes)
+    {
+    }
+    explicit Double4(double value)
+        : v(_mm256_set1_pd(value))
+    {
+    }
+};
+
+inline Lane4 operator==(Lane4 x, Lane4 y) { return _mm_cmpeq_epi32(x.v, y.v); }
+inline Lane4 select(Lane4 mask, Lane4 yes, Lane4 no) { return _mm_blendv_epi8(no.v, yes.v, mask.v); }
+
+inline Double4 operator+(Double4 x, Double4 y) { return _mm256_add_pd(x.v, y.v); }
+inline Double4 operator-(Double4 x, Double4 y) { return _mm256_sub_pd(x.v, y.v); }
+inline Double4 operator*(Double4 x, Double4 y) { return _mm256_mul_pd(x.v, y.v); }
+inline Double4 operator/(Double4 x, Double4 y) { return _mm256_div_pd(x.v, y.v); }
+inline Double4 operator>(Double4 x, Double4 y) { return _mm256_cmp_pd(x.v, y.v, _CMP_GT_OQ); }
+inline Double4 select(Double4 mask, Double4 yes, Double4 no) { return _mm256_blendv_pd(no.v, yes.v, mask.v); }
+inline Double4 inSingle(Double4 x) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(x.v)); }
+inline Double4 toDouble(Lane4 x) { return _mm256_cvtepi32_pd(x.v); }
+
+inline Lane4 roundedToByte(Double4 x)
+{
+    const __m256d sign = _mm256_set1_pd(-0.0), half = _mm256_set1_pd(0.5), one = _mm256_set1_pd(1.0);
+    const __m256d whole = _mm256_round_pd(x.v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+    const __m256d rest = _mm256_andnot_pd(sign, _mm256_sub_pd(x.v, whole)); // exact
+    const __m256d step = _mm256_and_pd(_mm256_cmp_pd(rest, half, _CMP_GE_OQ), one);
+    const __m256d away = _mm256_add_pd(whole, _mm256_or_pd(step, _mm256_and_pd(x.v, sign)));
+    return _mm_and_si128(_mm256_cvttpd_epi32(away), _mm_set1_epi32(255));
+}
+
+inline Pixel<Lane4> channels4(__m128i words)
+{
+    const __m128i byte = _mm_set1_epi32(255);
+    return { _mm_and_si128(words, byte), _mm_and_si128(_mm_srli_epi32(words, 8), byte),
+        _mm_and_si128(_mm_srli_epi32(words, 16), byte), _mm_srli_epi32(words, 24) };
+}
+
+inline __m128i words4(const Pixel<Lane4> &p)
+{
+    const __m128i bg = _mm_or_si128(p.b.v, _mm_slli_epi32(p.g.v, 8));
+    const __m128i ra = _mm_or_si128(_mm_slli_epi32(p.r.v, 16), _mm_slli_epi32(p.a.v, 24));
+    return _mm_or_si128(bg, ra);
+}
 
 } // namespace
 
 void Avx2Rows::stampRow(const OPRGBA32i *src, OPRGBA32i *dst, int count, const Stamp &stamp)
 {
     int i = 0;
-    if (!readsAhead(src, dst, count)) {
-        const Stamp4 four(stamp);
-        for (; i + 4 <= count; i += 4)
-            four.apply(src + i, dst + i);
-    }
+    if (!readsAhead(src, dst, count))
+        for (; i + 4 <= count; i += 4) {
+            const __m128i source = _mm_loadu_si128(reinterpret_cast<const __m128i *>(src + i));
+            __m128i *const to = reinterpret_cast<__m128i *>(dst + i);
+            if (_mm_testz_si128(source, _mm_set1_epi32(int(0xFF000000)))) // the corners of a round tip
+                continue;
+            _mm_storeu_si128(to, words4(stamp.Apply(channels4(source), channels4(_mm_loadu_si128(to)))));
+        }
     PlainRows::stampRow(src + i, dst + i, count - i, stamp);
 }
 

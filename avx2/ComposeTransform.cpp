@@ -11,6 +11,7 @@
 namespace {
 
 using KX = RGBA32iImage;
+using Layers = compose::Layers<KX, KX>;
 
 /// Blends adjusted copies of the source's pixels, block by block, so that the source is never written.
 class TransformingBlender {
@@ -50,10 +51,10 @@ private:
     const BaseTransformation &m_transformation;
 };
 
-auto blending(const BaseTransformation &transformation, bool lockAlpha)
+auto transforming(const BaseTransformation &transformation)
 {
-    return [&transformation, lockAlpha](KXCompositionMode mode, quint32 opacity256) {
-        return TransformingBlender(compose::Blender<compose::Avx2Rows>(mode, opacity256, lockAlpha), transformation);
+    return [&transformation](KXCompositionMode mode, const compose::Blending &blending) {
+        return TransformingBlender(compose::Blender<compose::Avx2Rows>(mode, blending), transformation);
     };
 }
 
@@ -64,7 +65,8 @@ KXCORE_KERNEL void ComposeWithTransformation_RGBA32iImage_RGBA32iImage_avx2(cons
     bool lockAlpha)
 {
     if (transformation)
-        compose::composePlain(src, srcRect, mode, dst, dstRect, opacity, blending(*transformation, lockAlpha));
+        compose::composePlain(
+            Layers { { src, srcRect }, { dst, dstRect }, mode, opacity, lockAlpha }, transforming(*transformation));
 }
 
 KXCORE_KERNEL void ComposeWithTransformationMaskOn_RGBA32iImage_RGBA32iImage_avx2(const KX &src, const QRect &srcRect,
@@ -72,8 +74,8 @@ KXCORE_KERNEL void ComposeWithTransformationMaskOn_RGBA32iImage_RGBA32iImage_avx
     bool outsideVisible, BaseTransformation *transformation, bool lockAlpha)
 {
     if (transformation)
-        compose::composeMaskOn(src, srcRect, mode, dst, dstRect, opacity, mask, maskRect, outsideVisible,
-            blending(*transformation, lockAlpha));
+        compose::composeMaskOn(Layers { { src, srcRect }, { dst, dstRect }, mode, opacity, lockAlpha },
+            { { mask, maskRect }, outsideVisible }, transforming(*transformation));
 }
 
 KXCORE_KERNEL void ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iImage_avx2(const KX &src,
@@ -82,8 +84,8 @@ KXCORE_KERNEL void ComposeWithTransformationClippingMaskOn_RGBA32iImage_RGBA32iI
     bool lockAlpha)
 {
     if (transformation)
-        compose::composeClippingMaskOn(src, srcRect, mode, dst, dstRect, clip, clipRect, clipMask, clipMaskRect,
-            outsideVisible, opacity, blending(*transformation, lockAlpha));
+        compose::composeClippingMaskOn({ { src, srcRect }, { dst, dstRect }, mode, opacity, lockAlpha },
+            { clip, clipRect }, { { clipMask, clipMaskRect }, outsideVisible }, transforming(*transformation));
 }
 
 KXCORE_KERNEL void ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iImage_avx2(const KX &src,
@@ -92,6 +94,7 @@ KXCORE_KERNEL void ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_R
     const QRect &maskRect, bool maskOutsideVisible, BaseTransformation *transformation, bool lockAlpha)
 {
     if (transformation)
-        compose::composeClippingMaskAndMaskOn(src, srcRect, mode, dst, dstRect, opacity, clip, clipRect, clipMask,
-            clipMaskRect, outsideVisible, mask, maskRect, maskOutsideVisible, blending(*transformation, lockAlpha));
+        compose::composeClippingMaskAndMaskOn({ { src, srcRect }, { dst, dstRect }, mode, opacity, lockAlpha },
+            { clip, clipRect }, { { clipMask, clipMaskRect }, outsideVisible },
+            { { mask, maskRect }, maskOutsideVisible }, transforming(*transformation));
 }

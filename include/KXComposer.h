@@ -22,8 +22,8 @@
 /// Modes     One that is unknown, or Destination, changes nothing.
 /// Masks     Their alpha is the coverage. The mask rectangle's top left corner lies on that of the destination
 ///           rectangle. What lies outside of the rectangle or of the mask image, or on a null or fake mask tile, counts
-///           as fully covered with @c outsideVisible and is not composed without it. Masks never narrow the composed
-///           area.
+///           as fully covered with @c outsideVisible and is not composed without it. A rectangle of negative width or
+///           height holds nothing: all lies outside of it. Masks never narrow the composed area.
 /// Threads   May be called from any thread, also from a pool thread; the call returns when all is done. Flat
 ///           destinations are mostly written by as many pool workers as there are processors, tiled ones by the calling
 ///           thread. Two calls must not write one image at once. An image may be laid on itself or be its own mask. In
@@ -72,17 +72,40 @@ KX_EXPORT void ComposeMaskOn(const Src &src, const QRect &srcRect, KXComposition
 
 /// Composes a source that is clipped by the alpha of @p clip, which may have a mask of its own.
 ///
-/// The area is what source, clip and destination have in common. An empty @p clipMaskRect means that there is no clip
-/// mask. Where source, clip and clip mask are all tiled the clip mask is ignored. Fake tiles of the clip are read, null
-/// ones hide the source. A flat window of the source counts only where there is a clip mask, and those of clip and clip
-/// mask never do. A tiled destination is not served: the call logs "ClippingMask composer is missing ..." and
-/// does nothing. Neither @p clip nor @p clipMask is changed.
+/// The area is what source, clip and destination have in common. An empty @p clipMaskRect, also one of negative size,
+/// means that there is no clip mask. Where source, clip and clip mask are all tiled the clip mask is ignored. Fake tiles
+/// of the clip are read, null ones hide the source. A flat window of the source counts only where there is a clip mask,
+/// and those of clip and clip mask never do. A tiled destination is not served: the call logs "ClippingMask composer is
+/// missing ..." and does nothing. Neither @p clip nor @p clipMask is changed.
 template <class Src, class Dst>
 KX_EXPORT void ComposeClippingMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst,
     const QRect &dstRect, RGBA32iImage &clip, const QRect &clipRect, RGBA32iImage &clipMask, const QRect &clipMaskRect,
     bool outsideVisible, double opacity, bool lockAlpha);
 
-/// Composes a source with a mask that is clipped by @p clip with a mask of its own.
+/// Composes a source with a mask that is clipped by @p clip with a mask of its own. The source takes part with its
+/// alpha times the opacity and all three coverages:
+///
+///     place        0        1        2        3        4
+///     mask        255      255      255       0       255     covers the source
+///     source      red      red      red      red      red     is laid onto the destination ...
+///     clipMask    255      255      128      255       0      covers the clip
+///     clip         0       255      255      255      255     ... where the layer that it is clipped to shows
+///     dst        white    white    white    white    white
+///     becomes    white     red      pink    white    white
+///
+/// @code
+///     const QRect all(0, 0, 5, 1);
+///     RGBA32iImage source(5, 1, false), mask(5, 1, false), clip(5, 1, false), clipMask(5, 1, false), dst(5, 1, false);
+///     source.Fill(OPRGBA32i(0xFFFF0000u));
+///     for (RGBA32iImage *each : { &mask, &clip, &clipMask, &dst })
+///         each->Fill(OPRGBA32i(0xFFFFFFFFu));
+///     mask.Bits()[3].a = 0;
+///     clip.Bits()[0].a = 0;
+///     clipMask.Bits()[2].a = 128;
+///     clipMask.Bits()[4].a = 0;
+///     ComposeClippingMaskAndMaskOn(source, all, KXCompositionMode::Multiply, dst, all, 1.0, // opacity
+///         clip, all, clipMask, all, false, mask, all, false, false); // outside of the masks nothing shows; no lock
+/// @endcode
 ///
 /// Which of the two masks acts depends on how the images are stored; `docs/behaviour.md` has the table. A tiled
 /// destination, and source, mask and clip all tiled, are not served: the call logs "ClippingMask(Mask) composer is

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "KXComposer.h"
-#include "pixels/Planes.h"
+#include "compose/Layers.h"
 #include "support/Arithmetic.h"
 #include "support/Log.h"
 #include "support/Prefetch.h"
@@ -14,8 +14,6 @@
 /// The walks of a composition over the blocks in which all planes are contiguous, and who does them; as templates over
 /// how rows are blended.
 namespace compose {
-
-using namespace pixels;
 
 constexpr char logPath[] = "src/KXComposer";
 
@@ -93,7 +91,8 @@ void runWalk(const QRect &area, Threads threads, Walk walk)
 }
 
 /// Calls @p blendRow(row, count) for each row of a block, and prefetches the pixels of @p stretches some rows before
-/// their turn. Rows that follow one another without a gap, in all of them, are one long row, which prefetches by itself.
+/// their turn. Rows that follow one another without a gap, in all of them, are one long row, which prefetches on its
+/// own.
 template <class BlendRow, class... Stretches>
 void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stretches &...stretches)
 {
@@ -113,78 +112,35 @@ void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stre
     }
 }
 
-/// Blends what @p source holds, in the mode's plain form. @p clip, if there is one, is a mask that covers the whole
-/// area; where it holds nothing, nothing shows. If the source has a flat window, the destination's tiles are made
-/// private even where the source turns out to hold nothing.
-template <class Blender>
-void blendPlain(const QRect &area, const SourcePlane &source, const SourcePlane *clip, const TargetPlane &target,
-    const Blender &blender)
+/// Blends what the source holds and nothing hides. Of a tiled destination only the tiles that are blended onto are made
+/// private, unless the source has a flat window and there is no mask: then all below the area are.
+template <class Planes, class Blender>
+void blendLayers(const QRect &area, const Planes &planes, const Blender &blender)
 {
+    const bool takesAllTiles = !Planes::isMasked && planes.source.HasWindow();
     const auto block = [&](int x, int y, int limit, int rows) {
-        const Stretch from = source.At(x, y);
-        int n = std::min({ limit, from.length, target.LengthAt(x) });
-        Stretch mask { nullptr, 0, n };
-        if (clip) {
-            mask = clip->At(x, y);
-            n = std::min(n, mask.length);
-        }
-        OPRGBA32i *to = source.HasWindow() ? target.Writable(x, y) : nullptr;
-        if (!from.pixels || (clip && !mask.pixels))
+        const Stretch source = planes.source.At(x, y), clip = planes.clip.At(x, y), mask = planes.mask.At(x, y),
+                      secondMask = planes.secondMask.At(x, y);
+        const int n = std::min(
+            { limit, source.length, clip.length, mask.length, secondMask.length, planes.destination.LengthAt(x) });
+        const bool shows = source.pixels && !hides(planes.clip, clip) && !hides(planes.mask, mask)
+            && !hides(planes.secondMask, secondMask);
+        OPRGBA32i *const to = shows || takesAllTiles ? planes.destination.Writable(x, y) : nullptr;
+        if (!shows || !to)
             return n;
-        if (!to)
-            to = target.Writable(x, y);
-        if (!to)
-            return n;
+        const Stretch destination { to, planes.destination.Stride(), n };
         const auto blendRow = [&](int row, int count) {
-            blender.Row({ from.Row(row), to + row * target.Stride(), mask.Row(row), nullptr, nullptr }, count);
+            const LayerRows layers { source.Row(row), to + row * destination.stride, clip.Row(row), mask.Row(row),
+                secondMask.Row(row) };
+            if constexpr (Planes::isMasked)
+                blender.MaskedRow(layers, count);
+            else
+                blender.Row(layers, count);
         };
-        forEachRowOfBlock(rows, n, blendRow, from, mask, Stretch { to, target.Stride(), n });
+        forEachRowOfBlock(rows, n, blendRow, source, destination, clip, mask, secondMask);
         return n;
     };
-    if (clip)
-        forEachBlock(area, block, source, target, *clip);
-    else
-        forEachBlock(area, block, source, target);
-}
-
-/// Stands for a mask that is not there.
-struct NoMask {
-    int RowsAt(int) const { return INT_MAX; }
-    bool OutsideVisible() const { return true; }
-    Stretch At(int, int) const { return { nullptr, 0, INT_MAX }; }
-};
-
-/// Stands for a clip that is not there.
-struct NoClip : NoMask { };
-
-/// Blends in the mode's masked form. @p second and @p mask2 are masks; @p clip limits the source, and hides it where it
-/// holds nothing itself.
-template <class Clip, class Mask2, class Blender>
-void blendMasked(const QRect &area, const SourcePlane &source, const MaskPlane &second, const Clip &clip,
-    const Mask2 &mask2, const TargetPlane &target, const Blender &blender)
-{
-    constexpr bool hasClip = !std::is_same_v<Clip, NoClip>;
-    const auto block = [&](int x, int y, int limit, int rows) {
-        const Stretch from = source.At(x, y), coverage = second.At(x, y), clipping = clip.At(x, y),
-                      coverage2 = mask2.At(x, y);
-        const int n =
-            std::min({ limit, from.length, coverage.length, clipping.length, coverage2.length, target.LengthAt(x) });
-        if (!from.pixels || (!coverage.pixels && !second.OutsideVisible()) || (hasClip && !clipping.pixels)
-            || (!coverage2.pixels && !mask2.OutsideVisible()))
-            return n;
-        OPRGBA32i *const to = target.Writable(x, y);
-        if (!to)
-            return n;
-        // Full coverage by the second mask is the same as its absence.
-        const auto blendRow = [&](int row, int count) {
-            blender.MaskedRow(
-                { from.Row(row), to + row * target.Stride(), clipping.Row(row), coverage.Row(row), coverage2.Row(row) },
-                count);
-        };
-        forEachRowOfBlock(rows, n, blendRow, from, coverage, clipping, coverage2, Stretch { to, target.Stride(), n });
-        return n;
-    };
-    forEachBlock(area, block, source, second, clip, mask2, target);
+    forEachBlock(area, block, planes.source, planes.destination, planes.clip, planes.mask, planes.secondMask);
 }
 
 } // namespace compose

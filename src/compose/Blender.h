@@ -8,9 +8,9 @@ namespace compose {
 template <class Rows>
 class Blender {
 public:
-    Blender(KXCompositionMode mode, quint32 opacity256, bool lockAlpha)
+    Blender(KXCompositionMode mode, const Blending &blending)
         : m_entry(findMode(modeTable<Rows>, mode))
-        , m_blending { opacity256, lockAlpha }
+        , m_blending(blending)
     {
     }
 

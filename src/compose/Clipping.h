@@ -14,126 +14,75 @@ struct ClippedArea {
     KXOverlap sourceOverlap; ///< of source and destination alone
 };
 
-inline std::optional<ClippedArea> clipThree(const RGBA32iImage &src, const QRect &srcRect, const RGBA32iImage &clip,
-    const QRect &clipRect, const RGBA32iImage &dst, const QRect &dstRect)
+/// The composition of a clipped source onto a flat destination, with up to two masks.
+using ClippedLayers = Layers<RGBA32iImage, RGBA32iImage>;
+using ClipLayer = Layer<const RGBA32iImage>;
+
+inline std::optional<ClippedArea> clipThree(const ClippedLayers &layers, const ClipLayer &clip)
 {
-    const auto source = ClipRects(src.Rect(), srcRect, dst.Rect(), dstRect);
-    const auto clipping = ClipRects(clip.Rect(), clipRect, dst.Rect(), dstRect);
-    if (!source || !clipping)
+    const auto &[source, destination, mode, opacity, lockAlpha] = layers;
+    const auto own = ClipRects(source.image.Rect(), source.rect, destination.image.Rect(), destination.rect);
+    const auto clipping = ClipRects(clip.image.Rect(), clip.rect, destination.image.Rect(), destination.rect);
+    if (!own || !clipping)
         return std::nullopt;
-    const QRect common = destinationOf(*source) & destinationOf(*clipping);
+    const QRect common = destinationOf(*own) & destinationOf(*clipping);
     if (common.isEmpty())
         return std::nullopt;
-    return ClippedArea { common, sourceShift(*source), sourceShift(*clipping), *source };
+    return ClippedArea { common, sourceShift(*own), sourceShift(*clipping), *own };
 }
 
 /// A mask of the clipping family: its rectangle, clipped to its image, starts at the destination rectangle's corner.
-inline MaskPlane clippingMask(
-    const RGBA32iImage &mask, const QRect &maskRect, const QRect &dstRect, bool outsideVisible)
+inline MaskPlane clippingMask(const MaskLayer &mask, const QRect &destinationRect)
 {
-    const QRect bounds = ClippedTo(mask.Rect(), maskRect);
-    return MaskPlane(mask, shiftBetween(dstRect.topLeft(), maskRect.topLeft()), Window::Ignored,
-        bounds.x() + bounds.width(), bounds.y() + bounds.height(), outsideVisible);
+    const QRect bounds = mask.rect.isEmpty() ? QRect() : ClippedTo(mask.image.Rect(), mask.rect);
+    return MaskPlane(mask.image, shiftBetween(destinationRect.topLeft(), mask.rect.topLeft()), Window::Ignored,
+        bounds.x() + bounds.width(), bounds.y() + bounds.height(), mask.outsideVisible);
 }
 
-/// The images and rectangles of one call of the clipping family, and the workers that serve it.
-template <class MakeBlender>
-class ClippingComposer {
-public:
-    struct Mask {
-        const RGBA32iImage &image;
-        const QRect &rect;
-        bool outsideVisible;
-    };
-
-    ClippingComposer(const RGBA32iImage &src, const QRect &srcRect, KXCompositionMode mode, RGBA32iImage &dst,
-        const QRect &dstRect, const RGBA32iImage &clip, const QRect &clipRect, double opacity,
-        const MakeBlender &makeBlender)
-        : m_src(src)
-        , m_dst(dst)
-        , m_clip(clip)
-        , m_srcRect(srcRect)
-        , m_dstRect(dstRect)
-        , m_clipRect(clipRect)
-        , m_mode(mode)
-        , m_opacity(opacity)
-        , m_makeBlender(makeBlender)
-    {
-    }
-
-    void WithoutMask() const
-    {
-        const Threads threads = m_src.IsTiled() && m_clip.IsTiled() ? Threads::Caller : Threads::Pool;
-        Run(threads, Window::Ignored,
-            [](const QRect &part, const SourcePlane &source, const SourcePlane &clip, const TargetPlane &target,
-                const auto &blender) { blendPlain(part, source, &clip, target, blender); });
-    }
-
-    void WithMask(const Mask &mask) const
-    {
-        const MaskPlane second = clippingMask(mask.image, mask.rect, m_dstRect, mask.outsideVisible);
-        Run(Threads::Pool, Window::Used,
-            [&](const QRect &part, const SourcePlane &source, const SourcePlane &clip, const TargetPlane &target,
-                const auto &blender) { blendMasked(part, source, second, clip, NoMask(), target, blender); });
-    }
-
-    void WithTwoMasks(const Mask &first, const Mask &other) const
-    {
-        const MaskPlane second = clippingMask(first.image, first.rect, m_dstRect, first.outsideVisible);
-        const MaskPlane mask2 = clippingMask(other.image, other.rect, m_dstRect, other.outsideVisible);
-        Run(Threads::Pool, Window::Used,
-            [&](const QRect &part, const SourcePlane &source, const SourcePlane &clip, const TargetPlane &target,
-                const auto &blender) { blendMasked(part, source, second, clip, mask2, target, blender); });
-    }
-
-private:
-    template <class Walk>
-    void Run(Threads threads, Window window, Walk walk) const
-    {
-        const int opacity256 = clampedOpacity256(m_opacity);
-        const auto area = clipThree(m_src, m_srcRect, m_clip, m_clipRect, m_dst, m_dstRect);
-        if (!composes(m_mode, opacity256) || !area)
-            return;
-        const SourcePlane source(m_src, area->source, EmptyTiles::NullAndFake,
-            window == Window::Used ? windowFor(m_src, area->sourceOverlap) : Window::Ignored);
-        const SourcePlane clip(m_clip, area->clip, EmptyTiles::Null, Window::Ignored);
-        const TargetPlane target(m_dst);
-        const auto blender = m_makeBlender(m_mode, quint32(opacity256));
-        runWalk(area->destination, threads, [&](const QRect &part) { walk(part, source, clip, target, blender); });
-    }
-
-    const RGBA32iImage &m_src;
-    RGBA32iImage &m_dst;
-    const RGBA32iImage &m_clip;
-    const QRect &m_srcRect, &m_dstRect, &m_clipRect;
-    KXCompositionMode m_mode;
-    double m_opacity;
-    const MakeBlender &m_makeBlender;
-};
-
-template <class MakeBlender>
-void composeClippingMaskOn(const RGBA32iImage &src, const QRect &srcRect, KXCompositionMode mode, RGBA32iImage &dst,
-    const QRect &dstRect, const RGBA32iImage &clip, const QRect &clipRect, const RGBA32iImage &clipMask,
-    const QRect &clipMaskRect, bool outsideVisible, double opacity, const MakeBlender &makeBlender)
+/// Blends a clipped source through @p masks, none to two of them.
+template <class MakeBlender, class... Masks>
+void composeClipped(
+    const ClippedLayers &layers, const ClipLayer &clip, const MakeBlender &makeBlender, const Masks &...masks)
 {
-    const bool isMaskRect = !clipMaskRect.isEmpty();
-    if (dst.IsTiled()) {
+    constexpr bool isMasked = sizeof...(masks) > 0;
+    const auto &[source, destination, mode, opacity, lockAlpha] = layers;
+    const int opacity256 = clampedOpacity256(opacity);
+    const auto area = clipThree(layers, clip);
+    if (!composes(mode, opacity256) || !area)
+        return;
+    const SourcePlane sourcePlane(source.image, area->source, EmptyTiles::NullAndFake,
+        isMasked ? windowFor(source.image, area->sourceOverlap) : Window::Ignored);
+    const SourcePlane clipPlane(clip.image, area->clip, EmptyTiles::Null, Window::Ignored);
+    const TargetPlane target(destination.image);
+    const auto planes = layerPlanes(sourcePlane, target, clipPlane, clippingMask(masks, destination.rect)...);
+    const bool isTiled = source.image.IsTiled() && clip.image.IsTiled();
+    const auto blender = makeBlender(mode, Blending { quint32(opacity256), lockAlpha });
+    runWalk(area->destination, isTiled && !isMasked ? Threads::Caller : Threads::Pool,
+        [&](const QRect &part) { blendLayers(part, planes, blender); });
+}
+
+template <class MakeBlender>
+void composeClippingMaskOn(
+    const ClippedLayers &layers, const ClipLayer &clip, const MaskLayer &clipMask, const MakeBlender &makeBlender)
+{
+    const bool isMaskRect = !clipMask.rect.isEmpty();
+    const RGBA32iImage &source = layers.source.image, &destination = layers.destination.image;
+    if (destination.IsTiled()) {
         support::logLine({ logPath, __LINE__ },
             QStringLiteral("ClippingMask composer is missing srcTileMode %1 dstTileMode %2 clipMaskTileMode %3 "
                            "isMaskRect %4 cmMaskTileMode %5")
-                .arg(src.IsTiled())
-                .arg(dst.IsTiled())
-                .arg(clip.IsTiled())
+                .arg(source.IsTiled())
+                .arg(destination.IsTiled())
+                .arg(clip.image.IsTiled())
                 .arg(isMaskRect)
-                .arg(clipMask.IsTiled()));
+                .arg(clipMask.image.IsTiled()));
         return;
     }
-    const ClippingComposer composer(src, srcRect, mode, dst, dstRect, clip, clipRect, opacity, makeBlender);
     // The one exception: where all three are tiled the clip mask is ignored.
-    if (!isMaskRect || (src.IsTiled() && clip.IsTiled() && clipMask.IsTiled()))
-        composer.WithoutMask();
+    if (!isMaskRect || (source.IsTiled() && clip.image.IsTiled() && clipMask.image.IsTiled()))
+        composeClipped(layers, clip, makeBlender);
     else
-        composer.WithMask({ clipMask, clipMaskRect, outsideVisible });
+        composeClipped(layers, clip, makeBlender, clipMask);
 }
 
 /// What happens to a clipped source with two masks. That depends on how the images are stored.
@@ -194,39 +143,34 @@ inline TwoMasks twoMasksAction(const RGBA32iImage &source, const RGBA32iImage &m
 }
 
 template <class MakeBlender>
-void composeClippingMaskAndMaskOn(const RGBA32iImage &src, const QRect &srcRect, KXCompositionMode mode,
-    RGBA32iImage &dst, const QRect &dstRect, double opacity, const RGBA32iImage &clip, const QRect &clipRect,
-    const RGBA32iImage &clipMask, const QRect &clipMaskRect, bool outsideVisible, const RGBA32iImage &mask,
-    const QRect &maskRect, bool maskOutsideVisible, const MakeBlender &makeBlender)
+void composeClippingMaskAndMaskOn(const ClippedLayers &layers, const ClipLayer &clip, const MaskLayer &clipMask,
+    const MaskLayer &mask, const MakeBlender &makeBlender)
 {
-    const bool isMaskRect = !clipMaskRect.isEmpty();
-    const TwoMasks action = dst.IsTiled() ? TwoMasks::Missing : twoMasksAction(src, mask, clip, isMaskRect, clipMask);
-    using Composer = ClippingComposer<MakeBlender>;
-    const Composer composer(src, srcRect, mode, dst, dstRect, clip, clipRect, opacity, makeBlender);
-    const typename Composer::Mask own { mask, maskRect, maskOutsideVisible };
-    const typename Composer::Mask ofClip { clipMask, clipMaskRect, outsideVisible };
-    switch (action) {
+    const bool isMaskRect = !clipMask.rect.isEmpty();
+    const RGBA32iImage &source = layers.source.image, &destination = layers.destination.image;
+    switch (destination.IsTiled() ? TwoMasks::Missing
+                                  : twoMasksAction(source, mask.image, clip.image, isMaskRect, clipMask.image)) {
     case TwoMasks::Missing:
         support::logLine({ logPath, __LINE__ },
             QStringLiteral("ClippingMask(Mask) composer is missing srcTileMode %1 dstTileMode %2 maskTileMode %3 "
                            "clipMaskTileMode %4 isMaskRect %5 cmMaskTileMode %6")
-                .arg(src.IsTiled())
-                .arg(dst.IsTiled())
-                .arg(mask.IsTiled())
-                .arg(clip.IsTiled())
+                .arg(source.IsTiled())
+                .arg(destination.IsTiled())
+                .arg(mask.image.IsTiled())
+                .arg(clip.image.IsTiled())
                 .arg(isMaskRect)
-                .arg(clipMask.IsTiled()));
+                .arg(clipMask.image.IsTiled()));
         break;
     case TwoMasks::Nothing:
         break;
     case TwoMasks::MaskOnly:
-        composer.WithMask(own);
+        composeClipped(layers, clip, makeBlender, mask);
         break;
     case TwoMasks::Both:
-        composer.WithTwoMasks(own, ofClip);
+        composeClipped(layers, clip, makeBlender, mask, clipMask);
         break;
     case TwoMasks::Exchanged:
-        composer.WithTwoMasks(ofClip, own);
+        composeClipped(layers, clip, makeBlender, clipMask, mask);
         break;
     }
 }

@@ -28,50 +28,55 @@ inline bool hasNoSize(const QRect &rect)
 }
 
 template <class Src, class Dst, class MakeBlender>
-void composePlain(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst, const QRect &dstRect,
-    double opacity, const MakeBlender &makeBlender)
+void composePlain(const Layers<Src, Dst> &layers, const MakeBlender &makeBlender)
 {
+    const auto &[source, destination, mode, opacity, lockAlpha] = layers;
     // Both are asked, for each wrong one is logged.
-    const bool sourceFits = hasRightFormat(src), destinationFits = hasRightFormat(dst);
+    const bool sourceFits = hasRightFormat(source.image), destinationFits = hasRightFormat(destination.image);
     if (!sourceFits || !destinationFits)
         return;
-    const bool allFlat = !isTiled(src) && !isTiled(dst);
+    const bool allFlat = !isTiled(source.image) && !isTiled(destination.image);
     const int opacity256 = allFlat ? clampedOpacity256(opacity) : arithmetic::opacity256(opacity);
-    const auto area = ClipRects(rectOf(src), srcRect, rectOf(dst), dstRect);
+    const auto area = ClipRects(rectOf(source.image), source.rect, rectOf(destination.image), destination.rect);
     if (!composes(mode, opacity256) || !area)
         return;
-    const TargetPlane target(dst); // first: a QImage gets pixels of its own here, and may be the source too
-    const SourcePlane source(src, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(src, *area));
-    const auto blender = makeBlender(mode, quint32(opacity256));
-    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&dst, src),
-        [&](const QRect &part) { blendPlain(part, source, nullptr, target, blender); });
+    const TargetPlane target(
+        destination.image); // first: a QImage gets pixels of its own here, and may be the source too
+    const SourcePlane sourcePlane(
+        source.image, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(source.image, *area));
+    const auto planes = layerPlanes(sourcePlane, target);
+    const auto blender = makeBlender(mode, Blending { quint32(opacity256), lockAlpha });
+    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&destination.image, source.image),
+        [&](const QRect &part) { blendLayers(part, planes, blender); });
 }
 
 template <class Src, class MakeBlender>
-void composeMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode, RGBA32iImage &dst,
-    const QRect &dstRect, double opacity, const RGBA32iImage &mask, const QRect &maskRect, bool outsideVisible,
-    const MakeBlender &makeBlender)
+void composeMaskOn(const Layers<Src, RGBA32iImage> &layers, const MaskLayer &mask, const MakeBlender &makeBlender)
 {
-    if (!hasRightFormat(src))
+    const auto &[source, destination, mode, opacity, lockAlpha] = layers;
+    if (!hasRightFormat(source.image))
         return;
-    const bool allFlat = !isTiled(src) && !dst.IsTiled() && !mask.IsTiled();
-    if (allFlat && hasNoSize(maskRect) && outsideVisible)
-        return composePlain(src, srcRect, mode, dst, dstRect, opacity, makeBlender);
+    const bool allFlat = !isTiled(source.image) && !destination.image.IsTiled() && !mask.image.IsTiled();
+    if (allFlat && hasNoSize(mask.rect) && mask.outsideVisible)
+        return composePlain(layers, makeBlender);
 
     const int opacity256 = clampedOpacity256(opacity);
-    const auto area = ClipRects(rectOf(src), srcRect, dst.Rect(), dstRect);
-    if (!composes(mode, opacity256) || !area || mask.Rect().isEmpty())
+    const auto area = ClipRects(rectOf(source.image), source.rect, destination.image.Rect(), destination.rect);
+    if (!composes(mode, opacity256) || !area || mask.image.Rect().isEmpty())
         return;
     // The whole mask rectangle moves with what clipping took off the start; its position in the mask does not change.
-    const qint64 right = qint64(maskRect.right()) + 1 + area->destinationX - dstRect.x();
-    const qint64 bottom = qint64(maskRect.bottom()) + 1 + area->destinationY - dstRect.y();
-    const MaskPlane second(mask, shiftBetween(dstRect.topLeft(), maskRect.topLeft()), Window::Used,
-        int(qBound<qint64>(0, right, mask.Width())), int(qBound<qint64>(0, bottom, mask.Height())), outsideVisible);
-    const SourcePlane source(src, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(src, *area));
-    const TargetPlane target(dst);
-    const auto blender = makeBlender(mode, quint32(opacity256));
-    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&dst, src, mask),
-        [&](const QRect &part) { blendMasked(part, source, second, NoClip(), NoMask(), target, blender); });
+    const qint64 right = qint64(mask.rect.right()) + 1 + area->destinationX - destination.rect.x();
+    const qint64 bottom = qint64(mask.rect.bottom()) + 1 + area->destinationY - destination.rect.y();
+    const MaskPlane maskPlane(mask.image, shiftBetween(destination.rect.topLeft(), mask.rect.topLeft()), Window::Used,
+        int(qBound<qint64>(0, right, mask.image.Width())), int(qBound<qint64>(0, bottom, mask.image.Height())),
+        mask.outsideVisible);
+    const SourcePlane sourcePlane(
+        source.image, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(source.image, *area));
+    const TargetPlane target(destination.image);
+    const auto planes = layerPlanes(sourcePlane, target, NoPlane(), maskPlane);
+    const auto blender = makeBlender(mode, Blending { quint32(opacity256), lockAlpha });
+    runWalk(destinationOf(*area), allFlat ? Threads::Pool : onCaller(&destination.image, source.image, mask.image),
+        [&](const QRect &part) { blendLayers(part, planes, blender); });
 }
 
 /// Lays a stamp on a stroke; @p stampRow(src, dst, n) does a row.
@@ -120,23 +125,21 @@ template <class Rows>
 struct Composers {
     using KX = RGBA32iImage;
 
-    static auto Blending(bool lockAlpha)
-    {
-        return [lockAlpha](
-                   KXCompositionMode mode, quint32 opacity256) { return Blender<Rows>(mode, opacity256, lockAlpha); };
-    }
+    static constexpr auto makeBlender = [](KXCompositionMode mode, const Blending &blending) {
+        return Blender<Rows>(mode, blending);
+    };
 
     template <class Src, class Dst>
     static void Compose(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst, const QRect &dstRect,
         double opacity, bool lockAlpha)
     {
-        composePlain(src, srcRect, mode, dst, dstRect, opacity, Blending(lockAlpha));
+        composePlain(Layers<Src, Dst> { { src, srcRect }, { dst, dstRect }, mode, opacity, lockAlpha }, makeBlender);
     }
 
     template <class Src, class Dst>
     static void ComposeSource(const Src &src, const QRect &srcRect, Dst &dst, const QRect &dstRect)
     {
-        composePlain(src, srcRect, KXCompositionMode::Source, dst, dstRect, 1.0, Blending(false));
+        Compose(src, srcRect, KXCompositionMode::Source, dst, dstRect, 1.0, false);
     }
 
     template <class Src, class Dst>
@@ -144,23 +147,25 @@ struct Composers {
         const QRect &dstRect, double opacity, const KX &mask, const QRect &maskRect, bool outsideVisible,
         bool lockAlpha)
     {
-        composeMaskOn(src, srcRect, mode, dst, dstRect, opacity, mask, maskRect, outsideVisible, Blending(lockAlpha));
+        composeMaskOn(Layers<Src, Dst> { { src, srcRect }, { dst, dstRect }, mode, opacity, lockAlpha },
+            { { mask, maskRect }, outsideVisible }, makeBlender);
     }
 
     static void ComposeClippingMaskOn(const KX &src, const QRect &srcRect, KXCompositionMode mode, KX &dst,
         const QRect &dstRect, KX &clip, const QRect &clipRect, KX &clipMask, const QRect &clipMaskRect,
         bool outsideVisible, double opacity, bool lockAlpha)
     {
-        composeClippingMaskOn(src, srcRect, mode, dst, dstRect, clip, clipRect, clipMask, clipMaskRect, outsideVisible,
-            opacity, Blending(lockAlpha));
+        composeClippingMaskOn({ { src, srcRect }, { dst, dstRect }, mode, opacity, lockAlpha }, { clip, clipRect },
+            { { clipMask, clipMaskRect }, outsideVisible }, makeBlender);
     }
 
     static void ComposeClippingMaskAndMaskOn(const KX &src, const QRect &srcRect, KXCompositionMode mode, KX &dst,
         const QRect &dstRect, double opacity, KX &clip, const QRect &clipRect, KX &clipMask, const QRect &clipMaskRect,
         bool outsideVisible, const KX &mask, const QRect &maskRect, bool maskOutsideVisible, bool lockAlpha)
     {
-        composeClippingMaskAndMaskOn(src, srcRect, mode, dst, dstRect, opacity, clip, clipRect, clipMask, clipMaskRect,
-            outsideVisible, mask, maskRect, maskOutsideVisible, Blending(lockAlpha));
+        composeClippingMaskAndMaskOn({ { src, srcRect }, { dst, dstRect }, mode, opacity, lockAlpha },
+            { clip, clipRect }, { { clipMask, clipMaskRect }, outsideVisible },
+            { { mask, maskRect }, maskOutsideVisible }, makeBlender);
     }
 
     static void ComposeAlphaDarken(const QImage &src, const QRect &srcRect, KX &dst, const QRect &dstRect,

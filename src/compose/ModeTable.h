@@ -100,7 +100,8 @@ struct PlainRows {
     static void stampRow(const OPRGBA32i *src, OPRGBA32i *dst, int count, const Stamp &stamp)
     {
         for (int i = 0; i < count; ++i)
-            stamp.Apply(src[i], dst[i]);
+            if (src[i].a != 0)
+                dst[i] = pack(stamp.Apply(load(src[i]), load(dst[i])));
     }
 
 private:

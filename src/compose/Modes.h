@@ -16,8 +16,9 @@
 /// that of a second mask. A mode that computes the same in both forms takes either; @c forms says which of them exist.
 ///
 /// Layers are mostly opaque or mostly empty. What a mode does there more simply than in general it says beside its
-/// formula: what it leaves of the destination where nothing is laid on it (@c uncovered), and, if that saves a division,
-/// with which alpha it mixes colours into an opaque destination (@c alphaOnOpaque). Both are shortcuts to the same bytes.
+/// formula: what it leaves of the destination where nothing is laid on it (@c uncovered), and, if that saves a
+/// division, with which alpha it mixes colours into an opaque destination (@c alphaOnOpaque). Both are shortcuts to the
+/// same bytes.
 namespace compose {
 
 enum class Forms { Plain, Masked, Both };
@@ -102,8 +103,8 @@ Pixel<V> zeroWhereUncovered(V W, const Pixel<V> &mixed, const Coverage &c)
 
 /// A colour of an opaque destination into which @p mixed goes with an alpha of @p sa. Where the destination's alpha is
 /// 255 all weights of the general formulas are multiples of 255 that add up to 65025, so that they come down to
-/// (mixed * sa + d * (255 - sa)) / 255, at most 255. An @p sa of 256 makes 255 - sa wrap: then a sum below zero is a huge
-/// number, as there. 65279 / 255 is still 255. For opacities up to 256.
+/// (mixed * sa + d * (255 - sa)) / 255, at most 255. An @p sa of 256 makes 255 - sa wrap: then a sum below zero is a
+/// huge number, as there. 65279 / 255 is still 255. For opacities up to 256.
 template <class V>
 V mixedOnOpaque(V mixed, V d, V sa)
 {

@@ -1,11 +1,19 @@
 #pragma once
 
-#include "KXPixels.h"
+#include "compose/Lane1.h"
 #include "support/Arithmetic.h"
 
 #include <cmath>
 
 namespace compose {
+
+/// What a stamp computes in, for one pixel at a time. The module has the same functions for four.
+constexpr double toDouble(Lane1 v) { return v; }
+constexpr double select(bool condition, double yes, double no) { return condition ? yes : no; }
+constexpr double inSingle(double v) { return static_cast<float>(v); }
+
+/// A byte from a value: halves go away from zero, and of what is out of range the low byte counts.
+inline Lane1 roundedToByte(double v) { return static_cast<unsigned char>(arithmetic::truncate(std::round(v))); }
 
 /// A brush stamp that darkens: the strengths with which its pixels are laid on a stroke.
 struct Stamp {
@@ -16,39 +24,35 @@ struct Stamp {
     static constexpr double unit = 0.00392156862745098; ///< 1 / 255
     static constexpr double epsilon = 2.220446049250313e-16;
 
-    /// A byte from a value: halves go away from zero.
-    static unsigned char rounded(double v) { return static_cast<unsigned char>(arithmetic::truncate(std::round(v))); }
-
-    void Apply(OPRGBA32i src, OPRGBA32i &dst) const
+    /// What becomes of @p d, by channels. The order of the operations is part of the result.
+    template <class V>
+    Pixel<V> Apply(const Pixel<V> &s, const Pixel<V> &d) const
     {
-        if (src.a == 0)
-            return;
-        const double m = src.a * unit, applied = m * opacity;
-        double a = 0;
-        if (dst.a) {
-            const auto moved = [applied](int s, int d) { return rounded((s - d) * applied + d); };
-            dst.r = moved(src.r, dst.r);
-            dst.g = moved(src.g, dst.g);
-            dst.b = moved(src.b, dst.b);
-            a = dst.a * unit;
-        } else {
-            dst = OPRGBA32i(src.b, src.g, src.r, 0);
-        }
-        dst.a = rounded(NewAlpha(m, applied, a) * 255.0);
+        using Number = decltype(toDouble(V()));
+        const Number m = toDouble(s.a) * Number(unit), applied = m * Number(opacity), a = toDouble(d.a) * Number(unit);
+        const auto moved = [&, isFresh = d.a == V(0)](V from, V to) {
+            const Number old = toDouble(to);
+            return select(isFresh, from, roundedToByte((toDouble(from) - old) * applied + old));
+        };
+        const Pixel<V> result { moved(s.b, d.b), moved(s.g, d.g), moved(s.r, d.r),
+            roundedToByte(NewAlpha(m, applied, a) * Number(255.0)) };
+        return select(s.a == V(0), d, result);
     }
 
-    double NewAlpha(double m, double applied, double a) const
+private:
+    template <class Number>
+    Number NewAlpha(Number m, Number applied, Number a) const
     {
-        double x = a;
+        Number x = a;
         if (averageOpacity + epsilon > opacity) {
-            if (averageOpacity + epsilon > a)
-                x = (averageOpacity - applied) * (a / averageOpacity) + applied;
-        } else if (opacity + epsilon > a) {
-            x = (opacity - a) * m + a;
+            const Number average(averageOpacity);
+            x = select(Number(averageOpacity + epsilon) > a, (average - applied) * (a / average) + applied, a);
+        } else {
+            x = select(Number(opacity + epsilon) > a, (Number(opacity) - a) * m + a, a);
         }
         if (flow != 1.0) {
-            const float af = static_cast<float>(a); // the one rounding to single precision is part of the result
-            x = (x - af) * flow + af;
+            const Number single = inSingle(a); // the one rounding to single precision is part of the result
+            x = (x - single) * Number(flow) + single;
         }
         return x;
     }

@@ -2,9 +2,9 @@
 
 #include "compose/Lane1.h"
 
-/// A number type of the blend arithmetic for tests. It computes as Lane1 does and knows which of its values can be relied
-/// on: a function whose arguments leave the range that it states taints its result, and so does a tainted argument. Only
-/// a selection leaves taint behind. What a formula returns must not be tainted.
+/// A number type of the blend arithmetic for tests. It computes as Lane1 does and knows which of its values can be
+/// relied on: a function whose arguments leave the range that it states taints its result, and so does a tainted
+/// argument. Only a selection leaves taint behind. What a formula returns must not be tainted.
 namespace compose {
 
 struct Ranged {

@@ -274,6 +274,46 @@ private Q_SLOTS:
         QCOMPARE(reference::difference(expected, shared), QString());
     }
 
+    /// The example of the header.
+    void clippedWithTwoMasks()
+    {
+        const QRect all(0, 0, 5, 1);
+        RGBA32iImage source(5, 1, false), mask(5, 1, false), clip(5, 1, false), clipMask(5, 1, false), dst(5, 1, false);
+        source.Fill(OPRGBA32i(0xFFFF0000u));
+        for (RGBA32iImage *each : { &mask, &clip, &clipMask, &dst })
+            each->Fill(OPRGBA32i(0xFFFFFFFFu));
+        mask.Bits()[3].a = 0;
+        clip.Bits()[0].a = 0;
+        clipMask.Bits()[2].a = 128;
+        clipMask.Bits()[4].a = 0;
+        ComposeClippingMaskAndMaskOn(
+            source, all, multiply, dst, all, 1.0, clip, all, clipMask, all, false, mask, all, false, false);
+        const unsigned white = 0xFFFFFFFF, expected[] = { white, 0xFFFF0000, 0xFFFF7F7F, white, white };
+        for (int i = 0; i < 5; ++i)
+            QCOMPARE(dst.Bits()[i].word, expected[i]);
+    }
+
+    /// All lies outside of a mask rectangle of negative size, in both families.
+    void masksOfNegativeSize()
+    {
+        const QRect all(0, 0, 9, 9);
+        const OPRGBA32i red(0xFFFF0000u), white(0xFFFFFFFFu);
+        for (const QRect &rect : { QRect(6, 0, -5, 9), QRect(0, 6, 9, -5), QRect(6, 6, -5, -5) })
+            for (const bool outsideVisible : { false, true }) {
+                RGBA32iImage source(9, 9, false), mask(9, 9, false), clip(9, 9, false), masked(9, 9, false),
+                    clipped(9, 9, false);
+                source.Fill(red);
+                for (RGBA32iImage *each : { &mask, &clip, &masked, &clipped })
+                    each->Fill(white);
+                ComposeMaskOn(source, all, multiply, masked, all, 1.0, mask, rect, outsideVisible, false);
+                ComposeClippingMaskAndMaskOn(source, all, multiply, clipped, all, 1.0, clip, all, mask, all, false,
+                    mask, rect, outsideVisible, false);
+                for (const RGBA32iImage *each : { &masked, &clipped })
+                    QVERIFY(std::all_of(each->Bits(), each->Bits() + 81,
+                        [&](OPRGBA32i pixel) { return pixel == (outsideVisible ? red : white); }));
+            }
+    }
+
     /// Refused before every other test, of the rectangles, the mode and the opacity; the source first.
     void wrongFormats()
     {
