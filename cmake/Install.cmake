@@ -5,7 +5,9 @@ install(TARGETS kxcore EXPORT KXCoreTargets FILE_SET HEADERS DESTINATION ${CMAKE
 if(TARGET kxcore_avx2)
     install(TARGETS kxcore_avx2 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
-install(FILES docs/behaviour.md DESTINATION ${CMAKE_INSTALL_DOCDIR}) # the headers refer to it
+# The headers refer to these pages.
+install(FILES docs/behaviour.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs/behaviour DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(EXPORT KXCoreTargets NAMESPACE KXCore:: DESTINATION ${package})
 configure_package_config_file(cmake/KXCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/KXCoreConfig.cmake
     INSTALL_DESTINATION ${package})

@@ -107,7 +107,7 @@ KX_EXPORT void ComposeClippingMaskOn(const Src &src, const QRect &srcRect, KXCom
 ///         clip, all, clipMask, all, false, mask, all, false, false); // outside of the masks nothing shows; no lock
 /// @endcode
 ///
-/// Which of the two masks acts depends on how the images are stored; `docs/behaviour.md` has the table. A tiled
+/// Which of the two masks counts depends on how the images are stored; `docs/behaviour/masks.md` has the table. A tiled
 /// destination, and source, mask and clip all tiled, are not served: the call logs "ClippingMask(Mask) composer is
 /// missing ..." and does nothing. Two more combinations do nothing in silence.
 template <class Src, class Dst>

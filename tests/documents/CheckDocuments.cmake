@@ -8,7 +8,7 @@ if(place EQUAL -1)
     message(SEND_ERROR "README.md does not show examples/readme.cpp as it is")
 endif()
 
-file(GLOB documents ${root}/*.md ${root}/docs/*.md)
+file(GLOB documents ${root}/*.md ${root}/docs/*.md ${root}/docs/behaviour/*.md)
 foreach(document IN LISTS documents)
     get_filename_component(folder ${document} DIRECTORY)
     file(READ ${document} text)
