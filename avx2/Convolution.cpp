@@ -54,7 +54,7 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
 }
 
 /// The same on pixels that are premultiplied first: see lines::rows.
-KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveWeighted(
+KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied(
     const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &taps)
 {
     shortrows::convolve<true>(source, destination, int(length), taps);

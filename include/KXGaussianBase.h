@@ -42,5 +42,17 @@ private:
     std::vector<double> m_weights;
 };
 
+/// A Gaussian to be used on values as they are.
+///
+/// @code
+/// KXGaussianKernel gaussian;
+/// gaussian.Init(3); // a sigma of 1
+/// const int reach = int(gaussian.Left());
+/// double blurred = 0.0; // around the place x
+/// for (int i = -reach; i <= reach; ++i)
+///     blurred += values[size_t(x + i)] * gaussian.Weights()[size_t(reach + i)];
+/// @endcode
 class KX_EXPORT KXGaussianKernel : public KXGaussianBase { };
+
+/// The same weights, named for use on premultiplied pixels.
 class KX_EXPORT KXGaussianKernelPremul : public KXGaussianBase { };

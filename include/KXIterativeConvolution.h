@@ -1,11 +1,11 @@
 #pragma once
 
 /// @file
-/// Convolution of an image with a short fixed-point kernel, along rows, along columns, or both.
+/// Convolution of an image with fixed-point taps, along rows, along columns, or both.
 ///
-/// Value per channel: the sum of sample * entry in signed 32 bits, begun at 8192, shifted right by 14, clamped to
-/// 0..255. All four channels go through the same kernel. The edge of the *rectangle* is replicated: a caller who wants
-/// real neighbours passes it enlarged by the kernel's reach.
+/// Value per channel: the sum of sample * tap in signed 32 bits, begun at 8192, shifted right by 14, clamped to
+/// 0..255. All four channels have the same taps. The edge of the *rectangle* is replicated: a caller who wants real
+/// neighbours passes it enlarged by the reach of the taps.
 
 #include "KXGlobal.h"
 #include "KXImage.h"
@@ -30,19 +30,19 @@ class KXIterativeConvolutionFast2D;
 ///          a flat window shows in their place. Columns: flat only, a tiled image is left as it is, though each column
 ///          is counted. **Flat buffers are shared by copies of an image**, and are written here.
 /// Errors   None but std::bad_alloc, and what @p progress throws; from a pool worker only its text arrives, in a
-///          QUnhandledException: catch std::exception. A set cancel flag stops between lines; the lines finished by
-///          then stay.
+///          QUnhandledException: catch std::exception. A worker that throws ends, and the others finish the pass. A
+///          set cancel flag stops between lines; the lines finished by then stay.
 /// Threads  Runs on the global pool with a worker per processor, and waits. With a single processor it runs on the
 ///          calling thread, and @c SetPremultiply has no effect: the walks that it asks for have no worker then.
 ///          Progress, where it holds a target, is called once per finished line from any of these threads.
-/// Owner    Keeps its own copy of the kernel; borrows the image.
-/// Cost     One multiplication per entry, channel and pixel. A worker holds two lines, and 64 columns where it turns
-///          them into lines. These 64 are written together, so progress may run up to 64 columns ahead of what the
+/// Owner    Keeps its own copy of the taps; borrows the image.
+/// Cost     One multiplication per tap, channel and pixel. A worker holds two lines, and 64 columns where it
+///          transposes them into lines. These 64 are written together, so progress may run up to 64 columns ahead of what the
 ///          image shows.
 template <class Image, class Direction>
 class KXIterativeConvolutionFast1D {
 public:
-    /// @p kernel has an odd number of entries, in Q14.
+    /// @p kernel holds an odd number of taps, in Q14.
     KXIterativeConvolutionFast1D(const std::vector<short> &kernel, Image &image, const QRect &rect);
     virtual ~KXIterativeConvolutionFast1D();
 
@@ -51,7 +51,7 @@ public:
     /// How many lines the pass walks, and so how often it calls progress.
     int LineCount() const { return m_clip.isValid() ? m_direction.LineCount() : 0; }
 
-    /// Whether the rectangle is premultiplied before the pass and made straight again after it. False at first.
+    /// Whether the rectangle is premultiplied before the pass and unpremultiplied after it. False at first.
     void SetPremultiply(bool premultiply) { m_premultiply = premultiply; }
 
 protected:
@@ -79,12 +79,19 @@ private:
 
 /// Both passes over one rectangle: rows to their end, then columns.
 ///
-/// With premultiplication, colour counts by its alpha: the rectangle is premultiplied once before both passes and made
-/// straight once after them, also after a cancel or an exception. These two steps do not count as progress. They are
+/// With premultiplication, colour counts by its alpha: the rectangle is premultiplied once before both passes and
+/// unpremultiplied once after them, also after a cancel or an exception. These two steps do not count as progress. They are
 /// two plain walks of colour transformations, which leave out **the last row of the rectangle of a flat image**: that
 /// row is convolved as straight pixels. An image of one row is therefore blurred without regard to alpha. With the
-/// kernel module and a symmetric kernel of up to 65 entries, a flat image is not walked but weighted within the passes,
-/// to the same bytes.
+/// kernel module and up to 65 symmetric taps, the passes over a flat image do both themselves instead of the walks, to
+/// the same bytes.
+///
+/// @code
+/// const std::atomic<bool> cancel { false };
+/// KXIterativeConvolutionFast2D<RGBA32iImage> blur(KXBlur::CreateGaussianKernel(2.0), image, image.Rect());
+/// blur.SetPremultiply(true);
+/// blur.Run(cancel, nullptr);
+/// @endcode
 template <class Image>
 class KXIterativeConvolutionFast2D {
 public:

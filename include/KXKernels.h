@@ -18,7 +18,7 @@
 enum KernelType : int {
     KernelUnspecified = 0, ///< an accumulator that does nothing, or an application's own
     KernelPlain = 1, ///< four channels as they are; a kernel of this type is never given to the kernel module
-    KernelPremultiplied = 2, ///< four channels, colour weighted by alpha
+    KernelPremultiplied = 2, ///< four channels, colour premultiplied
     KernelAlpha = 3, ///< alpha only
     KernelAlphaInverted = 4, ///< alpha only, complemented
     KernelAlphaColored = 5 ///< alpha only, colour replaced
@@ -46,6 +46,22 @@ private:
 ///
 /// The forms with @c unsigned @c char pointers, and @c SubtractAddFinalize, are empty in every class of this library.
 /// They are hooks for the kernel module.
+///
+/// Each accumulator is used like this one:
+/// @code
+/// std::vector<OPRGBA32i> means(line.size());
+/// const int count = int(line.size());
+/// const auto at = [&](int i) { return line[size_t(std::clamp(i, 0, count - 1))]; }; // the end pixels repeat
+/// OPRGBABlurAccumulator window(1);
+/// const int radius = window.GetRadius();
+/// for (int i = -radius; i < radius; ++i)
+///     window.Add(at(i));
+/// for (int i = 0; i < count; ++i) {
+///     window.Add(at(i + radius)); // the window is complete: from i - radius to i + radius
+///     window.Finalize(means[size_t(i)]);
+///     window.Subtract(at(i - radius));
+/// }
+/// @endcode
 class KX_EXPORT OPRGBABlurAccumulatorBase : public OPKernelBase {
 public:
     /// The largest radius: with it a window of 255s still sums to less than 2^31. Accumulators clamp their radius to
@@ -79,7 +95,7 @@ protected:
     }
 };
 
-/// The mean of each of the four channels, truncated. Colour is not weighted by alpha.
+/// The mean of each of the four channels, truncated. Colour counts whatever its alpha is.
 class KX_EXPORT OPRGBABlurAccumulator : public OPRGBABlurAccumulatorBase {
 public:
     explicit OPRGBABlurAccumulator(int radius)
@@ -136,7 +152,7 @@ protected:
     int m_a = 0, m_r = 0, m_g = 0, m_b = 0;
 };
 
-/// The mean of a straight image as if it were premultiplied, straight again: colour counts by its alpha.
+/// The mean of straight pixels as if they were premultiplied, unpremultiplied again: colour counts by its alpha.
 ///
 /// A colour sample counts c * a / 255, truncated, and the result is (sum / size * 255) / mean alpha, truncated at each
 /// step and not clamped. So even a window of 1 loses some colour of semi-transparent pixels, and where the mean alpha
@@ -179,8 +195,8 @@ public:
             target = OPRGBA32i();
             return;
         }
-        const auto straight = [this, mean](int sum) { return static_cast<unsigned char>(sum / m_size * 255 / mean); };
-        target = OPRGBA32i(straight(m_b), straight(m_g), straight(m_r), static_cast<unsigned char>(mean));
+        const auto quotient = [this, mean](int sum) { return static_cast<unsigned char>(sum / m_size * 255 / mean); };
+        target = OPRGBA32i(quotient(m_b), quotient(m_g), quotient(m_r), static_cast<unsigned char>(mean));
     }
     int GetRadius() const override;
 
@@ -270,6 +286,17 @@ private:
 /// what is to be written, and sets the offset: the index in the source that belongs to element 0 of the destination.
 /// Each derived class has @c operator()(int @c i), which computes element i of the destination; it needs both lines,
 /// and a source that is not empty. Where a source index leaves the line, the line's end pixel stands for it.
+///
+/// Each line kernel is used like this one, here on all of a line but its first two pixels:
+/// @code
+/// std::vector<OPRGBA32i> grown(line.size() - 2);
+/// OPShiftEdge1D grow(1);
+/// grow.SetSource(&line);
+/// grow.SetDestination(&grown);
+/// grow.SetSourceOffset(2);
+/// for (int i = 0; i < int(grown.size()); ++i)
+///     grow(i);
+/// @endcode
 class KX_EXPORT OPLineKernelBase : public OPKernelBase {
 public:
     ~OPLineKernelBase() override;

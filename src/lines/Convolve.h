@@ -77,11 +77,10 @@ inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const std:
 {
     const auto load = [](const OPRGBA32i *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); };
     const __m128i zero = _mm_setzero_si128(), half = _mm_set1_epi32(8192);
-    const std::size_t count = taps.size();
-    const short *const tap = taps.data();
+    const short *const end = taps.data() + taps.size(), *const endOfPairs = taps.data() + taps.size() / 2 * 2;
     int i = 0;
     for (; i + 4 <= length; i += 4) {
-        const OPRGBA32i *const pixels = in + i;
+        const OPRGBA32i *pixels = in + i;
         __m128i s0 = half, s1 = half, s2 = half, s3 = half;
         const auto add = [&](__m128i even, __m128i odd, __m128i factors) {
             const __m128i low = _mm_unpacklo_epi8(even, odd), high = _mm_unpackhi_epi8(even, odd);
@@ -90,14 +89,14 @@ inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const std:
             s2 = _mm_add_epi32(s2, _mm_madd_epi16(_mm_unpacklo_epi8(high, zero), factors));
             s3 = _mm_add_epi32(s3, _mm_madd_epi16(_mm_unpackhi_epi8(high, zero), factors));
         };
-        std::size_t j = 0;
-        for (; j + 2 <= count; j += 2) {
+        const short *tap = taps.data();
+        for (; tap != endOfPairs; tap += 2, pixels += 2) {
             int pair;
-            std::memcpy(&pair, tap + j, sizeof pair);
-            add(load(pixels + j), load(pixels + j + 1), _mm_set1_epi32(pair));
+            std::memcpy(&pair, tap, sizeof pair);
+            add(load(pixels), load(pixels + 1), _mm_set1_epi32(pair));
         }
-        if (j < count)
-            add(load(pixels + j), zero, _mm_set1_epi16(tap[j]));
+        if (tap != end)
+            add(load(pixels), zero, _mm_set1_epi16(*tap));
         const __m128i low = _mm_packs_epi32(_mm_srai_epi32(s0, 14), _mm_srai_epi32(s1, 14));
         const __m128i high = _mm_packs_epi32(_mm_srai_epi32(s2, 14), _mm_srai_epi32(s3, 14));
         _mm_storeu_si128(reinterpret_cast<__m128i *>(out + i), _mm_packus_epi16(low, high));

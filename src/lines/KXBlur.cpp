@@ -73,8 +73,8 @@ void KXBlur::PremultiplyAlpha::operator()(unsigned char *pixels, bool flag) cons
 void KXBlur::PremultiplyAlpha::operator()(OPRGBA32i &pixel) const
 {
     const unsigned alpha = pixel.a;
-    const auto weighted = [alpha](unsigned c) { return static_cast<unsigned char>((c * alpha + 127) / 255); };
-    pixel = OPRGBA32i(weighted(pixel.b), weighted(pixel.g), weighted(pixel.r), pixel.a);
+    const auto premultiplied = [alpha](unsigned c) { return static_cast<unsigned char>((c * alpha + 127) / 255); };
+    pixel = OPRGBA32i(premultiplied(pixel.b), premultiplied(pixel.g), premultiplied(pixel.r), pixel.a);
 }
 
 KXBlur::ReturnAlpha::ReturnAlpha() { m_HasKernel = kernels::bind(m_ReturnAlphaAVX2, KX_SYMBOL(ReturnAlphaAVX2)); }
@@ -91,8 +91,8 @@ void KXBlur::ReturnAlpha::operator()(OPRGBA32i &pixel) const
         pixel = OPRGBA32i();
         return;
     }
-    const auto straight = [alpha](unsigned c) { return static_cast<unsigned char>((c * 255 + (alpha >> 1)) / alpha); };
-    pixel = OPRGBA32i(straight(pixel.b), straight(pixel.g), straight(pixel.r), pixel.a);
+    const auto quotient = [alpha](unsigned c) { return static_cast<unsigned char>((c * 255 + (alpha >> 1)) / alpha); };
+    pixel = OPRGBA32i(quotient(pixel.b), quotient(pixel.g), quotient(pixel.r), pixel.a);
 }
 
 void KXBlur::PremultiplyAlpha::Apply(OPRGBA32i *pixels, int count) const

@@ -17,7 +17,7 @@ namespace {
 // What the module has for convolutions: for a line, for one that it premultiplies first, and for columns side by side;
 // without the last one columns are lines.
 kernels::Slot lineKernel { KX_SYMBOL(KXIterativeConvolutionFast1DAVX2Convolve) };
-kernels::Slot premultiplyingLineKernel { KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveWeighted) };
+kernels::Slot premultiplyingLineKernel { KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied) };
 kernels::Slot columnsKernel { KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveColumns) };
 
 /// Runs @p passes on premultiplied pixels if @p premultiply is set. However they end, cancelled or thrown out of, the

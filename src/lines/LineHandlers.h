@@ -64,24 +64,24 @@ public:
         const auto &record = this->m_lines;
         runPass<Direction>(this->m_image, shape, workers::forLines(workers::hardware()), cancel, progress, [&] {
             return [&, window = m_accumulator, radius = m_accumulator.GetRadius(),
-                       zeros = std::vector<OPRGBA32i>(keepsColors ? size_t(shape.length) : 0)](
+                       zeros = std::vector<OPRGBA32i>(writesAlphaOnly ? size_t(shape.length) : 0)](
                        int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {
-                OPRGBA32i *const out = keepsColors ? zeros.data() : target;
+                OPRGBA32i *const out = writesAlphaOnly ? zeros.data() : target;
                 if (m_kernel)
                     m_kernel(&window, source.data(), out, record.readFirst, record.readLast, record.first, record.last,
                         radius);
                 else
                     slideWindow(window, source.data(), shape.readLength, out, shape.length,
                         shape.first - shape.readFirst, radius);
-                if (keepsColors)
+                if (writesAlphaOnly)
                     std::copy_n(out, shape.length, target);
             };
         });
     }
 
 private:
-    /// Accumulators of alpha write no colours. Theirs are to be 0, so they write into a line of zeros.
-    static constexpr bool keepsColors = !std::is_base_of<OPRGBABlurAccumulator, Accumulator>::value;
+    /// Accumulators of alpha write no colours. These are to be 0, so they write into a line of zeros.
+    static constexpr bool writesAlphaOnly = !std::is_base_of<OPRGBABlurAccumulator, Accumulator>::value;
 
     const Accumulator &m_accumulator;
     decltype(LineHandlerAVX2) *m_kernel;

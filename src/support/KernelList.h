@@ -74,7 +74,7 @@ KX_KERNEL(LineHandlerConvolutionAVX2, OPKernelBase *kernel)
 // repeated. The results in the first straightRows rows are unpremultiplied as by KXBlur::ReturnAlpha.
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2Convolve, const unsigned *source, unsigned *destination, unsigned length,
     const std::vector<short> &taps)
-KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveWeighted, const unsigned *source, unsigned *destination,
+KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied, const unsigned *source, unsigned *destination,
     unsigned length, const std::vector<short> &taps)
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveColumns, unsigned *pixels, qptrdiff stride, int columns, int rows,
     const std::vector<short> &taps, int straightRows)

@@ -123,7 +123,7 @@ const Use uses[] = {
     { { "KXIterativeConvolutionFast1DAVX2Convolve" }, convolve<HorizontalDirection> },
     { { "KXIterativeConvolutionFast1DAVX2ConvolveColumns" }, convolve<VerticalDirection> },
     // All rows but the last one are weighted.
-    { { "KXIterativeConvolutionFast1DAVX2ConvolveWeighted", "KXIterativeConvolutionFast1DAVX2Convolve",
+    { { "KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied", "KXIterativeConvolutionFast1DAVX2Convolve",
           "KXIterativeConvolutionFast1DAVX2ConvolveColumns" },
         convolveBoth },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha()(block, false); } },

@@ -66,7 +66,7 @@ void blur(Picture &picture, const QRect &rect, double strength)
     kit::premultiply(picture, rect);
     kit::convolve(picture, rect, Qt::Horizontal, kernel);
     kit::convolve(picture, rect, Qt::Vertical, kernel);
-    kit::makeStraight(picture, rect);
+    kit::unpremultiply(picture, rect);
 }
 
 /// The passes of a blur over what is selected of @p image, as the library has them.

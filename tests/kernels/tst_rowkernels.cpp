@@ -180,7 +180,7 @@ private Q_SLOTS:
     /// Rows that the kernel weights by alpha itself.
     void weightedRows()
     {
-        const auto convolve = fromModule(KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveWeighted));
+        const auto convolve = fromModule(KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied));
         QRandomGenerator random = kit::random();
         for (int repeat = 0; repeat < 600; ++repeat) {
             const Taps taps = randomTaps(1 + 2 * (repeat % 4), random, true);
@@ -215,7 +215,7 @@ private Q_SLOTS:
             const Picture picture = Picture::random(rect.right() + 1 + random.bounded(9), rect.height(), repeat);
             Picture expected = picture, actual = picture;
             kit::convolve(expected, rect, Qt::Vertical, taps);
-            kit::makeStraight(expected, QRect(rect.topLeft(), QSize(rect.width(), straightRows + 1)));
+            kit::unpremultiply(expected, QRect(rect.topLeft(), QSize(rect.width(), straightRows + 1)));
             convolve(&actual.at(rect.x(), 0).word, picture.width, rect.width(), rect.height(), taps, straightRows);
             VERIFY_SAME_AT(kit::difference(actual, expected),
                 QString::asprintf("%d taps, %d by %d from %d, %d straight", size, rect.width(), rect.height(), rect.x(),

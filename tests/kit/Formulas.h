@@ -79,7 +79,7 @@ inline void premultiply(Picture &picture, const QRect &rect)
     allButTheLastRow(picture, rect, [](int c, int a) { return (c * a + 127) / 255; });
 }
 
-inline void makeStraight(Picture &picture, const QRect &rect)
+inline void unpremultiply(Picture &picture, const QRect &rect)
 {
     allButTheLastRow(picture, rect, [](int c, int a) { return a == 0 ? 0 : (c * 255 + a / 2) / a; });
 }
