@@ -11,18 +11,95 @@
 
 namespace tint {
 
-namespace {
+/// The head of each block that Little CMS gets: the call that it was allocated in, and its neighbours there. The end of
+/// the call forgets the blocks that are left.
+struct alignas(std::max_align_t) Block {
+    EngineCall *call;
+    Block *previous, *next;
+};
 
 // The model "initial-exec" needs no memory at a thread's first use.
-[[gnu::tls_model("initial-exec")]] thread_local EngineCall *callOfThread = nullptr;
+[[gnu::tls_model("initial-exec")]] static thread_local EngineCall *callOfThread = nullptr;
+
+void keepForCaller(const std::exception_ptr &exception)
+{
+    if (callOfThread)
+        callOfThread->m_thrown = exception;
+}
+
+/// The memory that Little CMS gets.
+class Blocks {
+public:
+    /// @p allocate(bytes) is asked for @p size bytes and a head. Does not return where a call lacks memory.
+    template <class Allocate>
+    static void *Make(quint64 size, Allocate allocate)
+    {
+        constexpr quint64 limit = 512u << 20; // as in Little CMS's own functions
+        constexpr quint64 ofHonestProfiles = 16u << 20; // a profile that states a huge table is refused
+        auto *const block = size > limit ? nullptr : static_cast<Block *>(allocate(sizeof(Block) + size_t(size)));
+        EngineCall *const call = callOfThread && callOfThread->m_isRunning ? callOfThread : nullptr;
+        if (!block) {
+            if (call && size <= ofHonestProfiles)
+                std::longjmp(call->m_jump, 1);
+            return nullptr;
+        }
+        Link(block, call);
+        return block + 1;
+    }
+
+    static void *Resize(void *memory, quint64 size)
+    {
+        if (!memory)
+            return Make(size, [](size_t bytes) { return std::malloc(bytes); });
+        Block *const old = static_cast<Block *>(memory) - 1;
+        EngineCall *const call = old->call;
+        return Make(size, [old, call](size_t bytes) {
+            Unlink(old);
+            void *const moved = std::realloc(old, bytes);
+            if (!moved)
+                Link(old, call);
+            return moved;
+        });
+    }
+
+    static void Free(void *memory)
+    {
+        if (!memory)
+            return;
+        Block *const block = static_cast<Block *>(memory) - 1;
+        Unlink(block);
+        std::free(block);
+    }
+
+private:
+    static void Link(Block *block, EngineCall *call)
+    {
+        *block = { call, nullptr, call ? call->m_first : nullptr };
+        if (!call)
+            return;
+        if (block->next)
+            block->next->previous = block;
+        call->m_first = block;
+    }
+
+    static void Unlink(const Block *block)
+    {
+        if (!block->call)
+            return;
+        (block->previous ? block->previous->next : block->call->m_first) = block->next;
+        if (block->next)
+            block->next->previous = block->previous;
+    }
+};
+
+namespace {
 
 void logMessage(cmsContext, cmsUInt32Number, const char *text)
 {
     try {
         support::logLine({ "platform/tintlib/Context", __LINE__ }, text);
     } catch (...) {
-        if (callOfThread)
-            callOfThread->Threw(std::current_exception());
+        keepForCaller(std::current_exception());
     }
 }
 
@@ -56,20 +133,6 @@ private:
 
 Reserve reserve;
 
-/// What @p allocate gives for @p size bytes, noted where that is nothing.
-template <class Allocate>
-void *allocated(quint64 size, Allocate allocate)
-{
-    constexpr quint64 limit = 512u << 20; // as in Little CMS's own functions
-    constexpr quint64 ofHonestProfiles = 16u << 20; // nothing is missed where a profile states a huge table
-    void *block = reserve.isOpen ? reserve.Take(size) : nullptr;
-    if (!block && size <= limit)
-        block = allocate();
-    if (!block && size <= ofHonestProfiles && callOfThread)
-        callOfThread->Lacks();
-    return block;
-}
-
 template <class Plugin>
 Plugin pluginOf(cmsUInt32Number type, cmsPluginBase *next)
 {
@@ -88,20 +151,21 @@ cmsPluginMemHandler memory(cmsPluginBase *next)
 {
     auto plugin = pluginOf<cmsPluginMemHandler>(cmsPluginMemHandlerSig, next);
     plugin.MallocPtr = [](cmsContext, cmsUInt32Number size) {
-        return allocated(size, [=] { return std::malloc(size); });
+        void *const reserved = reserve.isOpen ? reserve.Take(size) : nullptr;
+        return reserved ? reserved : Blocks::Make(size, [](size_t bytes) { return std::malloc(bytes); });
     };
-    plugin.FreePtr = [](cmsContext, void *block) {
-        if (!reserve.Has(block))
-            std::free(block);
+    plugin.FreePtr = [](cmsContext, void *memory) {
+        if (!reserve.Has(memory))
+            Blocks::Free(memory);
     };
-    plugin.ReallocPtr = [](cmsContext, void *block, cmsUInt32Number size) {
-        return allocated(size, [=] { return std::realloc(block, size); });
-    };
+    plugin.ReallocPtr = [](cmsContext, void *memory, cmsUInt32Number size) { return Blocks::Resize(memory, size); };
     plugin.MallocZeroPtr = [](cmsContext, cmsUInt32Number size) {
-        return allocated(size, [=] { return std::calloc(1, size); });
+        void *const reserved = reserve.isOpen ? reserve.Take(size) : nullptr;
+        return reserved ? reserved : Blocks::Make(size, [](size_t bytes) { return std::calloc(1, bytes); });
     };
-    plugin.CallocPtr = [](cmsContext, cmsUInt32Number count, cmsUInt32Number size) {
-        return allocated(quint64(count) * size, [=] { return std::calloc(count, size); });
+    plugin.CallocPtr = [](cmsContext context, cmsUInt32Number count, cmsUInt32Number size) -> void * {
+        const quint64 bytes = quint64(count) * size;
+        return bytes > 0xffffffffU ? nullptr : _cmsMallocZero(context, cmsUInt32Number(bytes));
     };
     return plugin;
 }
@@ -201,14 +265,34 @@ EngineCall::EngineCall()
     callOfThread = this;
 }
 
-EngineCall::~EngineCall() { callOfThread = m_outer; }
-
-void EngineCall::Finish() const
+EngineCall::~EngineCall()
 {
-    if (m_thrown)
-        std::rethrow_exception(m_thrown);
-    if (m_lacksMemory)
+    for (Block *block = m_first; block; block = block->next)
+        block->call = nullptr;
+    callOfThread = m_outer;
+}
+
+void EngineCall::Run(void (*body)(void *), void *given)
+{
+    if (setjmp(m_jump) != 0) {
+        Abandon();
         throw std::bad_alloc();
+    }
+    m_isRunning = true;
+    body(given);
+    m_isRunning = false;
+    if (m_thrown) {
+        Abandon();
+        std::rethrow_exception(m_thrown);
+    }
+}
+
+void EngineCall::Abandon()
+{
+    m_isRunning = false;
+    m_isAbandoned = true;
+    while (m_first)
+        Blocks::Free(m_first + 1);
 }
 
 } // namespace tint

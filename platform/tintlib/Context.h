@@ -1,5 +1,6 @@
 #pragma once
 
+#include <csetjmp>
 #include <exception>
 
 #include <lcms2.h>
@@ -8,14 +9,14 @@ namespace tint {
 
 /// The contexts of Little CMS that we use, so that its messages and settings are kept apart from those of an
 /// application that uses Little CMS too. They live as long as the process. The first writes messages to the debug log,
-/// the second drops them. Used within an EngineCall.
+/// the second drops them.
 cmsContext loggingContext();
 cmsContext silentContext();
 
-/// The time during which a thread calls Little CMS: what must not leave through its C frames is kept here, for Finish.
+/// The time during which a thread calls Little CMS, for what must not pass through its C frames.
 ///
-/// Little CMS gives up where it gets no memory, and answers as it does for bad data, or goes on without something that
-/// is not essential. Either way the answer is not that of the data.
+/// Little CMS follows null pointers in places where it gets no memory, and answers in others as it does for bad data.
+/// So it never sees that: it is left where it stands, by a jump, and what it allocated since the call began is freed.
 class EngineCall {
 public:
     EngineCall();
@@ -23,19 +24,30 @@ public:
     EngineCall(const EngineCall &) = delete;
     EngineCall &operator=(const EngineCall &) = delete;
 
-    /// Throws what a message handler threw, or std::bad_alloc where there was no memory, since the call began.
-    void Finish() const;
+    /// Runs @p body, which calls functions of Little CMS and has nothing that needs to be destroyed. Throws
+    /// std::bad_alloc where there is no memory, and what a message handler threw; the call is abandoned then.
+    template <class Body>
+    void Do(Body body)
+    {
+        Run([](void *given) { (*static_cast<Body *>(given))(); }, &body);
+    }
 
-    /// The calling thread's innermost call; null outside of one.
-    static EngineCall *OfThread();
-
-    void Lacks() { m_lacksMemory = true; }
-    void Threw(const std::exception_ptr &exception) { m_thrown = exception; }
+    /// Whether all that Little CMS made since the call began is gone.
+    bool IsAbandoned() const { return m_isAbandoned; }
 
 private:
+    friend class Blocks;
+
+    void Run(void (*body)(void *), void *given);
+    void Abandon();
+
     EngineCall *m_outer;
+    struct Block *m_first = nullptr; ///< what was allocated and not freed
+    std::jmp_buf m_jump;
+    bool m_isRunning = false, m_isAbandoned = false;
     std::exception_ptr m_thrown;
-    bool m_lacksMemory = false;
+
+    friend void keepForCaller(const std::exception_ptr &exception);
 };
 
 } // namespace tint

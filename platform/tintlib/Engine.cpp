@@ -42,15 +42,18 @@ std::shared_ptr<const Engine> engineFor(const Profile &source, unsigned int inpu
     }
 
     // Made without the lock, so that others need not wait for it.
-    const EngineCall call;
-    const OpenProfile from(silentContext(), source.bytes), to(silentContext(), target.bytes);
-    Engine::Transform transform;
-    if (from.handle() && to.handle())
-        transform.reset(cmsCreateTransformTHR(
-            silentContext(), from.handle(), inputFormat, to.handle(), outputFormat, intent, flags));
-    call.Finish();
-    if (!transform)
+    EngineCall call;
+    const OpenProfile from(call, silentContext(), source.bytes), to(call, silentContext(), target.bytes);
+    if (!from.handle() || !to.handle())
         return nullptr;
+    cmsHTRANSFORM made = nullptr;
+    call.Do([&] {
+        made = cmsCreateTransformTHR(
+            silentContext(), from.handle(), inputFormat, to.handle(), outputFormat, intent, flags);
+    });
+    if (!made)
+        return nullptr;
+    Engine::Transform transform(made);
     const auto engine = std::make_shared<const Engine>(std::move(transform));
 
     const std::lock_guard<std::mutex> lock(engines.mutex);

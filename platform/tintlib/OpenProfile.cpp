@@ -5,8 +5,9 @@
 
 namespace tint {
 
-OpenProfile::OpenProfile(cmsContext context, const QByteArray &bytes)
-    : m_data(bytes.constData())
+OpenProfile::OpenProfile(EngineCall &call, cmsContext context, const QByteArray &bytes)
+    : m_call(call)
+    , m_data(bytes.constData())
     , m_size(cmsUInt32Number(bytes.size()))
     , m_allowance(4 * quint64(m_size) + 65536)
 {
@@ -18,12 +19,12 @@ OpenProfile::OpenProfile(cmsContext context, const QByteArray &bytes)
     m_io.Tell = [](cmsIOHANDLER *io) { return static_cast<OpenProfile *>(io->stream)->m_position; };
     m_io.Close = [](cmsIOHANDLER *) -> cmsBool { return TRUE; };
     m_io.Write = [](cmsIOHANDLER *, cmsUInt32Number, const void *) -> cmsBool { return FALSE; };
-    m_handle = cmsOpenProfileFromIOhandlerTHR(context, &m_io);
+    call.Do([=] { m_handle = cmsOpenProfileFromIOhandlerTHR(context, &m_io); });
 }
 
 OpenProfile::~OpenProfile()
 {
-    if (m_handle)
+    if (m_handle && !m_call.IsAbandoned())
         cmsCloseProfile(m_handle);
 }
 

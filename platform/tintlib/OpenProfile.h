@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Context.h"
+
 #include <QtCore/QByteArray>
 
 #include <lcms2.h>
@@ -14,7 +16,8 @@ namespace tint {
 /// been read.
 class OpenProfile {
 public:
-    OpenProfile(cmsContext context, const QByteArray &bytes);
+    /// Within @p call, which must outlive the object.
+    OpenProfile(EngineCall &call, cmsContext context, const QByteArray &bytes);
     ~OpenProfile();
     OpenProfile(const OpenProfile &) = delete;
     OpenProfile &operator=(const OpenProfile &) = delete;
@@ -26,6 +29,7 @@ private:
     static cmsUInt32Number read(cmsIOHANDLER *io, void *buffer, cmsUInt32Number size, cmsUInt32Number count);
     static cmsBool seek(cmsIOHANDLER *io, cmsUInt32Number offset);
 
+    const EngineCall &m_call;
     const char *m_data;
     cmsUInt32Number m_size;
     cmsUInt32Number m_position = 0;
