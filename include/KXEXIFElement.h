@@ -17,6 +17,22 @@
 /// the value is what the file reader put in. An image holds a list of pointers to elements and owns them
 /// (@c KXImage::SetExifElements).
 ///
+/// Values: an element keeps any QVariant as it is. Readers and dialogs of one application have to agree; this goes well
+/// with the types that the standard gives the tags:
+///
+///     type of the standard            QVariant of    example         ToRawDataValue
+///     ASCII                           QString        Make            the text in UTF-8
+///     BYTE, UNDEFINED                 QByteArray     MakerNote       the bytes
+///     SHORT, LONG, one number         uint           Orientation     "6"
+///     RATIONAL, SRATIONAL             double         ExposureTime    "0.004"
+///     several numbers of any type     QVariantList   BitsPerSample   nothing
+///
+/// @code
+/// image.SetExifElements({ new KXEXIFElement(KXEXIFElement::Make, QString("Maker")),
+///     new KXEXIFElement(KXEXIFElement::Orientation, 6u),
+///     new KXEXIFElement(KXEXIFElement::BitsPerSample, QVariantList { 8u, 8u, 8u }) });
+/// @endcode
+///
 /// Threads: as for any value. The dictionary functions may be called from any thread.
 class KX_EXPORT KXEXIFElement {
 public:

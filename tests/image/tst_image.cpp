@@ -413,6 +413,20 @@ private Q_SLOTS:
         manager->Release(a), manager->Release(b), manager->Release(nullptr);
     }
 
+    /// The table of KXEXIFElement.h, and its example.
+    void exifValuesByTypeOfTheStandard()
+    {
+        RGBA32iImage image(1, 1, false);
+        image.SetExifElements({ new Element(Element::Make, QString("Maker")), new Element(Element::Orientation, 6u),
+            new Element(Element::BitsPerSample, QVariantList { 8u, 8u, 8u }),
+            new Element(Element::MakerNote, QByteArray("\1\2")), new Element(Element::ExposureTime, 0.004) });
+        QList<QByteArray> found;
+        for (const Element *element : image.ExifElements())
+            found << element->ToRawDataValue();
+        QCOMPARE(found, (QList<QByteArray> { "Maker", "6", "", "\1\2", "0.004" }));
+        QCOMPARE(image.ExifElements()[2]->GetValue().toList()[1].toUInt(), 8u);
+    }
+
     void exifElementsAreDeletedOnce()
     {
         auto alive = std::make_shared<int>(); // each element holds it until it is deleted
