@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <functional>
 #include <new>
+#include <utility>
 
 namespace tint {
 
@@ -292,7 +293,7 @@ void EngineCall::Abandon()
     m_isRunning = false;
     m_isAbandoned = true;
     while (m_first)
-        Blocks::Free(m_first + 1);
+        std::free(std::exchange(m_first, m_first->next));
 }
 
 } // namespace tint
