@@ -55,7 +55,8 @@ struct Picture {
     {
         Picture picture(image.Width(), image.Height());
         for (int y = 0; y < picture.height; ++y)
-            image.ReadRow(unsigned(y), 0, &picture.at(0, y), unsigned(picture.width) * 4u);
+            image.ReadRow(unsigned(y), 0, picture.pixels.data() + size_t(y) * size_t(picture.width),
+                unsigned(picture.width) * 4u);
         return picture;
     }
 
@@ -63,7 +64,7 @@ struct Picture {
     {
         RGBA32iImage result(width, height, tiled);
         for (int y = 0; y < height; ++y)
-            result.WriteRow(unsigned(y), 0, &pixels[size_t(y) * size_t(width)], unsigned(width) * 4u);
+            result.WriteRow(unsigned(y), 0, pixels.data() + size_t(y) * size_t(width), unsigned(width) * 4u);
         return result;
     }
 
