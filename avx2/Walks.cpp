@@ -58,7 +58,7 @@ KXCORE_KERNEL void IterativeVectorProcess(OPRGBA32i *data, int stride, const QRe
         [&](int y) { blocks::apply(*transformation, pixelsAt(data, stride, rect.x(), y), rect.width()); });
 }
 
-/// The same for a transformation that is told each pixel's position.
+/// The same for a transformation that is given each pixel's position.
 KXCORE_KERNEL void PixelTransformIterativeVectorProcess(OPRGBA32i *data, int stride, const QRect &rect,
     BaseTransformation *transformation, const std::atomic<bool> &cancel,
     std::function<void()> progress) // NOLINT: as declared

@@ -50,7 +50,7 @@ struct Parameter {
 /// What holds whatever the parameters are. The shared tests hold every operation against it.
 struct Promises {
     bool keepsAlpha = false; ///< no pixel's alpha changes
-    bool dependsOnPosition = false; ///< an adjustment that is told where a pixel lies
+    bool dependsOnPosition = false; ///< an adjustment that is given a pixel's position
     bool needsFlat = false; ///< a tiled image does not get the same pixels as a flat one
     bool needsTwoProcessors = false; ///< on a single processor the pixels are others
 };

@@ -7,7 +7,7 @@ int main(int argc, char **argv)
         return 2; // readme PHOTO RESULT
     loadAVX2Functions(true); // once, before anything is composed
 
-    const QImage photo = QImage(argv[1]).convertToFormat(QImage::Format_ARGB32);
+    const QImage photo = QImage(argv[1]).convertToFormat(QImage::Format_ARGB32); // a JPEG is read as another
     if (photo.isNull())
         return 1;
     const QRect all = photo.rect();
@@ -22,6 +22,7 @@ int main(int argc, char **argv)
     Compose(blurred, all, KXCompositionMode::Screen, canvas, all, 0.7, false);
 
     QImage result(all.size(), QImage::Format_ARGB32);
+    result.fill(Qt::transparent); // empty tiles of the canvas leave the pixels under them as they are
     ComposeSource(canvas, all, result, all);
     return result.save(argv[2]) ? 0 : 1;
 }

@@ -8,11 +8,11 @@
 ///
 /// Shapes    Source and destination rectangles are laid on one another by their top left corners; what hangs over an
 ///           image's edge, and any difference in size, is cut off. Nothing in common means that nothing happens.
-/// Storage   Flat and tiled images in all pairings unless told otherwise. A QImage must be Format_ARGB32; otherwise the
-///           call logs "Wrong input qimage format %1" and does nothing. Null and fake tiles of a tiled source are
-///           skipped, so that the tiles under them stay shared. A flat window of the source stands for its null and
-///           fake tiles; Compose and ComposeSource from such a source make every destination tile below the rectangle
-///           private.
+/// Storage   Flat and tiled images in all pairings unless a function says otherwise. A QImage must be Format_ARGB32;
+///           otherwise the call logs "Wrong input qimage format %1" and does nothing. Null and fake tiles of a tiled
+///           source are skipped, so that the tiles under them stay shared. A flat window of the source stands for its
+///           null and fake tiles; Compose and ComposeSource from such a source make every destination tile below the
+///           rectangle private.
 /// Opacity   0..1, multiplied by 256 and truncated; a result of 0 changes nothing. **At 1.0 mode SourceOver turns a
 ///           colour of 0 in an opaque source into 255 over any other colour** (its arithmetic wraps); 255 / 256
 ///           composes as one expects. Between two flat images, and in everything with masks, the opacity is clamped to

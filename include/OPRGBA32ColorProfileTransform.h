@@ -10,7 +10,7 @@
 /// Converts pixels and images from a first profile to a second, and back with @c Invert.
 ///
 /// Images   Go through the plain walk of OPTransformImageColors with a copy of the transform, over the whole image, and
-///          with all that is told there. In particular **a flat KXImage keeps its last row as it is**, and **a tile
+///          with all that holds there. In particular **a flat KXImage keeps its last row as it is**, and **a tile
 ///          that is shared is changed for all who share it, once for every table entry that shows it**: detach such
 ///          tiles first. A QImage is changed in all rows, and detached like on any write. The profile that a KXImage
 ///          holds is not looked at and stays.

@@ -10,7 +10,7 @@
 ///            released by itself; while one lives, further ones for the same conversion are cheap to make.
 /// Log        What Little CMS has to say about bytes that it cannot read goes to the debug log as
 ///            "[platform/tintlib/...:line] text". Making a transform says nothing.
-/// Errors     Null or 0, as told at each operation; std::bad_alloc passes through. Handles of one kind must not be
+/// Errors     Null or 0, as each operation says; std::bad_alloc passes through. Handles of one kind must not be
 ///            passed for the other.
 
 /// Colour spaces of the ICC format by their four-character signatures. Profiles may carry others.

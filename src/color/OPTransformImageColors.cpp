@@ -114,7 +114,7 @@ void OPImageWalk::Plain(
         };
         const int first = area.y(), last = area.y() + area.height();
         if (!image.IsTiled())
-            return workers::walkRows(workerCount(), first, last - 1, row); // without the last row: told at the class
+            return workers::walkRows(workerCount(), first, last - 1, row); // without the last row; see the class
         // In turn: the first worker does all rows, and what it throws leaves before the next one starts.
         for (int worker = workerCount(), y = first; worker > 0; --worker)
             workers::run(1, [&] {

@@ -113,8 +113,8 @@ struct Scene {
             });
     }
 
-    /// What acts is told by the storages of source, mask, clip and clip mask, with and without a clip mask rectangle:
-    /// Both masks, in this order or eXchanged, the Mask, nothing Silently, or a Log.
+    /// By the storage of source, mask, clip and clip mask, with and without a clip mask rectangle, these masks count:
+    /// Both, in this order or eXchanged, the Mask, or none, Silently or with a Log.
     void CheckTwoMasks(const QString &storages)
     {
         const QString actions = "TTTT LL, TTTF LL, TTFT SS, TTFF BB, TFTF BM, TFTT MM, TFFT XM, TFFF BM, FTTT SM, "

@@ -361,7 +361,7 @@ private:
         watch->stopAfter = stopAfter;
         blurred<Processing>(data, strength, watch);
         const int steps = watch->steps.size();
-        // Each worker finishes at most the line in hand.
+        // Each worker finishes at most the line that it is at.
         QVERIFY(steps >= qMin(stopAfter, total) && steps <= qMin(stopAfter + workers::hardware(), total));
     }
 
