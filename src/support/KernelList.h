@@ -1,8 +1,8 @@
 // The kernels of the module, one line each: KX_KERNEL(symbol, parameters). All of them return nothing.
 //
 // This is the only place where the symbols are listed. Whoever includes it defines KX_KERNEL before and undefines it
-// after: KernelPrototypes.h declares the functions, a fake module of the tests defines each of them. avx2/CMakeLists.txt
-// reads it for the module's linker map.
+// after: KernelPrototypes.h declares the functions, a fake module of the tests defines each of them. The linker map of
+// the module is made from it too.
 
 // Composition: the entries of KXComposer.h of the same names, in the order in which they are looked up.
 KX_KERNEL(Compose_RGBA32iImage_RGBA32iImage_avx2, const RGBA32iImage &src, const QRect &srcRect, KXCompositionMode mode,

@@ -210,7 +210,7 @@ private Q_SLOTS:
             QCOMPARE(line + reference::difference(Canvas(row(8)), onto), QString(line));
             ++rows;
         }
-        QCOMPARE(rows, 236);
+        QVERIFY(rows >= 236);
     }
 
     void scenes_data()
