@@ -1,4 +1,3 @@
-#include "KXCMSTransform.h"
 #include "KXComposer.h"
 #include "KXConverter.h"
 #include "KXEXIFElement.h"
@@ -6,9 +5,11 @@
 #include "OPColorTransformStack.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPImageUtils.h"
+#include "OPRGBA32ColorProfileTransform.h"
 #include "OPTransformImageColors.h"
 
 #include "kit/Images.h"
+#include "kit/Profiles.h"
 #include "kit/Test.h"
 
 #include <cerrno>
@@ -164,6 +165,44 @@ void writeLine(Scene &s)
     Direction(s.sharing, s.rect, 0).Write(s.sharing, 3, 0, line.data(), 400);
 }
 
+const QByteArray srgbBytes = profiles::srgb(), tableBytes = profiles::rgbTables2(), chainBytes = profiles::rgbChains();
+const KXCMSProfile srgb = profiles::loaded(srgbBytes), wide = profiles::loaded(profiles::wideGamut()),
+                   tables = profiles::loaded(tableBytes);
+const OPRGBA32ColorProfileTransform forward(srgb, wide), backward(wide, srgb); // copies need not make engines
+
+/// Loads all of the profile over another one. Whether it did, and its text, shows in the target's first pixel.
+void load(Scene &s, const QByteArray &bytes)
+{
+    KXCMSProfile profile = profiles::loaded(srgbBytes);
+    const bool isLoaded = profile.Load(bytes);
+    s.flatTarget.Bits()[0].word = isLoaded ? unsigned(qHash(profile.GetInfo(), 1)) : 0;
+}
+
+/// Converts by a new transform.
+void convertColours(Scene &s, const KXCMSProfile &from, const KXCMSProfile &to)
+{
+    const KXCMSTransform transform(from, to);
+    transform(s.flatTarget.Bits(), 9);
+}
+
+/// Assigns a transform, in both directions or in none.
+void assign(Scene &s)
+{
+    OPRGBA32ColorProfileTransform kept(forward);
+    const OPRGBA32i colour(40, 120, 220, 77);
+    OPRGBA32i before[] = { colour, colour }, after[] = { colour, colour };
+    kept(before[0]), kept.Invert(before[1]);
+    try {
+        kept = backward;
+    } catch (const std::bad_alloc &) {
+        kept(after[0]), kept.Invert(after[1]);
+        if (!std::equal(before, before + 2, after))
+            throw std::logic_error("a transform that is neither the old one nor the new one");
+        throw;
+    }
+    kept(s.flatTarget.Bits()[0]);
+}
+
 const struct {
     const char *name;
     Calls calls;
@@ -260,6 +299,18 @@ const struct {
             s.flatTarget.SetExifElements(elements);
             copy.release(); // the image's
         } },
+    { "assign EXIF",
+        [](Scene &) {
+            KXEXIFElement element(KXEXIFElement::Make, QString("camera"));
+            element = KXEXIFElement(KXEXIFElement::Orientation, 6u);
+            element.SetValue(QByteArray("six"));
+        } },
+    { "load a profile", [](Scene &s) { load(s, tableBytes); } },
+    { "load a profile of chains", [](Scene &s) { load(s, chainBytes); } },
+    { "convert by a matrix", [](Scene &s) { convertColours(s, wide, srgb); } },
+    { "convert by tables", [](Scene &s) { convertColours(s, tables, srgb); } },
+    { "assign a transform", assign },
+    { "convert a picture", [](Scene &s) { OPRGBA32ColorProfileTransform(wide, srgb)(s.flatTarget); } },
 };
 
 } // namespace
