@@ -4,6 +4,7 @@
 #include "color/Blocks.h"
 #include "kit/Images.h"
 #include "kit/Kernels.h"
+#include "support/Workers.h"
 
 #include <set>
 
@@ -155,12 +156,15 @@ private Q_SLOTS:
                 variant->run(salted(size, tiled, selected), whole.watch());
                 QThreadPool::globalInstance()->waitForDone(); // a tiled walk that knows positions runs on by itself
                 QCOMPARE(whole.steps.load(), whole.maximum);
-                for (const int step : { 1, whole.maximum / 2, whole.maximum }) {
+                for (const int step : { 0, 1, whole.maximum / 2, whole.maximum }) {
                     Count count;
                     count.cancelAt = step;
+                    count.cancel = step == 0;
                     const RGBA32iImage image = variant->run(salted(size, tiled, selected), count.watch());
                     QThreadPool::globalInstance()->waitForDone();
-                    QVERIFY(count.steps >= step || step > whole.maximum);
+                    // Each worker finishes at most the line that it is at.
+                    const int most = step == 0 ? 0 : std::min(step + workers::hardware(), whole.maximum);
+                    QVERIFY(count.steps >= std::min(step, whole.maximum) && count.steps <= most);
                     QCOMPARE(count.maximum, whole.maximum);
                     QCOMPARE(image.IsTiled(), tiled);
                     QCOMPARE(Picture::of(image).rect(), QRect(QPoint(), size));
@@ -195,7 +199,7 @@ private Q_SLOTS:
                 const QByteArray bytes = written(*variant->params());
                 QVERIFY(bytes.startsWith(operation->signature.c_str()));
                 const auto other = operation->variants.back().params();
-                QVERIFY(reads(bytes, *other));
+                QVERIFY(reads(bytes, *other) && reads(bytes + "more", *other));
                 QCOMPARE(written(*other), bytes);
 
                 const kit::LogCapture log;
@@ -208,15 +212,18 @@ private Q_SLOTS:
                 for (int size = 0; size < bytes.size(); ++size) {
                     const auto params = variant->params();
                     QVERIFY(!reads(bytes.left(size), *params));
+                    if (size < int(operation->signature.size())) { // nothing is stored
+                        QByteArray damaged = bytes;
+                        damaged[size] = char(damaged[size] ^ 0x20);
+                        QVERIFY(!reads(damaged, *params));
+                        QCOMPARE(written(*params), bytes);
+                    }
                     QDataStream stream(bytes.left(size));
                     setUp(stream);
                     params->StreamIn(stream);
                     QCOMPARE(written(*params), defaults);
                 }
                 QCOMPARE(log.texts().size(), bytes.size() + 1);
-                QByteArray damaged = bytes;
-                damaged[0] = char(damaged[0] ^ 1);
-                QVERIFY(!reads(damaged, *variant->params()));
             }
     }
 
