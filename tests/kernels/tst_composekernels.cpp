@@ -171,36 +171,6 @@ private Q_SLOTS:
             }
     }
 
-    void stretches_data() { everyLengthAndOffset_data(); }
-
-    /// Images that are opaque, transparent or neither for stretches of any length, each at other places.
-    void stretches()
-    {
-        QFETCH(KXCompositionMode, mode);
-        QRandomGenerator random = kit::random(7);
-        Pictures tiled(301, 150, true, true), flat(301, 150, false, false);
-        const auto make = [&](KX &image) {
-            Picture picture = Picture::of(image);
-            for (size_t i = 0; i < picture.pixels.size();) {
-                const int kind = random.bounded(4);
-                for (int n = random.bounded(1, 150); n > 0 && i < picture.pixels.size(); --n, ++i)
-                    if (kind < 3)
-                        picture.pixels[i].a = kind == 0 ? 0 : 255;
-            }
-            image = picture.image(image.IsTiled());
-        };
-        for (Pictures *p : { &tiled, &flat })
-            for (KX *image : { &p->source, &p->mask, &p->clip, &p->clipMask, &p->start })
-                make(*image);
-        for (const Form form : forms)
-            for (const bool lock : { false, true })
-                for (const double opacity : { 0.7, 1.0 })
-                    for (const QRect &rect : { QRect(0, 0, 301, 150), QRect(5, 3, 290, 140) }) {
-                        Pictures &p = form == Bare || form == Masked ? tiled : flat;
-                        COMPARE_FORM(form, p, rect, mode, opacity, lock, QString::number(rect.x()));
-                    }
-    }
-
     /// An image laid on itself, moved: each pixel reads what the pixels before it, row by row, wrote. The rows of a
     /// flat image are shared out among workers, so there it can only move along them.
     void overlapsItself()

@@ -42,12 +42,18 @@ struct Picture {
     {
     }
 
+    /// Salted pixels; some stretches are opaque or transparent, as those of layers mostly are, but never the first one.
     static Picture random(int w, int h, quint32 sequence)
     {
         QRandomGenerator generator = kit::random(sequence);
         Picture picture(w, h);
-        for (OPRGBA32i &pixel : picture.pixels)
-            pixel = saltedPixel(generator);
+        int kind = 2;
+        for (size_t i = 0; i < picture.pixels.size(); kind = generator.bounded(6))
+            for (int n = generator.bounded(1, 150); n > 0 && i < picture.pixels.size(); --n, ++i) {
+                picture.pixels[i] = saltedPixel(generator);
+                if (kind < 2)
+                    picture.pixels[i].a = kind == 0 ? 0 : 255;
+            }
         return picture;
     }
 
