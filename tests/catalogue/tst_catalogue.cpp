@@ -1,9 +1,8 @@
-#include "KXComposer.h"
 #include "OPTransformImageColors.h"
 #include "catalogue/Inputs.h"
 #include "color/Blocks.h"
-#include "kit/Images.h"
 #include "kit/Kernels.h"
+#include "kit/Layers.h"
 #include "support/Workers.h"
 
 #include <set>
@@ -85,51 +84,21 @@ private Q_SLOTS:
         if (operation->promises.dependsOnPosition)
             QSKIP("its pixels have no position in a layer");
         const auto adjustment = variant->make();
-        auto random = kit::random();
-        RGBA32iImage source = kit::noise(random, size, false), mask = kit::noise(random, size, false);
-        RGBA32iImage clip = kit::noise(random, size, false), clipMask = kit::noise(random, size, false);
-        RGBA32iImage adjusted;
-        source.CopyTo(adjusted, false);
-        std::for_each(adjusted.Bits(), adjusted.Bits() + size.width() * size.height(),
-            [&](OPRGBA32i &pixel) { (*adjustment)(pixel); });
-        const QRect all = source.Rect();
-        const auto mode = KXCompositionMode::SoftLight;
-        const auto compare = [&](const char *entry, auto layer, auto composed) {
-            const Picture canvas = Picture::random(size.width(), size.height(), 99);
-            RGBA32iImage one = canvas.image(false), other = canvas.image(false);
-            layer(one), composed(other);
-            VERIFY_SAME_AT(kit::difference(Picture::of(one), Picture::of(other)), entry);
-            QVERIFY(!kit::difference(Picture::of(one), canvas).isEmpty());
-        };
-        BaseTransformation *const t = adjustment.get();
-        compare(
-            "plain", [&](auto &dst) { ComposeWithTransformation(source, all, mode, dst, all, t, 0.7, false); },
-            [&](auto &dst) { Compose(adjusted, all, mode, dst, all, 0.7, false); });
-        compare(
-            "mask",
-            [&](auto &dst) {
-                ComposeWithTransformationMaskOn(source, all, mode, dst, all, 0.7, mask, all, true, t, false);
-            },
-            [&](auto &dst) { ComposeMaskOn(adjusted, all, mode, dst, all, 0.7, mask, all, true, false); });
-        compare(
-            "clip",
-            [&](auto &dst) {
-                ComposeWithTransformationClippingMaskOn(
-                    source, all, mode, dst, all, clip, all, clipMask, all, true, t, 0.7, false);
-            },
-            [&](auto &dst) {
-                ComposeClippingMaskOn(adjusted, all, mode, dst, all, clip, all, clipMask, all, true, 0.7, false);
-            });
-        compare(
-            "clip and mask",
-            [&](auto &dst) {
-                ComposeWithTransformationClippingMaskAndMaskOn(
-                    source, all, mode, dst, all, 0.7, clip, all, clipMask, all, true, mask, all, true, t, false);
-            },
-            [&](auto &dst) {
-                ComposeClippingMaskAndMaskOn(
-                    adjusted, all, mode, dst, all, 0.7, clip, all, clipMask, all, true, mask, all, true, false);
-            });
+        for (const bool tiled : { false, true }) {
+            kit::Layers layers(size, tiled, false), adjusted = layers;
+            const Picture before = Picture::of(layers.source);
+            Picture after = before;
+            for (OPRGBA32i &pixel : after.pixels)
+                (*adjustment)(pixel);
+            adjusted.source = after.image(tiled);
+            for (const kit::Form form : kit::forms) {
+                const kit::Call call { form, QRect(-3, 2, 260, 170), KXCompositionMode::SoftLight, 0.7, false };
+                const Picture composed = kit::composedThrough(*adjustment, call, layers);
+                VERIFY_SAME_AT(kit::difference(composed, kit::composed(call, adjusted)), QString::number(form));
+                QVERIFY(!kit::difference(composed, Picture::of(layers.start)).isEmpty());
+            }
+            COMPARE_PICTURE(Picture::of(layers.source), before);
+        }
     }
 
     /// The same pixels on flat and on tiled images.

@@ -2,14 +2,13 @@
 #include "OPRGBA32ColorProfileTransform.h"
 #include "OPTransformImageColors.h"
 
+#include "kit/Picture.h"
 #include "kit/Profiles.h"
-#include "kit/Test.h"
 
 #include <QtGui/QColor>
 #include <QtGui/QImage>
 
-#include <random>
-
+using kit::Picture;
 using profiles::chain, profiles::chainOf, profiles::curveSet, profiles::loaded;
 
 namespace {
@@ -20,7 +19,7 @@ const QByteArray srgb = profiles::srgb(), wide = profiles::wideGamut(), linear =
 void setWord(QByteArray &bytes, int at, quint32 value) { qToBigEndian(value, bytes.data() + at); }
 quint32 word(const QByteArray &bytes, int at) { return qFromBigEndian<quint32>(bytes.constData() + at); }
 
-using Pixels = QVector<OPRGBA32i>;
+using Pixels = std::vector<OPRGBA32i>;
 
 /// What Little CMS makes of a row of pixels in one call.
 Pixels direct(const QByteArray &from, const QByteArray &to, Pixels pixels)
@@ -243,49 +242,40 @@ private Q_SLOTS:
     /// transform.
     void images()
     {
-        const int width = 300, height = 200;
-        Pixels many(width * height), few(many.size());
-        std::mt19937 random;
-        for (int i = 0; i < many.size(); ++i) {
-            many[i] = i / width % 2 ? OPRGBA32i(unsigned(random()))
-                                    : OPRGBA32i(uchar(i / width), uchar(i % width), uchar(255 - i / width), uchar(i));
-            few[i] = many[int(random() % 1000)];
+        Picture many = Picture::random(300, 200, 1), few = many;
+        QRandomGenerator random = kit::random();
+        for (int i = 0; i < 300 * 200; ++i) {
+            if (const int x = i % 300, y = i / 300; y % 2 == 0)
+                many.at(x, y) = OPRGBA32i(uchar(y), uchar(x), uchar(255 - y), uchar(i));
+            few.pixels[size_t(i)] = many.pixels[size_t(random.bounded(std::min(i + 1, 1000)))];
         }
-        const auto same = [](const void *found, const Pixels &expected) {
-            return std::memcmp(found, expected.constData(), size_t(expected.size()) * 4) == 0;
-        };
         for (const QByteArray &other : { wide, linear, tables, profiles::rgbTables4(), profiles::rgbChains() }) {
             OPRGBA32ColorProfileTransform transform;
             transform = OPRGBA32ColorProfileTransform(OPRGBA32ColorProfileTransform(loaded(other), loaded(srgb)));
             const OPColorTransformBase &base = transform;
             for (int form = 0; form < 4; ++form) {
                 const bool inverted = form % 2;
-                const Pixels &pixels = form / 2 ? few : many;
+                const Picture &before = form / 2 ? few : many;
                 const auto apply = [&](auto &...to) { inverted ? base.Invert(to...) : base(to...); };
-                const Pixels expected = inverted ? direct(srgb, other, pixels) : direct(other, srgb, pixels);
-                Pixels butForTheLastRow = expected; // which a flat image keeps
-                std::copy(pixels.cend() - width, pixels.cend(), butForTheLastRow.end() - width);
-                RGBA32iImage flat(width, height, false), tiled(width, height, true), again(width, height, false);
-                std::copy(pixels.cbegin(), pixels.cend(), flat.Bits());
-                for (unsigned y = 0; y < unsigned(height); ++y)
-                    tiled.WriteRow(y, 0, pixels.constData() + y * unsigned(width), width * 4);
+                Picture expected = before;
+                expected.pixels = inverted ? direct(srgb, other, before.pixels) : direct(other, srgb, before.pixels);
+                Picture butForTheLastRow = expected; // which a flat image keeps
+                std::copy_n(&before.at(0, 199), 300, &butForTheLastRow.at(0, 199));
+                RGBA32iImage flat = before.image(false), tiled = before.image(true), again = before.image(false);
                 QImage bitmap = ConvertImage<RGBA32iImage, QImage>(flat);
-                OPRGBA32i pixel = pixels[77];
+                OPRGBA32i pixel = before.at(77, 0);
                 apply(flat), apply(bitmap), apply(pixel), apply(tiled);
-                QVERIFY(same(flat.Bits(), butForTheLastRow) && same(bitmap.constBits(), expected));
-                for (unsigned y = 0; y < unsigned(height); ++y)
-                    tiled.ReadRow(y, 0, again.Bits() + y * unsigned(width), width * 4);
-                QVERIFY(same(again.Bits(), expected));
-                QCOMPARE(pixel, expected[77]);
+                COMPARE_PICTURE(Picture::of(flat), butForTheLastRow);
+                COMPARE_PICTURE(Picture::of(ConvertImage<QImage, RGBA32iImage>(bitmap)), expected);
+                COMPARE_PICTURE(Picture::of(tiled), expected);
+                QCOMPARE(pixel, expected.at(77, 0));
 
                 const KXCMSTransform single(loaded(inverted ? srgb : other), loaded(inverted ? other : srgb));
-                const std::atomic<bool> cancel { false };
-                std::copy(pixels.cbegin(), pixels.cend(), again.Bits());
-                OPIterativeTransformImageColors(single, &again, QRect(), cancel, {})();
-                QVERIFY(same(again.Bits(), expected));
-                Pixels run = pixels;
-                single(run.data(), 1), single(run.data() + 1, run.size() - 1), single(run.data(), -1);
-                QCOMPARE(run, expected);
+                OPIterativeTransformImageColors(single, &again, QRect(), kit::noCancel, {})();
+                COMPARE_PICTURE(Picture::of(again), expected);
+                Pixels run = before.pixels;
+                single(run.data(), 1), single(run.data() + 1, int(run.size()) - 1), single(run.data(), -1);
+                QCOMPARE(run, expected.pixels);
             }
         }
     }

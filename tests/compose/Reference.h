@@ -206,7 +206,8 @@ struct Side {
     std::optional<QPoint> Place(QPoint offset, QPoint moved = {}) const
     {
         const Wide x = Wide(rect.x()) + offset.x(), y = Wide(rect.y()) + offset.y();
-        if (!QRect(moved, rect.size()).contains(offset) || x < 0 || y < 0 || x >= image.Width() || y >= image.Height())
+        if (rect.isEmpty() || !QRect(moved, rect.size()).contains(offset) || x < 0 || y < 0 || x >= image.Width()
+            || y >= image.Height())
             return std::nullopt;
         return QPoint(int(x), int(y));
     }

@@ -42,20 +42,21 @@ struct Scene {
     {
     }
 
-    /// New parameters of a call. Rectangles lie over any edge and are of any size or odd, and often none for a mask. In
+    /// New parameters of a call. Rectangles lie over any edge and are of any size or odd, and often empty for a mask. In
     /// every other round there are also new flat windows on all but the destination, near and far.
     void Change(QRandomGenerator &random, int round)
     {
         const double opacities[] = { 0.7, 1.0, 0.5, 0.004, 0.9, 1.2, 7, 1e18, -1, qQNaN(), qInf(), 0.0039 };
         const QRect odd[] = { QRect(), QRect(3, 4, 0, 0), QRect(128, 128, 1, 1), QRect(0, 0, 270, 200),
             QRect(QPoint(INT_MIN, INT_MIN), QSize(60, 20)), QRect(QPoint(INT_MAX - 60, INT_MAX - 20), QSize(60, 20)) };
+        const QSize empty[] = { { 0, 0 }, { 0, 0 }, { 0, 9 }, { -90, 90 }, { 90, -90 }, { -90, -90 } };
         for (QRect *const each : { &sourceRect, &rect, &maskRect, &clipRect, &clipMaskRect })
             *each = random.bounded(9) == 0 ? odd[random.bounded(6)]
                                            : QRect(random.bounded(-40, 120), random.bounded(-40, 90),
                                                random.bounded(60, 300), random.bounded(60, 220));
         for (QRect *const each : { &maskRect, &clipMaskRect })
             if (each->x() != INT_MIN && random.bounded(3) == 0)
-                each->setSize(QSize(0, 9 * random.bounded(2)));
+                each->setSize(empty[random.bounded(6)]);
         outsideVisible = random.bounded(2);
         maskOutsideVisible = random.bounded(2);
         lock = random.bounded(4) == 0;
@@ -291,27 +292,6 @@ private Q_SLOTS:
         const unsigned white = 0xFFFFFFFF, expected[] = { white, 0xFFFF0000, 0xFFFF7F7F, white, white };
         for (int i = 0; i < 5; ++i)
             QCOMPARE(dst.Bits()[i].word, expected[i]);
-    }
-
-    /// All lies outside of a mask rectangle of negative size, in both families.
-    void masksOfNegativeSize()
-    {
-        const QRect all(0, 0, 9, 9);
-        const OPRGBA32i red(0xFFFF0000u), white(0xFFFFFFFFu);
-        for (const QRect &rect : { QRect(6, 0, -5, 9), QRect(0, 6, 9, -5), QRect(6, 6, -5, -5) })
-            for (const bool outsideVisible : { false, true }) {
-                RGBA32iImage source(9, 9, false), mask(9, 9, false), clip(9, 9, false), masked(9, 9, false),
-                    clipped(9, 9, false);
-                source.Fill(red);
-                for (RGBA32iImage *each : { &mask, &clip, &masked, &clipped })
-                    each->Fill(white);
-                ComposeMaskOn(source, all, multiply, masked, all, 1.0, mask, rect, outsideVisible, false);
-                ComposeClippingMaskAndMaskOn(source, all, multiply, clipped, all, 1.0, clip, all, mask, all, false,
-                    mask, rect, outsideVisible, false);
-                for (const RGBA32iImage *each : { &masked, &clipped })
-                    QVERIFY(std::all_of(each->Bits(), each->Bits() + 81,
-                        [&](OPRGBA32i pixel) { return pixel == (outsideVisible ? red : white); }));
-            }
     }
 
     /// Refused before every other test, of the rectangles, the mode and the opacity; the source first.

@@ -1,7 +1,7 @@
 #include "BaseTransformation.h"
-#include "KXComposer.h"
 #include "compose/Composer.h"
 #include "kit/Kernels.h"
+#include "kit/Layers.h"
 #include "kit/Random.h"
 
 using KX = RGBA32iImage;
@@ -10,94 +10,10 @@ using kit::Picture;
 
 namespace {
 
-enum Form { Bare, Clipped, Masked, TwoMasks };
-const Form forms[] = { Bare, Clipped, Masked, TwoMasks };
-
-/// The images of one composition, of one size; the destination is the only one that is written.
-struct Pictures {
-    Pictures(int width, int height, bool tiledSource, bool tiledDestination)
-        : source(Picture::random(width, height, 1).image(tiledSource))
-        , mask(Picture::random(width, height, 2).image(false))
-        , clip(Picture::random(width, height, 3).image(false))
-        , clipMask(Picture::random(width, height, 4).image(false))
-        , start(Picture::random(width, height, 5).image(tiledDestination))
-    {
-    }
-
-    KX source, mask, clip, clipMask, start;
-};
-
-/// What the four forms need of a set of composers.
-struct Entries {
-    std::function<decltype(Compose<KX, KX>)> bare;
-    std::function<decltype(ComposeClippingMaskOn<KX, KX>)> clipped;
-    std::function<decltype(ComposeMaskOn<KX, KX>)> masked;
-    std::function<decltype(ComposeClippingMaskAndMaskOn<KX, KX>)> twoMasks;
-
-    Picture composed(Form form, Pictures &p, QRect rect, KXCompositionMode mode, double opacity, bool lock) const
-    {
-        KX dst;
-        p.start.CopyTo(dst, false);
-        if (form == Bare)
-            bare(p.source, rect, mode, dst, rect, opacity, lock);
-        else if (form == Clipped)
-            clipped(p.source, rect, mode, dst, rect, p.clip, rect, p.clipMask, QRect(), true, opacity, lock);
-        else if (form == Masked)
-            masked(p.source, rect, mode, dst, rect, opacity, p.mask, rect, true, lock);
-        else
-            twoMasks(p.source, rect, mode, dst, rect, opacity, p.clip, rect, p.clipMask, rect, true, p.mask, rect, true,
-                lock);
-        return Picture::of(dst);
-    }
-};
-
-const Entries plain { Plain::Compose<KX, KX>, Plain::ComposeClippingMaskOn, Plain::ComposeMaskOn<KX, KX>,
-    Plain::ComposeClippingMaskAndMaskOn };
-const Entries fast { Compose<KX, KX>, ComposeClippingMaskOn<KX, KX>, ComposeMaskOn<KX, KX>,
-    ComposeClippingMaskAndMaskOn<KX, KX> };
-
-/// Says how the module and the plain code differ, if they do.
-#define COMPARE_FORM(form, pictures, rect, mode, opacity, lock, where)                                                 \
-    VERIFY_SAME_AT(kit::difference(fast.composed(form, pictures, rect, mode, opacity, lock),                           \
-                       plain.composed(form, pictures, rect, mode, opacity, lock)),                                     \
-        QString("form %1, opacity %2, lock %3, %4").arg(form).arg(opacity).arg(lock).arg(where))
-
-/// Swaps blue and red and halves alpha, with a kernel or without; of one colour it throws.
-struct Swap : BaseTransformation {
+struct NoMoreColours : BaseTransformation {
     using BaseTransformation::operator();
-    explicit Swap(bool hasKernel) { m_HasKernel = hasKernel; }
-
-    void operator()(OPRGBA32i &p) const override
-    {
-        if (p == OPRGBA32i(0xFF123456u))
-            throw std::runtime_error("no more colours");
-        p = OPRGBA32i(p.r, p.g, p.b, static_cast<unsigned char>(p.a / 2));
-    }
-    void operator()(unsigned char *pixels, bool) const override
-    {
-        for (int i = 0; i < 128; ++i)
-            (*this)(reinterpret_cast<OPRGBA32i *>(pixels)[i]);
-    }
+    void operator()(OPRGBA32i &) const override { throw std::runtime_error("no more colours"); }
 };
-
-/// As Entries::composed, in mode Overlay at 0.8, with the source's pixels swapped on the way.
-Picture swapped(Form form, Pictures &p, QRect rect, Swap swap)
-{
-    const auto mode = KXCompositionMode::Overlay;
-    KX dst;
-    p.start.CopyTo(dst, false);
-    if (form == Bare)
-        ComposeWithTransformation(p.source, rect, mode, dst, rect, &swap, 0.8, false);
-    else if (form == Clipped)
-        ComposeWithTransformationClippingMaskOn(
-            p.source, rect, mode, dst, rect, p.clip, rect, p.clipMask, QRect(), true, &swap, 0.8, false);
-    else if (form == Masked)
-        ComposeWithTransformationMaskOn(p.source, rect, mode, dst, rect, 0.8, p.mask, rect, true, &swap, false);
-    else
-        ComposeWithTransformationClippingMaskAndMaskOn(p.source, rect, mode, dst, rect, 0.8, p.clip, rect, p.clipMask,
-            rect, true, p.mask, rect, true, &swap, false);
-    return Picture::of(dst);
-}
 
 } // namespace
 
@@ -116,7 +32,7 @@ private Q_SLOTS:
         QCOMPARE(log.texts(), QStringList()); // every entry is there
     }
 
-    void everyLengthAndOffset_data()
+    void wholeDomains_data()
     {
         QTest::addColumn<KXCompositionMode>("mode");
         for (const KXCompositionMode mode : KXCompositionModes())
@@ -124,40 +40,35 @@ private Q_SLOTS:
         QTest::newRow("unknown") << KXCompositionMode(7);
     }
 
-    void everyLengthAndOffset()
-    {
-        QFETCH(KXCompositionMode, mode);
-        QRandomGenerator random = kit::random();
-        // The destination of the bare form is tiled, so that its opacity is not clamped.
-        Pictures tiled(80, 3, false, true), flat(80, 3, false, false);
-        const double opacities[] = { 1 / 256.0, 127 / 256.0, 255 / 256.0, 1.0, 300 / 256.0 };
-        for (int n = 0; n <= 67; ++n)
-            for (int start = 0; start < 8; ++start)
-                for (const Form form : forms) {
-                    const QRect rect(start, 1, n, 1);
-                    const double opacity = opacities[random.bounded(5)];
-                    const bool lock = random.bounded(2);
-                    Pictures &p = form == Bare || form == Masked ? tiled : flat;
-                    COMPARE_FORM(form, p, rect, mode, opacity, lock, QString("%1+%2").arg(start).arg(n));
-                }
-    }
-
-    void wholeDomains_data() { everyLengthAndOffset_data(); }
-
     /// All pairs of source and destination bytes for chosen pairs of alphas, and all pairs of alphas for random bytes.
     void wholeDomains()
     {
         QFETCH(KXCompositionMode, mode);
         using Byte = unsigned char;
-        Pictures p(256, 256, false, false);
+        kit::Layers p({ 256, 256 }, false, false);
+        const QRect all = p.start.Rect();
+        const auto compare = [&](double opacity, bool lock, const QString &where) {
+            for (const bool masked : { false, true }) {
+                KX fast, plain;
+                p.start.CopyTo(fast, false), p.start.CopyTo(plain, false);
+                if (masked) {
+                    ComposeMaskOn(p.source, all, mode, fast, all, opacity, p.mask, all, true, lock);
+                    Plain::ComposeMaskOn(p.source, all, mode, plain, all, opacity, p.mask, all, true, lock);
+                } else {
+                    Compose(p.source, all, mode, fast, all, opacity, lock);
+                    Plain::Compose(p.source, all, mode, plain, all, opacity, lock);
+                }
+                VERIFY_SAME_AT(kit::difference(Picture::of(fast), Picture::of(plain)),
+                    QString("masked %1, opacity %2, lock %3, %4").arg(masked).arg(opacity).arg(lock).arg(where));
+            }
+        };
         for (int i = 0; i < 65536; ++i) {
             p.source.Bits()[i].a = Byte(i);
             p.start.Bits()[i].a = Byte(i >> 8);
         }
         for (const bool lock : { false, true })
             for (const double opacity : { 1.0, 255 / 256.0, 100 / 256.0 })
-                for (const Form form : { Bare, Masked })
-                    COMPARE_FORM(form, p, p.start.Rect(), mode, opacity, lock, "all alphas");
+                compare(opacity, lock, "all alphas");
         p.mask.Fill(OPRGBA32i(0xFFFFFFFFu));
         for (const Byte sa : { 0, 1, 127, 254, 255 })
             for (const Byte da : { 0, 1, 128, 255 }) {
@@ -166,8 +77,7 @@ private Q_SLOTS:
                     p.source.Bits()[i] = OPRGBA32i(x, y, Byte(255 - x), sa);
                     p.start.Bits()[i] = OPRGBA32i(y, x, Byte(x ^ y), da);
                 }
-                for (const Form form : { Bare, Masked })
-                    COMPARE_FORM(form, p, p.start.Rect(), mode, 1.0, false, QString("alphas %1, %2").arg(sa).arg(da));
+                compare(1.0, false, QString("alphas %1, %2").arg(sa).arg(da));
             }
     }
 
@@ -182,8 +92,8 @@ private Q_SLOTS:
                     for (const auto mode : { KXCompositionMode::Source, KXCompositionMode::Multiply }) {
                         KX expected = start.image(tiled), actual = start.image(tiled);
                         const QRect from = QRect(-dx, -dy, 140, 20) & start.rect(), to = from.translated(dx, dy);
-                        plain.bare(expected, from, mode, expected, to, 1.0, false);
-                        fast.bare(actual, from, mode, actual, to, 1.0, false);
+                        Plain::Compose(expected, from, mode, expected, to, 1.0, false);
+                        Compose(actual, from, mode, actual, to, 1.0, false);
                         VERIFY_SAME_AT(kit::difference(Picture::of(actual), Picture::of(expected)),
                             QString("moved by %1, %2").arg(dx).arg(dy));
                         if (dx == 0 && dy == 1 && mode == KXCompositionMode::Source) // every row is the first
@@ -191,39 +101,21 @@ private Q_SLOTS:
                     }
     }
 
-    void transformsTheSource()
-    {
-        const QRect rect(-3, 2, 290, 50);
-        for (const bool tiled : { false, true })
-            for (const bool hasKernel : { false, true }) {
-                Swap swap(hasKernel);
-                Pictures p(301, 40, tiled, false), adjusted = p;
-                const Picture before = Picture::of(p.source);
-                Picture source = before;
-                for (OPRGBA32i &pixel : source.pixels)
-                    swap(pixel);
-                adjusted.source = source.image(tiled);
-                for (const Form form : forms)
-                    COMPARE_PICTURE(swapped(form, p, rect, swap),
-                        plain.composed(form, adjusted, rect, KXCompositionMode::Overlay, 0.8, false));
-                COMPARE_PICTURE(Picture::of(p.source), before);
-            }
-    }
-
     /// A worker ends where it throws, others go on. There are as many as processors for flat images and under clips,
     /// none beside the caller for other images and for a tiled source below a tiled clip without a mask.
     void letsExceptionsOut()
     {
         const kit::Processors processors(3);
-        for (const Form form : forms) // those with a clip onto flat images only
-            for (int storages = 0; storages < (form == Bare || form == Masked ? 8 : 4); ++storages) {
+        NoMoreColours adjustment;
+        for (const kit::Form form : kit::forms) // those with a clip onto flat images only
+            for (int storages = 0; storages < (form == kit::Bare || form == kit::Masked ? 8 : 4); ++storages) {
                 const bool tiled = storages & 1, tiledClip = storages & 2, onTiles = storages & 4;
-                Pictures p(9, 9, false, onTiles);
-                p.source = Picture(9, 9, OPRGBA32i(0xFF123456u)).image(tiled);
+                kit::Layers p({ 9, 9 }, tiled, onTiles);
                 p.clip = Picture::of(p.clip).image(tiledClip);
                 const kit::LogCapture log;
-                QVERIFY_EXCEPTION_THROWN(swapped(form, p, p.start.Rect(), Swap(false)), std::exception);
-                const bool alone = onTiles || (tiled && (form == Clipped ? tiledClip : form != TwoMasks));
+                const kit::Call call { form, p.start.Rect(), KXCompositionMode::Overlay, 0.8, false };
+                QVERIFY_EXCEPTION_THROWN(kit::composedThrough(adjustment, call, p), std::exception);
+                const bool alone = onTiles || (tiled && (form == kit::Clipped ? tiledClip : form != kit::TwoMasks));
                 const QString line = "[src/KXComposer] Unexpected exception no more colours";
                 QCOMPARE(log.texts().join(QString()), line.repeated(alone ? 1 : 3));
             }

@@ -1,4 +1,5 @@
 #include "KXBlur.h"
+#include "KXIterativeConvolution.h"
 #include "KXKernels.h"
 #include "kit/Formulas.h"
 #include "kit/Kernels.h"
@@ -42,7 +43,7 @@ class TestRowKernels : public QObject {
 private Q_SLOTS:
     void init()
     {
-        if (QTest::currentTestFunction() != QByteArray("convolution"))
+        if (!QByteArrayList { "convolution", "passes" }.contains(QTest::currentTestFunction()))
             SKIP_WITHOUT_MODULE();
         m_slide = fromModule(KX_SYMBOL(LineHandlerAVX2));
     }
@@ -177,51 +178,30 @@ private Q_SLOTS:
             }
     }
 
-    /// Rows that the kernel weights by alpha itself.
-    void weightedRows()
+    /// Pictures of any size, of whose rows and columns the kernels that there are take a part, or many at once.
+    void passes()
     {
-        const auto convolve = fromModule(KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied));
         QRandomGenerator random = kit::random();
         for (int repeat = 0; repeat < 600; ++repeat) {
-            const Taps taps = randomTaps(1 + 2 * (repeat % 4), random, true);
-            QVERIFY(lines::rows::fits(taps));
-            const int length = repeat < 20 ? 500 + repeat : random.bounded(1, 70), offset = random.bounded(8);
-            const QRect row(0, 0, length + int(taps.size()) - 1, 2); // and one that is left out
-            Picture picture = Picture::random(row.width(), row.height(), repeat);
-            Row source(7 - offset, row.width()), fast(offset, length);
-            std::copy_n(&picture.at(0, 0), row.width(), source.pixels());
-            kit::premultiply(picture, row);
-            Line expected;
-            for (int i = 0; i < length; ++i)
-                expected.push_back(kit::convolved(taps, [&](int j) { return picture.at(i + j, 0); }));
-            convolve(source.words(), fast.words(), unsigned(length), taps);
-            COMPARE_ROW(fast, expected, QString::asprintf("%d taps, %d pixels", int(taps.size()), length));
-        }
-        QVERIFY(!lines::rows::fits({ 1, 2, 3 }) && !lines::rows::fits(Taps(9)));
-    }
-
-    /// Columns side by side in a wider picture, of which nothing else is written and nothing outside read.
-    void columns()
-    {
-        using lines::columns::fits, lines::columns::maxTaps, lines::columns::width;
-        const auto convolve = fromModule(KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveColumns));
-        QRandomGenerator random = kit::random();
-        for (int repeat = 0; repeat < 400; ++repeat) {
-            const int size = 1 + 2 * random.bounded(repeat % 4 ? 12 : int(maxTaps + 1) / 2);
-            const QRect rect(random.bounded(9), 0, 1 + random.bounded(width), 1 + random.bounded(70));
-            const int straightRows = repeat % 3 ? rect.height() - random.bounded(2) : 0;
-            const Taps taps = repeat % 2 ? randomTaps(size, random, true) : KXBlur::CreateGaussianKernel(size / 6.0);
-            QVERIFY(fits(taps));
-            const Picture picture = Picture::random(rect.right() + 1 + random.bounded(9), rect.height(), repeat);
-            Picture expected = picture, actual = picture;
+            const int size = 1 + random.bounded(repeat % 4 ? 12 : int(lines::columns::maxTaps + 2));
+            const Taps taps =
+                repeat % 2 ? randomTaps(size, random, repeat % 8 != 1) : KXBlur::CreateGaussianKernel(size / 6.0);
+            const QRect rect(random.bounded(9), random.bounded(9), 1 + random.bounded(repeat % 9 ? 90 : 700),
+                1 + random.bounded(90));
+            Picture expected = Picture::random(rect.right() + random.bounded(1, 9), rect.bottom() + 5, quint32(repeat));
+            RGBA32iImage image = expected.image(false);
+            const QRect weighted = repeat % 3 ? rect : QRect();
+            KXIterativeConvolutionFast2D<RGBA32iImage> passes(taps, image, rect);
+            passes.SetPremultiply(weighted.isValid());
+            passes.Run(kit::noCancel, nullptr);
+            kit::premultiply(expected, weighted);
+            kit::convolve(expected, rect, Qt::Horizontal, taps);
             kit::convolve(expected, rect, Qt::Vertical, taps);
-            kit::unpremultiply(expected, QRect(rect.topLeft(), QSize(rect.width(), straightRows + 1)));
-            convolve(&actual.at(rect.x(), 0).word, picture.width, rect.width(), rect.height(), taps, straightRows);
-            VERIFY_SAME_AT(kit::difference(actual, expected),
-                QString::asprintf("%d taps, %d by %d from %d, %d straight", size, rect.width(), rect.height(), rect.x(),
-                    straightRows));
+            kit::unpremultiply(expected, weighted);
+            VERIFY_SAME_AT(kit::difference(Picture::of(image), expected),
+                QString::asprintf("%d taps, %d by %d, weighted %d", int(taps.size()), rect.width(), rect.height(),
+                    weighted.isValid()));
         }
-        QVERIFY(!fits({ 1, 2 }) && !fits({ 1, 2, 3 }) && !fits(Taps()) && !fits(Taps(maxTaps + 2)));
     }
 
 private:

@@ -76,7 +76,7 @@ struct Picture {
 
     QRect rect() const { return QRect(0, 0, width, height); }
     OPRGBA32i &at(int x, int y) { return pixels[size_t(y) * size_t(width) + size_t(x)]; }
-    OPRGBA32i at(int x, int y) const { return pixels[size_t(y) * size_t(width) + size_t(x)]; }
+    const OPRGBA32i &at(int x, int y) const { return pixels[size_t(y) * size_t(width) + size_t(x)]; }
 
     /// The pixel @p i of the row or column @p line.
     OPRGBA32i &on(Qt::Orientation lines, int line, int i)

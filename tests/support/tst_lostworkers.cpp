@@ -1,7 +1,7 @@
 
 #include "KXComposer.h"
 #include "OPGaussianBlurProcessing.h"
-#include "kit/Test.h"
+#include "kit/Picture.h"
 #include "support/Workers.h"
 
 #include <sys/wait.h>
@@ -10,6 +10,8 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <unistd.h>
+
+using kit::Picture;
 
 namespace {
 
@@ -50,31 +52,25 @@ bool worksWith(int startable)
 {
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {}); // Qt tells of each refusal
     loadAVX2Functions(true);
-    const auto makeLayer = [] {
-        RGBA32iImage image(300, 200, false);
-        for (quint32 i = 0; i < 300 * 200; ++i)
-            image.Bits()[i].word = i * 0x9e3779b9 | 0xff000000;
-        return image;
-    };
-    const auto blurred = [&makeLayer] {
-        const std::atomic<bool> cancel { false };
+    Picture layer = Picture::random(300, 200, 1);
+    for (OPRGBA32i &pixel : layer.pixels)
+        pixel.a = 255;
+    const auto blurred = [&layer] {
         OPGaussianBlurProcessing::BlurData data;
-        data.image = makeLayer();
-        return OPGaussianBlurProcessing(cancel).run(data);
+        data.image = layer.image(false);
+        return Picture::of(OPGaussianBlurProcessing(kit::noCancel).run(data));
     };
-    const auto equal = [](const RGBA32iImage &a, const RGBA32iImage &b) {
-        return std::equal(a.Bits(), a.Bits() + 300 * 200, b.Bits());
-    };
+    const auto equal = [](const Picture &a, const Picture &b) { return kit::difference(a, b).isEmpty(); };
     qputenv("KXCORE_TEST_PROCESSORS", "1"); // this thread blurs alone
-    const RGBA32iImage layer = makeLayer(), expected = blurred();
+    const Picture expected = blurred();
     qputenv("KXCORE_TEST_PROCESSORS", "4");
     QThreadPool::globalInstance()->setMaxThreadCount(4);
     threadsLeft = startable;
     bool works = !equal(layer, expected);
     for (int round = 0; round < 3; ++round) {
         RGBA32iImage target(300, 200, false);
-        Compose(layer, layer.Rect(), KXCompositionMode::Source, target, target.Rect(), 1, false);
-        works = works && eachItemOnce([] {}) && equal(target, layer) && equal(blurred(), expected);
+        Compose(layer.image(false), layer.rect(), KXCompositionMode::Source, target, layer.rect(), 1, false);
+        works = works && eachItemOnce([] {}) && equal(Picture::of(target), layer) && equal(blurred(), expected);
     }
     return works;
 }

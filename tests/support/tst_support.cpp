@@ -82,9 +82,6 @@ private Q_SLOTS:
         const int wanted = qEnvironmentVariableIntValue("KXCORE_TEST_PROCESSORS");
         QCOMPARE(workers::hardware(), wanted > 0 ? wanted : int(std::thread::hardware_concurrency()));
         QCOMPARE(workers::ideal(), wanted > 0 ? wanted : QThread::idealThreadCount());
-        QVERIFY(workers::besidesCaller(1) == 0 && workers::besidesCaller(8) == 7);
-        QVERIFY(workers::forLines(1) == 0 && workers::forLines(2) == 0 && workers::forLines(3) == 2);
-        QVERIFY(workers::forConvolution(1) == 0 && workers::forConvolution(2) == 2);
     }
 
     void exceptions()

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "KXComposer.h"
+#include "kit/Picture.h"
+
+/// The four forms of composing images: bare, under a clip, under a mask, and under both.
+namespace kit {
+
+enum Form { Bare, Clipped, Masked, TwoMasks };
+constexpr Form forms[] = { Bare, Clipped, Masked, TwoMasks };
+
+/// The images of one composition, of one size; the destination is the only one that is written.
+struct Layers {
+    Layers(QSize size, bool tiledSource, bool tiledDestination)
+        : source(Picture::random(size.width(), size.height(), 1).image(tiledSource))
+        , mask(Picture::random(size.width(), size.height(), 2).image(false))
+        , clip(Picture::random(size.width(), size.height(), 3).image(false))
+        , clipMask(Picture::random(size.width(), size.height(), 4).image(false))
+        , start(Picture::random(size.width(), size.height(), 5).image(tiledDestination))
+    {
+    }
+
+    RGBA32iImage source, mask, clip, clipMask, start;
+};
+
+/// How they are composed: with these parameters, and everywhere with one rectangle.
+struct Call {
+    Form form;
+    QRect rect;
+    KXCompositionMode mode;
+    double opacity;
+    bool lock;
+};
+
+/// What becomes of the destination.
+inline Picture composed(const Call &call, Layers &p)
+{
+    const auto [form, rect, mode, opacity, lock] = call;
+    RGBA32iImage dst;
+    p.start.CopyTo(dst, false);
+    if (form == Bare)
+        Compose(p.source, rect, mode, dst, rect, opacity, lock);
+    else if (form == Clipped)
+        ComposeClippingMaskOn(p.source, rect, mode, dst, rect, p.clip, rect, p.clipMask, QRect(), true, opacity, lock);
+    else if (form == Masked)
+        ComposeMaskOn(p.source, rect, mode, dst, rect, opacity, p.mask, rect, true, lock);
+    else
+        ComposeClippingMaskAndMaskOn(
+            p.source, rect, mode, dst, rect, opacity, p.clip, rect, p.clipMask, rect, true, p.mask, rect, true, lock);
+    return Picture::of(dst);
+}
+
+/// The same with the source's pixels adjusted on the way.
+inline Picture composedThrough(BaseTransformation &adjustment, const Call &call, Layers &p)
+{
+    const auto [form, rect, mode, opacity, lock] = call;
+    RGBA32iImage dst;
+    p.start.CopyTo(dst, false);
+    if (form == Bare)
+        ComposeWithTransformation(p.source, rect, mode, dst, rect, &adjustment, opacity, lock);
+    else if (form == Clipped)
+        ComposeWithTransformationClippingMaskOn(
+            p.source, rect, mode, dst, rect, p.clip, rect, p.clipMask, QRect(), true, &adjustment, opacity, lock);
+    else if (form == Masked)
+        ComposeWithTransformationMaskOn(
+            p.source, rect, mode, dst, rect, opacity, p.mask, rect, true, &adjustment, lock);
+    else
+        ComposeWithTransformationClippingMaskAndMaskOn(p.source, rect, mode, dst, rect, opacity, p.clip, rect,
+            p.clipMask, rect, true, p.mask, rect, true, &adjustment, lock);
+    return Picture::of(dst);
+}
+
+} // namespace kit
