@@ -9,8 +9,8 @@ const std::vector<Operation> &operations()
 {
     static const std::vector<Operation> all = [] {
         std::vector<Operation> list;
-        for (auto &kind : { modes(), adjustments(), filters() })
-            list.insert(list.end(), kind.begin(), kind.end());
+        for (auto &family : { modes(), toneAdjustments(), profileAdjustments(), filters() })
+            list.insert(list.end(), family.begin(), family.end());
         return list;
     }();
     return all;

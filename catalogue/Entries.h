@@ -13,7 +13,8 @@
 namespace catalogue {
 
 std::vector<Operation> modes();
-std::vector<Operation> adjustments();
+std::vector<Operation> toneAdjustments();
+std::vector<Operation> profileAdjustments();
 std::vector<Operation> filters();
 
 /// A choice of parameters, with what is made of it.

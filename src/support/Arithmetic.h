@@ -23,11 +23,20 @@ constexpr int truncate(float v)
     return v >= -2147483648.0f && v < 2147483648.0f ? static_cast<int>(v) : -2147483647 - 1;
 }
 
-/// Two 32-bit integers added with wrap-around.
+/// 32-bit integers added, subtracted, multiplied and divided with wrap-around. A divisor is not 0.
 constexpr int wrappingAdd(int a, int b)
 {
     return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
 }
+constexpr int wrappingSubtract(int a, int b)
+{
+    return static_cast<int>(static_cast<unsigned>(a) - static_cast<unsigned>(b));
+}
+constexpr int wrappingMultiply(int a, int b)
+{
+    return static_cast<int>(static_cast<unsigned>(a) * static_cast<unsigned>(b));
+}
+constexpr int wrappingDivide(int a, int b) { return b == -1 ? wrappingSubtract(0, a) : a / b; }
 
 /// Halves go up; below zero the value is moved into the positive range first. Infinities below zero and NaN give 0: the
 /// two conversions are -2147483648 each and their sum wraps.

@@ -7,7 +7,9 @@
 #include <vector>
 
 class BaseTransformation;
+class OPExposureTransformation;
 class OPKernelBase;
+class OPLevelsTransformation;
 class OPRGBABlurAccumulatorBase;
 class QImage;
 enum class KXCompositionMode : int;

@@ -3,6 +3,9 @@
 #include "KXBlur.h"
 #include "KXComposer.h"
 #include "KXIterativeConvolution.h"
+#include "OPExposureTransformation.h"
+#include "OPInvertTransformation.h"
+#include "OPLevelsTransformation.h"
 #include "OPTransformImageColors.h"
 #include "lines/LineHandlers.h"
 
@@ -130,6 +133,11 @@ const Use uses[] = {
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha().Apply(flat.Bits(), 1); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha()(block, false); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha().Apply(flat.Bits(), 1); } },
+    { { "ExposureTransformationAVX2" }, [] { OPExposureTransformation(0, 0)(block, false); } },
+    { { "InvertTransformationAVX2" }, [] { OPInvertTransformation()(block, false); } },
+    { { "InvertColorOPRGBA32iAVX2" }, [] { OPInvertColor<OPRGBA32i>()(block, false); } },
+    { { "InvertColorAlphaOPRGBA32iAVX2" }, [] { OPInvertColorAlpha<OPRGBA32i>()(block, false); } },
+    { { "LevelsTransformationAVX2" }, [] { OPLevelsTransformation()(block, false); } },
 };
 
 constexpr int compositions = 18;

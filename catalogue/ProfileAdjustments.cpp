@@ -35,7 +35,7 @@ KXCMSProfile wideGamut()
 
 } // namespace
 
-std::vector<Operation> adjustments()
+std::vector<Operation> profileAdjustments()
 {
     std::vector<Operation> list;
 
