@@ -4,10 +4,12 @@
 
 #include <QtCore/QException>
 #include <QtCore/QRunnable>
+#include <QtCore/QTextCodec>
 #include <QtCore/QThread>
 #include <QtCore/QThreadPool>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <exception>
 #include <functional>
@@ -96,6 +98,23 @@ std::exception_ptr thrownBy(Body &body) noexcept
     return nullptr;
 }
 
+/// Tasks that the pool was given and has not deleted yet.
+inline std::atomic<int> tasksInPool { 0 };
+
+/// Keeps a program from ending while threads of the pool are still starting for our tasks: what a starting thread uses,
+/// Qt destroys. A loop need not have waited for them, and nobody else does in a program without a QCoreApplication. A
+/// thread that the system refused never comes, so that the wait is bounded.
+class WaitAtExit {
+public:
+    /// Objects are destroyed in the reverse order. What a starting thread uses is therefore made first.
+    WaitAtExit() { QTextCodec::codecForLocale(); }
+    ~WaitAtExit()
+    {
+        for (int milliseconds = 0; milliseconds < 1000 && tasksInPool > 0; ++milliseconds)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+};
+
 /// The workers of one loop. Each works once: on a thread of the pool or, if it has not begun by the time the caller
 /// waits for it, on the caller's. So nobody waits for what may never come: a thread that the system refuses, after
 /// which the pool keeps the task for good, or a task that somebody clears from the pool's queue.
@@ -114,6 +133,7 @@ public:
     /// Hands a worker of @p crew to the pool.
     static void Start(const std::shared_ptr<Crew> &crew, int worker)
     {
+        static const WaitAtExit waitAtExit;
         auto task = std::make_unique<Task>(crew, crew->m_workers[size_t(worker)]);
         support::handOver(task.get());
         crew->m_pool.start(task.get(), 0);
@@ -148,12 +168,14 @@ private:
             , m_worker(worker)
         {
             m_worker.task = this;
+            ++tasksInPool;
         }
         ~Task() override
         {
             support::takeOver(this);
             const std::lock_guard<std::mutex> lock(m_crew->m_mutex);
             m_worker.task = nullptr;
+            --tasksInPool;
         }
         void run() override
         {

@@ -103,6 +103,17 @@ private Q_SLOTS:
         QVERIFY(passesInChild([startable] { return worksWith(startable); }));
     }
 
+    /// A program may end while threads are still starting. Many runs, as each has but a chance to fail.
+    void programsEnd()
+    {
+        for (int run = 0; run < 100; ++run) {
+            QProcess program;
+            program.start(ENDS, QStringList());
+            QVERIFY(program.waitForFinished(60000));
+            QVERIFY(program.exitStatus() == QProcess::NormalExit && program.exitCode() == 0);
+        }
+    }
+
     /// The tasks of a loop are deleted before they run: by the loop itself, and at any time by another thread.
     void clearedPool()
     {
