@@ -20,7 +20,8 @@
 /// rectangles shrink to what the images hold.
 ///
 /// Selections: with one a filter works on a copy of what its passes read around the selection, so that memory and time
-/// go with the size of the selection, not of the layer.
+/// go with the size of the selection, not of the layer. The passes see what tiles hold, not a flat window of the layer;
+/// but tiles that the result is written to take over what a window shows in their place.
 ///
 /// Sizes: an image has sides of up to 2^30 - 1 pixels, which is the caller's to keep; a debug build asserts it.
 

@@ -2,13 +2,10 @@
 
 #include "KXComposer.h"
 
+#include "pixels/Tiles.h"
 #include "support/Workers.h"
 
 #include "Area.h"
-
-#include <QtCore/QReadLocker>
-#include <QtCore/QReadWriteLock>
-#include <QtCore/QWriteLocker>
 
 #include <algorithm>
 #include <climits>
@@ -66,8 +63,10 @@ struct Rows {
     /// stays within 16 bits.
     void Merge()
     {
-        for (OPRGBA32i &pixel : selection) // m in all four bytes: then all bytes of the row are treated alike
-            pixel = OPRGBA32i(pixel.a * 0x01010101u);
+        for (OPRGBA32i &pixel : selection) { // m in all four bytes: then all bytes of the row are treated alike
+            const quint32 m = pixel.word >> 24, twice = m | m << 8; // vectors shift much faster than they multiply
+            pixel = OPRGBA32i(twice | twice << 16);
+        }
         const auto *const m = reinterpret_cast<const unsigned char *>(selection.data());
         const auto *const f = reinterpret_cast<const unsigned char *>(filtered.data());
         auto *const d = reinterpret_cast<unsigned char *>(merged.data());
@@ -134,22 +133,18 @@ SelectionMerge::SelectionMerge(KXFilterData &data, const Work &work)
 
 void SelectionMerge::Run(const std::atomic<bool> &cancel, const std::function<void()> &progress)
 {
-    QReadWriteLock lock; // in a tiled image, writing a row may replace a tile that another worker reads
+    // Or else a row would make a tile, in which rows after it would not see what a window showed, and which another
+    // worker might be reading.
+    pixels::makePrivate(m_layer, QRect(m_layerStart, m_size));
     workers::forEachItem(workers::forLines(workers::hardware()), 0, LineCount(), [&] {
         return [&, rows = Rows(m_size.width())](int row) mutable {
             if (cancel)
                 return false;
-            {
-                const QReadLocker reading(&lock);
-                readRow(m_work, m_workStart.x(), m_workStart.y() + row, rows.filtered);
-                readRow(m_layer, m_layerStart.x(), m_layerStart.y() + row, rows.merged);
-                readRow(m_selection, m_selectionStart.x(), m_selectionStart.y() + row, rows.selection);
-            }
+            readRow(m_work, m_workStart.x(), m_workStart.y() + row, rows.filtered);
+            readRow(m_layer, m_layerStart.x(), m_layerStart.y() + row, rows.merged);
+            readRow(m_selection, m_selectionStart.x(), m_selectionStart.y() + row, rows.selection);
             rows.Merge();
-            {
-                const QWriteLocker writing(&lock);
-                writeRow(m_layer, m_layerStart.x(), m_layerStart.y() + row, rows.merged);
-            }
+            writeRow(m_layer, m_layerStart.x(), m_layerStart.y() + row, rows.merged);
             if (progress)
                 progress();
             return true;

@@ -234,7 +234,7 @@ private:
     void checkBlur(const KXFilterData &data, double strength, const QRect &to, const QPoint &from)
     {
         const auto near = [](int distance) { return qBound(-1000, distance, 1000); };
-        RGBA32iImage work, expected;
+        RGBA32iImage work;
         data.image.CopyTo(work, false);
         typename Processing::Params params;
         set(params, strength);
@@ -242,23 +242,21 @@ private:
             runPasses(params, work,
                 data.selectionRect.translated(near(data.selectionOffset.x()), near(data.selectionOffset.y())))
             + qMax(to.height(), 0);
-        if (data.image.IsTiled())
-            expected = data.image;
-        else
-            data.image.CopyTo(expected, false);
         const Picture filtered = Picture::of(work), old = Picture::of(data.image), mask = Picture::of(data.selection);
+        Picture expected = old; // a tile takes over what a window showed in its place
         for (int y = 0; y < to.height(); ++y)
             for (int x = 0; x < to.width(); ++x) {
+                const QPoint p = to.topLeft() + QPoint(x, y);
+                if (work.IsTiled() && !data.image.TileData(p.y() / 128 * work.TilesX() + p.x() / 128))
+                    continue;
                 const int m = mask.at(from.x() + x, from.y() + y).a;
-                const OPRGBA32i f = filtered.at(to.x() + x, to.y() + y), u = old.at(to.x() + x, to.y() + y);
-                const OPRGBA32i merged = kit::pixelOf(
+                const OPRGBA32i f = filtered.at(p.x(), p.y()), u = old.at(p.x(), p.y());
+                expected.at(p.x(), p.y()) = kit::pixelOf(
                     [&](int c) { return (kit::channel(f, c) * m + kit::channel(u, c) * (255 - m)) / 255; });
-                expected.WriteRow(unsigned(to.y() + y), unsigned(to.x() + x), &merged, 4);
             }
         Report report;
         const RGBA32iImage result = blurred<Processing>(data, strength, &report);
-        VERIFY_SAME_AT(
-            kit::difference(Picture::of(result), data.selectionRect.isEmpty() ? filtered : Picture::of(expected)),
+        VERIFY_SAME_AT(kit::difference(Picture::of(result), data.selectionRect.isEmpty() ? filtered : expected),
             QString("width %1, selected from %2, %3").arg(work.Width()).arg(to.x()).arg(to.y()));
         QVERIFY(result.IsTiled() || result.Bits() == data.image.Bits()); // it is the caller's buffer that was written
         QCOMPARE(report.ranges, QList<int>({ 0, lineCount, 0 }));
@@ -279,10 +277,8 @@ private:
         const int side = random.bounded(2) ? 20 : 300;
         data.selectionRect = QRect(anyPoint(300), QSize(random.bounded(1, side), random.bounded(1, side)));
         data.selectionOffset = anyPoint(random.bounded(2) ? 20 : 300);
-        if (tiled && random.bounded(2)) {
+        if (tiled && random.bounded(2))
             kit::addWindow(random, data.image, QRect(0, 0, 250, 250));
-            data.selectionRect.setHeight(1); // a second row might find that the first one's tiles show no window
-        }
 
         const QRect to = data.selectionRect.translated(data.selectionOffset) & data.image.Rect();
         const QPoint over(qMax(-data.selectionOffset.x(), 0), qMax(-data.selectionOffset.y(), 0));
