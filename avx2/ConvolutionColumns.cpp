@@ -63,11 +63,11 @@ struct Target {
     bool unpremultiply[groupRows];
 };
 
-/// Convolves two rows of the block; @p middle is the place of the first one's own samples in the window.
+/// Convolves @p used strips of two rows; @p middle is the place of the first one's own samples in the window.
 template <int head, int knownRadius = 0>
-void convolveRows(const Window &window, int middle, const Pairs &pairs, const Target &target)
+void convolveRows(const Window &window, int used, int middle, const Pairs &pairs, const Target &target)
 {
-    for (int s = 0; s < strips; s += 2) {
+    for (int s = 0; s < used; s += 2) {
         __m256i low[groupRows], high[groupRows];
         convolve<head, knownRadius>(window[s] + middle, pairs, low);
         convolve<head, knownRadius>(window[s + 1] + middle, pairs, high);
@@ -79,18 +79,18 @@ void convolveRows(const Window &window, int middle, const Pairs &pairs, const Ta
     }
 }
 
-void convolveRows(const Window &window, int middle, const Pairs &pairs, const Target &target)
+void convolveRows(const Window &window, int used, int middle, const Pairs &pairs, const Target &target)
 {
     if (pairs.radius == 3)
-        convolveRows<2, 3>(window, middle, pairs, target);
+        convolveRows<2, 3>(window, used, middle, pairs, target);
     else if (pairs.head == 2)
-        convolveRows<2>(window, middle, pairs, target);
+        convolveRows<2>(window, used, middle, pairs, target);
     else
-        convolveRows<1>(window, middle, pairs, target);
+        convolveRows<1>(window, used, middle, pairs, target);
 }
 
-/// Puts the samples of a row at place @p at; those of missing columns are zeros.
-void expandRow(const unsigned *row, int width, Window &window, int at)
+/// Puts the samples of a row at place @p at of @p used strips; those of missing columns are zeros.
+void expandRow(const unsigned *row, int width, Window &window, int used, int at)
 {
     unsigned padded[columns::width];
     if (width < columns::width) {
@@ -98,7 +98,7 @@ void expandRow(const unsigned *row, int width, Window &window, int at)
         row = padded;
     }
     const __m256i zero = _mm256_setzero_si256();
-    for (int s = 0; s < strips; s += 2) {
+    for (int s = 0; s < used; s += 2) {
         const __m256i pixels = vectors::load(row + s * stripColumns);
         window[s][at] = _mm256_unpacklo_epi8(pixels, zero);
         window[s + 1][at] = _mm256_unpackhi_epi8(pixels, zero);
@@ -117,12 +117,13 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveColumns(
     unsigned aside[groupRows][columns::width]; // results that are not the picture's, or only in part
 
     const bool isNarrow = width < columns::width;
+    const int used = (width + 2 * stripColumns - 1) / (2 * stripColumns) * 2; // of the strips; these go in twos
     const auto rowAt = [&](int row) { return pixels + std::clamp(row, 0, rows - 1) * stride; };
     const auto fill = [&](int place, int row) {
         const unsigned *const next = rowAt(row + prefetchRows);
         for (int x = 0; x < width; x += 16)
             _mm_prefetch(reinterpret_cast<const char *>(next + x), _MM_HINT_T0);
-        expandRow(rowAt(row), width, window, place);
+        expandRow(rowAt(row), width, window, used, place);
     };
     for (int i = 0; i < reach; ++i)
         fill(i, i - pairs.radius);
@@ -138,11 +139,11 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveColumns(
                 target.pixels[k] = isWhole ? rowAt(first + i + k) : aside[k];
                 target.unpremultiply[k] = first + i + k < straightRows;
             }
-            convolveRows(window, i + pairs.radius, pairs, target);
+            convolveRows(window, used, i + pairs.radius, pairs, target);
             for (int k = 0; isNarrow && k < groupRows && i + k < count; ++k)
                 std::copy_n(aside[k], width, rowAt(first + i + k));
         }
-        for (int s = 0; s < strips; ++s)
+        for (int s = 0; s < used; ++s)
             std::copy_n(window[s] + count, reach, window[s]);
     }
 }

@@ -67,8 +67,10 @@ private:
 
     /// Whether the module's kernel that takes many columns side by side serves this pass.
     bool HasColumnsKernel() const;
-    /// Runs the pass. With @p alpha, rows are premultiplied and columns unpremultiplied on the way.
-    void Convolve(const std::atomic<bool> &cancel, const std::function<void()> &progress, lines::AlphaInPasses *alpha);
+    /// Runs the pass where there are @p processors. With @p alpha, rows are premultiplied and columns unpremultiplied on
+    /// the way.
+    void Convolve(int processors, const std::atomic<bool> &cancel, const std::function<void()> &progress,
+        lines::AlphaInPasses *alpha);
 
     std::vector<short> m_taps;
     Image *m_image;

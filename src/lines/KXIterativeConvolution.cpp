@@ -78,10 +78,10 @@ bool KXIterativeConvolutionFast1D<Image, Direction>::HasColumnsKernel() const
 
 template <class Image, class Direction>
 void KXIterativeConvolutionFast1D<Image, Direction>::Convolve(
-    const std::atomic<bool> &cancel, const std::function<void()> &progress, lines::AlphaInPasses *alpha)
+    int processors, const std::atomic<bool> &cancel, const std::function<void()> &progress, lines::AlphaInPasses *alpha)
 {
     const lines::Taps taps(m_taps);
-    const int length = m_direction.Length(), workerCount = workers::forConvolution(workers::hardware());
+    const int length = m_direction.Length(), workerCount = workers::forConvolution(processors);
     const lines::PassShape shape { m_direction.firstLine, m_direction.lastLine, m_direction.first, length,
         int(taps.Before()), int(taps.Before()) + length + int(taps.After()), m_direction.first, length };
     if (HasColumnsKernel()) {
@@ -119,7 +119,7 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Run(
 {
     if (!m_clip.isValid())
         return;
-    premultiplied(m_premultiply, *m_image, m_clip, [&] { Convolve(cancel, progress, nullptr); });
+    premultiplied(m_premultiply, *m_image, m_clip, [&] { Convolve(workers::hardware(), cancel, progress, nullptr); });
 }
 
 template <class Image>
@@ -140,14 +140,15 @@ void KXIterativeConvolutionFast2D<Image>::Run(const std::atomic<bool> &cancel, c
 {
     if (!m_clip.isValid())
         return;
+    const int processors = workers::hardware(); // asking takes as long as a dozen short rows
     const auto passes = [&](lines::AlphaInPasses *alpha) {
-        m_horizontal.Convolve(cancel, progress, alpha);
+        m_horizontal.Convolve(processors, cancel, progress, alpha);
         if (alpha)
             alpha->FinishRows();
-        m_vertical.Convolve(cancel, progress, alpha);
+        m_vertical.Convolve(processors, cancel, progress, alpha);
     };
     // On a single processor the walks over a flat image do nothing.
-    if (!m_premultiply || !m_vertical.HasColumnsKernel() || workers::hardware() < 2)
+    if (!m_premultiply || !m_vertical.HasColumnsKernel() || processors < 2)
         return premultiplied(m_premultiply, *m_image, m_clip, [&] { passes(nullptr); });
     lines::AlphaInPasses alpha(*m_image, m_clip);
     try {
