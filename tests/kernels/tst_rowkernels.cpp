@@ -183,14 +183,16 @@ private Q_SLOTS:
     {
         QRandomGenerator random = kit::random();
         for (int repeat = 0; repeat < 600; ++repeat) {
-            const int size = 1 + random.bounded(repeat % 4 ? 12 : int(lines::columns::maxTaps + 2));
+            const int most = int(lines::columns::maxTaps),
+                      sizes[] = { 1 + random.bounded(12), random.bounded(most), most, most + 2 };
+            const int size = sizes[repeat % 7 % 4];
             const Taps taps =
-                repeat % 2 ? randomTaps(size, random, repeat % 8 != 1) : KXBlur::CreateGaussianKernel(size / 6.0);
+                repeat % 3 ? randomTaps(size, random, random.bounded(4)) : KXBlur::CreateGaussianKernel(size / 6.0);
             const QRect rect(random.bounded(9), random.bounded(9), 1 + random.bounded(repeat % 9 ? 90 : 700),
                 1 + random.bounded(90));
             Picture expected = Picture::random(rect.right() + random.bounded(1, 9), rect.bottom() + 5, quint32(repeat));
             RGBA32iImage image = expected.image(false);
-            const QRect weighted = repeat % 3 ? rect : QRect();
+            const QRect weighted = repeat % 5 > 1 ? rect : QRect();
             KXIterativeConvolutionFast2D<RGBA32iImage> passes(taps, image, rect);
             passes.SetPremultiply(weighted.isValid());
             passes.Run(kit::noCancel, nullptr);

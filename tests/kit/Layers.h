@@ -43,7 +43,7 @@ inline Picture composed(const Call &call, Layers &p)
     else if (form == Clipped)
         ComposeClippingMaskOn(p.source, rect, mode, dst, rect, p.clip, rect, p.clipMask, QRect(), true, opacity, lock);
     else if (form == Masked)
-        ComposeMaskOn(p.source, rect, mode, dst, rect, opacity, p.mask, rect, true, lock);
+        ComposeMaskOn(p.source, rect, mode, dst, rect, opacity, p.mask, rect.adjusted(0, 0, -9, 0), true, lock);
     else
         ComposeClippingMaskAndMaskOn(
             p.source, rect, mode, dst, rect, opacity, p.clip, rect, p.clipMask, rect, true, p.mask, rect, true, lock);
@@ -63,7 +63,7 @@ inline Picture composedThrough(BaseTransformation &adjustment, const Call &call,
             p.source, rect, mode, dst, rect, p.clip, rect, p.clipMask, QRect(), true, &adjustment, opacity, lock);
     else if (form == Masked)
         ComposeWithTransformationMaskOn(
-            p.source, rect, mode, dst, rect, opacity, p.mask, rect, true, &adjustment, lock);
+            p.source, rect, mode, dst, rect, opacity, p.mask, rect.adjusted(0, 0, -9, 0), true, &adjustment, lock);
     else
         ComposeWithTransformationClippingMaskAndMaskOn(p.source, rect, mode, dst, rect, opacity, p.clip, rect,
             p.clipMask, rect, true, p.mask, rect, true, &adjustment, lock);
