@@ -3,7 +3,7 @@
 #include "Scene.h"
 #include "Suite.h"
 
-#include "kit/Profiles.h"
+#include "catalogue/Profiles.h"
 
 #include <cmath>
 #include <memory>

@@ -2,7 +2,7 @@
 
 #include "KXCMSTransform.h"
 
-#include "kit/Profiles.h"
+#include "catalogue/Profiles.h"
 
 #include <climits>
 #include <cstdio>

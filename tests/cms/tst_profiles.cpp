@@ -2,8 +2,8 @@
 #include "OPRGBA32ColorProfileTransform.h"
 #include "OPTransformImageColors.h"
 
+#include "catalogue/Profiles.h"
 #include "kit/Picture.h"
-#include "kit/Profiles.h"
 
 #include <QtGui/QColor>
 #include <QtGui/QImage>

@@ -8,8 +8,8 @@
 #include "OPRGBA32ColorProfileTransform.h"
 #include "OPTransformImageColors.h"
 
+#include "catalogue/Profiles.h"
 #include "kit/Images.h"
-#include "kit/Profiles.h"
 #include "kit/Test.h"
 
 #include <cerrno>
