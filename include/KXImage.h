@@ -39,6 +39,9 @@
 #define KX_THREAD_SANITIZER
 #endif
 #endif
+#ifdef KX_THREAD_SANITIZER
+#include <sanitizer/tsan_interface.h>
+#endif
 
 /// The area that two images have in common once their rectangles are laid on one another.
 struct KXOverlap {
@@ -229,8 +232,13 @@ public:
         std::shared_ptr<T> &tile = tiles[size_t(index)];
         const long users = tile.use_count();
         AcquireFromFormerUsers(tile);
-        if (users > 1)
-            tile = CopyOfTile(*tile);
+        if (users > 1) {
+            std::shared_ptr<T> own = CopyOfTile(*tile);
+#ifdef KX_THREAD_SANITIZER
+            __tsan_release(tile.get());
+#endif
+            tile = std::move(own);
+        }
         return tile.get();
     }
 
@@ -374,8 +382,8 @@ private:
     /// now. A use count alone orders nothing.
     static void AcquireFromFormerUsers(const std::shared_ptr<T> &tile)
     {
-#ifdef KX_THREAD_SANITIZER // which knows no fences: counting up and down again tells it the same, at a cost
-        const std::shared_ptr<T> user = tile;
+#ifdef KX_THREAD_SANITIZER // which knows no fences
+        __tsan_acquire(tile.get());
 #else
         Q_UNUSED(tile)
         std::atomic_thread_fence(std::memory_order_acquire);

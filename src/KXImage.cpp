@@ -323,7 +323,9 @@ void KXImage<T, TileW, TileH>::CopyPixels(
         const QRect line(area->destinationX, area->destinationY + row, area->width, 1);
         pixels::forEachTile(dst, line, [&](const pixels::TilePart &run) {
             QMutexLocker lock(&dst.mutex);
+            support::takeOver(&dst.mutex);
             T *block = dst.TileData(run.tile, true);
+            support::handOver(&dst.mutex);
             lock.unlock();
             if (block)
                 copyRun(block + run.offset, in + (run.x - line.x()), run.columns, overwrite);

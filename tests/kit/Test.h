@@ -2,7 +2,9 @@
 
 #include "AVX2LIB.h"
 #include "KXPixels.h"
+
 #include "kit/Random.h"
+#include "support/ThreadSanitizer.h"
 
 #ifdef KXCORE_TEST_GUI
 #include <QtGui/QGuiApplication>
@@ -101,9 +103,15 @@ bool onPool(int threads, int count, Body body)
     QThreadPool *const pool = QThreadPool::globalInstance();
     const int threadsBefore = pool->maxThreadCount();
     pool->setMaxThreadCount(threads);
+    support::handOver(pool);
     for (int i = 0; i < count; ++i)
-        pool->start(QRunnable::create(body));
+        pool->start(QRunnable::create([body]() mutable {
+            support::takeOver(QThreadPool::globalInstance());
+            body();
+            support::handOver(QThreadPool::globalInstance());
+        }));
     const bool finished = pool->waitForDone(60000);
+    support::takeOver(pool);
     pool->setMaxThreadCount(threadsBefore);
     return finished;
 }
