@@ -32,8 +32,11 @@ struct Count {
     {
         return { cancel, [this](int range) { maximum = range; },
             [this] {
-                if (++steps == cancelAt)
+                const int step = ++steps;
+                if (step == cancelAt)
                     cancel = true;
+                while (cancelAt >= 0 && step > cancelAt && !cancel) // the thread that sets it may have been stopped
+                    QThread::yieldCurrentThread();
             } };
     }
 };
