@@ -1,24 +1,60 @@
 #include "Kernel.h"
 #include "TableLookUp.h"
 
+#include "OPBrightnessContrastTransformation.h"
 #include "OPExposureTransformation.h"
+#include "OPGammaCorrectionTransformation.h"
 #include "OPLevelsTransformation.h"
+#include "OPPosterizeTransformation.h"
+#include "OPThresholdRGB32.h"
+
+#include <algorithm>
 
 // Adjustments of each channel by itself.
 
 namespace {
 
-/// Every bit that is set in @p bits is turned in each pixel of a block.
-void turn(unsigned char *pixels, unsigned bits)
+constexpr unsigned colours = 0x00FFFFFF, alpha = 0xFF000000;
+
+__m256i inAllPixels(unsigned word) { return _mm256_set1_epi32(int(word)); }
+
+/// Replaces each eight pixels of a block by what @p change makes of them.
+template <class Change>
+void forEachEight(unsigned char *pixels, Change change)
 {
-    const __m256i turned = _mm256_set1_epi32(int(bits));
     for (int i = 0; i < blocks::length; i += 8)
-        vectors::store(pixels + 4 * i, _mm256_xor_si256(vectors::load(pixels + 4 * i), turned));
+        vectors::store(pixels + 4 * i, change(vectors::load(pixels + 4 * i)));
+}
+
+/// The same, but alpha stays.
+template <class Change>
+void forEachEightColours(unsigned char *pixels, Change change)
+{
+    const __m256i mask = inAllPixels(colours);
+    forEachEight(pixels, [&](__m256i words) { return _mm256_blendv_epi8(words, change(words), mask); });
+}
+
+/// Inverts every bit that is set in @p bits.
+void invert(unsigned char *pixels, unsigned bits)
+{
+    forEachEight(pixels, [turned = inAllPixels(bits)](__m256i words) { return _mm256_xor_si256(words, turned); });
 }
 
 } // namespace
 
+KXCORE_KERNEL void BrightnessContrastTransformationAVX2(
+    const OPBrightnessContrastTransformation &self, unsigned char *pixels, bool)
+{
+    vectors::lookUp(self.Tables(), pixels);
+}
+
 KXCORE_KERNEL void ExposureTransformationAVX2(const OPExposureTransformation &self, unsigned char *pixels, bool)
+{
+    vectors::lookUp(self.Tables(), pixels);
+}
+
+KXCORE_KERNEL void GammaCorrectionTransformationAVX2(
+    const OPGammaCorrectionTransformation &self, unsigned char *pixels, bool)
 {
     vectors::lookUp(self.Tables(), pixels);
 }
@@ -28,8 +64,51 @@ KXCORE_KERNEL void LevelsTransformationAVX2(const OPLevelsTransformation &self, 
     vectors::lookUp(self.Tables(), pixels);
 }
 
-KXCORE_KERNEL void InvertTransformationAVX2(unsigned char *pixels, bool) { turn(pixels, 0x00FFFFFF); }
+KXCORE_KERNEL void PosterizeTransformationAVX2(const OPPosterizeTransformation &self, unsigned char *pixels, bool)
+{
+    vectors::lookUp(self.Tables(), pixels);
+}
 
-KXCORE_KERNEL void InvertColorOPRGBA32iAVX2(unsigned char *pixels, bool) { turn(pixels, 0x00FFFFFF); }
+KXCORE_KERNEL void TintAVX2(const OPLevelsTransformation &levels, unsigned char *pixels, bool)
+{
+    vectors::lookUp(levels.Tables(), pixels);
+}
 
-KXCORE_KERNEL void InvertColorAlphaOPRGBA32iAVX2(unsigned char *pixels, bool) { turn(pixels, 0xFF000000); }
+KXCORE_KERNEL void InvertTransformationAVX2(unsigned char *pixels, bool) { invert(pixels, colours); }
+
+KXCORE_KERNEL void InvertColorOPRGBA32iAVX2(unsigned char *pixels, bool) { invert(pixels, colours); }
+
+KXCORE_KERNEL void InvertColorAlphaOPRGBA32iAVX2(unsigned char *pixels, bool) { invert(pixels, alpha); }
+
+KXCORE_KERNEL void ColorizeOPRGBA32iAVX2(const OPRGBA32i &color, unsigned char *pixels, bool)
+{
+    forEachEightColours(pixels, [all = inAllPixels(color)](__m256i) { return all; });
+}
+
+KXCORE_KERNEL void DesaturateTransformationAVX2(unsigned char *pixels, bool)
+{
+    const __m256i lowest = inAllPixels(255);
+    const __m256i spread = _mm256_setr_epi8(
+        0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12, 0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12);
+    forEachEightColours(pixels, [&](__m256i words) {
+        const __m256i green = _mm256_srli_epi32(words, 8), red = _mm256_srli_epi32(words, 16);
+        const __m256i most = _mm256_max_epu8(_mm256_max_epu8(words, green), red);
+        const __m256i least = _mm256_min_epu8(_mm256_min_epu8(words, green), red);
+        const __m256i sum = _mm256_add_epi32(_mm256_and_si256(most, lowest), _mm256_and_si256(least, lowest));
+        return _mm256_shuffle_epi8(_mm256_srli_epi32(sum, 1), spread);
+    });
+}
+
+/// The sum is divided by 100 and compared with the level, in integers: it is below 100 times the level.
+KXCORE_KERNEL void ThresholdAVX2(const OPThresholdRGB32 &self, unsigned char *pixels, bool)
+{
+    using T = OPThresholdRGB32;
+    static_assert(255 * std::max(T::weightB + T::weightG, T::weightR) < 32768, "sums of two products fit 16 bits");
+    const __m256i weights = inAllPixels(T::weightB | T::weightG << 8 | T::weightR << 16);
+    const __m256i limit = _mm256_set1_epi32(std::clamp(self.GetLevel(), 0, 256) * T::divisor);
+    forEachEightColours(pixels, [&](__m256i words) {
+        const __m256i pairs = _mm256_maddubs_epi16(words, weights);
+        const __m256i sum = _mm256_madd_epi16(pairs, _mm256_set1_epi16(1));
+        return _mm256_xor_si256(_mm256_cmpgt_epi32(limit, sum), _mm256_set1_epi32(-1));
+    });
+}

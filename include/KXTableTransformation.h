@@ -25,7 +25,7 @@ struct KXChannelTables {
 class KX_EXPORT KXTableTransformation : public BaseTransformation {
 public:
     using BaseTransformation::operator();
-    void operator()(OPRGBA32i &pixel) const override;
+    void operator()(OPRGBA32i &pixel) const final;
 
     const KXChannelTables &Tables() const { return m_Tables; }
 

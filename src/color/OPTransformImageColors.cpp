@@ -1,5 +1,7 @@
 #include "OPTransformImageColors.h"
 
+#include "KXTableTransformation.h"
+
 #include "color/Runs.h"
 #include "pixels/BorrowedImage.h"
 #include "pixels/Tiles.h"
@@ -41,9 +43,19 @@ void applyInRuns(const BaseTransformation &transformation, OPRGBA32i *pixels, in
     static_cast<const color::RunTransformation &>(transformation).Run(pixels, count);
 }
 
+/// Without a virtual call for each pixel, which would cost more than the look-up.
+void applyTables(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int, int)
+{
+    const KXChannelTables &tables = static_cast<const KXTableTransformation &>(transformation).Tables();
+    for (int i = 0; i < count; ++i)
+        pixels[i] = tables(pixels[i]);
+}
+
 /// How @p transformation changes the colours of a run.
 ApplyToRun formOf(const BaseTransformation &transformation)
 {
+    if (dynamic_cast<const KXTableTransformation *>(&transformation))
+        return applyTables;
     return dynamic_cast<const color::RunTransformation *>(&transformation) ? applyInRuns : applyToColours;
 }
 

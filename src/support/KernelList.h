@@ -80,10 +80,19 @@ KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveColumns, unsigned *pixels, qpt
     const std::vector<short> &taps, int straightRows)
 
 // Adjustments: one block of pixels each, as src/color/Blocks.h says. What a class hands over of itself comes first.
+KX_KERNEL(BrightnessContrastTransformationAVX2, const OPBrightnessContrastTransformation &self, unsigned char *pixels,
+    bool flag)
+KX_KERNEL(ColorizeOPRGBA32iAVX2, const OPRGBA32i &color, unsigned char *pixels, bool flag)
+KX_KERNEL(DesaturateTransformationAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(ExposureTransformationAVX2, const OPExposureTransformation &self, unsigned char *pixels, bool flag)
+KX_KERNEL(
+    GammaCorrectionTransformationAVX2, const OPGammaCorrectionTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(InvertColorAlphaOPRGBA32iAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(InvertColorOPRGBA32iAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(InvertTransformationAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(LevelsTransformationAVX2, const OPLevelsTransformation &self, unsigned char *pixels, bool flag)
+KX_KERNEL(PosterizeTransformationAVX2, const OPPosterizeTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(PremultiplyAlphaAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(ReturnAlphaAVX2, unsigned char *pixels, bool flag)
+KX_KERNEL(ThresholdAVX2, const OPThresholdRGB32 &self, unsigned char *pixels, bool flag)
+KX_KERNEL(TintAVX2, const OPLevelsTransformation &levels, unsigned char *pixels, bool flag)

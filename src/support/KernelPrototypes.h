@@ -7,9 +7,13 @@
 #include <vector>
 
 class BaseTransformation;
+class OPBrightnessContrastTransformation;
 class OPExposureTransformation;
+class OPGammaCorrectionTransformation;
 class OPKernelBase;
 class OPLevelsTransformation;
+class OPPosterizeTransformation;
+class OPThresholdRGB32;
 class OPRGBABlurAccumulatorBase;
 class QImage;
 enum class KXCompositionMode : int;

@@ -2,10 +2,17 @@
 
 #include "KXBlur.h"
 #include "KXComposer.h"
+#include "KXFillTransformation.h"
 #include "KXIterativeConvolution.h"
+#include "OPBrightnessContrastTransformation.h"
+#include "OPDesaturateTransformation.h"
 #include "OPExposureTransformation.h"
+#include "OPGammaCorrectionTransformation.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"
+#include "OPPosterizeTransformation.h"
+#include "OPThresholdRGB32.h"
+#include "OPTintRGB32.h"
 #include "OPTransformImageColors.h"
 #include "lines/LineHandlers.h"
 
@@ -133,11 +140,18 @@ const Use uses[] = {
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha().Apply(flat.Bits(), 1); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha()(block, false); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha().Apply(flat.Bits(), 1); } },
+    { { "BrightnessContrastTransformationAVX2" }, [] { OPBrightnessContrastTransformation(0, 0)(block, false); } },
+    { { "ColorizeOPRGBA32iAVX2" }, [] { OPColorize<OPRGBA32i>(0)(block, false); } },
+    { { "DesaturateTransformationAVX2" }, [] { OPDesaturateTransformation()(block, false); } },
     { { "ExposureTransformationAVX2" }, [] { OPExposureTransformation(0, 0)(block, false); } },
+    { { "GammaCorrectionTransformationAVX2" }, [] { OPGammaCorrectionTransformation(1)(block, false); } },
     { { "InvertTransformationAVX2" }, [] { OPInvertTransformation()(block, false); } },
     { { "InvertColorOPRGBA32iAVX2" }, [] { OPInvertColor<OPRGBA32i>()(block, false); } },
     { { "InvertColorAlphaOPRGBA32iAVX2" }, [] { OPInvertColorAlpha<OPRGBA32i>()(block, false); } },
     { { "LevelsTransformationAVX2" }, [] { OPLevelsTransformation()(block, false); } },
+    { { "PosterizeTransformationAVX2" }, [] { OPPosterizeTransformation(2)(block, false); } },
+    { { "ThresholdAVX2" }, [] { OPThresholdRGB32()(block, false); } },
+    { { "TintAVX2" }, [] { OPTintRGB32(0, 0, 0)(block, false); } },
 };
 
 constexpr int compositions = 18;

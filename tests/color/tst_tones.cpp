@@ -1,8 +1,17 @@
-#include "kit/Test.h"
+#include "kit/Kernels.h"
 
+#include "KXBurnCorrection.h"
+#include "KXDodgeCorrection.h"
+#include "KXFillTransformation.h"
+#include "OPBrightnessContrastTransformation.h"
+#include "OPDesaturateTransformation.h"
 #include "OPExposureTransformation.h"
+#include "OPGammaCorrectionTransformation.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"
+#include "OPPosterizeTransformation.h"
+#include "OPThresholdRGB32.h"
+#include "OPTintRGB32.h"
 
 #include <array>
 #include <cmath>
@@ -183,6 +192,151 @@ private Q_SLOTS:
                     levels.amount = amount;
                     levels.entries();
                 }
+    }
+
+    void brightnessAndContrast()
+    {
+        const auto check = [](int brightness, int contrast, auto expected) {
+            COMPARE_ENTRIES(Entries(OPBrightnessContrastTransformation(brightness, contrast)).g, expected,
+                QString("brightness %1, contrast %2").arg(brightness).arg(contrast));
+        };
+        for (const int b : { 0, 1, 10, -70, 300, -1000000000, 1000000000 })
+            check(b, 0, [b](int i) { return int(qBound(0LL, i + 2LL * b, 255LL)); });
+        for (const int c : { 1, 50, 128, 200, 258, -1, -90, -254, 300, -400 })
+            for (const int b : { 0, 20, -5 })
+                check(b, c, [b, c](int i) { // of whole numbers; no quotient is one but in the middle
+                    const int up = (i + b - 128) * 259 * (c + 255), down = 255 * (259 - c);
+                    const double result = 128 + b + double(up) / down;
+                    return qBound(0, int(result), 255);
+                });
+        check(0, -255, [](int) { return 128; });
+        for (const int b : { INT_MIN, INT_MAX }) // no integer
+            check(b, 0, [](int) { return 0; });
+        for (const int b : { -20, 0, 300 })
+            check(b, 259, [](int) { return 0; });
+    }
+
+    /// The smallest and the largest gamma, and roots and squares by whole numbers.
+    void gamma()
+    {
+        const auto check = [](double gamma, auto expected) {
+            COMPARE_ENTRIES(
+                Entries(OPGammaCorrectionTransformation(gamma)).b, expected, QString("gamma %1").arg(gamma));
+        };
+        check(1, ramp);
+        check(0.5, [](int i) { return i * i / 255; });
+        check(2, [](int i) { return int(std::sqrt(i * 255.0L)); });
+        for (const double gamma : { 0.01, 0.0, -1.0, -infinite, notANumber })
+            check(gamma, [](int i) { return int(255 * std::pow(i / 255.0L, 100)); });
+        for (const double gamma : { 5.0, 100.0, infinite })
+            check(gamma, [](int i) { return int(255 * std::pow(i / 255.0L, 0.2L)); });
+    }
+
+    /// Level j of n begins at the first i with i * n / 255 >= j, and 255 belongs to the last one.
+    void posterize()
+    {
+        for (const int n : { 2, 3, 4, 5, 7, 16, 64, 100, 255, 256, 1000 }) {
+            const auto expected = [n](int i) { return (i == 255 ? n - 1 : i * n / 255) * 255 / (n - 1); };
+            const Entries entries { OPPosterizeTransformation(n) };
+            int wrong = 0;
+            for (int i = 0; i < 256; ++i)
+                // Where a level begins exactly at i the product may fall short of it.
+                wrong +=
+                    entries.r[size_t(i)] != expected(i) && (i * n % 255 || entries.r[size_t(i)] != expected(i - 1));
+            QCOMPARE(wrong, 0);
+        }
+        const Entries three { OPPosterizeTransformation(3) };
+        QVERIFY(three.g[84] == 0 && three.g[86] == 127 && three.g[169] == 127 && three.g[171] == 255);
+        for (const int levels : { 0, -1, INT_MIN })
+            COMPARE_ENTRIES(Entries(OPPosterizeTransformation(levels)).r, identity, QString::number(levels));
+#ifdef QT_NO_DEBUG
+        COMPARE_ENTRIES(Entries(OPPosterizeTransformation(1)).r, identity, "one level"); // a debug build asserts
+#endif
+        OPPosterizeTransformation { INT_MAX };
+    }
+
+    void tint()
+    {
+        const OPTintRGB32 full(0x00102030u, 0x00F0E0D0u, 100);
+        const auto between = [](int low, int high) {
+            return [=](int i) { return ramp(low + ramp(i) * (high - low) / 255); };
+        };
+        COMPARE_ENTRIES(Entries(full).r, between(0x10, 0xF0), "red");
+        COMPARE_ENTRIES(Entries(full).g, between(0x20, 0xE0), "green");
+        COMPARE_ENTRIES(Entries(full).b, between(0x30, 0xD0), "blue");
+        COMPARE_ENTRIES(Entries(OPTintRGB32(0x000000FFu, 0x00FF0000u, 50)).b, between(127, 128), "half");
+        COMPARE_ENTRIES(Entries(OPTintRGB32(0x00102030u, 0x00F0E0D0u, 0)).g, ramp, "none");
+        OPTintRGB32(0x00102030u, 0x00F0E0D0u, INT_MIN);
+    }
+
+    /// Each range by its formula in another precision, with the cuts and the low bytes beyond them.
+    void burnAndDodge()
+    {
+        using Burn = KXBurnCorrection;
+        using Dodge = KXDodgeCorrection;
+        using Real = long double;
+        const Real pi = std::acos(Real(-1));
+        const auto truncated = [](Real v) { return int(std::trunc(v + 0.5L)); };
+        for (const double a : { 0.137, 0.993, 1.713, -0.631, -2.117 }) {
+            const std::tuple<const char *, Entries, std::function<Real(Real)>> cases[] = {
+                { "burn shadows", Entries(Burn(a, Burn::Shadows)),
+                    [&](Real x) { return x + a * (1 - std::exp(1 - x)); } },
+                { "burn midtones", Entries(Burn(a, Burn::Midtones)),
+                    [&](Real x) { return x - a / 4 * std::sin(pi * x); } },
+                { "burn highlights", Entries(Burn(a, Burn::Highlights)), [&](Real x) { return x * (1 - 0.75L * a); } },
+                { "dodge shadows", Entries(Dodge(a, Dodge::Shadows)), [&](Real x) { return x + (1 - x) * a / 2; } },
+                { "dodge midtones", Entries(Dodge(a, Dodge::Midtones)),
+                    [&](Real x) { return x + a / 4 * std::sin(pi * x); } },
+                { "dodge highlights", Entries(Dodge(a, Dodge::Highlights)),
+                    [&](Real x) { return x + a * (std::exp(x) - 1); } },
+            };
+            for (const auto &[name, entries, formula] : cases) {
+                const bool isBurnShadows = QString(name) == "burn shadows";
+                const auto expected = [&, &formula = formula](int i) {
+                    const int t = truncated(255 * formula(i / Real(255)));
+                    return (isBurnShadows ? qMax(t, 0) : qMin(t, 255)) & 0xFF;
+                };
+                COMPARE_ENTRIES(entries.g, expected, QString("%1, %2").arg(name).arg(a));
+                QVERIFY(entries.r == entries.g && entries.b == entries.g);
+            }
+        }
+        const auto check = [](const BaseTransformation &t, const char *what) {
+            COMPARE_ENTRIES(Entries(t).b, identity, what);
+        };
+        for (const int range : { 0, 1, 2, 3, -1 }) {
+            check(Burn(range < 3 && range >= 0 ? 0 : 0.7, Burn::RangeType(range)), "burn");
+            check(Dodge(range < 3 && range >= 0 ? 0 : 0.7, Dodge::RangeType(range)), "dodge");
+        }
+        check(Burn(), "default");
+        check(Dodge(), "default");
+        Burn kept(0.5, Burn::Highlights);
+        kept.SetData(0.1, Burn::RangeType(7));
+        const Burn moved(std::move(kept));
+        QCOMPARE(Entries(moved).r[200], 125); // 200 * 0.625
+    }
+
+    void singleColours()
+    {
+        const auto after = [](const BaseTransformation &t, OPRGBA32i pixel) {
+            t(pixel);
+            return pixel;
+        };
+        QCOMPARE(after(KXFillTransformation(0x12345678u), 0xFFFFFFFFu), OPRGBA32i(0x12345678u));
+        QCOMPARE(after(KXFillTransformation(), 0xFFFFFFFFu), OPRGBA32i(0u));
+        QCOMPARE(after(OPColorize<OPRGBA32i>(0x12345678u), 0xFFFFFFFFu), OPRGBA32i(0xFF345678u));
+        QCOMPARE(after(OPDesaturateTransformation(), 0x80FF0A03u), OPRGBA32i(0x80818181u));
+        QCOMPARE(after(OPDesaturateTransformation(), 0x80030AFFu), OPRGBA32i(0x80818181u));
+        // 30 * 200 + 59 * 100 + 11 * 50 is 12450.
+        QCOMPARE(after(OPThresholdRGB32(124), 0x40C86432u), OPRGBA32i(0x40FFFFFFu));
+        QCOMPARE(after(OPThresholdRGB32(125), 0x40C86432u), OPRGBA32i(0x40000000u));
+        for (const int level : { 0, -1, INT_MIN })
+            QCOMPARE(after(OPThresholdRGB32(level), 0xFF000000u), OPRGBA32i(0xFFFFFFFFu));
+        for (const int level : { 256, INT_MAX })
+            QCOMPARE(after(OPThresholdRGB32(level), 0xFFFFFFFFu), OPRGBA32i(0xFF000000u));
+        OPThresholdRGB32 threshold;
+        QCOMPARE(threshold.GetLevel(), 0);
+        threshold.SetLevel(255);
+        QCOMPARE(after(threshold, 0x00FFFFFEu), OPRGBA32i(0u)); // 254.89
     }
 
     void inverters()
