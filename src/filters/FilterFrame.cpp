@@ -23,17 +23,15 @@ Area<InLayer> selected(const KXFilterData &data)
     return Area<InSelection>(data.selectionRect).Moved<InLayer>(data.selectionOffset.x(), data.selectionOffset.y());
 }
 
-/// Reads @p pixels from (@p x, @p y) on; null tiles as empty.
-void readRow(const RGBA32iImage &image, int x, int y, std::vector<OPRGBA32i> &pixels)
+/// @p length pixels of @p image from (@p x, @p y) on: where they lie in a flat image, otherwise in @p buffer, null tiles
+/// as empty.
+const OPRGBA32i *rowOf(const RGBA32iImage &image, int x, int y, int length, std::vector<OPRGBA32i> &buffer)
 {
-    if (image.IsTiled())
-        std::fill(pixels.begin(), pixels.end(), OPRGBA32i());
-    image.ReadRow(unsigned(y), unsigned(x), pixels.data(), unsigned(pixels.size()) * 4u);
-}
-
-void writeRow(RGBA32iImage &image, int x, int y, const std::vector<OPRGBA32i> &pixels)
-{
-    image.WriteRow(unsigned(y), unsigned(x), pixels.data(), unsigned(pixels.size()) * 4u);
+    if (!image.IsTiled())
+        return image.Bits() + size_t(y) * size_t(image.Width()) + x;
+    buffer.assign(size_t(length), OPRGBA32i());
+    image.ReadRow(unsigned(y), unsigned(x), buffer.data(), unsigned(length) * 4u);
+    return buffer.data();
 }
 
 /// A copy of @p area in storage of the same kind. @p image, which shares what it was copied from, loses its flat
@@ -42,42 +40,34 @@ RGBA32iImage cutOut(RGBA32iImage image, const QRect &area)
 {
     image.ClearFlatWindow();
     RGBA32iImage cut(area.width(), area.height(), image.IsTiled());
-    std::vector<OPRGBA32i> row(static_cast<size_t>(area.width()));
-    for (int y = 0; y < area.height(); ++y) {
-        readRow(image, area.x(), area.y() + y, row);
-        writeRow(cut, 0, y, row);
-    }
+    std::vector<OPRGBA32i> buffer;
+    for (int y = 0; y < cut.Height(); ++y)
+        cut.WriteRow(
+            unsigned(y), 0, rowOf(image, area.x(), area.y() + y, cut.Width(), buffer), unsigned(cut.Width()) * 4u);
     return cut;
 }
 
-/// What a worker needs to merge a row: the pixels of the three sides.
+/// What a worker needs to merge a row: a buffer for each side, of which flat images leave some empty.
 struct Rows {
-    explicit Rows(int width)
-        : filtered(size_t(width))
-        , merged(size_t(width))
-        , selection(size_t(width))
+    /// Moves each channel of @p row from d towards f: ((f - d) * m + d * 255) / 255, with m the selection's alpha;
+    /// written as below it stays within 16 bits.
+    void Merge(OPRGBA32i *row, const OPRGBA32i *filteredRow, const OPRGBA32i *selectionRow, int length)
     {
-    }
-
-    /// For each channel ((filtered - old) * m + old * 255) / 255 with m the selection's alpha; written as below it
-    /// stays within 16 bits.
-    void Merge()
-    {
-        for (OPRGBA32i &pixel : selection) { // m in all four bytes: then all bytes of the row are treated alike
-            const quint32 m = pixel.word >> 24, twice = m | m << 8; // vectors shift much faster than they multiply
-            pixel = OPRGBA32i(twice | twice << 16);
+        coverage.resize(size_t(length));
+        for (int i = 0; i < length; ++i) { // m in all four bytes: then all bytes of the row are treated alike
+            const quint32 m = selectionRow[i].word >> 24, twice = m | m << 8; // vectors shift faster than they multiply
+            coverage[size_t(i)].word = twice | twice << 16;
         }
-        const auto *const m = reinterpret_cast<const unsigned char *>(selection.data());
-        const auto *const f = reinterpret_cast<const unsigned char *>(filtered.data());
-        auto *const d = reinterpret_cast<unsigned char *>(merged.data());
-        const size_t bytes = merged.size() * 4; // a local: the compiler then knows that the writes leave it alone
-        for (size_t i = 0; i < bytes; ++i) {
+        const auto *const m = reinterpret_cast<const unsigned char *>(coverage.data());
+        const auto *const f = reinterpret_cast<const unsigned char *>(filteredRow);
+        auto *const d = reinterpret_cast<unsigned char *>(row);
+        for (int i = 0; i < length * 4; ++i) {
             const quint16 sum = quint16(f[i] * m[i] + d[i] * (255 - m[i]));
             d[i] = static_cast<unsigned char>(sum / 255);
         }
     }
 
-    std::vector<OPRGBA32i> filtered, merged, selection;
+    std::vector<OPRGBA32i> filtered, layer, selection, coverage;
 };
 
 int saturated(qint64 v) { return int(std::clamp<qint64>(v, INT_MIN, INT_MAX)); }
@@ -136,15 +126,17 @@ void SelectionMerge::Run(const std::atomic<bool> &cancel, const std::function<vo
     // Or else a row would make a tile, in which rows after it would not see what a window showed, and which another
     // worker might be reading.
     pixels::makePrivate(m_layer, QRect(m_layerStart, m_size));
+    const int length = m_size.width();
     workers::forEachItem(workers::forLines(workers::hardware()), 0, LineCount(), [&] {
-        return [&, rows = Rows(m_size.width())](int row) mutable {
+        return [&, rows = Rows()](int line) mutable {
             if (cancel)
                 return false;
-            readRow(m_work, m_workStart.x(), m_workStart.y() + row, rows.filtered);
-            readRow(m_layer, m_layerStart.x(), m_layerStart.y() + row, rows.merged);
-            readRow(m_selection, m_selectionStart.x(), m_selectionStart.y() + row, rows.selection);
-            rows.Merge();
-            writeRow(m_layer, m_layerStart.x(), m_layerStart.y() + row, rows.merged);
+            const int x = m_layerStart.x(), y = m_layerStart.y() + line;
+            OPRGBA32i *const row = const_cast<OPRGBA32i *>(rowOf(m_layer, x, y, length, rows.layer));
+            rows.Merge(row, rowOf(m_work, m_workStart.x(), m_workStart.y() + line, length, rows.filtered),
+                rowOf(m_selection, m_selectionStart.x(), m_selectionStart.y() + line, length, rows.selection), length);
+            if (m_layer.IsTiled())
+                m_layer.WriteRow(unsigned(y), unsigned(x), row, unsigned(length) * 4u);
             if (progress)
                 progress();
             return true;

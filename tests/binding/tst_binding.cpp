@@ -21,8 +21,15 @@
 
 using Symbols = std::set<std::string>;
 
-extern "C" Q_DECL_EXPORT Symbols called; // which kernels ran
-Symbols called;
+Symbols called; // which kernels ran
+QMutex calledLock;
+
+/// What the kernels of the fake modules call, from any thread.
+extern "C" Q_DECL_EXPORT void noteCall(const char *symbol)
+{
+    const QMutexLocker lock(&calledLock);
+    called.insert(symbol);
+}
 
 namespace {
 
