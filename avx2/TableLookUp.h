@@ -48,52 +48,59 @@ inline void storeInterleaved(unsigned char *pixels, const Planes &planes)
 
 /// @p table for each byte of @p count vectors.
 ///
-/// A byte shuffle looks up in 16 entries by the lower half of a byte, and gives 0 where the highest bit is set. So bytes
-/// v below 128 are looked up in eight steps: step k has v - 16 * k, which is negative as long as the entry stands
-/// further in front, and otherwise takes back, by an exclusive or, what the step before gave and puts in its own. What
-/// is left in the end is the entry of the last step that was not negative. For bytes from 128 on the same is done with
-/// v - 128, which for all others is negative.
+/// A byte shuffle looks up in 16 entries by the low four bits of a byte, and gives 0 where the highest bit is set. The 16
+/// pieces of the table are four groups by bits 4 and 5 of the byte. In a group, the pieces for bit 6 follow one another:
+/// the second one is looked up with the byte minus 64, which is negative where the first one was meant, and takes back by
+/// an exclusive or what the first one gave where it was not. That serves bytes below 128; those above have their sign
+/// inverted, and the same is done with the upper half of the table. In the end bits 4 and 5 choose between the groups.
 template <int count>
 void lookUp(const KXChannelTables::Table &table, __m256i *bytes)
 {
-    const __m256i sixteen = _mm256_set1_epi8(16);
-    __m256i result[count];
-    for (int i = 0; i < count; ++i)
-        result[i] = _mm256_setzero_si256();
-    for (int half = 0; half < 2; ++half) {
-        __m256i v[count], previous = _mm256_setzero_si256();
-        for (int i = 0; i < count; ++i)
-            v[i] = half == 0 ? bytes[i] : _mm256_xor_si256(bytes[i], _mm256_set1_epi8(-128));
-        for (int k = 0; k < 8; ++k) {
-            const auto *const entries = reinterpret_cast<const __m128i *>(table.data() + 128 * half + 16 * k);
-            const __m256i here = _mm256_broadcastsi128_si256(_mm_loadu_si128(entries));
-            const __m256i change = _mm256_xor_si256(here, previous);
-            previous = here;
-            for (int i = 0; i < count; ++i) {
-                result[i] = _mm256_xor_si256(result[i], _mm256_shuffle_epi8(change, v[i]));
-                v[i] = _mm256_subs_epi8(v[i], sixteen);
+    __m256i found[4][count], index[count];
+    for (const bool upper : { false, true })
+        for (const bool bit6 : { false, true }) {
+            for (int i = 0; i < count; ++i)
+                index[i] = bit6 ? _mm256_subs_epi8(index[i], _mm256_set1_epi8(64))
+                    : upper     ? _mm256_xor_si256(bytes[i], _mm256_set1_epi8(-128))
+                                : bytes[i];
+            for (int group = 0; group < 4; ++group) {
+                const auto piece = [&](int at) {
+                    const auto *const entries = reinterpret_cast<const __m128i *>(table.data() + at);
+                    return _mm256_broadcastsi128_si256(_mm_loadu_si128(entries));
+                };
+                const int at = 128 * upper + 64 * bit6 + 16 * group;
+                const __m256i entries = bit6 ? _mm256_xor_si256(piece(at), piece(at - 64)) : piece(at);
+                for (int i = 0; i < count; ++i) {
+                    const __m256i value = _mm256_shuffle_epi8(entries, index[i]);
+                    found[group][i] = upper || bit6 ? _mm256_xor_si256(found[group][i], value) : value;
+                }
             }
         }
+    for (int i = 0; i < count; ++i) { // a blend looks at the highest bit of a byte
+        const __m256i bit4 = _mm256_slli_epi16(bytes[i], 3), bit5 = _mm256_slli_epi16(bytes[i], 2);
+        bytes[i] = _mm256_blendv_epi8(_mm256_blendv_epi8(found[0][i], found[1][i], bit4),
+            _mm256_blendv_epi8(found[2][i], found[3][i], bit4), bit5);
     }
-    for (int i = 0; i < count; ++i)
-        bytes[i] = result[i];
 }
 
 /// All pixels of a block.
 inline void lookUp(const KXChannelTables &tables, unsigned char *pixels)
 {
-    constexpr int count = 4; // vectors of a channel side by side, for which the tables are loaded once
-    static_assert(blocks::length == 32 * count, "a block is done at once");
-    __m256i b[count], g[count], r[count], a[count];
-    for (int i = 0; i < count; ++i) {
-        const Planes planes = deinterleaved(pixels + 128 * i);
-        b[i] = planes.b, g[i] = planes.g, r[i] = planes.r, a[i] = planes.a;
+    constexpr int count = 2; // vectors of a channel side by side, for which the tables are loaded once
+    constexpr int step = 128 * count;
+    static_assert(4 * blocks::length % step == 0, "a block is done in whole steps");
+    for (unsigned char *const end = pixels + 4 * blocks::length; pixels != end; pixels += step) {
+        __m256i b[count], g[count], r[count], a[count];
+        for (int i = 0; i < count; ++i) {
+            const Planes planes = deinterleaved(pixels + 128 * i);
+            b[i] = planes.b, g[i] = planes.g, r[i] = planes.r, a[i] = planes.a;
+        }
+        lookUp<count>(tables.b, b);
+        lookUp<count>(tables.g, g);
+        lookUp<count>(tables.r, r);
+        for (int i = 0; i < count; ++i)
+            storeInterleaved(pixels + 128 * i, { b[i], g[i], r[i], a[i] });
     }
-    lookUp<count>(tables.b, b);
-    lookUp<count>(tables.g, g);
-    lookUp<count>(tables.r, r);
-    for (int i = 0; i < count; ++i)
-        storeInterleaved(pixels + 128 * i, { b[i], g[i], r[i], a[i] });
 }
 
 } // namespace vectors

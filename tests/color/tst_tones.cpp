@@ -128,6 +128,10 @@ private Q_SLOTS:
             "one value", [](Levels &l) { l.input[0][0] = l.input[0][1] = 99, l.output[0][0] = 50; },
             [](int i) { return ramp(ramp(i)) < 99 ? 50 : 255; });
         check(
+            "one value, reversed output",
+            [](Levels &l) { l.input[0][0] = l.input[0][1] = 99, l.output[0][0] = 200, l.output[0][1] = 100; },
+            [](int i) { return ramp(ramp(i)) <= 99 ? 200 : 100; });
+        check(
             "reversed output", [](Levels &l) { l.output[0][0] = 255, l.output[0][1] = 0; },
             [](int i) { return 255 - ramp(ramp(i)); });
         check(
