@@ -220,6 +220,7 @@ const struct {
     { "assign", [](Scene &s) { s.flatTarget = s.tiled, s.tiledTarget = s.flat; } },
     { "copy tiles to tiles", [](Scene &s) { s.tiled.CopyTo(s.flatTarget, true); } },
     { "copy flat", [](Scene &s) { s.flat.CopyTo(s.tiledTarget, false); } },
+    { "copy to tiles", [](Scene &s) { s.flat.CopyTo(s.tiledTarget, true); } },
     { "copy a rectangle, flat", [](Scene &s) { RGBA32iImage::CopyRect(s.flatTarget, s.flat, s.rect, s.rect, true); },
         true },
     { "copy a rectangle to tiles",
