@@ -340,7 +340,8 @@ private Q_SLOTS:
                 QTest::addRow("%s, %s", families[i].name, lasts ? "from there on" : "once") << int(i) << lasts;
     }
 
-    /// Each run ends as it should or in std::bad_alloc; the sources are what they were, and no block is lost.
+    /// Each run ends as it should or in std::bad_alloc; the sources are what they were, and neither a picture nor a
+    /// block is lost.
     void failAtEveryAllocation()
     {
         QFETCH(const int, family);
@@ -369,6 +370,8 @@ private Q_SLOTS:
                     tested.calls(scene);
                     ended = true;
                 } catch (const std::bad_alloc &) {
+                    if (scene.sharing.isNull())
+                        wrong = "the caller's picture is gone";
                 } catch (...) {
                     wrong = "another exception";
                 }
