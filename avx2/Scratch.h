@@ -6,8 +6,8 @@
 #include <type_traits>
 
 /// Room for the elements of one line, which hold nothing yet: up to @p own of them within the object, on the stack of
-/// the kernel, and more on the heap. Kernels keep nothing per thread: a thread's first use of such a buffer needs memory
-/// in a place where its lack ends the process.
+/// the kernel, and more on the heap. Kernels keep nothing per thread: a thread's first use of such a buffer needs
+/// memory in a place where its lack ends the process.
 template <class Element, std::size_t own>
 class Scratch {
     static_assert(std::is_trivially_default_constructible_v<Element>, "elements are not set");

@@ -9,7 +9,7 @@ const std::vector<Operation> &operations()
 {
     static const std::vector<Operation> all = [] {
         std::vector<Operation> list;
-        for (auto &family : { modes(), toneAdjustments(), profileAdjustments(), filters() })
+        for (auto &family : { modes(), toneAdjustments(), profileAdjustments(), alphaAdjustments(), filters() })
             list.insert(list.end(), family.begin(), family.end());
         return list;
     }();

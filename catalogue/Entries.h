@@ -15,6 +15,7 @@ namespace catalogue {
 std::vector<Operation> modes();
 std::vector<Operation> toneAdjustments();
 std::vector<Operation> profileAdjustments();
+std::vector<Operation> alphaAdjustments();
 std::vector<Operation> filters();
 
 /// A choice of parameters, with what is made of it.

@@ -17,7 +17,9 @@ std::vector<Operation> filters()
         "standard deviation; the blur reaches three times as far" } };
     gaussian.signature = "KXGaussianBlur 1.00000";
     gaussian.cost = "grows with sigma: 2 * (6 * sigma + 1) multiplications a channel and pixel";
-    gaussian.kernel = "KXIterativeConvolutionFast1DAVX2Convolve, PremultiplyAlphaAVX2, ReturnAlphaAVX2";
+    gaussian.kernel = "KXIterativeConvolutionFast1DAVX2Convolve, KXIterativeConvolutionFast1DAVX2ConvolveColumns, "
+                      "KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied, VectorProcess, PremultiplyAlphaAVX2, "
+                      "ReturnAlphaAVX2";
     gaussian.promises.needsFlat = true;
     gaussian.promises.needsTwoProcessors = true; // with one nothing is premultiplied
     list.push_back(filter<OPGaussianBlurProcessing>(gaussian,

@@ -11,7 +11,8 @@ namespace {
 
 using Mode = KXCompositionMode;
 
-/// What a mode makes of a colour s over a colour d, in 0..255, before it is mixed by the coverage; or what else it does.
+/// What a mode makes of a colour s over a colour d, in 0..255, before it is mixed by the coverage; or what else it
+/// does.
 struct Description {
     Mode mode;
     const char *summary;
@@ -66,8 +67,8 @@ std::string summaryOf(Mode mode)
     return found == std::end(descriptions) ? "" : found->summary;
 }
 
-/// Composes the upper image over the image itself. The one mode without a plain form goes through the upper image as its
-/// own mask.
+/// Composes the upper image over the image itself. The one mode without a plain form goes through the upper image as
+/// its own mask.
 RGBA32iImage compose(const Input &input, Mode mode, double opacity, bool lockAlpha)
 {
     RGBA32iImage image = input.image;

@@ -6,7 +6,8 @@
 /// An entry says how an operation is made, with which parameters it shows what it does, and what it promises. Whatever
 /// goes through all operations takes them from here: the tests of what they promise, the fuzz target of the parameter
 /// streams, rows of the benchmark, the sheets of the tour, and the page docs/operations.md. A new operation is one more
-/// entry in Modes.cpp, Filters.cpp or the file of a family of adjustments. The catalogue uses the public headers alone and is not installed.
+/// entry in Modes.cpp, Filters.cpp or the file of a family of adjustments. The catalogue uses the public headers alone
+/// and is not installed.
 
 #include "KXBlend.h"
 #include "OPAdjustmentProcessing.h"

@@ -22,6 +22,10 @@ void printModes()
         "\n## Composition modes\n\n"
         "What becomes of a colour s over a colour d, both in 0..255 and with division by truncation, before the\n"
         "result is mixed in by the coverage and cut at 0 and 255; `KXBlend.h` has what is odd about some.\n\n"
+        "- Each is an enumerator of `KXCompositionMode`. What calls take beside it is an opacity, sensible from 0 to\n"
+        "  1, and whether the destination keeps its alpha.\n"
+        "- Cost: [performance.md](performance.md) has a row for each mode.\n"
+        "- Kernel: that of the call, such as `Compose_QImage_RGBA32iImage_avx2`, whatever the mode.\n\n"
         "| value | mode | |\n| --- | --- | --- |\n");
     for (const Operation &operation : operations(Kind::Mode))
         std::printf(

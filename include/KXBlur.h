@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// Fixed-point taps for short convolutions, and the pair of transformations that stands around a convolution of straight
-/// pixels: premultiplying them, and unpremultiplying what comes out.
+/// Fixed-point taps for short convolutions, and the pair of transformations that stands around a convolution of
+/// straight pixels: premultiplying them, and unpremultiplying what comes out.
 
 #include "BaseTransformation.h"
 #include "KXGlobal.h"
@@ -10,8 +10,8 @@
 #include <functional>
 #include <vector>
 
-/// A convolution's taps are an odd number of Q14 values, 16384 being 1.0, symmetric about the middle one. Each is rounded
-/// by itself, so their sum is near 16384 and need not be exactly that; the rounding of a convolution hides the
+/// A convolution's taps are an odd number of Q14 values, 16384 being 1.0, symmetric about the middle one. Each is
+/// rounded by itself, so their sum is near 16384 and need not be exactly that; the rounding of a convolution hides the
 /// difference for most values.
 namespace KXBlur {
 

@@ -73,10 +73,10 @@ KX_EXPORT void ComposeMaskOn(const Src &src, const QRect &srcRect, KXComposition
 /// Composes a source that is clipped by the alpha of @p clip, which may have a mask of its own.
 ///
 /// The area is what source, clip and destination have in common. An empty @p clipMaskRect, also one of negative size,
-/// means that there is no clip mask. Where source, clip and clip mask are all tiled the clip mask is ignored. Fake tiles
-/// of the clip are read, null ones hide the source. A flat window of the source counts only where there is a clip mask,
-/// and those of clip and clip mask never do. A tiled destination is not served: the call logs "ClippingMask composer is
-/// missing ..." and does nothing. Neither @p clip nor @p clipMask is changed.
+/// means that there is no clip mask. Where source, clip and clip mask are all tiled the clip mask is ignored. Fake
+/// tiles of the clip are read, null ones hide the source. A flat window of the source counts only where there is a clip
+/// mask, and those of clip and clip mask never do. A tiled destination is not served: the call logs "ClippingMask
+/// composer is missing ..." and does nothing. Neither @p clip nor @p clipMask is changed.
 template <class Src, class Dst>
 KX_EXPORT void ComposeClippingMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst,
     const QRect &dstRect, RGBA32iImage &clip, const QRect &clipRect, RGBA32iImage &clipMask, const QRect &clipMaskRect,

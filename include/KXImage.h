@@ -104,8 +104,8 @@ inline std::optional<KXOverlap> ClipRects(
 /// image.SetFlatWindow(stroke, QRect(QPoint(0, 0), part.size()), QPoint(0, 0), part.topLeft());
 /// stroke.data()[5 * 150 + 7] = red; // the image's pixel (97, 45), in A
 /// @endcode
-/// A shows, B does not: there the tile's own pixels are read. @c ReadRow and composition see the window; @c CopyRect and
-/// @c CopyTo do not. A write makes a tile, which hides what lies behind it.
+/// A shows, B does not: there the tile's own pixels are read. @c ReadRow and composition see the window; @c CopyRect
+/// and @c CopyTo do not. A write makes a tile, which hides what lies behind it.
 template <class T, int TileW, int TileH>
 class KX_EXPORT KXImage {
     static_assert(size_t(TileW) * TileH * sizeof(T) == 65536, "every tile is 65,536 bytes");

@@ -37,8 +37,8 @@ class KXIterativeConvolutionFast2D;
 ///          Progress, where it holds a target, is called once per finished line from any of these threads.
 /// Owner    Keeps its own copy of the taps; borrows the image.
 /// Cost     One multiplication per tap, channel and pixel. A worker holds two lines, and 64 columns where it
-///          transposes them into lines. These 64 are written together, so progress may run up to 64 columns ahead of what the
-///          image shows.
+///          transposes them into lines. These 64 are written together, so progress may run up to 64 columns ahead of
+///          what the image shows.
 template <class Image, class Direction>
 class KXIterativeConvolutionFast1D {
 public:
@@ -67,8 +67,8 @@ private:
 
     /// Whether the module's kernel that takes many columns side by side serves this pass.
     bool HasColumnsKernel() const;
-    /// Runs the pass where there are @p processors. With @p alpha, rows are premultiplied and columns unpremultiplied on
-    /// the way.
+    /// Runs the pass where there are @p processors. With @p alpha, rows are premultiplied and columns unpremultiplied
+    /// on the way.
     void Convolve(int processors, const std::atomic<bool> &cancel, const std::function<void()> &progress,
         lines::AlphaInPasses *alpha);
 
@@ -82,9 +82,9 @@ private:
 /// Both passes over one rectangle: rows to their end, then columns.
 ///
 /// With premultiplication, colour counts by its alpha: the rectangle is premultiplied once before both passes and
-/// unpremultiplied once after them, also after a cancel or an exception. These two steps do not count as progress. They are
-/// two plain walks of colour transformations, which leave out **the last row of the rectangle of a flat image**: that
-/// row is convolved as straight pixels. An image of one row is therefore blurred without regard to alpha. With the
+/// unpremultiplied once after them, also after a cancel or an exception. These two steps do not count as progress. They
+/// are two plain walks of colour transformations, which leave out **the last row of the rectangle of a flat image**:
+/// that row is convolved as straight pixels. An image of one row is therefore blurred without regard to alpha. With the
 /// kernel module and up to 65 symmetric taps, the passes over a flat image do both themselves instead of the walks, to
 /// the same bytes.
 ///

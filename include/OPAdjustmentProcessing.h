@@ -15,8 +15,8 @@
 ///
 /// Cancelling: the caller owns the flag, and it must outlive the filter. Workers read it between lines. A cancelled run
 /// returns what it has, with no error; whoever set the flag knows to discard the result. That result need not equal the
-/// input, even if the flag was set from the start: a Gaussian without a selection has weighted the colours by alpha and
-/// gone back by then, which loses some of their precision. Bad parameters and rectangles are no errors either:
+/// input, even if the flag was set from the start: a Gaussian without a selection has premultiplied and unpremultiplied
+/// the pixels by then, which loses some of their precision. Bad parameters and rectangles are no errors either:
 /// rectangles shrink to what the images hold.
 ///
 /// Selections: with one a filter works on a copy of what its passes read around the selection, so that memory and time

@@ -5,8 +5,8 @@
 /// The number type of the blend arithmetic. A formula is written once, as a template over V: one channel of one pixel
 /// here (quint32), one channel of eight pixels in the kernel module. Everything is unsigned and wraps at 32 bits.
 ///
-/// The vector form is exact only within the ranges given at each function; formulas stay inside them for opacities of up
-/// to 256, and larger opacities never reach it.
+/// The vector form is exact only within the ranges given at each function; formulas stay inside them for opacities of
+/// up to 256, and larger opacities never reach it.
 namespace compose {
 
 using Lane1 = quint32;

@@ -23,8 +23,8 @@ Area<InLayer> selected(const KXFilterData &data)
     return Area<InSelection>(data.selectionRect).Moved<InLayer>(data.selectionOffset.x(), data.selectionOffset.y());
 }
 
-/// @p length pixels of @p image from (@p x, @p y) on: where they lie in a flat image, otherwise in @p buffer, null tiles
-/// as empty.
+/// @p length pixels of @p image from (@p x, @p y) on: where they lie in a flat image, otherwise in @p buffer, null
+/// tiles as empty.
 const OPRGBA32i *rowOf(const RGBA32iImage &image, int x, int y, int length, std::vector<OPRGBA32i> &buffer)
 {
     if (!image.IsTiled())

@@ -21,7 +21,7 @@ kernels::Slot premultiplyingLineKernel { KX_SYMBOL(KXIterativeConvolutionFast1DA
 kernels::Slot columnsKernel { KX_SYMBOL(KXIterativeConvolutionFast1DAVX2ConvolveColumns) };
 
 /// Runs @p passes on premultiplied pixels if @p premultiply is set. However they end, cancelled or thrown out of, the
-/// pixels become straight again.
+/// pixels are unpremultiplied after them.
 template <class Passes>
 void premultiplied(bool premultiply, RGBA32iImage &image, const QRect &rect, Passes passes)
 {

@@ -38,8 +38,8 @@ inline QRect clipped(const QRect &rect, const RGBA32iImage &image)
     return rect.isValid() ? ClippedTo(image.Rect(), rect) : image.Rect();
 }
 
-/// What one worker of a pass needs for its lines: the pixels that it reads, and those that it writes if they are not put
-/// right where they belong.
+/// What one worker of a pass needs for its lines: the pixels that it reads, and those that it writes if they are not
+/// put right where they belong.
 struct LineBuffers {
     explicit LineBuffers(const PassShape &shape)
         : source(size_t(shape.sourceLength))

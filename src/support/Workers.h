@@ -23,8 +23,9 @@
 #include <vector>
 
 /// The one shape of every multi-threaded loop: a fixed number of workers on the global pool pull items from a shared
-/// counter, and the caller waits for all of them. It does items only in the place of a worker that has not begun when
-/// it comes to wait for that one. The families differ only in how many workers they use and in what an item is.
+/// counter. The caller waits for all of them, but for those of @c startForEachItem. It does items only in the place of
+/// a worker that has not begun when it comes to wait for that one. The families differ only in how many workers they
+/// use and in what an item is.
 namespace workers {
 
 /// Logical processors as the C++ library reports them; 1 when it does not know.

@@ -139,7 +139,7 @@ const Use uses[] = {
     { {}, [] { runHandler<lines::LineHandlerConvolution<PlainCopy, HorizontalDirection>>(PlainCopy()); } },
     { { "KXIterativeConvolutionFast1DAVX2Convolve" }, convolve<HorizontalDirection> },
     { { "KXIterativeConvolutionFast1DAVX2ConvolveColumns" }, convolve<VerticalDirection> },
-    // All rows but the last one are weighted.
+    // All rows but the last one are premultiplied.
     { { "KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied", "KXIterativeConvolutionFast1DAVX2Convolve",
           "KXIterativeConvolutionFast1DAVX2ConvolveColumns" },
         convolveBoth },

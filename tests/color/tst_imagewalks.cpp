@@ -100,8 +100,8 @@ class TestImageWalks : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    /// Every pixel of the area once, and no other; but for the plain form, which leaves the last row of a flat image. On one
-    /// processor nobody walks an image, and the caller a QImage.
+    /// Every pixel of the area once, and no other; but for the plain form, which leaves the last row of a flat image.
+    /// On one processor nobody walks an image, and the caller a QImage.
     void rectangles()
     {
         const QRect all(0, 0, 300, 200), none(0, 0, 0, 0);

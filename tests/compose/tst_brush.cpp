@@ -8,8 +8,8 @@ using kit::Picture, reference::Canvas;
 
 namespace {
 
-/// What @p found must be where a stamp's pixel is laid on a stroke's: the nearest bytes to these real numbers, or either
-/// of two that are equally near, as far as single precision can tell.
+/// What @p found must be where a stamp's pixel is laid on a stroke's: the nearest bytes to these real numbers, or
+/// either of two that are equally near, as far as single precision can tell.
 OPRGBA32i stamped(OPRGBA32i s, OPRGBA32i d, OPRGBA32i found, double opacity, double average, double flow)
 {
     if (s.a == 0)

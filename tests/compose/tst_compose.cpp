@@ -42,8 +42,8 @@ struct Scene {
     {
     }
 
-    /// New parameters of a call. Rectangles lie over any edge and are of any size or odd, and often empty for a mask. In
-    /// every other round there are also new flat windows on all but the destination, near and far.
+    /// New parameters of a call. Rectangles lie over any edge and are of any size or odd, and often empty for a mask.
+    /// In every other round there are also new flat windows on all but the destination, near and far.
     void Change(QRandomGenerator &random, int round)
     {
         const double opacities[] = { 0.7, 1.0, 0.5, 0.004, 0.9, 1.2, 7, 1e18, -1, qQNaN(), qInf(), 0.0039 };

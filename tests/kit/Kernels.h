@@ -67,8 +67,8 @@ private:
     int m_offset, m_length;
 };
 
-/// Runs the block kernel @p symbol, and @p plain on each pixel, and compares with @p formula(colour, alpha): every colour
-/// under every alpha, then blocks that are opaque but for one pixel, and one that is all opaque.
+/// Runs the block kernel @p symbol, and @p plain on each pixel, and compares with @p formula(colour, alpha): every
+/// colour under every alpha, then blocks that are opaque but for one pixel, and one that is all opaque.
 template <class Formula>
 void compareBlocks(
     kernels::Symbol<void(unsigned char *, bool)> symbol, const BaseTransformation &plain, Formula formula)
