@@ -1,5 +1,6 @@
 #pragma once
 
+#include "KXImage.h"
 #include "Lane16.h"
 #include "compose/ModeTable.h"
 #include "support/Prefetch.h"
@@ -21,12 +22,14 @@ struct Avx2Rows {
     }
 
     /// Prefetches what long rows hold @p distance pixels further on: by itself the processor does not fetch beyond a
-    /// page. Pixels that are only looked at go by faster, and have to be asked for earlier.
-    enum Distance { WhenBlending = 512, WhenLooking = 2048 };
+    /// page. Pixels that are only looked at go by faster and have to be asked for earlier, in rows that several threads
+    /// take in turn; through a whole tile the processor keeps ahead by itself, and asking only costs time.
+    enum Distance { WhenBlending = 512, WhenLooking = 1024 };
+    static constexpr int wholeTile = RGBA32iImage::TileWidth * RGBA32iImage::TileHeight;
     template <Distance distance, class... Pixels>
     static Q_ALWAYS_INLINE void askAhead(int i, int count, const Pixels *...rows)
     {
-        if (i + distance < count)
+        if (i + distance < count && (distance == WhenBlending || count < wholeTile))
             ((rows ? memory::prefetch(rows + i + distance, group) : void()), ...);
     }
 
