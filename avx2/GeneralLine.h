@@ -9,24 +9,24 @@ namespace general {
 
 /// Convolves @p count pixels of each half of a chunk.
 inline void convolveChunk(
-    const chunks::Halves &from, int count, const chunks::Pairs &pairs, unsigned *left, unsigned *right)
+    const chunks::Halves &from, int count, const chunks::TapsTwice &pairs, unsigned *left, unsigned *right)
 {
-    using chunks::maxPixels, chunks::maxTaps, chunks::Sums;
+    using chunks::maxPixels, chunks::maxTaps, chunks::GroupSums;
     __m256i elements[maxPixels / 2 + maxTaps / 2 + 4];
     chunks::expand<chunks::Neighbour::Next>(
         from, 0, count / 2 + pairs.lastOdd, [&elements](int i, __m256i pair) { elements[i] = pair; });
     for (int i = 0; i < count; i += chunks::groupPixels) {
         const __m256i *const samples = elements + i / 2;
-        Sums sums;
+        GroupSums sums;
 #pragma GCC unroll 2
         for (int t = 0; t <= pairs.last; ++t)
             for (int k = 0; k < 2; ++k) {
-                Sums::Add(sums.even[k], samples[k + t], pairs.even[t]);
-                Sums::Add(sums.odd[k], samples[k + t], pairs.odd[t]);
+                GroupSums::Add(sums.even[k], samples[k + t], pairs.even[t]);
+                GroupSums::Add(sums.odd[k], samples[k + t], pairs.odd[t]);
             }
         if (pairs.lastOdd > pairs.last)
             for (int k = 0; k < 2; ++k)
-                Sums::Add(sums.odd[k], samples[k + pairs.lastOdd], pairs.odd[pairs.lastOdd]);
+                GroupSums::Add(sums.odd[k], samples[k + pairs.lastOdd], pairs.odd[pairs.lastOdd]);
         sums.Store(left + i, right + i);
     }
 }
@@ -34,7 +34,7 @@ inline void convolveChunk(
 inline void convolve(const unsigned *source, unsigned *destination, int length, const std::vector<short> &taps)
 {
     const int count = int(taps.size());
-    const chunks::Pairs pairs(taps.data(), count);
+    const chunks::TapsTwice pairs(taps.data(), count);
     chunks::forEachChunk(source, destination, length, count,
         [&pairs](const chunks::Halves &from, int pixels, unsigned *left, unsigned *right) {
             convolveChunk(from, pixels, pairs, left, right);

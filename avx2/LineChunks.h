@@ -26,9 +26,9 @@ constexpr int groupPixels = 4; ///< of each half, that one round of the inner lo
 constexpr int maxPixels = 512; ///< of each half of a chunk
 constexpr int maxTaps = 512;
 
-/// Taps, paired in both ways.
-struct Pairs {
-    Pairs(const short *taps, int count)
+/// The taps twice, paired in both ways.
+struct TapsTwice {
+    TapsTwice(const short *taps, int count)
         : last((count - 1) / 2)
         , lastOdd(count / 2)
     {
@@ -104,10 +104,10 @@ void expand(Halves from, qptrdiff first, int count, const Put &put)
 }
 
 /// The sums of two elements, 32 bits each: of outputs at even places and of those at odd ones.
-struct Sums {
+struct GroupSums {
     __m256i even[2], odd[2];
 
-    Sums() { even[0] = even[1] = odd[0] = odd[1] = _mm256_set1_epi32(symmetric::roundingTerm); }
+    GroupSums() { even[0] = even[1] = odd[0] = odd[1] = _mm256_set1_epi32(symmetric::roundingTerm); }
 
     static void Add(__m256i &sum, __m256i samples, int pair)
     {

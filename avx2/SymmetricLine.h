@@ -18,36 +18,36 @@ struct alignas(32) BothPairs {
 };
 
 /// The sums of two elements' outputs.
-inline chunks::Sums sum(const BothPairs *elements, const chunks::Pairs &pairs)
+inline chunks::GroupSums sum(const BothPairs *elements, const chunks::TapsTwice &pairs)
 {
-    using chunks::Sums;
-    Sums sums;
+    using chunks::GroupSums;
+    GroupSums sums;
     __m256i mirror[2]; // the samples on the other side of the middle that the odd outputs take next
     for (int k = 0; k < 2; ++k) {
         const __m256i samples = elements[k].forward;
         mirror[k] = elements[k].backward;
         const __m256i withoutMiddle = _mm256_blend_epi16(_mm256_setzero_si256(), mirror[k], 0xAA); // it counts once
-        Sums::Add(sums.even[k], _mm256_add_epi16(samples, withoutMiddle), pairs.even[0]);
-        Sums::Add(sums.odd[k], samples, pairs.odd[0]);
+        GroupSums::Add(sums.even[k], _mm256_add_epi16(samples, withoutMiddle), pairs.even[0]);
+        GroupSums::Add(sums.odd[k], samples, pairs.odd[0]);
     }
 #pragma GCC unroll 2
     for (int t = 1; t <= pairs.last; ++t)
         for (int k = 0; k < 2; ++k) {
             const __m256i samples = elements[k + t].forward, behind = elements[k - t].backward;
-            Sums::Add(sums.even[k], _mm256_add_epi16(samples, behind), pairs.even[t]);
-            Sums::Add(sums.odd[k], _mm256_add_epi16(samples, mirror[k]), pairs.odd[t]);
+            GroupSums::Add(sums.even[k], _mm256_add_epi16(samples, behind), pairs.even[t]);
+            GroupSums::Add(sums.odd[k], _mm256_add_epi16(samples, mirror[k]), pairs.odd[t]);
             mirror[k] = behind;
         }
     if (pairs.lastOdd > pairs.last)
         for (int k = 0; k < 2; ++k)
-            Sums::Add(sums.odd[k], _mm256_add_epi16(elements[k + pairs.lastOdd].forward, mirror[k]),
+            GroupSums::Add(sums.odd[k], _mm256_add_epi16(elements[k + pairs.lastOdd].forward, mirror[k]),
                 pairs.odd[pairs.lastOdd]);
     return sums;
 }
 
 /// Convolves @p count pixels of each half of a chunk; @p middle is the place of the middle one among the taps.
 inline void convolveChunk(
-    const chunks::Halves &from, int count, const chunks::Pairs &pairs, int middle, unsigned *left, unsigned *right)
+    const chunks::Halves &from, int count, const chunks::TapsTwice &pairs, int middle, unsigned *left, unsigned *right)
 {
     using chunks::maxPixels, chunks::maxTaps, chunks::Neighbour;
     BothPairs elements[maxPixels / 2 + maxTaps / 2 + 4];
@@ -63,7 +63,7 @@ inline void convolveChunk(
 inline void convolve(const unsigned *source, unsigned *destination, int length, const std::vector<short> &taps)
 {
     const int count = int(taps.size()), middle = count / 2;
-    const chunks::Pairs pairs(taps.data() + middle, count - middle);
+    const chunks::TapsTwice pairs(taps.data() + middle, count - middle);
     chunks::forEachChunk(source, destination, length, count,
         [&](const chunks::Halves &from, int pixels, unsigned *left, unsigned *right) {
             convolveChunk(from, pixels, pairs, middle, left, right);

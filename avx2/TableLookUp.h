@@ -48,11 +48,12 @@ inline void storeInterleaved(unsigned char *pixels, const Planes &planes)
 
 /// @p table for each byte of @p count vectors.
 ///
-/// A byte shuffle looks up in 16 entries by the low four bits of a byte, and gives 0 where the highest bit is set. The 16
-/// pieces of the table are four groups by bits 4 and 5 of the byte. In a group, the pieces for bit 6 follow one another:
-/// the second one is looked up with the byte minus 64, which is negative where the first one was meant, and takes back by
-/// an exclusive or what the first one gave where it was not. That serves bytes below 128; those above have their sign
-/// inverted, and the same is done with the upper half of the table. In the end bits 4 and 5 choose between the groups.
+/// A byte shuffle looks up in 16 entries by the low four bits of a byte, and gives 0 where the highest bit is set. The
+/// 16 pieces of the table are four groups by bits 4 and 5 of the byte. In a group, the pieces for bit 6 follow one
+/// another: the second one is looked up with the byte minus 64, which is negative where the first one was meant, and
+/// takes back by an exclusive or what the first one gave where it was not. That serves bytes below 128; those above
+/// have their sign inverted, and the same is done with the upper half of the table. In the end bits 4 and 5 choose
+/// between the groups.
 template <int count>
 void lookUp(const KXChannelTables::Table &table, __m256i *bytes)
 {

@@ -24,6 +24,7 @@ public:
     /// As @c SetData on that.
     KXBurnCorrection(double amount, RangeType range) { SetData(amount, range); }
 
-    /// @p amount as a fraction; a dialog or a brush offers 0 to 1. A @p range that is none of the three changes nothing.
+    /// @p amount as a fraction; a dialog or a brush offers 0 to 1. A @p range that is none of the three changes
+    /// nothing.
     void SetData(double amount, RangeType range);
 };

@@ -12,8 +12,8 @@
 /// (c + brightness - 128) * f + 128 + brightness, truncated and cut at 0 and 255, with
 /// f = 259 * (contrast + 255) / (255 * (259 - contrast)).
 ///
-/// **Brightness counts twice**, before and after the contrast: 10 makes a picture lighter by 20, as long as the contrast
-/// is 0. 0 and 0 leave every pixel as it is.
+/// **Brightness counts twice**, before and after the contrast: 10 makes a picture lighter by 20, as long as the
+/// contrast is 0. 0 and 0 leave every pixel as it is.
 class KX_EXPORT OPBrightnessContrastTransformation : public KXTableTransformation {
 public:
     /// @p brightness in steps of a channel, made darker by negative ones; a dialog offers -128 to 128.

@@ -15,8 +15,8 @@
 /// 132, 148, 164, 180, 196, 212, 228 and 244 lose 1. That is intended.
 class KX_EXPORT OPGammaCorrectionTransformation : public KXTableTransformation {
 public:
-    /// @p gamma above 1 makes lighter, below 1 darker; a dialog offers 0.1 to 5. It is cut at 0.01 and 5, and NaN counts
-    /// as 0.01.
+    /// @p gamma above 1 makes lighter, below 1 darker; a dialog offers 0.1 to 5. It is cut at 0.01 and 5, and NaN
+    /// counts as 0.01.
     explicit OPGammaCorrectionTransformation(double gamma);
 
     using KXTableTransformation::operator();

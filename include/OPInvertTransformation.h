@@ -20,8 +20,8 @@ public:
     static std::function<void(unsigned char *, bool)> m_InvertAVX2; ///< "InvertTransformationAVX2"
 };
 
-/// Makes what is transparent opaque, and the other way round: alpha becomes 255 minus its value, and colours stay. Has no
-/// kernel; OPInvertColorAlpha does the same and has one.
+/// Makes what is transparent opaque, and the other way round: alpha becomes 255 minus its value, and colours stay. Has
+/// no kernel; OPInvertColorAlpha does the same and has one.
 class KX_EXPORT OPInvertAlphaTransformation : public BaseTransformation {
 public:
     using BaseTransformation::operator();

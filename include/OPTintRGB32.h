@@ -13,8 +13,8 @@
 /// **An amount of 0 is not the identity**, but what OPLevelsTransformation does with whole ranges: 24 values lose 1.
 class KX_EXPORT OPTintRGB32 : public BaseTransformation {
 public:
-    /// @p amount in per cent of the way from black to the dark colour and from white to the light one; a dialog offers 0
-    /// to 100, and nothing is limited beyond: what leaves 0..255 takes the low byte.
+    /// @p amount in per cent of the way from black to the dark colour and from white to the light one; a dialog offers
+    /// 0 to 100, and nothing is limited beyond: what leaves 0..255 takes the low byte.
     OPTintRGB32(const OPRGBA32i &darkColor, const OPRGBA32i &lightColor, int amount);
 
     using BaseTransformation::operator();

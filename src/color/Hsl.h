@@ -6,8 +6,8 @@
 #include <array>
 #include <utility>
 
-/// Hue, saturation and lightness as QColor has them, to the bit, without one: its conversions go over channels of 16 bits
-/// in double precision.
+/// Hue, saturation and lightness as QColor has them, to the bit, without one: its conversions go over channels of 16
+/// bits in double precision.
 namespace color {
 
 /// Hue in degrees, -1 for grey; saturation and lightness in 0..255.
@@ -72,8 +72,8 @@ inline int channelOfHsl(Hsl color, int third)
     return byteOfFraction(value);
 }
 
-/// The pixel of a colour, for saturation and lightness in 0..255. A hue of -1 is a grey, one of 360 and more goes round,
-/// and one below -1 is no colour: it gives **opaque** black, whatever @p alpha is.
+/// The pixel of a colour, for saturation and lightness in 0..255. A hue of -1 is a grey, one of 360 and more goes
+/// round, and one below -1 is no colour: it gives **opaque** black, whatever @p alpha is.
 inline OPRGBA32i pixelOf(Hsl color, unsigned char alpha)
 {
     if (color.h < -1)
@@ -82,9 +82,9 @@ inline OPRGBA32i pixelOf(Hsl color, unsigned char alpha)
     if (color.h == -1)
         return OPRGBA32i(grey, grey, grey, alpha);
 
-    // The largest and the smallest channel lie equally far from the lightness. The one in between moves from the smallest
-    // (@c way 0) to the largest (60) and back again. All of them are rounded to the nearest byte; the distance is never
-    // half of one, as 255 is odd, but the channel in between may be: then its rounding in doubles decides.
+    // The largest and the smallest channel lie equally far from the lightness. The one in between moves from the
+    // smallest (@c way 0) to the largest (60) and back again. All of them are rounded to the nearest byte; the distance
+    // is never half of one, as 255 is odd, but the channel in between may be: then its rounding in doubles decides.
     color.h %= 360;
     const int reach = std::min(color.l, 255 - color.l) * color.s, sextant = color.h / 60;
     const int way = sextant % 2 == 0 ? color.h % 60 : 60 - color.h % 60;

@@ -10,8 +10,8 @@
 /// increasing. The order of the floating-point operations is part of the results.
 namespace color {
 
-/// Computes the three coefficients of each segment into @p cubic, @p quadratic and @p linear, which hold as many zeros as
-/// there are points. Where x does not increase they stay zeros: that is a staircase.
+/// Computes the three coefficients of each segment into @p cubic, @p quadratic and @p linear, which hold as many zeros
+/// as there are points. Where x does not increase they stay zeros: that is a staircase.
 template <class Points>
 void buildSpline(const Points &points, double *cubic, double *quadratic, double *linear)
 {

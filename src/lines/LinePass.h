@@ -230,7 +230,7 @@ void forEachGroup(const Groups &groups, int count, MakeWorker makeWorker)
 {
     std::vector<int> done(size_t(groups.Count()));
     std::exception_ptr first;
-    for (int left = count; left > 0 || !first;) {
+    for (int left = count; left > 0 || !first;) { // once with any count, then while workers are left
         std::atomic<int> thrown { 0 };
         try {
             workers::forEachItem(left, 0, groups.Count(), [&] {

@@ -18,7 +18,8 @@ int main(int argc, char **argv)
     for (const catalogue::Operation &operation : catalogue::operations())
         for (const catalogue::Variant &variant : operation.variants)
             for (const QRect &selected : { QRect(), QRect(20, -30, 150, 160) }) {
-                if (single && operation.promises.needsTwoProcessors)
+                if ((single && operation.promises.needsTwoProcessors)
+                    || (operation.kind != catalogue::Kind::Filter && !selected.isEmpty()))
                     continue;
                 inputs::Count count;
                 const kit::Picture picture =

@@ -49,6 +49,7 @@ private Q_SLOTS:
                 QVERIFY2(kernels.contains(kernel), qPrintable(kernel));
         }
         QCOMPARE(catalogue::operations(Kind::Mode).size(), size_t(KXCompositionModes().size()));
+        everyClassIsListed();
     }
 
     /// Through a kernel, pixel by pixel and as a copy: the same pixels.
@@ -210,7 +211,7 @@ private Q_SLOTS:
         const QStringList two = digests("", 2);
         int operations = 0;
         for (const Operation &operation : catalogue::operations())
-            operations += 2 * int(operation.variants.size());
+            operations += (operation.kind == Kind::Filter ? 2 : 1) * int(operation.variants.size());
         QCOMPARE(two.size(), operations);
         QCOMPARE(digests("none", 2), two);
         for (const char *module : { "", "none" }) {
@@ -234,6 +235,27 @@ private Q_SLOTS:
     }
 
 private:
+    /// Every public class that is an adjustment or a filter has an entry.
+    void everyClassIsListed()
+    {
+        std::set<QString> listed { "KXTableTransformation" }; // a base
+        for (const Operation &operation : catalogue::operations())
+            listed.insert(QString::fromStdString(operation.className).section("::", -1));
+        const QRegularExpression declared("class KX_EXPORT (\\w+)(?: final)? : public "
+                                          "(BaseTransformation|KXTableTransformation|OPAdjustmentProcessing)\\b");
+        int classes = 0;
+        for (const QString &name : QDir(HEADERS).entryList({ "*.h" })) {
+            QFile header(QDir(HEADERS).filePath(name));
+            QVERIFY(header.open(QIODevice::ReadOnly));
+            auto match = declared.globalMatch(QString::fromUtf8(header.readAll()));
+            for (; match.hasNext(); ++classes) {
+                const QString found = match.next().captured(1);
+                QVERIFY2(listed.count(found), qPrintable(found + " is not in the catalogue"));
+            }
+        }
+        QVERIFY(classes > 10);
+    }
+
     /// A row for each variant of each operation of @p kinds.
     void variants(const std::set<Kind> &kinds)
     {

@@ -81,8 +81,8 @@ private Q_SLOTS:
         QCOMPARE(valueAt(100, single), 9);
     }
 
-    /// Points with equal or falling x give a staircase. Of two with equal x the later one decides from there on, but the
-    /// first pair takes the earlier's y, and the last one's second y is never reached.
+    /// Points with equal or falling x give a staircase. Of two with equal x the later one decides from there on, but
+    /// the first pair takes the earlier's y, and the last one's second y is never reached.
     void staircases()
     {
         const QVector<QPoint> steps { { 10, 1 }, { 10, 2 }, { 50, 3 }, { 50, 4 }, { 90, 5 }, { 90, 6 } };
@@ -92,8 +92,8 @@ private Q_SLOTS:
             QCOMPARE(valueAt(x, steps), y);
     }
 
-    /// What makes a natural spline one: it goes through its points, slope and bend are continuous there, and it does not
-    /// bend at its ends.
+    /// What makes a natural spline one: it goes through its points, slope and bend are continuous there, and it does
+    /// not bend at its ends.
     void naturalSplines()
     {
         QRandomGenerator random = kit::random();

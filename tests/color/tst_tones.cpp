@@ -356,7 +356,8 @@ private Q_SLOTS:
         QCOMPARE(pixel, OPRGBA32i(0x12345678u));
     }
 
-    /// With an index an object changes that pixel of its buffer, which copies share, and otherwise does what its class does.
+    /// With an index an object changes that pixel of its buffer, which copies share, and otherwise does what its class
+    /// does.
     void indexed()
     {
         OPRGBA32i pixels[3] = { 0x01020304u, 0x01020304u, 0x01020304u };

@@ -165,15 +165,19 @@ private Q_SLOTS:
         for (const int size : { 300, 301 })
             QTest::addRow("box of %d", size) << Taps(size_t(size), 54);
         QTest::newRow("white on all taps") << Taps(2001, 32767); // sums wrap
-        Taps ramp, down, step(601, 3);
+        Taps ramp, down, step(601, 3), longest, tooLong; // the last two at the most steps of a staircase, and beyond
         for (int i = 0; i < 601; ++i) {
             ramp.push_back(short(std::min(i, 600 - i) / 3 - 7));
             down.push_back(short(200 - i / 3));
+            longest.push_back(short(std::min({ i + 1, 64, 601 - i })));
+            tooLong.push_back(short(std::min({ i + 1, 129, 601 - i })));
         }
         std::fill(step.begin() + 250, step.end(), short(-150));
         QTest::newRow("ramp") << ramp;
         QTest::newRow("steps down only") << down;
         QTest::newRow("one high step") << step;
+        QTest::newRow("128 steps") << longest;
+        QTest::newRow("more steps") << tooLong;
     }
 
     /// By each form of the code there is.
