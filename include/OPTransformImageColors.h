@@ -25,7 +25,8 @@
 ///          cancel flag.
 /// Errors   What the adjustment or the progress function throws is logged as
 ///          "[include/OPTransformImageColors:line] ..." and thrown on, once all workers have ended; the other workers
-///          finish the rows that remain.
+///          finish the rows that remain. A QImage that shares its pixels stays as it is where there is no memory for
+///          pixels of its own, and std::bad_alloc leaves.
 /// Cost     A virtual call per pixel (per row for a KXCMSTransform) and a look at the tile table per tile and row;
 ///          nothing is allocated per row.
 
@@ -124,7 +125,7 @@ private:
 ///          function alive themselves; the image, the cancel flag and whatever the progress function refers to belong
 ///          to the caller, who keeps them alive until the workers have ended: one call of the progress function for
 ///          each row of the clipped rectangle tells, or QThreadPool::globalInstance()->waitForDone(). What is thrown
-///          there is logged and goes no further.
+///          there is logged and goes no further. Where the system gives the pool no thread nobody does the rows.
 template <class Transformation>
 class OPPixelIterativeTransformImageColors {
     static_assert(std::is_base_of<BaseTransformation, Transformation>::value, "walks apply a BaseTransformation");
