@@ -41,6 +41,10 @@ void *operator new(size_t size)
     void *const block = allocated([size] { return std::malloc(size); });
     return block ? block : throw std::bad_alloc();
 }
+void *operator new(size_t size, const std::nothrow_t &) noexcept
+{
+    return allocated([size] { return std::malloc(size); });
+}
 void operator delete(void *block) noexcept
 {
     freed(block);
