@@ -25,11 +25,11 @@ struct Choice {
     Value value;
 };
 
-/// Adds to @p operation an adjustment, made by each of @p choices: functions that return a Transformation.
+/// An adjustment, made by each of @p choices: functions that return a Transformation.
 template <class Transformation>
-Operation adjustment(Operation operation, std::vector<Choice<std::function<Transformation()>>> choices)
+Operation adjustment(About about, std::vector<Choice<std::function<Transformation()>>> choices)
 {
-    operation.kind = Kind::Adjustment;
+    Operation operation { std::move(about), Kind::Adjustment, {}, {}, {} };
     operation.promises.needsTwoProcessors = true; // walks leave one processor to the caller
     for (const auto &choice : choices) {
         const auto make = choice.value;
@@ -55,6 +55,13 @@ Operation adjustment(Operation operation, std::vector<Choice<std::function<Trans
         operation.variants.push_back(std::move(variant));
     }
     return operation;
+}
+
+/// An adjustment without parameters.
+template <class Transformation>
+Operation adjustment(About about)
+{
+    return adjustment<Transformation>(std::move(about), { { "", [] { return Transformation(); } } });
 }
 
 namespace detail {
@@ -88,13 +95,13 @@ private:
 
 } // namespace detail
 
-/// Adds to @p operation a filter, run with each of @p choices.
+/// A filter whose parameter stream begins with @p signature, run with each of @p choices.
 template <class Filter>
-Operation filter(Operation operation, std::vector<Choice<typename Filter::Params>> choices)
+Operation filter(About about, std::string signature, std::vector<Choice<typename Filter::Params>> choices)
 {
+    Operation operation { std::move(about), Kind::Filter, {}, std::move(signature), {} };
     using Params = typename Filter::Params;
     using Data = decltype(detail::argumentOf(&Filter::run));
-    operation.kind = Kind::Filter;
     for (const auto &choice : choices) {
         const Params params = choice.value;
         Variant variant;

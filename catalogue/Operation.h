@@ -48,13 +48,25 @@ struct Parameter {
     std::string name, unit, range, meaning;
 };
 
-/// What holds whatever the parameters are. The shared tests hold every operation against it.
+/// What holds whatever the parameters are. The shared tests hold every operation against it. Constants of the same
+/// names, such as @c keepsAlpha, are each one promise alone; | joins them.
 struct Promises {
     bool keepsAlpha = false; ///< no pixel's alpha changes
     bool dependsOnPosition = false; ///< an adjustment that is given a pixel's position
     bool needsFlat = false; ///< a tiled image does not get the same pixels as a flat one
     bool needsTwoProcessors = false; ///< on a single processor the pixels are others
 };
+
+constexpr Promises keepsAlpha { true, false, false, false };
+constexpr Promises dependsOnPosition { false, true, false, false };
+constexpr Promises needsFlat { false, false, true, false };
+constexpr Promises needsTwoProcessors { false, false, false, true };
+
+constexpr Promises operator|(const Promises &a, const Promises &b)
+{
+    return { a.keepsAlpha || b.keepsAlpha, a.dependsOnPosition || b.dependsOnPosition, a.needsFlat || b.needsFlat,
+        a.needsTwoProcessors || b.needsTwoProcessors };
+}
 
 /// A value of a filter's Params, whatever its type.
 class ParamsValue {
@@ -80,19 +92,23 @@ struct Variant {
     std::function<std::unique_ptr<ParamsValue>()> params;
 };
 
-/// An operation.
-struct Operation {
-    Kind kind;
+/// What the manual says of an operation.
+struct About {
     std::string name; ///< for people
     std::string className; ///< or the enumerator of a mode
     std::string summary; ///< one sentence
     std::vector<Parameter> parameters;
-    std::string signature; ///< with which its parameter stream begins; empty where it has none
     std::string cost; ///< what it costs, in words
     std::string kernel; ///< symbols of the module that serve it; empty where none does
     Promises promises;
-    std::vector<Variant> variants; ///< at least one; the first is the one that shows best what the operation does
+};
+
+/// An operation.
+struct Operation : About {
+    Kind kind = Kind::Adjustment;
     KXCompositionMode mode = KXCompositionMode::Destination; ///< of a mode
+    std::string signature; ///< with which a filter's parameter stream begins
+    std::vector<Variant> variants; ///< at least one; the first is the one that shows best what the operation does
 };
 
 /// All of them, kind by kind.
