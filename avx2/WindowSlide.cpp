@@ -170,17 +170,20 @@ struct Virtual {
     void Finalize(OPRGBA32i &target) const { accumulator.Finalize(target); }
 };
 
-/// The slide by @p form, which is that of @p accumulator, or by the accumulator itself where a line is too short, a
-/// window too large or memory lacking.
+/// The slide by @p form, which is that of @p accumulator, or by the accumulator itself where a line is too short or
+/// memory lacking.
 template <class Accumulator, class Form>
 void slideBest(const Line &line, int radius, OPRGBABlurAccumulatorBase *accumulator, const Form &form)
 {
+    using LargeWindow = WideWindow<SinglePrecisionMean>;
+    using LargestWindow = WideWindow<DoublePrecisionMean>;
+    static_assert(2 * OPRGBABlurAccumulatorBase::MaximumRadius + 1 <= LargestWindow::maximumSize, "any window fits");
     const int size = 2 * radius + 1;
-    if (line.length >= 2 && size <= NarrowWindow::maximumSize && slide<NarrowWindow>(line, radius, form))
-        return;
-    if (line.length >= 2 && size <= WideWindow::maximumSize && slide<WideWindow>(line, radius, form))
-        return;
-    slidePlain(line, radius, *static_cast<Accumulator *>(accumulator));
+    const auto slideVectors = size <= NarrowWindow::maximumSize ? slide<NarrowWindow, Form>
+        : size <= LargeWindow::maximumSize                      ? slide<LargeWindow, Form>
+                                                                : slide<LargestWindow, Form>;
+    if (line.length < 2 || !slideVectors(line, radius, form))
+        slidePlain(line, radius, *static_cast<Accumulator *>(accumulator));
 }
 
 } // namespace

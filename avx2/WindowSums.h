@@ -46,16 +46,15 @@ private:
     __m128i m_shift;
 };
 
-/// Wide: sums n have 32 bits, n <= 255 * size. The quotient is trunc((n + 0.5f) * (1.0f / size)), which is exact below
-/// a size of 16384. There n < 2^22, so n + 0.5 has no rounding; those of the reciprocal and of the product are off by
-/// less than 256 * 2^-23 = 0.5 / 16384; and (n + 0.5) / size is at least 0.5 / size away from any integer, which is
-/// more.
+/// Wide: sums n have 32 bits, n <= 255 * size. The quotient is trunc((n + 0.5) * (1 / size)), in a precision in which
+/// that is exact: see the two forms of @p Mean below.
+template <class Mean>
 class WideWindow {
 public:
-    static constexpr int maximumSize = 16383;
+    static constexpr int maximumSize = Mean::maximumSize;
 
     explicit WideWindow(int size)
-        : m_reciprocal(_mm256_set1_ps(1.0f / float(size)))
+        : m_mean(size)
     {
     }
 
@@ -76,15 +75,55 @@ public:
         m_low = _mm256_add_epi32(m_low, _mm256_unpacklo_epi16(change, sign));
         m_high = _mm256_add_epi32(m_high, _mm256_unpackhi_epi16(change, sign));
     }
-    __m256i Means() const { return _mm256_packus_epi32(Mean(m_low), Mean(m_high)); }
+    __m256i Means() const { return _mm256_packus_epi32(m_mean(m_low), m_mean(m_high)); }
 
 private:
-    __m256i Mean(__m256i sum) const
+    __m256i m_low = _mm256_setzero_si256(), m_high = _mm256_setzero_si256();
+    Mean m_mean;
+};
+
+/// In single precision, exact below a size of 16384. There n < 2^22, so n + 0.5 has no rounding; those of the
+/// reciprocal and of the product are off by less than 256 * 2^-23 = 0.5 / 16384; and (n + 0.5) / size is at least
+/// 0.5 / size away from any integer, which is more.
+class SinglePrecisionMean {
+public:
+    static constexpr int maximumSize = 16383;
+
+    explicit SinglePrecisionMean(int size)
+        : m_reciprocal(_mm256_set1_ps(1.0f / float(size)))
+    {
+    }
+    __m256i operator()(__m256i sum) const
     {
         const __m256 n = _mm256_add_ps(_mm256_cvtepi32_ps(sum), _mm256_set1_ps(0.5f));
         return _mm256_cvttps_epi32(_mm256_mul_ps(n, m_reciprocal));
     }
 
-    __m256i m_low = _mm256_setzero_si256(), m_high = _mm256_setzero_si256();
+private:
     __m256 m_reciprocal;
+};
+
+/// In double precision, exact for every size below 2^23: n < 2^31, and the roundings are off by less than 256 * 2^-52,
+/// which is less than 0.5 / size.
+class DoublePrecisionMean {
+public:
+    static constexpr int maximumSize = (1 << 23) - 1;
+
+    explicit DoublePrecisionMean(int size)
+        : m_reciprocal(_mm256_set1_pd(1.0 / size))
+    {
+    }
+    __m256i operator()(__m256i sum) const
+    {
+        return _mm256_setr_m128i(Half(_mm256_castsi256_si128(sum)), Half(_mm256_extracti128_si256(sum, 1)));
+    }
+
+private:
+    __m128i Half(__m128i sum) const
+    {
+        const __m256d n = _mm256_add_pd(_mm256_cvtepi32_pd(sum), _mm256_set1_pd(0.5));
+        return _mm256_cvttpd_epi32(_mm256_mul_pd(n, m_reciprocal));
+    }
+
+    __m256d m_reciprocal;
 };

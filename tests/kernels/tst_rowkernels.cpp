@@ -118,7 +118,7 @@ private Q_SLOTS:
     /// The first sample is 0, and samples grow by 1 every window's length: the sum of a window is where it begins.
     void windowMeansOverTheirDomain()
     {
-        // Sums of 16 bits, then larger ones up to what is too large for the kernel's arithmetic.
+        // Sums of 16 bits, larger ones, and those whose means need double precision.
         QList<int> radii { 129, 511, 1000, 2047, 4095, 8100, 8190, 8191, 8192 };
         for (int radius = 0; radius <= 128; ++radius)
             radii << radius;
@@ -132,6 +132,23 @@ private Q_SLOTS:
                 radius + length - 1, radius);
             const Line expected(source.pixels(), source.pixels() + length); // i / size, again
             COMPARE_ROW(destination, expected, QString("radius %1").arg(radius));
+        }
+    }
+
+    /// Sums next to where the mean changes, in windows up to the largest: all pixels are alike but one, which is less.
+    void meansOfWindowsWiderThanTheLine()
+    {
+        for (const int radius : { 300, 8191, 8192, 1 << 20, OPRGBABlurAccumulatorBase::MaximumRadius }) {
+            OPRGBABlurAccumulator accumulator(radius);
+            for (unsigned mean = 1; mean < 256; ++mean)
+                for (const unsigned less : { 0, 1 }) {
+                    Row source(0, 9), destination(0, 9);
+                    for (int i = 0; i < 9; ++i)
+                        source[i].word = (mean - (i == 4 ? less : 0)) * 0x01010101u;
+                    m_slide(&accumulator, source.pixels(), destination.pixels(), 0, 8, 0, 8, radius);
+                    const Line expected(9, OPRGBA32i((mean - less) * 0x01010101u));
+                    COMPARE_ROW(destination, expected, QString("radius %1, mean %2").arg(radius).arg(mean - less));
+                }
         }
     }
 
