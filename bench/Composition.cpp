@@ -1,5 +1,6 @@
 #include "KXComposer.h"
 
+#include "Operations.h"
 #include "Scene.h"
 #include "Suite.h"
 
@@ -17,6 +18,18 @@ constexpr double opacity = 0.7;
 const QRect everything(0, 0, width, height);
 constexpr char tiled[] = "compose tiles on tiles, SourceOver";
 const auto nothing = [] {};
+
+/// Flat images are composed on the pool, tiled ones on the calling thread.
+const Sheet sheet {
+    "Composition by what is in the pictures, module. QP: QPainter, premultiplied. Behind a time: reference / ours;\n"
+    "! is less than its goal.",
+    "mode",
+    { { "tiles noise", "tiles noise", Column::Module }, { "tiles photo", "tiles photo", Column::Module },
+        { "tiles strokes", "tiles strokes", Column::Module }, { "pool photo", "pool photo", Column::Module },
+        { "pool strokes", "pool strokes", Column::Module }, { "QP photo", "tiles photo", Column::PainterPremultiplied },
+        { "QP strokes", "tiles strokes", Column::PainterPremultiplied } },
+    nullptr
+};
 
 /// The modes that QPainter has under the same number and with the same meaning.
 bool isPainterMode(KXCompositionMode mode)
@@ -97,11 +110,11 @@ private:
 
 void restoreFlat() { restore(Layers::instance().flatDestination, canvas)(); }
 
-/// A composition in the second table. QPainter, which knows no storage, is measured beside the tiled one.
+/// A composition in the sheet. QPainter, which knows no storage, is measured beside the tiled one.
 void addCell(Suite &suite, KXCompositionMode mode, bool isTiled, const char *kind, Scene over, Scene under, Goal goal)
 {
     const std::string column = std::string(isTiled ? "tiles " : "pool ") + kind;
-    const std::string name = suite.addCell(KXCompositionModeName(mode), column, goal);
+    const std::string name = suite.addCell(sheet, KXCompositionModeName(mode), column, goal);
     const auto destination = [isTiled]() -> RGBA32iImage & {
         Layers &l = Layers::instance();
         return isTiled ? l.tiledDestination : l.flatDestination;
@@ -185,6 +198,17 @@ void addComposition(Suite &suite)
     });
     addPainter(suite, tiled, over, Column::PainterStraight, layer, canvas);
     addPainter(suite, tiled, over, Column::PainterPremultiplied, layer, canvas);
+
+    // An adjustment layer: what is composed goes through levels first.
+    for (const Scene scene : { layer, photoLayer }) {
+        const std::string name = std::string("compose tiles through levels, ") + (scene == layer ? "noise" : "photo");
+        suite.addRow(name, { Column::Module, scene == layer ? tiled : "tiles photo SourceOver", 0.5 });
+        suite.addModule(name, 7, nothing, [scene, levels = operationNamed("Levels")->variants.front().make()] {
+            Layers &l = Layers::instance();
+            ComposeWithTransformation(
+                l.Source(scene, true), everything, over, l.tiledDestination, everything, levels.get(), opacity, false);
+        });
+    }
 
     const std::string fake = "compose an empty layer on tiles";
     suite.addRow(fake, { Column::Module, tiled, 200 });

@@ -1,9 +1,8 @@
 #include "Growth.h"
 
+#include "Operations.h"
 #include "Scene.h"
 #include "Suite.h"
-
-#include "catalogue/Operation.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QProcess>
@@ -28,7 +27,7 @@ struct Grown {
 };
 
 // A Gaussian on what it takes for a single processor would leave alpha out, so that for one worker two take turns.
-constexpr Grown operations[] = { { "SourceOver", 1 }, { "Gaussian blur", 1 }, { "Box blur", 2 },
+constexpr Grown operations[] = { { "SourceOver", 1 }, { "Gaussian blur", 1 }, { "Box blur", 2 }, { "Levels", 2 },
     { "Profile transform", 2 } };
 constexpr int workerCounts[] = { 1, 2, 4 };
 constexpr int sides[] = { 512, 1024, 2048, 4096, 8192 }; // 0.25 to 64 megapixels
@@ -65,10 +64,8 @@ RGBA32iImage squareOf(Scene scene, int side)
 
 int measureGrowth(const QString &name, int workers)
 {
-    const auto &all = catalogue::operations();
-    const auto operation = std::find_if(
-        all.begin(), all.end(), [&](const catalogue::Operation &each) { return name == each.name.c_str(); });
-    if (operation == all.end() || !runOn(workers))
+    const catalogue::Operation *const operation = operationNamed(name.toStdString());
+    if (!operation || !runOn(workers))
         return 1;
     const std::atomic<bool> cancel { false };
     for (int i = 0; i < sideCount; ++i) {

@@ -1,34 +1,94 @@
+#include "Operations.h"
+
 #include "Scene.h"
 #include "Suite.h"
 
-#include "catalogue/Operation.h"
-
-#include <memory>
+#include <algorithm>
+#include <map>
 
 namespace bench {
 
-// Every adjustment and filter of the catalogue, as its first variant, on an opaque photo. What a peer has too, and each
-// composition mode, is measured by rows of its own.
-void addOperations(Suite &suite)
+namespace {
+
+const Sheet sheet { "Adjustments by what is in the picture, each as its first variant in docs/operations.md, in place "
+                    "on a flat image.\n"
+                    "Behind a time: reference / ours; ! is less than its goal.",
+    "adjustment",
+    { { "plain photo", "photo", Column::Plain }, { "plain noise", "noise", Column::Plain },
+        { "photo", "photo", Column::Module }, { "noise", "noise", Column::Module },
+        { "strokes", "strokes", Column::Module } },
+    "photo" };
+
+/// What the adjustments are held to on a photo, by their classes.
+const std::map<std::string, Goal> &goals()
+{
+    static const std::map<std::string, Goal> all = [] {
+        const Goal look { Column::OpenCV, lookUpOf4, 2 }, invert { Column::Module, "photo Invert", 0.5 };
+        std::map<std::string, Goal> made;
+        for (const char *name : { "OPBrightnessContrastTransformation", "OPColorBalanceTransformation",
+                 "OPColorEnhancerTransformation", "OPCurvesTransformation", "OPExposureTransformation",
+                 "OPGammaCorrectionTransformation", "OPLevelsTransformation", "OPPhotoFilterTransformation",
+                 "OPPosterizeTransformation", "OPTintRGB32", "KXWBTransformation" })
+            made[name] = look;
+        for (const char *name : { "OPBlackAndWhiteTransformation", "OPDesaturateTransformation", "OPThresholdRGB32",
+                 "OPColorize<OPRGBA32i>", "OPInvertColor<OPRGBA32i>", "OPInvertColorAlpha<OPRGBA32i>" })
+            made[name] = invert;
+        made["OPHueSaturationTransformation"] = { Column::OpenCV, hlsAndBack, 1.6 };
+        made["OPTemperatureCorrection"] = { Column::OpenCV, hlsAndBack, 1.8 };
+        made["OPColorizeTransformation"] = { Column::OpenCV, hlsAndBack, 5 };
+        made["KXSelectiveColorsTransformation"] = { Column::Plain, {}, 8 };
+        return made;
+    }();
+    return all;
+}
+
+/// One picture for all operations, restored before each.
+catalogue::Input &input()
+{
+    static catalogue::Input made;
+    if (made.image.Width() == 0)
+        made.image = RGBA32iImage(width, height, false);
+    return made;
+}
+
+void add(Suite &suite, const std::string &name, Scene scene, const catalogue::Operation &operation)
 {
     static const std::atomic<bool> cancel { false };
-    for (const auto kind : { catalogue::Kind::Adjustment, catalogue::Kind::Filter })
-        for (const catalogue::Operation &operation : catalogue::operations(kind)) {
-            const catalogue::Variant &variant = operation.variants.front();
-            const std::string name = operation.name + ", " + variant.name;
-            const auto input = std::make_shared<catalogue::Input>();
-            suite.addRow(name);
-            suite.addOurs(
-                name, 5,
-                [input] {
-                    if (input->image.Width() == 0)
-                        input->image = flatPicture(photoLayer);
-                    restore(input->image, photoLayer)();
-                },
-                [input, run = variant.run] {
-                    run(*input, { cancel, [](int) {}, [] {} });
-                });
-        }
+    suite.addOurs(
+        name, 5, [scene] { restore(input().image, scene)(); },
+        [run = operation.variants.front().run] {
+            run(input(), { cancel, [](int) {}, [] {} });
+        });
+}
+
+} // namespace
+
+const catalogue::Operation *operationNamed(const std::string &name)
+{
+    const auto &all = catalogue::operations();
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const catalogue::Operation &each) { return each.name == name; });
+    return found == all.end() ? nullptr : &*found;
+}
+
+void addOperations(Suite &suite)
+{
+    suite.addRow(lookUpOf4);
+    suite.addRow(hlsAndBack);
+    for (const catalogue::Operation &operation : catalogue::operations(catalogue::Kind::Adjustment)) {
+        const auto goal = goals().find(operation.className);
+        add(suite, suite.addCell(sheet, operation.name, "photo", goal != goals().end() ? goal->second : Goal()),
+            photoLayer, operation);
+        add(suite, suite.addCell(sheet, operation.name, "noise", {}), layer, operation);
+        add(suite, suite.addCell(sheet, operation.name, "strokes", {}), strokes, operation);
+    }
+
+    // What a peer has too is measured by rows of its own.
+    for (const catalogue::Operation &operation : catalogue::operations(catalogue::Kind::Filter)) {
+        const std::string name = operation.name + ", " + operation.variants.front().name;
+        suite.addRow(name);
+        add(suite, name, photoLayer, operation);
+    }
 }
 
 } // namespace bench

@@ -4,16 +4,50 @@
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
+#include <thread>
+
 namespace bench {
+
+namespace {
+
+cv::Mat picture(Scene scene)
+{
+    return cv::Mat(height, width, CV_8UC4, const_cast<void *>(static_cast<const void *>(pixelsOf(scene))));
+}
+
+/// What stands for the colour adjustments, on as many threads as our walks have workers.
+void addReferences(Suite &suite)
+{
+    static cv::Mat result, bgr, hls;
+    static const cv::Mat tables = [] {
+        cv::Mat made(1, 256, CV_8UC4);
+        cv::randu(made, 0, 256);
+        return made;
+    }();
+    const auto prepare = [] {
+        cv::setNumThreads(std::max(int(std::thread::hardware_concurrency()) - 1, 1));
+        result.create(height, width, CV_8UC4);
+    };
+    suite.addPeer(lookUpOf4, Column::OpenCV, 9, prepare, [] { cv::LUT(picture(photoLayer), tables, result); });
+    suite.addPeer(
+        hlsAndBack, Column::OpenCV, 9,
+        [prepare] {
+            prepare();
+            cv::cvtColor(picture(photoLayer), bgr, cv::COLOR_BGRA2BGR);
+        },
+        [] {
+            cv::cvtColor(bgr, hls, cv::COLOR_BGR2HLS);
+            cv::cvtColor(hls, bgr, cv::COLOR_HLS2BGR);
+        });
+}
+
+} // namespace
 
 /// OpenCV's blurs on four channels of 8 bits, on all processors. They do not weight colour by alpha.
 void addOpenCV(Suite &suite)
 {
-    const auto picture = [] {
-        static const cv::Mat source(
-            height, width, CV_8UC4, const_cast<void *>(static_cast<const void *>(pixelsOf(layer))));
-        return source;
-    };
+    addReferences(suite);
     static cv::Mat result;
     const auto prepare = [] {
         cv::setNumThreads(cv::getNumberOfCPUs());
@@ -23,12 +57,12 @@ void addOpenCV(Suite &suite)
         suite.addPeer(gaussianName(sigma), Column::OpenCV, sigma < 20 ? 9 : 2, prepare, [=] {
             const int reach = 3 * sigma;
             cv::GaussianBlur(
-                picture(), result, cv::Size(2 * reach + 1, 2 * reach + 1), sigma, sigma, cv::BORDER_REPLICATE);
+                picture(layer), result, cv::Size(2 * reach + 1, 2 * reach + 1), sigma, sigma, cv::BORDER_REPLICATE);
         });
     for (const int radius : boxRadii)
         suite.addPeer(boxName(radius), Column::OpenCV, 9, prepare, [=] {
-            cv::blur(
-                picture(), result, cv::Size(2 * radius + 1, 2 * radius + 1), cv::Point(-1, -1), cv::BORDER_REPLICATE);
+            cv::blur(picture(layer), result, cv::Size(2 * radius + 1, 2 * radius + 1), cv::Point(-1, -1),
+                cv::BORDER_REPLICATE);
         });
 }
 

@@ -15,22 +15,29 @@ const char *columnName(Column column)
 
 void Suite::addRow(const std::string &operation, const Goal &goal)
 {
-    m_rows.push_back({ operation, isTiny ? Goal() : goal, {}, {}, {} });
+    m_rows.push_back({ operation, isTiny ? Goal() : goal, {}, nullptr, {}, {} });
 }
 
-std::string Suite::addCell(const std::string &line, const std::string &column, const Goal &goal)
+std::string Suite::addCell(const Sheet &sheet, const std::string &line, const std::string &pictures, const Goal &goal)
 {
-    m_rows.push_back({ column + " " + line, isTiny ? Goal() : goal, {}, line, column });
+    m_rows.push_back({ pictures + " " + line, isTiny ? Goal() : goal, {}, &sheet, line, pictures });
     return m_rows.back().operation;
 }
 
 void Suite::addOurs(
     const std::string &operation, int repetitions, std::function<void()> prepare, std::function<void()> run)
 {
+    if (m_role == Role::Plain) // some times slower, so that fewer will do
+        add(operation, Column::Plain, (repetitions + 2) / 3, std::move(prepare), std::move(run));
+    else
+        addModule(operation, repetitions, std::move(prepare), std::move(run));
+}
+
+void Suite::addModule(
+    const std::string &operation, int repetitions, std::function<void()> prepare, std::function<void()> run)
+{
     if (m_role == Role::Module)
         add(operation, Column::Module, repetitions, std::move(prepare), std::move(run));
-    else if (m_role == Role::Plain) // some times slower, so that fewer will do
-        add(operation, Column::Plain, (repetitions + 2) / 3, std::move(prepare), std::move(run));
 }
 
 void Suite::addPeer(const std::string &operation, Column column, int repetitions, std::function<void()> prepare,

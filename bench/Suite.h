@@ -36,17 +36,30 @@ struct Goal {
     double ratio = 0; ///< reference time divided by our time, at least; 0: no goal
 };
 
-/// A row of the table. Where @c sheetLine is set the row is a cell of a second table instead, @ref sheetColumns wide.
+/// A second table, for what is measured on several kinds of pictures: a line for each operation.
+struct Sheet {
+    /// The times of one implementation on one kind of pictures. Column::Module stands for ours, with what was reached of
+    /// the goal behind it.
+    struct Times {
+        const char *head;
+        const char *pictures;
+        Column column;
+    };
+
+    const char *title; ///< what it shows, above the table
+    const char *lineHead;
+    std::vector<Times> columns;
+    const char *goalsOf; ///< the pictures whose goals stand at the ends of the lines, or null
+};
+
+/// A row of the table. Where @c sheet is set the row is a cell of that table instead.
 struct Row {
     std::string operation;
     Goal goal;
     std::map<Column, double> nanosecondsPerPixel;
-    std::string sheetLine, sheetColumn;
+    const Sheet *sheet = nullptr;
+    std::string line, pictures;
 };
-
-/// The kinds of pictures and of storage by which composition is compared: flat images on the pool, tiled ones on the
-/// calling thread.
-constexpr const char *sheetColumns[] = { "tiles noise", "tiles photo", "tiles strokes", "pool photo", "pool strokes" };
 
 /// Collects what there is to measure for one role.
 class Suite {
@@ -59,11 +72,14 @@ public:
     /// A row, in the order of the calls.
     void addRow(const std::string &operation, const Goal &goal = {});
 
-    /// A cell of the second table. Returns its operation, "column line".
-    std::string addCell(const std::string &line, const std::string &column, const Goal &goal);
+    /// A cell of @p sheet, which outlives the suite. Returns its operation, "pictures line".
+    std::string addCell(const Sheet &sheet, const std::string &line, const std::string &pictures, const Goal &goal);
 
     /// Ours: @p run is timed, @p prepare before each run is not. @p repetitions in a round.
     void addOurs(
+        const std::string &operation, int repetitions, std::function<void()> prepare, std::function<void()> run);
+    /// Ours where only the module has it.
+    void addModule(
         const std::string &operation, int repetitions, std::function<void()> prepare, std::function<void()> run);
     void addPeer(const std::string &operation, Column column, int repetitions, std::function<void()> prepare,
         std::function<void()> run);
@@ -81,7 +97,7 @@ private:
 void addComposition(Suite &suite);
 void addFilters(Suite &suite);
 void addProfiles(Suite &suite);
-void addOperations(Suite &suite);
+void addOperations(Suite &suite); ///< of the catalogue; modes have addComposition
 void addOpenCV(Suite &suite); ///< only where it is installed
 void addVips(Suite &suite); ///< only where it is installed
 
@@ -91,6 +107,8 @@ constexpr int boxRadii[] = { 5, 50 };
 std::string gaussianName(int sigma);
 std::string boxName(int radius);
 std::string composeName(KXCompositionMode mode);
+constexpr char lookUpOf4[] = "OpenCV LUT, 4 channels";
+constexpr char hlsAndBack[] = "OpenCV BGR to HLS and back";
 
 /// Prints the table, and writes it to @p jsonFile if that is not empty. False when the file cannot be written.
 bool report(const std::vector<Row> &rows, const std::string &jsonFile);

@@ -42,7 +42,7 @@ std::optional<double> reached(const std::vector<Row> &rows, const Row &row)
     const auto other = std::find_if(rows.begin(), rows.end(), [&](const Row &r) { return r.operation == operation; });
     if (other == rows.end())
         return std::nullopt;
-    return ratio(isPeer(row.goal.column) ? timeOf(*other, row.goal.column) : ours(*other), ours(row));
+    return ratio(row.goal.column == Column::Module ? ours(*other) : timeOf(*other, row.goal.column), ours(row));
 }
 
 std::string goalText(const Goal &goal)
@@ -78,7 +78,7 @@ void printTable(const std::vector<Row> &rows)
         std::printf(" %8s", head);
     std::printf(" %7s %8s  %s\n", "best", "reached", "goal");
     for (const Row &row : rows) {
-        if (!isMeasured(row) || !row.sheetLine.empty())
+        if (!isMeasured(row) || row.sheet)
             continue;
         std::printf("%-34s", row.operation.c_str());
         for (int c = 0; c < columnCount; ++c)
@@ -91,40 +91,53 @@ void printTable(const std::vector<Row> &rows)
     }
 }
 
-/// The rows that are cells, by their lines. They follow one another.
-void printSheet(const std::vector<Row> &rows)
+/// The rows that are cells of @p sheet, by their lines. Those of a line follow one another.
+void printSheet(const std::vector<Row> &rows, const Sheet &sheet)
 {
-    const auto isCell = [](const Row &row) { return isMeasured(row) && !row.sheetLine.empty(); };
+    const auto isCell = [&](const Row &row) { return isMeasured(row) && row.sheet == &sheet; };
     const auto missed = [&](const Row &row) { return reached(rows, row).value_or(row.goal.ratio) < row.goal.ratio; };
+    std::printf("\n%s\n\n%-34s", sheet.title, sheet.lineHead);
+    for (const Sheet::Times &times : sheet.columns)
+        std::printf(times.column == Column::Module ? " %15s" : " %12s", times.head);
+    std::printf("%s\n", sheet.goalsOf ? "  goal" : "");
     auto row = std::find_if(rows.begin(), rows.end(), isCell);
-    if (row == rows.end())
-        return;
-    std::printf(
-        "\nComposition by what is in the pictures, module. QP: QPainter, premultiplied. Behind a time: reference /"
-        " ours;\n! is less than its goal.\n\n%-24s",
-        "mode");
-    for (const char *column : sheetColumns)
-        std::printf(" %15s", column);
-    std::printf(" %9s %9s\n", "QP photo", "strokes");
     while (row != rows.end()) {
-        const std::string line = row->sheetLine;
-        std::map<std::string, std::string> texts;
-        for (; row != rows.end() && row->sheetLine == line; ++row) {
-            const auto got = row->goal.ratio > 0 ? reached(rows, *row) : std::nullopt;
-            texts[row->sheetColumn] =
-                number(ours(*row), "%.3f") + (got ? number(got, " %5.2f") : "      ") + (missed(*row) ? "!" : " ");
-            texts["QP " + row->sheetColumn] = number(timeOf(*row, Column::PainterPremultiplied), "%.3f");
+        const std::string line = row->line;
+        std::map<std::string, const Row *> cells;
+        for (; row != rows.end() && row->sheet == &sheet && row->line == line; ++row)
+            cells[row->pictures] = &*row;
+        std::printf("%-34s", line.c_str());
+        for (const Sheet::Times &times : sheet.columns) {
+            const Row *const cell = cells[times.pictures];
+            if (times.column == Column::Module) {
+                const auto got = cell && cell->goal.ratio > 0 ? reached(rows, *cell) : std::nullopt;
+                const std::string text = cell ? number(ours(*cell), "%.3f") + (got ? number(got, " %5.2f") : "      ")
+                        + (missed(*cell) ? "!" : " ")
+                                              : "";
+                std::printf(" %15s", text.c_str());
+            } else {
+                std::printf(" %12s", number(cell ? timeOf(*cell, times.column) : std::nullopt, "%.3f").c_str());
+            }
         }
-        std::printf("%-24s", line.c_str());
-        for (const char *column : sheetColumns)
-            std::printf(" %15s", texts[column].c_str());
-        std::printf(" %9s %9s\n", texts["QP tiles photo"].c_str(), texts["QP tiles strokes"].c_str());
+        const Row *const last = sheet.goalsOf ? cells[sheet.goalsOf] : nullptr;
+        std::printf("%s\n", last && last->goal.ratio > 0 ? ("  " + goalText(last->goal)).c_str() : "");
         row = std::find_if(row, rows.end(), isCell);
     }
     std::printf("\n");
     for (const Row &cell : rows)
         if (isCell(cell) && missed(cell))
             std::printf("%s: MISSED %s\n", cell.operation.c_str(), goalText(cell.goal).c_str());
+}
+
+/// Every sheet that has cells, in the order of its first one.
+void printSheets(const std::vector<Row> &rows)
+{
+    std::vector<const Sheet *> printed { nullptr };
+    for (const Row &row : rows)
+        if (isMeasured(row) && std::find(printed.begin(), printed.end(), row.sheet) == printed.end()) {
+            printed.push_back(row.sheet);
+            printSheet(rows, *row.sheet);
+        }
 }
 
 void writeJson(const std::vector<Row> &rows, std::ostream &out)
@@ -151,7 +164,7 @@ void writeJson(const std::vector<Row> &rows, std::ostream &out)
 bool report(const std::vector<Row> &rows, const std::string &jsonFile)
 {
     printTable(rows);
-    printSheet(rows);
+    printSheets(rows);
     if (jsonFile.empty())
         return true;
     std::ofstream out(jsonFile);
