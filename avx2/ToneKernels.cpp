@@ -2,6 +2,7 @@
 #include "TableLookUp.h"
 
 #include "OPBrightnessContrastTransformation.h"
+#include "OPCurvesTransformation.h"
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
 #include "OPLevelsTransformation.h"
@@ -44,6 +45,11 @@ void invert(unsigned char *pixels, unsigned bits)
 
 KXCORE_KERNEL void BrightnessContrastTransformationAVX2(
     const OPBrightnessContrastTransformation &self, unsigned char *pixels, bool)
+{
+    vectors::lookUp(self.Tables(), pixels);
+}
+
+KXCORE_KERNEL void CurvesTransformationAVX2(const OPCurvesTransformation &self, unsigned char *pixels, bool)
 {
     vectors::lookUp(self.Tables(), pixels);
 }

@@ -4,6 +4,7 @@
 #include "KXDodgeCorrection.h"
 #include "KXFillTransformation.h"
 #include "OPBrightnessContrastTransformation.h"
+#include "OPCurvesTransformation.h"
 #include "OPDesaturateTransformation.h"
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
@@ -47,6 +48,15 @@ OPLevelsTransformation channelsApart()
     return levels();
 }
 
+const QVector<QPoint> straight { { 0, 0 }, { 255, 255 } };
+
+OPCurvesTransformation curves(const QVector<QPoint> &master, const QVector<QPoint> &red, const QVector<QPoint> &green,
+    const QVector<QPoint> &blue, int amount)
+{
+    QVector<QPoint> four[] = { master, red, green, blue };
+    return OPCurvesTransformation(four, amount);
+}
+
 } // namespace
 
 std::vector<Operation> toneAdjustments()
@@ -81,6 +91,27 @@ std::vector<Operation> toneAdjustments()
                 threeLoads, "LevelsTransformationAVX2", keepsAlpha },
             { { "30 to 220, gamma 1.3", strongerContrast }, { "each channel another way, 60 per cent", channelsApart },
                 { "the default", [] { return OPLevelsTransformation(); } } }),
+        adjustment<OPCurvesTransformation>(
+            { "Curves", "OPCurvesTransformation", "Remaps each channel along curves through a few points.",
+                { { "curves", "", "two points or more each, from (0, 0) to (255, 255)",
+                      "of the master, red, green and blue; beyond its ends a curve goes on" },
+                    { "amount", "per cent", "0 to 100", "how far from the unchanged channel" } },
+                threeLoads, "CurvesTransformationAVX2", keepsAlpha },
+            { { "more contrast",
+                  [] {
+                      return curves(
+                          { { 0, 0 }, { 64, 40 }, { 192, 215 }, { 255, 255 } }, straight, straight, straight, 100);
+                  } },
+                { "as a film developed in the wrong bath, 80 per cent",
+                    [] {
+                        return curves(straight, { { 0, 0 }, { 70, 40 }, { 180, 220 }, { 255, 255 } },
+                            { { 0, 0 }, { 80, 70 }, { 170, 200 }, { 255, 255 } }, { { 0, 50 }, { 255, 200 } }, 80);
+                    } },
+                { "stairs, and a curve that goes on beyond its ends",
+                    [] {
+                        return curves(straight, { { 0, 20 }, { 90, 20 }, { 90, 130 }, { 180, 130 }, { 180, 240 } },
+                            { { 64, 0 }, { 128, 128 }, { 192, 255 } }, straight, 100);
+                    } } }),
         adjustment<OPGammaCorrectionTransformation>(
             { "Gamma correction", "OPGammaCorrectionTransformation",
                 "Makes middle tones lighter or darker, and leaves black and white.",

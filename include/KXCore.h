@@ -29,6 +29,7 @@
 #include "OPBrightnessContrastTransformation.h"
 #include "OPColorTransformBase.h"
 #include "OPColorTransformStack.h"
+#include "OPCurvesTransformation.h"
 #include "OPDesaturateTransformation.h"
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"

@@ -83,6 +83,7 @@ KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveColumns, unsigned *pixels, qpt
 KX_KERNEL(BrightnessContrastTransformationAVX2, const OPBrightnessContrastTransformation &self, unsigned char *pixels,
     bool flag)
 KX_KERNEL(ColorizeOPRGBA32iAVX2, const OPRGBA32i &color, unsigned char *pixels, bool flag)
+KX_KERNEL(CurvesTransformationAVX2, const OPCurvesTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(DesaturateTransformationAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(ExposureTransformationAVX2, const OPExposureTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(

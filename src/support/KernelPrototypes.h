@@ -8,6 +8,7 @@
 
 class BaseTransformation;
 class OPBrightnessContrastTransformation;
+class OPCurvesTransformation;
 class OPExposureTransformation;
 class OPGammaCorrectionTransformation;
 class OPKernelBase;

@@ -5,6 +5,7 @@
 #include "KXFillTransformation.h"
 #include "KXIterativeConvolution.h"
 #include "OPBrightnessContrastTransformation.h"
+#include "OPCurvesTransformation.h"
 #include "OPDesaturateTransformation.h"
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
@@ -150,6 +151,12 @@ const Use uses[] = {
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha().Apply(flat.Bits(), 1); } },
     { { "BrightnessContrastTransformationAVX2" }, [] { OPBrightnessContrastTransformation(0, 0)(block, false); } },
     { { "ColorizeOPRGBA32iAVX2" }, [] { OPColorize<OPRGBA32i>(0)(block, false); } },
+    { { "CurvesTransformationAVX2" },
+        [] {
+            const QVector<QPoint> line { { 0, 0 }, { 255, 255 } };
+            QVector<QPoint> curves[4] = { line, line, line, line };
+            OPCurvesTransformation(curves, 100)(block, false);
+        } },
     { { "DesaturateTransformationAVX2" }, [] { OPDesaturateTransformation()(block, false); } },
     { { "ExposureTransformationAVX2" }, [] { OPExposureTransformation(0, 0)(block, false); } },
     { { "GammaCorrectionTransformationAVX2" }, [] { OPGammaCorrectionTransformation(1)(block, false); } },

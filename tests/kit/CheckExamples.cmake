@@ -1,4 +1,4 @@
-# What the headers of lines show between @code and @endcode stands in the test too, line by line.
+# What the public headers HEADERS show between @code and @endcode stands in TEST too, line by line.
 cmake_minimum_required(VERSION 3.25)
 
 function(without_indentation text result)
@@ -6,10 +6,10 @@ function(without_indentation text result)
     set(${result} "${text}" PARENT_SCOPE)
 endfunction()
 
-file(READ ${root}/tests/lines/tst_linepasses.cpp test)
+file(READ ${TEST} test)
 without_indentation("${test}" test)
-foreach(header KXGaussianBase KXIterativeConvolution KXKernels)
-    file(READ ${root}/include/${header}.h text)
+foreach(header IN LISTS HEADERS)
+    file(READ ${INCLUDE}/${header}.h text)
     without_indentation("${text}" text)
     string(FIND "${text}" "\n@code\n" first)
     if(first EQUAL -1)
@@ -23,7 +23,7 @@ foreach(header KXGaussianBase KXIterativeConvolution KXKernels)
         string(SUBSTRING "${code}" 0 ${length} code)
         string(FIND "${test}" "${code}\n" place)
         if(place EQUAL -1)
-            message(SEND_ERROR "The test of lines lacks what ${header}.h shows:${code}")
+            message(SEND_ERROR "${TEST} lacks what ${header}.h shows:${code}")
         endif()
         string(SUBSTRING "${text}" ${length} -1 text)
         string(FIND "${text}" "\n@code\n" first)
