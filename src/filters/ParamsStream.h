@@ -1,11 +1,8 @@
 #pragma once
 
 #include "support/Log.h"
+#include "support/Signature.h"
 
-#include <QtCore/QByteArray>
-#include <QtCore/QDataStream>
-
-#include <cstring>
 #include <string>
 #include <tuple>
 
@@ -37,8 +34,7 @@ public:
     /// afterwards.
     bool Write(QDataStream &stream, const Params &params) const
     {
-        const int length = int(std::strlen(m_signature));
-        if (stream.writeRawData(m_signature, length) != length)
+        if (!support::writeSignature(stream, m_signature))
             return false;
         std::apply([&](auto... field) { (stream << ... << (params.*field)); }, m_fields);
         return stream.status() == QDataStream::Ok;
@@ -48,8 +44,7 @@ public:
     /// afterwards; then the fields hold what was read.
     bool Read(QDataStream &stream, Params &params) const
     {
-        QByteArray found(int(std::strlen(m_signature)), '\0');
-        if (stream.readRawData(found.data(), found.size()) != found.size() || found != m_signature)
+        if (!support::readSignature(stream, m_signature))
             return false;
         std::apply([&](auto... field) { (stream >> ... >> (params.*field)); }, m_fields);
         return stream.status() == QDataStream::Ok;
