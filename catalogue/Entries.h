@@ -14,6 +14,7 @@ namespace catalogue {
 
 std::vector<Operation> modes();
 std::vector<Operation> toneAdjustments();
+std::vector<Operation> selectiveColors();
 std::vector<Operation> profileAdjustments();
 std::vector<Operation> alphaAdjustments();
 std::vector<Operation> filters();

@@ -68,7 +68,7 @@ constexpr Promises operator|(const Promises &a, const Promises &b)
         a.needsTwoProcessors || b.needsTwoProcessors };
 }
 
-/// A value of a filter's Params, whatever its type.
+/// Parameters that have a stream, whatever their type.
 class ParamsValue {
 public:
     virtual ~ParamsValue() = default;
@@ -88,7 +88,7 @@ struct Variant {
     /// Adjustments: an object with these parameters, and one that is a copy of such an object.
     std::function<std::shared_ptr<BaseTransformation>()> make, makeCopy;
 
-    /// Filters: these parameters as a value.
+    /// Where the operation has a signature: these parameters as a value.
     std::function<std::unique_ptr<ParamsValue>()> params;
 };
 
@@ -107,7 +107,7 @@ struct About {
 struct Operation : About {
     Kind kind = Kind::Adjustment;
     KXCompositionMode mode = KXCompositionMode::Destination; ///< of a mode
-    std::string signature; ///< with which a filter's parameter stream begins
+    std::string signature; ///< with which the parameter stream begins; empty where there is none
     std::vector<Variant> variants; ///< at least one; the first is the one that shows best what the operation does
 };
 

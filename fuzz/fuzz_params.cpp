@@ -18,13 +18,14 @@ void setUp(QDataStream &stream, uint8_t flags)
     stream.setVersion(flags & 4 ? QDataStream::Qt_4_5 : QDataStream::Qt_5_15);
 }
 
-/// The parameters of all filters.
+/// The parameters of all operations that have a stream.
 std::vector<std::unique_ptr<catalogue::ParamsValue>> everyParams()
 {
     std::vector<std::unique_ptr<catalogue::ParamsValue>> list;
-    for (const catalogue::Operation &filter : catalogue::operations(catalogue::Kind::Filter))
-        for (const catalogue::Variant &variant : filter.variants)
-            list.push_back(variant.params());
+    for (const catalogue::Operation &operation : catalogue::operations())
+        if (!operation.signature.empty())
+            for (const catalogue::Variant &variant : operation.variants)
+                list.push_back(variant.params());
     return list;
 }
 

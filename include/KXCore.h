@@ -22,6 +22,7 @@
 #include "KXIterativeConvolution.h"
 #include "KXKernels.h"
 #include "KXPixels.h"
+#include "KXSelectiveColorsTransformation.h"
 #include "KXTableTransformation.h"
 #include "KXTileManager64.h"
 #include "OPAdjustmentProcessing.h"
@@ -42,3 +43,4 @@
 #include "OPThresholdRGB32.h"
 #include "OPTintRGB32.h"
 #include "OPTransformImageColors.h"
+#include "SelectiveParams.h"

@@ -1,0 +1,50 @@
+#include "KXSelectiveColorsTransformation.h"
+
+#include "SelectiveColors.h"
+
+using namespace color;
+
+KXSelectiveColorsTransformation::KXSelectiveColorsTransformation(const SelectiveParamsList &params)
+    : m_Params(params.m_Params.mid(0, RangeCount))
+    , m_Mode(params.m_Mode)
+{
+    Q_ASSERT_X(m_Params.size() == RangeCount, "KXSelectiveColorsTransformation", "fewer records than ranges");
+    while (m_Params.size() < RangeCount)
+        m_Params.append(SelectiveParams());
+    for (int range = 0; range < RangeCount; ++range) {
+        const SelectiveParams &percent = m_Params.at(range);
+        const size_t i = size_t(range);
+        m_Cyan[i] = percent.cyan * 0.01f;
+        m_Magenta[i] = percent.magenta * 0.01f;
+        m_Yellow[i] = percent.yellow * 0.01f;
+        m_Black[i] = percent.black * 0.01f;
+    }
+}
+
+float KXSelectiveColorsTransformation::weight(const int &range, const float &r, const float &g, const float &b) const
+{
+    return selective::weight(range, r, g, b);
+}
+
+float KXSelectiveColorsTransformation::phi(
+    const float &value, const float &colour, const float &black, const float &weight) const
+{
+    return selective::added(value, selective::change(colour, black), m_Mode != 0 ? 1.0f : 1.0f - value, weight);
+}
+
+void KXSelectiveColorsTransformation::operator()(OPRGBA32i &pixel) const
+{
+    const float r = pixel.r * selective::perByte, g = pixel.g * selective::perByte, b = pixel.b * selective::perByte;
+    float addedR = 0, addedG = 0, addedB = 0;
+    for (int range = 0; range < RangeCount; ++range) {
+        const float w = selective::weight(range, r, g, b);
+        if (w > selective::leastWeight) {
+            const size_t i = size_t(range);
+            addedR += phi(r, m_Cyan[i], m_Black[i], w);
+            addedG += phi(g, m_Magenta[i], m_Black[i], w);
+            addedB += phi(b, m_Yellow[i], m_Black[i], w);
+        }
+    }
+    const auto byte = [](float value) { return static_cast<unsigned char>(selective::level(value)); };
+    pixel = OPRGBA32i(byte(b + addedB), byte(g + addedG), byte(r + addedR), pixel.a);
+}

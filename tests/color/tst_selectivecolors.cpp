@@ -1,0 +1,244 @@
+#include "KXSelectiveColorsTransformation.h"
+#include "color/SelectiveColors.h"
+#include "kit/Kernels.h"
+
+#include <QtCore/QBuffer>
+
+#include <cmath>
+#include <limits>
+
+using List = SelectiveParamsList;
+using Selective = KXSelectiveColorsTransformation;
+
+namespace {
+
+constexpr float infinite = std::numeric_limits<float>::infinity(), none = std::numeric_limits<float>::quiet_NaN();
+
+/// One range alone.
+List only(int range, SelectiveParams inks, int mode)
+{
+    List list;
+    list.m_Params[range] = inks;
+    list.m_Mode = mode;
+    return list;
+}
+
+OPRGBA32i adjusted(const List &list, OPRGBA32i pixel)
+{
+    Selective { list }(pixel);
+    return pixel;
+}
+
+/// All numbers of a list, in the order of its stream.
+QList<double> numbers(const List &list)
+{
+    QList<double> all;
+    for (const SelectiveParams &inks : list.m_Params)
+        all << inks.cyan << inks.magenta << inks.yellow << inks.black;
+    return all << list.m_Mode;
+}
+
+/// 1, 2, 3 and so on.
+List counting()
+{
+    List list;
+    float number = 0;
+    for (SelectiveParams &inks : list.m_Params)
+        inks = { number + 1, number + 2, number + 3, number + 4 }, number += 4;
+    list.m_Mode = 37;
+    return list;
+}
+
+} // namespace
+
+class TestSelectiveColors : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    /// Channels whose weights need no rounding; those of whites and blacks are multiples of 1.1.
+    void weights()
+    {
+        struct Row {
+            float r, g, b;
+            QMap<int, float> expected; // what is not named is 0
+        };
+        const Row rows[] = { { 1, 0, 0, { { List::Reds, 1 } } }, { 0, 1, 1, { { List::Cyans, 1 } } },
+            { 1, .75f, .25f, { { List::Reds, .25f }, { List::Yellows, .5f }, { List::Neutrals, .25f } } },
+            { .75f, 1, .25f, { { List::Greens, .25f }, { List::Yellows, .5f }, { List::Neutrals, .25f } } },
+            { .25f, 1, .75f, { { List::Greens, .25f }, { List::Cyans, .5f }, { List::Neutrals, .25f } } },
+            { .25f, .75f, 1, { { List::Blues, .25f }, { List::Cyans, .5f }, { List::Neutrals, .25f } } },
+            { .75f, .25f, 1, { { List::Blues, .25f }, { List::Magentas, .5f }, { List::Neutrals, .25f } } },
+            { 1, .25f, .75f, { { List::Reds, .25f }, { List::Magentas, .5f }, { List::Neutrals, .25f } } },
+            { 1, 1, 1, { { List::Whites, 1.1f } } }, { 0, 0, 0, {} }, { .5f, .5f, .5f, { { List::Neutrals, 1 } } },
+            { .75f, .75f, .75f, { { List::Neutrals, .5f }, { List::Whites, .25f * 1.1f } } },
+            { .25f, .25f, .25f, { { List::Neutrals, .5f }, { List::Blacks, .125f * 1.1f } } },
+            { .5f, .75f, .75f, { { List::Cyans, .25f }, { List::Neutrals, .75f } } },
+            { .5f, .25f, .25f, { { List::Reds, .25f }, { List::Neutrals, .75f } } } };
+        for (const Row &row : rows)
+            for (int range = -1; range < 11; ++range)
+                QCOMPARE(Selective().weight(range, row.r, row.g, row.b), row.expected.value(range, 0));
+    }
+
+    void contributions()
+    {
+        struct Row {
+            int mode;
+            float value, colour, black, weight, expected;
+        };
+        const Row rows[] = { { 0, .75f, .5f, 0, 1, -.125f }, { 1, .75f, .5f, 0, 1, -.5f }, { -9, .5f, .5f, 0, 1, -.5f },
+            { 0, .75f, .5f, .5f, .5f, -.15625f }, // (1.5 * 1.5 - 1) * 0.25 * 0.5
+            { 1, .25f, 1, 0, .5f, -.125f }, { 1, .25f, -2, 0, .5f, .375f }, // limited to 0 and to 1
+            { 0, .5f, -4, 0, 1, .5f }, { 0, 1, -1, 0, 1, 0 }, { 0, 1, 1, 1, 1, 0 }, // nothing there to change
+            { 1, .5f, -1, 9, 1, .5f }, { 1, .5f, 0, infinite, 1, -.5f }, { 1, .5f, 0, -infinite, 1, .5f },
+            { 1, .5f, infinite, 0, 1, none }, { 0, 1, 0, infinite, 1, none }, { 1, .5f, none, 0, 1, none } };
+        for (const auto &[mode, value, colour, black, weight, expected] : rows) {
+            const Selective selective(only(0, {}, mode));
+            QVERIFY(selective.Mode() == mode && selective.Params().size() == 9);
+            const float phi = selective.phi(value, colour, black, weight);
+            QVERIFY2(std::isnan(expected) ? std::isnan(phi) : phi == expected, qPrintable(QString::number(phi)));
+        }
+    }
+
+    void pixels()
+    {
+        struct Row {
+            int range, mode;
+            SelectiveParams inks;
+            unsigned before, after;
+        };
+        const Row rows[] = { { List::Reds, 0, { 100, 0, 0, 0 }, 0x12FF0000, 0x12FF0000 },
+            { List::Reds, 0, { -100, 0, 0, 0 }, 0x12FF0000, 0x12FF0000 },
+            { List::Reds, 1, { 100, 0, 0, 0 }, 0x12FF0000, 0x12000000 },
+            { List::Reds, 1, { 0, -20, -40, 0 }, 0xFFFF0000, 0xFFFF3366 },
+            { List::Cyans, 0, { -50, -50, -50, 0 }, 0x0000FFFF, 0x0080FFFF }, // 127.5 goes up
+            { List::Neutrals, 1, { 0, 0, 0, 10 }, 0xFF808080, 0xFF676767 }, // 128 - 25.5 * 0.99608 is 102.6
+            { List::Blacks, 1, { 0, 0, 0, -100 }, 0xFF000000, 0xFF000000 },
+            { List::Blacks, 1, { 0, 0, 0, -100 }, 0xFF404040, 0xFF5A5A5A } }; // 64 + 191 * 0.13750
+        for (const auto &[range, mode, inks, before, after] : rows)
+            QCOMPARE(adjusted(only(range, inks, mode), before), OPRGBA32i(after));
+
+        List longer = only(List::Blues, {}, 0);
+        longer.m_Params << SelectiveParams { 9, 9, 9, 9 };
+        for (unsigned i = 0; i < 256; ++i) {
+            OPRGBA32i pixel(i << 24 | i << 16 | (255 - i) << 8 | i);
+            const OPRGBA32i before = pixel;
+            Selective {}(pixel);
+            QVERIFY(pixel == before && adjusted(longer, before) == before && adjusted(List(), before) == before);
+        }
+#ifdef QT_NO_DEBUG
+        longer.m_Params = { { 100, 0, 0, 0 } };
+        QCOMPARE(adjusted(longer, 0x00FFFF80), OPRGBA32i(0x00FFFF80)); // reds alone, of weight 0 here
+#endif
+    }
+
+    /// A parameter that is no number shows where a range acts, and on what.
+    void whereRangesAct()
+    {
+        const int levels[] = { 0, 1, 63, 126, 127, 128, 129, 200, 254, 255 };
+        for (const int r : levels)
+            for (const int g : levels)
+                for (const int b : levels) {
+                    const int most = std::max({ r, g, b }), least = std::min({ r, g, b });
+                    const bool acts[] = { r > g && r > b, b < r && b<g, g> r && g > b, r < g && r<b, b> r && b > g,
+                        g < r && g<b, least> 127, std::abs(2 * least - 255) + std::abs(2 * most - 255) < 510,
+                        most < 128 && most > 0 };
+                    const OPRGBA32i pixel(uchar(b), uchar(g), uchar(r), 7);
+                    for (int range = 0; range < 9; ++range)
+                        for (const int mode : { 0, 1 }) {
+                            const unsigned left = acts[range] ? 0xFF000000 : 0xFFFFFFFF;
+                            QCOMPARE(adjusted(only(range, { 0, 0, 0, none }, mode), pixel), pixel & left);
+                            QCOMPARE(
+                                adjusted(only(range, { 0, none, 0, 0 }, mode), pixel), pixel & (left | 0xFFFF00FF));
+                        }
+                }
+    }
+
+    /// By the C library, around each half.
+    void rounding()
+    {
+        for (int n = 0; n < 256; ++n) {
+            float value = (float(n) + 0.5f) / 255;
+            for (int i = 0; i < 40; ++i)
+                value = std::nextafter(value, 0.0f);
+            for (int i = 0; i < 80; ++i, value = std::nextafter(value, 2.0f))
+                QCOMPARE(int(color::selective::level(value)), std::min(int(std::round(value * 255.0f)), 255));
+        }
+        for (const float value : { -infinite, -1.0f, none, 1.5f, infinite })
+            QCOMPARE(int(color::selective::level(value)), value > 0 ? 255 : 0);
+    }
+
+    void streams()
+    {
+        for (const auto order : { QDataStream::BigEndian, QDataStream::LittleEndian })
+            for (const auto precision : { QDataStream::DoublePrecision, QDataStream::SinglePrecision })
+                for (const auto version : { QDataStream::Qt_5_15, QDataStream::Qt_4_5 })
+                    checkStream([=](QDataStream &stream) {
+                        stream.setByteOrder(order);
+                        stream.setFloatingPointPrecision(precision);
+                        stream.setVersion(version);
+                        const bool isSingle =
+                            precision == QDataStream::SinglePrecision || version == QDataStream::Qt_4_5;
+                        return isSingle ? 4 : 8;
+                    });
+        QBuffer closed;
+        closed.open(QIODevice::ReadOnly); // takes nothing
+        QDataStream refused(&closed);
+        QVERIFY(!List().Write(refused) && !List().Read(refused));
+    }
+
+    void movedFrom()
+    {
+        List list = counting(), other;
+        const List moved = std::move(list);
+        QVERIFY(list.m_Params.isEmpty() && numbers(moved) == numbers(counting()));
+        other = std::move(list);
+        QVERIFY(other.m_Params.isEmpty());
+    }
+
+private:
+    template <class SetUp>
+    void checkStream(SetUp setUp)
+    {
+        const QByteArray signature = "KXSelectiveColorsFilter 1.00000";
+        const QList<double> all = numbers(counting());
+        QByteArray bytes, expected;
+        QDataStream out(&bytes, QIODevice::WriteOnly), numbersOut(&expected, QIODevice::WriteOnly);
+        const int width = setUp(out);
+        setUp(numbersOut);
+        QVERIFY(counting().Write(out));
+        for (int i = 0; i < 36; ++i)
+            numbersOut << float(all[i]);
+        numbersOut << 37;
+        QCOMPARE(bytes, signature + expected);
+        QCOMPARE(bytes.size(), 31 + 36 * width + 4); // 323 or 179
+
+        const auto read = [&](List &list, const QByteArray &from) {
+            QDataStream in(from);
+            setUp(in);
+            return list.Read(in);
+        };
+        const List before = only(3, { 5, 6, 7, 8 }, 9);
+        for (int size = 0; size <= bytes.size(); ++size) {
+            List list = before, empty = before;
+            empty.m_Params.clear();
+            QCOMPARE(read(list, bytes.left(size)), size == bytes.size());
+            QCOMPARE(read(empty, bytes.left(size)), size == bytes.size());
+            if (size < 31) {
+                QVERIFY(numbers(list) == numbers(before) && empty.m_Params.isEmpty());
+                QByteArray damaged = bytes;
+                damaged[size] = '!';
+                QVERIFY(!read(list, damaged));
+                QCOMPARE(numbers(list), numbers(before));
+                continue;
+            }
+            const int whole = size == bytes.size() ? 37 : std::min((size - 31) / width, 36);
+            for (int i = 0; i < 37; ++i)
+                QCOMPARE(numbers(list)[i], i < whole ? all[i] : 0);
+            QCOMPARE(numbers(empty), numbers(list));
+        }
+        QCOMPARE(before.m_Params[3].cyan, 5.0f); // what the copies shared
+    }
+};
+
+KXCORE_TEST_MAIN(TestSelectiveColors)
+#include "tst_selectivecolors.moc"
