@@ -1,10 +1,13 @@
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
+#include "OPSharpenProcessing.h"
+#include "OPSmoothenProcessing.h"
 
 #include "Scene.h"
 #include "Suite.h"
 
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace bench {
@@ -19,18 +22,17 @@ RGBA32iImage &image()
     return flat;
 }
 
-/// Measures @p Filter on the picture; @p set gives its data what else it needs.
-template <class Filter, class Set>
-void add(Suite &suite, const std::string &name, int repetitions, Set set)
+/// Measures a filter's @p run on the picture; @p set gives its data what else it needs.
+template <class Filter, class Data, class Set>
+void add(Suite &suite, const std::string &name, int repetitions, RGBA32iImage (Filter::*run)(Data), Set set)
 {
     suite.addOurs(
         name, repetitions, [] { restore(image(), layer)(); },
-        [set] {
-            Filter filter(cancel);
-            typename Filter::BlurData data;
+        [run, set] {
+            Data data;
             data.image = image();
             set(data);
-            filter.run(data);
+            (Filter(cancel).*run)(std::move(data));
         });
 }
 
@@ -56,15 +58,15 @@ void addFilters(Suite &suite)
     for (const int sigma : gaussianSigmas) {
         const int repetitions = sigma < 20 ? 9 : sigma < 100 ? 5 : 3; // fewer of what takes long
         suite.addRow(gaussianName(sigma), { Column::OpenCV, {}, goalOf(sigma) });
-        add<OPGaussianBlurProcessing>(
-            suite, gaussianName(sigma), repetitions, [sigma](auto &data) { data.params.sigma = sigma; });
+        add(suite, gaussianName(sigma), repetitions, &OPGaussianBlurProcessing::run,
+            [sigma](auto &data) { data.params.sigma = sigma; });
     }
     // What is not selected must cost next to nothing.
     RGBA32iImage selection(256, 256, false);
     selection.Fill(OPRGBA32i(0x80FFFFFFu));
     const std::string selected = gaussianName(5) + ", 256 x 256 of it";
     suite.addRow(selected, { Column::Module, gaussianName(5), 50 });
-    add<OPGaussianBlurProcessing>(suite, selected, 9, [selection](auto &data) {
+    add(suite, selected, 9, &OPGaussianBlurProcessing::run, [selection](auto &data) {
         data.params.sigma = 5;
         data.selection = selection;
         data.selectionRect = selection.Rect();
@@ -72,8 +74,14 @@ void addFilters(Suite &suite)
     });
     for (const int radius : boxRadii) {
         suite.addRow(boxName(radius), { Column::OpenCV, {}, 0.8 });
-        add<OPBoxBlurProcessing>(suite, boxName(radius), 9, [radius](auto &data) { data.params.radius = radius; });
+        add(suite, boxName(radius), 9, &OPBoxBlurProcessing::run,
+            [radius](auto &data) { data.params.radius = radius; });
     }
+    suite.addRow(sharpenName, { Column::OpenCV, {}, 0.8 });
+    add(suite, sharpenName, 9, &OPSharpenProcessing::run, [](auto &data) { data.params.amount = sharpenAmount; });
+    const std::string smoothen = "smoothen";
+    suite.addRow(smoothen, { Column::Module, gaussianName(1), 0.8 });
+    add(suite, smoothen, 9, &OPSmoothenProcessing::run, [](auto &data) { data.params.amount = 255; });
 }
 
 } // namespace bench

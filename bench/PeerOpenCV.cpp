@@ -44,7 +44,7 @@ void addReferences(Suite &suite)
 
 } // namespace
 
-/// OpenCV's blurs on four channels of 8 bits, on all processors. They do not weight colour by alpha.
+/// OpenCV's filters on four channels of 8 bits, on all processors. They do not weight colour by alpha.
 void addOpenCV(Suite &suite)
 {
     addReferences(suite);
@@ -64,6 +64,11 @@ void addOpenCV(Suite &suite)
             cv::blur(picture(layer), result, cv::Size(2 * radius + 1, 2 * radius + 1), cv::Point(-1, -1),
                 cv::BORDER_REPLICATE);
         });
+    const float side = -sharpenAmount / 1785.0f;
+    const cv::Mat taps = (cv::Mat_<float>(1, 3) << side, 1 - 2 * side, side);
+    suite.addPeer(sharpenName, Column::OpenCV, 9, prepare, [=] {
+        cv::sepFilter2D(picture(layer), result, CV_8U, taps, taps, cv::Point(-1, -1), 0, cv::BORDER_REPLICATE);
+    });
 }
 
 } // namespace bench

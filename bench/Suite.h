@@ -104,6 +104,8 @@ void addVips(Suite &suite); ///< only where it is installed
 /// The operations that a peer has too: what is measured, and the names of their rows.
 constexpr int gaussianSigmas[] = { 1, 5, 20, 100 };
 constexpr int boxRadii[] = { 5, 50 };
+constexpr int sharpenAmount = 150; ///< 1785ths
+constexpr char sharpenName[] = "sharpen";
 std::string gaussianName(int sigma);
 std::string boxName(int radius);
 std::string composeName(KXCompositionMode mode);

@@ -2,8 +2,21 @@
 
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
+#include "OPSharpenProcessing.h"
+#include "OPSmoothenProcessing.h"
 
 namespace catalogue {
+
+namespace {
+
+constexpr char convolutionKernels[] =
+    "KXIterativeConvolutionFast1DAVX2Convolve, KXIterativeConvolutionFast1DAVX2ConvolveColumns, "
+    "KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied, VectorProcess, PremultiplyAlphaAVX2, ReturnAlphaAVX2";
+
+/// Of what convolves premultiplied pixels: on one processor nothing is premultiplied.
+constexpr auto premultiplies = needsFlat | needsTwoProcessors;
+
+} // namespace
 
 std::vector<Operation> filters()
 {
@@ -13,11 +26,8 @@ std::vector<Operation> filters()
                 "Blurs with a separable Gaussian in fixed point; colour counts by its alpha.",
                 { { "sigma", "pixels", "0.2 to some hundreds; 0, NaN and from 13108 on clear",
                     "standard deviation; the blur reaches three times as far" } },
-                "grows with sigma: 2 * (6 * sigma + 1) multiplications a channel and pixel",
-                "KXIterativeConvolutionFast1DAVX2Convolve, KXIterativeConvolutionFast1DAVX2ConvolveColumns, "
-                "KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied, VectorProcess, PremultiplyAlphaAVX2, "
-                "ReturnAlphaAVX2",
-                needsFlat | needsTwoProcessors }, // on one processor nothing is premultiplied
+                "grows with sigma: 2 * (6 * sigma + 1) multiplications a channel and pixel", convolutionKernels,
+                premultiplies },
             "KXGaussianBlur 1.00000",
             { { "sigma 5", { 5.0 } }, { "sigma 0.7", { 0.7 } }, { "sigma 40", { 40.0 } }, { "sigma 0", { 0.0 } } }),
         filter<OPBoxBlurProcessing>(
@@ -26,6 +36,18 @@ std::vector<Operation> filters()
                 { { "radius", "pixels", "0 to 8191 and more", "the square's sides are twice that and one" } },
                 "the same for every radius: two running sums a channel and pixel", "LineHandlerAVX2", needsFlat },
             "KXBoxBlur 1.00000", { { "radius 5", { 5 } }, { "radius 0", { 0 } }, { "radius 200", { 200 } } }),
+        filter<OPSharpenProcessing>(
+            { "Sharpen", "OPSharpenProcessing", "Sharpens all four channels with three taps each way.",
+                { { "amount", "1785ths", "0, which changes nothing, to some hundreds",
+                    "how far a pixel moves away from the sum of its neighbours" } },
+                "six multiplications a channel and pixel", "LineHandlerConvolutionAVX2", needsFlat },
+            "KXSharpen 1.00000", { { "amount 150", { 150 } }, { "amount 0", { 0 } }, { "amount -90", { -90 } } }),
+        filter<OPSmoothenProcessing>(
+            { "Smoothen", "OPSmoothenProcessing", "Smoothens with three taps each way; colour counts by its alpha.",
+                { { "amount", "765ths", "0 to 255, the mean of three pixels each way",
+                    "how much a neighbour counts" } },
+                "six multiplications a channel and pixel", convolutionKernels, premultiplies },
+            "KXSmoothen 1.00000", { { "amount 255", { 255 } }, { "amount 0", { 0 } }, { "amount 100", { 100 } } }),
     };
 }
 

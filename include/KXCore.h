@@ -40,6 +40,8 @@
 #include "OPLevelsTransformation.h"
 #include "OPPosterizeTransformation.h"
 #include "OPRGBA32ColorProfileTransform.h"
+#include "OPSharpenProcessing.h"
+#include "OPSmoothenProcessing.h"
 #include "OPThresholdRGB32.h"
 #include "OPTintRGB32.h"
 #include "OPTransformImageColors.h"

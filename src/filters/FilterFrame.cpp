@@ -144,6 +144,22 @@ void SelectionMerge::Run(const std::atomic<bool> &cancel, const std::function<vo
     });
 }
 
+KXIterativeConvolutionFast2D<RGBA32iImage> premultipliedConvolution(
+    const std::vector<short> &taps, RGBA32iImage &image, const QRect &rect)
+{
+    KXIterativeConvolutionFast2D<RGBA32iImage> passes(taps, image, rect);
+    passes.SetPremultiply(true);
+    return passes;
+}
+
+RGBA32iImage runConvolution(const FilterRun &run, KXFilterData &data, int reach, const std::vector<short> &taps)
+{
+    // A convolution replicates the edge of its own rectangle, so that this one is the selection and all that reaches
+    // into it; nothing around that is read.
+    return runPasses(run, data, { reach, 0 },
+        [&taps](RGBA32iImage &image, const QRect &rect) { return premultipliedConvolution(taps, image, rect); });
+}
+
 QPoint growLayer(KXFilterData &data, const KXFilterCanvas &canvas, int reach)
 {
     const QRect full = data.image.Rect();

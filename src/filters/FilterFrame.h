@@ -1,10 +1,12 @@
 #pragma once
 
+#include "KXIterativeConvolution.h"
 #include "OPAdjustmentProcessing.h"
 
 #include <functional>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 /// What filters share: how passes report and are cancelled, what a selection lets them work on and how that is merged
 /// back, and the growing of their canvas.
@@ -114,6 +116,13 @@ RGBA32iImage runPasses(const FilterRun &run, KXFilterData &data, const Reach &re
     run.Do(passes, merge);
     return data.image;
 }
+
+/// A convolution both ways in which colour counts by its alpha.
+KXIterativeConvolutionFast2D<RGBA32iImage> premultipliedConvolution(
+    const std::vector<short> &taps, RGBA32iImage &image, const QRect &rect);
+
+/// Runs a filter that is such a convolution; the taps reach @p reach pixels to either side.
+RGBA32iImage runConvolution(const FilterRun &run, KXFilterData &data, int reach, const std::vector<short> &taps);
 
 /// Grows the layer of @p data by @p reach on each side, as far as @p canvas allows, and returns where it then lies.
 QPoint growLayer(KXFilterData &data, const KXFilterCanvas &canvas, int reach);

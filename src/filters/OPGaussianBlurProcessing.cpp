@@ -2,7 +2,6 @@
 
 #include "KXBlur.h"
 #include "KXGaussianBase.h"
-#include "KXIterativeConvolution.h"
 
 #include "FilterFrame.h"
 #include "ParamsStream.h"
@@ -25,15 +24,10 @@ OPGaussianBlurProcessing::~OPGaussianBlurProcessing() = default;
 
 RGBA32iImage OPGaussianBlurProcessing::run(BlurData data)
 {
-    const std::vector<short> kernel = KXBlur::CreateGaussianKernel(data.params.sigma);
-    // The convolution replicates the edge of its own rectangle, so that this one is the selection and all that reaches
-    // into it; nothing around that is read. A kernel of zeros may be shorter than the Gaussian reaches.
-    const filters::Reach reach { KXGaussianBase::Reach(data.params.sigma), 0 };
-    return filters::runPasses({ *this, m_cancel }, data, reach, [&kernel](RGBA32iImage &image, const QRect &rect) {
-        KXIterativeConvolutionFast2D<RGBA32iImage> passes(kernel, image, rect);
-        passes.SetPremultiply(true);
-        return passes;
-    });
+    const double sigma = data.params.sigma;
+    // The reach of the Gaussian, also where its taps are zeros and fewer.
+    return filters::runConvolution(
+        { *this, m_cancel }, data, KXGaussianBase::Reach(sigma), KXBlur::CreateGaussianKernel(sigma));
 }
 
 OPGaussianBlurProcessing::ResultEx OPGaussianBlurProcessing::runEx(BlurDataEx data)

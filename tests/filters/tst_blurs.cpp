@@ -3,6 +3,8 @@
 #include "KXIterativeConvolution.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
+#include "OPSharpenProcessing.h"
+#include "OPSmoothenProcessing.h"
 
 #include "filters/ParamsStream.h"
 #include "kit/Images.h"
@@ -12,11 +14,24 @@
 using kit::Picture;
 using Gaussian = OPGaussianBlurProcessing;
 using Box = OPBoxBlurProcessing;
+using Sharpen = OPSharpenProcessing;
+using Smoothen = OPSmoothenProcessing;
 
 namespace {
 
+/// The type of what a filter's run takes.
+template <class Filter, class Data>
+Data argumentOf(RGBA32iImage (Filter::*run)(Data));
+template <class Processing>
+using DataOf = decltype(argumentOf(&Processing::run));
+
 void set(Gaussian::Params &params, double strength) { params.sigma = strength; }
 void set(Box::Params &params, double strength) { params.radius = int(strength); }
+template <class Params>
+void set(Params &params, double strength)
+{
+    params.amount = int(strength);
+}
 
 /// What a filter reports.
 struct Report {
@@ -37,19 +52,37 @@ RGBA32iImage blurred(const KXFilterData &head, double strength, Report *report =
     Processing processing(kit::noCancel);
     if (report)
         report->on(processing);
-    typename Processing::BlurData data;
+    DataOf<Processing> data;
     static_cast<KXFilterData &>(data) = head;
     set(data.params, strength);
     return processing.run(data);
 }
 
-/// The passes of a blur over what is selected of @p image, as the library has them. Returns how many lines they have.
-int runPasses(const Gaussian::Params &params, RGBA32iImage &image, const QRect &selected)
+/// The passes of a filter over what is selected of @p image, as the library has them. Returns how many lines they have.
+int runPasses(const std::vector<short> &kernel, RGBA32iImage &image, const QRect &selected)
 {
-    const std::vector<short> kernel = KXBlur::CreateGaussianKernel(params.sigma);
     const int reach = selected.isEmpty() ? 0 : int(kernel.size() / 2);
     KXIterativeConvolutionFast2D<RGBA32iImage> passes(kernel, image, selected.adjusted(-reach, -reach, reach, reach));
     passes.SetPremultiply(true);
+    passes.Run(kit::noCancel, {});
+    return passes.LineCount();
+}
+
+int runPasses(const Gaussian::Params &params, RGBA32iImage &image, const QRect &selected)
+{
+    return runPasses(KXBlur::CreateGaussianKernel(params.sigma), image, selected);
+}
+
+int runPasses(const Smoothen::Params &params, RGBA32iImage &image, const QRect &selected)
+{
+    return runPasses(KXBlur::CreateSimpleBoxKernel(params.amount), image, selected);
+}
+
+int runPasses(const Sharpen::Params &params, RGBA32iImage &image, const QRect &selected)
+{
+    const QRect grown = selected.isEmpty() ? selected : selected.adjusted(-1, -1, 1, 1);
+    const lines::LineHandlerConvolution2D<OPSimpleSharpenKernel1D> passes(
+        OPSimpleSharpenKernel1D(params.amount), image, grown);
     passes.Run(kit::noCancel, {});
     return passes.LineCount();
 }
@@ -135,7 +168,48 @@ private Q_SLOTS:
             data.selectionOffset = each.offset;
             checkBlur<Gaussian>(data, 2, each.merged, each.from);
             checkBlur<Box>(data, 7, each.merged, each.from);
+            checkBlur<Sharpen>(data, 300, each.merged, each.from);
+            checkBlur<Smoothen>(data, 200, each.merged, each.from);
         }
+    }
+
+    /// Greys and alphas along rows or columns, and what becomes of them.
+    void threeTaps()
+    {
+        struct Case {
+            bool sharpens;
+            int amount;
+            QByteArray greys, alphas, expectedGreys, expectedAlphas;
+        };
+        const Case cases[] = {
+            // (90 * (2 * 357 + 1785) - (90 + 110) * 357 + 765) / 1785 = 86.4; alpha is sharpened too, and clamped
+            { true, 357, "5A5A6E6E", "FFFFFFFF", "5A56726E", "FFFFFFFF" },
+            { true, 357, "00FFFF00", "6E6E5A5A", "00FFFF00", "6E72565A" },
+            { true, -357, "5A5A6E6E", "FFFFFFFF", "5A5E6A6E", "FFFFFFFF" }, // 94.4, 106.4
+            { true, 0, "01FF0203", "00800102", "01FF0203", "00800102" },
+            // Taps of 5461 / 16384: thirds. What is transparent has no colour, and gets that of its neighbour.
+            { false, 255, "0000FFFF", "FFFFFFFF", "0055AAFF", "FFFFFFFF" },
+            { false, 255, "9090FFFF", "FFFF0000", "90909000", "FFAA5500" },
+            { false, 0, "0102FFFE", "FFFFFFFF", "0102FFFE", "FFFFFFFF" },
+        };
+        constexpr int length = 4;
+        const auto pixel = [](const QByteArray &greys, const QByteArray &alphas, int i) {
+            const auto byte = [i](const QByteArray &digits) { return digits.mid(2 * i, 2).toUInt(nullptr, 16); };
+            return OPRGBA32i(byte(alphas) << 24 | byte(greys) * 0x010101u);
+        };
+        for (const Case &each : cases)
+            for (const Qt::Orientation along : { Qt::Horizontal, Qt::Vertical }) {
+                Picture picture(length + 1, length + 1); // the last row of a smoothened one is not premultiplied
+                for (int line = 0; line <= length; ++line)
+                    for (int i = 0; i <= length; ++i)
+                        picture.on(along, line, i) = pixel(each.greys, each.alphas, std::min(i, length - 1));
+                KXFilterData data;
+                data.image = picture.image(false);
+                Picture result = Picture::of(
+                    each.sharpens ? blurred<Sharpen>(data, each.amount) : blurred<Smoothen>(data, each.amount));
+                for (int i = 0; i < length; ++i)
+                    QCOMPARE(result.on(along, 1, i), pixel(each.expectedGreys, each.expectedAlphas, i));
+            }
     }
 
     /// A window far wider than the image holds its edges almost alone; a Gaussian as wide clears it.
@@ -173,6 +247,8 @@ private Q_SLOTS:
         for (int i = 0; i < 400; ++i) {
             checkSurroundings<Gaussian>(random, random.bounded(6.0));
             checkSurroundings<Box>(random, random.bounded(30));
+            checkSurroundings<Sharpen>(random, random.bounded(-500, 500));
+            checkSurroundings<Smoothen>(random, random.bounded(400));
         }
     }
 
@@ -213,6 +289,14 @@ private Q_SLOTS:
             { "01020304", "04030201", "01020304" },
             { "[src\\filters\\OPBoxBlurProcessing:196] Read box blur data error.",
                 "[src\\filters\\OPBoxBlurProcessing:182] Write box blur data error." });
+        checkStreams(Sharpen::Params { 0x01020304 }, "KXSharpen 1.00000", "0000000A",
+            { "01020304", "04030201", "01020304" },
+            { "[src\\filters\\OPSharpenProcessing:168] Read sharpen data error.",
+                "[src\\filters\\OPSharpenProcessing:154] Write sharpen data error." });
+        checkStreams(Smoothen::Params { 0x01020304 }, "KXSmoothen 1.00000", "0000000A",
+            { "01020304", "04030201", "01020304" },
+            { "[src\\filters\\OPSmoothenProcessing:168] Read smoothen data error.",
+                "[src\\filters\\OPSmoothenProcessing:154] Write smoothen data error." });
 
         // Several fields, in order; the second one is cut off.
         const filters::ParamsStream stream("Pair", "pair", { "pair", 2, 1 }, &Pair::first, &Pair::second);

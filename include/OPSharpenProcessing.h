@@ -1,0 +1,59 @@
+#pragma once
+
+/// @file
+/// Sharpens a layer. See OPAdjustmentProcessing.h for what all filters have in common.
+
+#include "KXGlobal.h"
+#include "OPAdjustmentProcessing.h"
+
+#include <QtCore/QDataStream>
+
+/// Sharpens a layer with three taps along rows, then along columns; see @c OPSimpleSharpenKernel1D.
+///
+/// **Pixels are taken straight**: alpha is sharpened like the colours, and the colour of a transparent pixel counts as
+/// much as that of an opaque one.
+///
+/// @code
+/// const std::atomic<bool> cancel { false };
+/// OPSharpenProcessing::SharpenData data;
+/// layer.CopyTo(data.image, false); // a copy of the flat layer: the filter writes into what it is given
+/// data.params.amount = 40;
+/// layer = OPSharpenProcessing(cancel).run(data);
+/// @endcode
+class KX_EXPORT OPSharpenProcessing : public OPAdjustmentProcessing {
+public:
+    struct KX_EXPORT Params {
+        /// In each direction a pixel moves away from the sum of its two neighbours by that many 1785ths. Sensible from
+        /// 0, which changes nothing, to some hundreds. Negative amounts smooth; those beyond four million wrap.
+        int amount = 10;
+
+        /// Writes "KXSharpen 1.00000", then the amount. False when the stream fails.
+        bool Write(QDataStream &stream) const;
+        /// Reads what @c Write wrote, with the version and byte order that the stream is set to. False, with nothing
+        /// stored, when the signature is another; false when the stream fails.
+        bool Read(QDataStream &stream);
+    };
+
+    struct SharpenData : KXFilterData, KXFilterParams<Params> { };
+
+    explicit OPSharpenProcessing(const std::atomic<bool> &cancel);
+    ~OPSharpenProcessing() override;
+
+    /// Sharpens the image, or what is selected of it, and returns it.
+    ///
+    /// Storage    As for @c OPGaussianBlurProcessing::run: the image must be flat, and **its buffer, which the caller's
+    ///            image shares, receives the result**.
+    /// Selection  Each pixel moves from the old value to the sharpened one by the alpha of the selection. Pixels around
+    ///            the selection count as neighbours.
+    /// Memory     No copy without a selection; with it one of the selection and two pixels around it.
+    /// Progress   A step per row and column of the sharpened rectangle, and one per merged row.
+    RGBA32iImage run(SharpenData data);
+
+private:
+    const std::atomic<bool> &m_cancel;
+};
+
+/// @c Params::Write; a failure is reported to the debug log.
+KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPSharpenProcessing::Params &params);
+/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
+KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPSharpenProcessing::Params &params);
