@@ -33,7 +33,7 @@ Form chooseForm(const std::vector<short> &taps, unsigned length, const Staircase
 KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2Convolve(
     const unsigned *source, unsigned *destination, unsigned length, const std::vector<short> &taps)
 {
-    const Staircase staircase(taps, length, chunks::maxTaps);
+    const Staircase staircase(taps, length);
     switch (chooseForm(taps, length, staircase)) {
     case Form::ShortRow:
         return shortrows::convolve<false>(source, destination, int(length), taps);

@@ -1,7 +1,8 @@
 #pragma once
 
-#include "SymmetricTaps.h"
 #include "Vectors.h"
+
+#include "lines/ConvolutionKernels.h"
 
 #include <QtCore/qglobal.h>
 
@@ -107,7 +108,7 @@ void expand(Halves from, qptrdiff first, int count, const Put &put)
 struct GroupSums {
     __m256i even[2], odd[2];
 
-    GroupSums() { even[0] = even[1] = odd[0] = odd[1] = _mm256_set1_epi32(symmetric::roundingTerm); }
+    GroupSums() { even[0] = even[1] = odd[0] = odd[1] = _mm256_set1_epi32(lines::roundingTerm); }
 
     static void Add(__m256i &sum, __m256i samples, int pair)
     {
@@ -119,8 +120,8 @@ struct GroupSums {
     {
         // A shifted sum has 18 bits; saturating to 16 signed bits first does not change what the clamp to bytes gives.
         const auto words = [this](int k) {
-            return _mm256_packs_epi32(_mm256_srai_epi32(even[k], symmetric::fractionBits),
-                _mm256_srai_epi32(odd[k], symmetric::fractionBits));
+            return _mm256_packs_epi32(
+                _mm256_srai_epi32(even[k], lines::fractionBits), _mm256_srai_epi32(odd[k], lines::fractionBits));
         };
         const __m256i pixels = _mm256_packus_epi16(words(0), words(1));
         _mm_storeu_si128(reinterpret_cast<__m128i *>(left), _mm256_castsi256_si128(pixels));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LineChunks.h"
 #include "Quarters.h"
 #include "Scratch.h"
 #include "SymmetricTaps.h"
@@ -13,10 +14,11 @@
 /// places, each times the change of the taps there: out[i + 1] - out[i] = sum of (k[m - 1] - k[m]) * x[i + m].
 class Staircase {
 public:
-    /// The places are looked for only where a line of @p length pixels may be done sooner with them.
-    Staircase(const std::vector<short> &taps, unsigned length, std::size_t fewTaps)
+    /// The places are looked for only where a line of @p length pixels may be done sooner with them. With more taps than
+    /// a chunk takes, a short one may be too: the only other form is the library's own.
+    Staircase(const std::vector<short> &taps, unsigned length)
         : m_taps(taps)
-        , m_isFlat(taps.size() >= 64 && length >= (taps.size() > fewTaps ? 32 : 256))
+        , m_isFlat(taps.size() >= 64 && length >= (taps.size() > chunks::maxTaps ? 32 : 256))
     {
         for (std::size_t m = 0; m <= taps.size() && m_isFlat; ++m) {
             const int change = (m > 0 ? taps[m - 1] : 0) - (m < taps.size() ? taps[m] : 0);

@@ -12,8 +12,6 @@
 /// fit 32 bits, and everything beyond is 32-bit addition: the plain loop's sums modulo 2^32.
 namespace symmetric {
 
-constexpr int fractionBits = 14;
-constexpr int roundingTerm = 1 << (fractionBits - 1);
 constexpr int maxRadius = int(lines::columns::maxTaps) / 2;
 
 /// The taps from the middle on, in pairs as the multiplication takes them. The first pair is the middle and its
@@ -40,7 +38,7 @@ struct Pairs {
 /// The sums for a sample vector, 32 bits each: @c low for the lower four channels of each 128-bit half, @c high for the
 /// upper four.
 struct Sums {
-    __m256i low = _mm256_set1_epi32(roundingTerm), high = low;
+    __m256i low = _mm256_set1_epi32(lines::roundingTerm), high = low;
 
     void Add(__m256i first, __m256i second, __m256i pair)
     {
@@ -50,7 +48,8 @@ struct Sums {
     /// The results in 16 bits. A shifted sum has 18; saturating here does not change what the clamp to bytes gives.
     __m256i Words() const
     {
-        return _mm256_packs_epi32(_mm256_srai_epi32(low, fractionBits), _mm256_srai_epi32(high, fractionBits));
+        return _mm256_packs_epi32(
+            _mm256_srai_epi32(low, lines::fractionBits), _mm256_srai_epi32(high, lines::fractionBits));
     }
 };
 

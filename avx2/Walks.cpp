@@ -14,14 +14,12 @@
 
 namespace {
 
-int workerCount() { return workers::besidesCaller(workers::hardware()); }
-
 /// All rows of @p rect with cancel and progress.
 template <class ApplyToRow>
 void walkIteratively(const QRect &rect, const std::atomic<bool> &cancel, const std::function<void()> &progress,
     const ApplyToRow &applyToRow)
 {
-    workers::walkRows(workerCount(), rect.y(), rect.y() + rect.height(), [&](int y) {
+    workers::walkRows(workers::forWalks(), rect.y(), rect.y() + rect.height(), [&](int y) {
         if (cancel)
             return false;
         applyToRow(y);
@@ -39,7 +37,7 @@ OPRGBA32i *pixelsAt(OPRGBA32i *data, int stride, int x, int y) { return data + q
 KXCORE_KERNEL void VectorProcess(OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *transformation)
 {
     const auto *const runs = dynamic_cast<const color::RunTransformation *>(transformation);
-    workers::walkRows(workerCount(), rect.y(), rect.y() + rect.height() - 1, [&](int y) {
+    workers::walkRows(workers::forWalks(), rect.y(), rect.y() + rect.height() - 1, [&](int y) {
         OPRGBA32i *const row = pixelsAt(data, stride, rect.x(), y);
         if (runs)
             runs->Run(row, rect.width());

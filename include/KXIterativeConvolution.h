@@ -42,8 +42,8 @@ class KXIterativeConvolutionFast2D;
 template <class Image, class Direction>
 class KXIterativeConvolutionFast1D {
 public:
-    /// @p kernel holds an odd number of taps, in Q14.
-    KXIterativeConvolutionFast1D(const std::vector<short> &kernel, Image &image, const QRect &rect);
+    /// @p taps are an odd number, in Q14.
+    KXIterativeConvolutionFast1D(const std::vector<short> &taps, Image &image, const QRect &rect);
     virtual ~KXIterativeConvolutionFast1D();
 
     void Run(const std::atomic<bool> &cancel, const std::function<void()> &progress);
@@ -97,7 +97,7 @@ private:
 template <class Image>
 class KXIterativeConvolutionFast2D {
 public:
-    KXIterativeConvolutionFast2D(const std::vector<short> &kernel, Image &image, const QRect &rect);
+    KXIterativeConvolutionFast2D(const std::vector<short> &taps, Image &image, const QRect &rect);
     virtual ~KXIterativeConvolutionFast2D();
 
     void Run(const std::atomic<bool> &cancel, const std::function<void()> &progress);

@@ -40,7 +40,7 @@ public:
 
     /// @p inputLevels   {low, high} for the master, red, green and blue; a dialog offers 0 to 255, low below high
     /// @p outputLevels  the same, to what those are mapped
-    /// @p gammas        as told above; a dialog offers 0.1 to 9.99 for the master
+    /// @p gammas        as described above; a dialog offers 0.1 to 9.99 for the master
     /// @p amount        in per cent of the way from the unchanged channel; a dialog offers 0 to 100, and nothing is
     ///                  limited beyond
     OPLevelsTransformation(int (*const inputLevels)[2], int (*const outputLevels)[2], double *const gammas, int amount);

@@ -336,7 +336,7 @@ void KXImage<T, TileW, TileH>::CopyPixels(
     } else if (dst.tiled) {
         workers::forEachRow(workers::besidesCaller(workers::ideal()), area->height, flatToTiled);
     } else {
-        const int count = workers::besidesCaller(workers::hardware());
+        const int count = workers::forWalks();
         Q_ASSERT_X(count > 0, "CopyRect", "flat to flat needs at least two processors");
         if (count > 0)
             workers::forEachChunk(count, area->height, flatToFlat);

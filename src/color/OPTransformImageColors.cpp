@@ -24,8 +24,6 @@ kernels::Slot positionAwareKernel { KX_SYMBOL(PixelTransformIterativeVectorProce
 
 using IterativeKernel = decltype(iterativeKernel);
 
-int workerCount() { return workers::besidesCaller(workers::hardware()); }
-
 /// The part of an image with the bounds @p image that a walk over @p rect visits.
 QRect clipped(const QRect &rect, const QRect &image) { return rect.isValid() ? ClippedTo(image, rect) : image; }
 
@@ -126,9 +124,9 @@ void OPImageWalk::Plain(
         };
         const int first = area.y(), last = area.y() + area.height();
         if (!image.IsTiled())
-            return workers::walkRows(workerCount(), first, last - 1, row); // without the last row; see the class
+            return workers::walkRows(workers::forWalks(), first, last - 1, row); // without the last row; see the class
         // In turn: the first worker does all rows, and what it throws leaves before the next one starts.
-        for (int worker = workerCount(), y = first; worker > 0; --worker)
+        for (int worker = workers::forWalks(), y = first; worker > 0; --worker)
             workers::run(1, [&] {
                 for (; y < last; ++y)
                     row(y);
@@ -149,7 +147,7 @@ void OPImageWalk::Plain(const std::shared_ptr<BaseTransformation> &transformatio
         const int last = area.y() + area.height();
         // The kernel gives what the walk over a flat KXImage gives, which does nothing on a single processor and ends
         // before the last row. Its stride is the width; rows of a foreign buffer may lie further apart.
-        const bool served = workerCount() > 0 && rows.strideBytes == qptrdiff(image.width()) * 4;
+        const bool served = workers::forWalks() > 0 && rows.strideBytes == qptrdiff(image.width()) * 4;
         if (const auto kernel = served ? plainKernelOfQImage.Bind() : nullptr) {
             kernel(rows.first, image.width(), area, walked.get());
             y = last - 1;
@@ -167,7 +165,7 @@ void OPImageWalk::Iterative(const std::shared_ptr<BaseTransformation> &transform
         if (area.isEmpty() || runKernel(iterativeKernel, *transformation, image, area, cancel, progress))
             return;
         const auto walked = color::inRuns(transformation);
-        workers::walkRows(workerCount(), area.y(), area.y() + area.height(),
+        workers::walkRows(workers::forWalks(), area.y(), area.y() + area.height(),
             iterativeRow(walked, image, area, cancel, progress, formOf(*walked)));
     });
 }
@@ -182,12 +180,12 @@ void OPImageWalk::PositionAware(const std::shared_ptr<BaseTransformation> &trans
         const auto row = iterativeRow(transformation, image, area, cancel, progress, applyAtPosition);
         const int first = area.y(), last = area.y() + area.height();
         if (image.IsTiled()) // not waited for: a worker logs what it throws, nobody else would
-            workers::startForEachItem(workerCount(), first, last, [row](int y) {
+            workers::startForEachItem(workers::forWalks(), first, last, [row](int y) {
                 bool goOn = true;
                 support::guarded({ path, __LINE__ }, [&] { goOn = row(y); });
                 return goOn;
             });
         else
-            workers::walkRows(workerCount(), first, last, row);
+            workers::walkRows(workers::forWalks(), first, last, row);
     });
 }

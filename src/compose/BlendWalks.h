@@ -62,7 +62,7 @@ enum class Threads { Caller, CallerByRows, Pool };
 /// The calling thread, in blocks; row by row only where the destination is itself @p read, as a source or a mask: then
 /// the order of the rows matters.
 template <class... Image>
-Threads onCaller(const void *destination, const Image &...read)
+Threads blocksOrRows(const void *destination, const Image &...read)
 {
     return ((&read == destination) || ...) ? Threads::CallerByRows : Threads::Caller;
 }

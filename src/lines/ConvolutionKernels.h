@@ -6,6 +6,9 @@
 
 namespace lines {
 
+constexpr int fractionBits = 14; ///< of taps: 1.0 is 16384
+constexpr int roundingTerm = 1 << (fractionBits - 1); ///< what a sum begins with
+
 /// Whether taps are the same on both sides of a middle one. None at all are not.
 inline bool isSymmetric(const std::vector<short> &taps)
 {

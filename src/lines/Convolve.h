@@ -4,6 +4,8 @@
 
 #include "support/Arithmetic.h"
 
+#include "ConvolutionKernels.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -52,7 +54,7 @@ struct Taps {
 inline void convolvePixels(const OPRGBA32i *in, OPRGBA32i *out, int first, int length, const std::vector<short> &taps)
 {
     for (int i = first; i < length; ++i) {
-        unsigned b = 8192, g = 8192, r = 8192, a = 8192;
+        unsigned b = roundingTerm, g = b, r = b, a = b;
         const OPRGBA32i *pixel = in + i;
         for (const short tap : taps) {
             const unsigned factor = unsigned(int(tap));
@@ -63,7 +65,7 @@ inline void convolvePixels(const OPRGBA32i *in, OPRGBA32i *out, int first, int l
             ++pixel;
         }
         const auto channel = [](unsigned sum) {
-            return static_cast<unsigned char>(arithmetic::clamp8(int(sum) >> 14));
+            return static_cast<unsigned char>(arithmetic::clamp8(int(sum) >> fractionBits));
         };
         out[i] = OPRGBA32i(channel(b), channel(g), channel(r), channel(a));
     }
@@ -76,7 +78,7 @@ inline void convolvePixels(const OPRGBA32i *in, OPRGBA32i *out, int first, int l
 inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const std::vector<short> &taps)
 {
     const auto load = [](const OPRGBA32i *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); };
-    const __m128i zero = _mm_setzero_si128(), half = _mm_set1_epi32(8192);
+    const __m128i zero = _mm_setzero_si128(), half = _mm_set1_epi32(roundingTerm);
     const short *const end = taps.data() + taps.size(), *const endOfPairs = taps.data() + taps.size() / 2 * 2;
     int i = 0;
     for (; i + 4 <= length; i += 4) {
@@ -97,8 +99,8 @@ inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const std:
         }
         if (tap != end)
             add(load(pixels), zero, _mm_set1_epi16(*tap));
-        const __m128i low = _mm_packs_epi32(_mm_srai_epi32(s0, 14), _mm_srai_epi32(s1, 14));
-        const __m128i high = _mm_packs_epi32(_mm_srai_epi32(s2, 14), _mm_srai_epi32(s3, 14));
+        const __m128i low = _mm_packs_epi32(_mm_srai_epi32(s0, fractionBits), _mm_srai_epi32(s1, fractionBits));
+        const __m128i high = _mm_packs_epi32(_mm_srai_epi32(s2, fractionBits), _mm_srai_epi32(s3, fractionBits));
         _mm_storeu_si128(reinterpret_cast<__m128i *>(out + i), _mm_packus_epi16(low, high));
     }
     convolvePixels(in, out, i, length, taps);

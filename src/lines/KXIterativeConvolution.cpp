@@ -54,11 +54,11 @@ void repeatEnds(OPRGBA32i *pixels, size_t before, int length, size_t after)
 
 template <class Image, class Direction>
 KXIterativeConvolutionFast1D<Image, Direction>::KXIterativeConvolutionFast1D(
-    const std::vector<short> &kernel, Image &image, const QRect &rect)
-    : m_taps(kernel)
+    const std::vector<short> &taps, Image &image, const QRect &rect)
+    : m_taps(taps)
     , m_image(&image)
     , m_clip(lines::clipped(rect, image))
-    , m_direction(image, m_clip, int(kernel.size() / 2))
+    , m_direction(image, m_clip, int(taps.size() / 2))
 {
     lineKernel.Bind();
     premultiplyingLineKernel.Bind();
@@ -124,11 +124,11 @@ void KXIterativeConvolutionFast1D<Image, Direction>::Run(
 
 template <class Image>
 KXIterativeConvolutionFast2D<Image>::KXIterativeConvolutionFast2D(
-    const std::vector<short> &kernel, Image &image, const QRect &rect)
+    const std::vector<short> &taps, Image &image, const QRect &rect)
     : m_image(&image)
     , m_clip(lines::clipped(rect, image))
-    , m_horizontal(kernel, image, rect)
-    , m_vertical(kernel, image, rect)
+    , m_horizontal(taps, image, rect)
+    , m_vertical(taps, image, rect)
 {
 }
 

@@ -219,43 +219,53 @@ private:
     qptrdiff m_stride;
 };
 
+/// A round of @c forEachGroup: @p count workers take the groups of which not all lines are in @p done. Those that throw
+/// are counted in @p failures.
+template <class Groups, class MakeWorker>
+void takeGroups(
+    const Groups &groups, int count, std::vector<int> &done, std::atomic<int> &failures, MakeWorker &makeWorker)
+{
+    const auto counted = [&failures](const auto &call) {
+        try {
+            return call();
+        } catch (...) {
+            ++failures;
+            throw;
+        }
+    };
+    workers::forEachItem(count, 0, groups.Count(), [&] {
+        return [&, worker = counted(makeWorker)](int group) mutable {
+            int &finished = done[size_t(group)];
+            return finished == groups.LineCount(group) || counted([&] { return worker(group, finished); });
+        };
+    });
+}
+
 /// Has @p count workers finish all lines of @p groups (see @c workers::forEachItem). @p makeWorker is called once per
 /// worker and returns its function, called as worker(group, done): it takes the lines of the group from the @c done th
 /// on, counts them there as it finishes them, and returns false if it is to get no more.
 ///
-/// A worker that throws gets no more lines. What it left of its group is done by the others, in further rounds; then
-/// what was thrown first leaves.
+/// A worker that throws gets no more lines, and the others take all groups that it did not reach. What it left of its
+/// own group is done in another round, by as many workers as have not thrown. In the end what was thrown first leaves.
 template <class Groups, class MakeWorker>
 void forEachGroup(const Groups &groups, int count, MakeWorker makeWorker)
 {
     std::vector<int> done(size_t(groups.Count()));
-    std::exception_ptr first;
-    for (int left = count; left > 0 || !first;) { // once with any count, then while workers are left
-        std::atomic<int> thrown { 0 };
+    std::exception_ptr thrownFirst;
+    for (bool isFinished = false; !isFinished;) {
+        std::atomic<int> failures { 0 };
         try {
-            workers::forEachItem(left, 0, groups.Count(), [&] {
-                const auto counted = [&thrown](const auto &call) {
-                    try {
-                        return call();
-                    } catch (...) {
-                        ++thrown;
-                        throw;
-                    }
-                };
-                return [&, counted, worker = counted(makeWorker)](int group) mutable {
-                    int &finished = done[size_t(group)];
-                    return finished == groups.LineCount(group) || counted([&] { return worker(group, finished); });
-                };
-            });
-            break;
+            takeGroups(groups, count, done, failures, makeWorker);
+            isFinished = true;
         } catch (...) {
-            if (!first)
-                first = std::current_exception();
-            left -= std::max(thrown.load(), 1);
+            if (!thrownFirst)
+                thrownFirst = std::current_exception();
+            count -= std::max(failures.load(), 1);
+            isFinished = count <= 0; // nobody is left
         }
     }
-    if (first)
-        std::rethrow_exception(first);
+    if (thrownFirst)
+        std::rethrow_exception(thrownFirst);
 }
 
 /// Runs a process over all lines of @p shape on @p count workers. Each line is read, processed, written, and reported

@@ -44,6 +44,9 @@ constexpr int onCaller = 0;
 /// Loops that leave one processor to the caller, which waits: none on a single processor.
 constexpr int besidesCaller(int n) { return n - 1; }
 
+/// Walks of an image in rows.
+inline int forWalks() { return besidesCaller(hardware()); }
+
 /// Line passes and the composition of a selection: up to two processors the caller works alone.
 constexpr int forLines(int n) { return n <= 2 ? onCaller : n - 1; }
 

@@ -98,8 +98,8 @@ private Q_SLOTS:
         }
     }
 
-    /// Every colour under every alpha, alone in its window: the weighting and each quotient q * 255 / m with q <= m.
-    void weightedMeansOverTheirDomain()
+    /// Every colour under every alpha, alone in its window: premultiplying and each quotient q * 255 / m with q <= m.
+    void premultipliedMeansOverTheirDomain()
     {
         OPRGBABlurAccumulatorPremul accumulator(0);
         Row source(0, 65536), destination(0, 65536);
@@ -242,17 +242,17 @@ private Q_SLOTS:
                 1 + random.bounded(90));
             Picture expected = Picture::random(rect.right() + random.bounded(1, 9), rect.bottom() + 5, quint32(repeat));
             RGBA32iImage image = expected.image(false);
-            const QRect weighted = repeat % 5 > 1 ? rect : QRect();
+            const QRect premultiplied = repeat % 5 > 1 ? rect : QRect();
             KXIterativeConvolutionFast2D<RGBA32iImage> passes(taps, image, rect);
-            passes.SetPremultiply(weighted.isValid());
+            passes.SetPremultiply(premultiplied.isValid());
             passes.Run(kit::noCancel, nullptr);
-            kit::premultiply(expected, weighted);
+            kit::premultiply(expected, premultiplied);
             kit::convolve(expected, rect, Qt::Horizontal, taps);
             kit::convolve(expected, rect, Qt::Vertical, taps);
-            kit::unpremultiply(expected, weighted);
+            kit::unpremultiply(expected, premultiplied);
             VERIFY_SAME_AT(kit::difference(Picture::of(image), expected),
-                QString::asprintf("%d taps, %d by %d, weighted %d", int(taps.size()), rect.width(), rect.height(),
-                    weighted.isValid()));
+                QString::asprintf("%d taps, %d by %d, premultiplied %d", int(taps.size()), rect.width(), rect.height(),
+                    premultiplied.isValid()));
         }
     }
 

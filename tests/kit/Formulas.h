@@ -22,33 +22,33 @@ void alongLines(Picture &picture, const QRect &rect, const QRect &edge, Qt::Orie
             });
 }
 
-/// Sums of 32 bits that start at 8192 and wrap, shifted by 14 and clamped; @p at(j) is the pixel under entry j.
+/// Sums of 32 bits that start at 8192 and wrap, shifted by 14 and clamped; @p at(j) is the pixel under tap j.
 template <class At>
-OPRGBA32i convolved(const std::vector<short> &kernel, At at)
+OPRGBA32i convolved(const std::vector<short> &taps, At at)
 {
     return pixelOf([&](int c) {
         qint64 sum = 8192;
-        for (int j = 0; j < int(kernel.size()); ++j)
-            sum += channel(at(j), c) * kernel[size_t(j)];
+        for (int j = 0; j < int(taps.size()); ++j)
+            sum += channel(at(j), c) * taps[size_t(j)];
         return qBound(0, int(quint32(sum)) >> 14, 255);
     });
 }
 
 /// Convolves the lines of @p rect, whose edge is replicated.
-inline void convolve(Picture &picture, const QRect &rect, Qt::Orientation lines, const std::vector<short> &kernel)
+inline void convolve(Picture &picture, const QRect &rect, Qt::Orientation lines, const std::vector<short> &taps)
 {
     alongLines(picture, rect, rect, lines,
-        [&](auto at) { return convolved(kernel, [&](int j) { return at(j - int(kernel.size() / 2)); }); });
+        [&](auto at) { return convolved(taps, [&](int j) { return at(j - int(taps.size() / 2)); }); });
 }
 
 /// The means of the channels of 2 * radius + 1 pixels around at(0), truncated; colour may count by its alpha.
 template <class At>
-std::array<int, 4> means(At at, int radius, bool weighted)
+std::array<int, 4> means(At at, int radius, bool premultiplied)
 {
     std::array<int, 4> sums {};
     for (int k = -radius; k <= radius; ++k)
         for (int c = 0; c < 4; ++c)
-            sums[size_t(c)] += weighted && c < 3 ? channel(at(k), c) * at(k).a / 255 : channel(at(k), c);
+            sums[size_t(c)] += premultiplied && c < 3 ? channel(at(k), c) * at(k).a / 255 : channel(at(k), c);
     for (int &sum : sums)
         sum /= 2 * radius + 1;
     return sums;

@@ -9,7 +9,7 @@
 
 using kit::channel, kit::Picture;
 using lines::HorizontalDirection, lines::VerticalDirection;
-using Kernel = std::vector<short>;
+using Taps = std::vector<short>;
 using Line = std::vector<OPRGBA32i>;
 using Convolution = KXIterativeConvolutionFast2D<RGBA32iImage>;
 using Sharpening = lines::LineHandlerConvolution2D<OPSimpleSharpenKernel1D>;
@@ -217,25 +217,25 @@ private Q_SLOTS:
         COMPARE_PICTURE(Picture::of(image), Picture(40, 30, OPRGBA32i(0xFF404040u)));
     }
 
-    void shortKernels()
+    void shortTaps()
     {
         using namespace KXBlur;
         // 6538.04, 3965.52, 884.83, 72.63
-        QCOMPARE(CreateGaussianKernel(1), (Kernel { 73, 885, 3966, 6538, 3966, 885, 73 }));
-        QCOMPARE(CreateGaussianKernel(0.1), (Kernel { 0, 16384, 0 }));
+        QCOMPARE(CreateGaussianKernel(1), (Taps { 73, 885, 3966, 6538, 3966, 885, 73 }));
+        QCOMPARE(CreateGaussianKernel(0.1), (Taps { 0, 16384, 0 }));
         for (const double none : { 0.0, notANumber, infinity })
-            QCOMPARE(CreateGaussianKernel(none), (Kernel { 0, 0, 0 }));
-        QCOMPARE(CreateGaussianKernel(1e9), (Kernel { 5461, 5461, 5461 })); // a reach that does not fit counts as 1
+            QCOMPARE(CreateGaussianKernel(none), (Taps { 0, 0, 0 }));
+        QCOMPARE(CreateGaussianKernel(1e9), (Taps { 5461, 5461, 5461 })); // a reach that does not fit counts as 1
         // All weights round to 0: 16384 / (13108 * sqrt(2 pi) * 0.9973) = 0.49999.
-        QVERIFY(CreateGaussianKernel(13108) == Kernel(78649) && CreateGaussianKernel(13107)[39321] == 1);
+        QVERIFY(CreateGaussianKernel(13108) == Taps(78649) && CreateGaussianKernel(13107)[39321] == 1);
         QCOMPARE(CreateGaussianKernel(1398101).size(), size_t(8388607));
         for (const double tooWide : { 1398102.0, 7e8 })
-            QCOMPARE(CreateGaussianKernel(tooWide), Kernel(3));
-        QCOMPARE(CreateSimpleBoxKernel(0), (Kernel { 0, 16384, 0 }));
-        QCOMPARE(CreateSimpleBoxKernel(100), (Kernel { 2142, 12101, 2142 })); // 2141.7 and 12100.6
-        QCOMPARE(CreateSimpleBoxKernel(255), (Kernel { 5461, 5461, 5461 }));
-        QCOMPARE(CreateSimpleSharpenKernel(1), (Kernel { -63, 16513, -63 })); // -63.75 goes toward zero
-        QCOMPARE(CreateSimpleSharpenKernel(100), (Kernel { -6424, 29234, -6424 })); // -6424.6 and 29234.7
+            QCOMPARE(CreateGaussianKernel(tooWide), Taps(3));
+        QCOMPARE(CreateSimpleBoxKernel(0), (Taps { 0, 16384, 0 }));
+        QCOMPARE(CreateSimpleBoxKernel(100), (Taps { 2142, 12101, 2142 })); // 2141.7 and 12100.6
+        QCOMPARE(CreateSimpleBoxKernel(255), (Taps { 5461, 5461, 5461 }));
+        QCOMPARE(CreateSimpleSharpenKernel(1), (Taps { -63, 16513, -63 })); // -63.75 goes toward zero
+        QCOMPARE(CreateSimpleSharpenKernel(100), (Taps { -6424, 29234, -6424 })); // -6424.6 and 29234.7
     }
 
     void records()
@@ -301,12 +301,12 @@ private Q_SLOTS:
     void workersOfPasses()
     {
         RGBA32iImage image(300, 9, false);
-        const Kernel kernel { 1, 2, 1 };
+        const Taps taps { 1, 2, 1 };
         const OPRGBABlurAccumulator window(1);
         for (const int n : { 1, 2, 4 }) {
             const kit::Processors processors(n);
-            count(KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection>(kernel, image, QRect()), n);
-            count(KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>(kernel, image, QRect()), n);
+            count(KXIterativeConvolutionFast1D<RGBA32iImage, HorizontalDirection>(taps, image, QRect()), n);
+            count(KXIterativeConvolutionFast1D<RGBA32iImage, VerticalDirection>(taps, image, QRect()), n);
             count(lines::LineHandler<OPRGBABlurAccumulator, HorizontalDirection>(window, image, QRect()), n - (n > 1));
             count(lines::LineHandler<OPRGBABlurAccumulator, VerticalDirection>(window, image, QRect()), n - (n > 1));
         }
@@ -410,7 +410,7 @@ private:
     /// Stops a pair of passes, with or without premultiplication around it.
     void stopPasses(const QRect &rect, bool premultiply)
     {
-        const Kernel kernel { 3000, 8000, 3000 }; // changes every line
+        const Taps taps { 3000, 8000, 3000 }; // changes every line
         Picture none = Picture::random(rect.width() + 9, rect.height() + 6, 48);
         for (OPRGBA32i &pixel : none.pixels)
             pixel.a |= 0x80;
@@ -419,9 +419,9 @@ private:
         const QRect premultiplied = premultiply && workers::hardware() > 1 ? rect : QRect();
         kit::premultiply(none, premultiplied);
         Picture rows = none; // all rows are convolved, then all columns, too
-        kit::convolve(rows, rect, Qt::Horizontal, kernel);
+        kit::convolve(rows, rect, Qt::Horizontal, taps);
         Picture all = rows;
-        kit::convolve(all, rect, Qt::Vertical, kernel);
+        kit::convolve(all, rect, Qt::Vertical, taps);
         for (Picture *p : { &none, &rows, &all })
             kit::unpremultiply(*p, premultiplied);
 
@@ -431,7 +431,7 @@ private:
             for (const bool throws : { false, true }) {
                 RGBA32iImage image;
                 picture.CopyTo(image, false);
-                Convolution passes(kernel, image, rect);
+                Convolution passes(taps, image, rect);
                 passes.SetPremultiply(premultiply);
                 std::atomic<bool> cancel { stopAfter == 0 };
                 std::atomic<int> steps { 0 };
@@ -489,12 +489,12 @@ private:
             check([&](RGBA32iImage &image) { return slide(OPRGBABlurAccumulatorPremul(radius), image, rect); },
                 [&](Picture &p, Qt::Orientation lines) { kit::premultipliedMean(p, area, lines, radius); });
         }
-        Kernel amongZeros(201);
+        Taps amongZeros(201);
         amongZeros[100] = 15000;
-        for (const Kernel &kernel : { Kernel { -3000, 9000, 12000, -1500, 100 }, Kernel { 500, -900, 17000, -900, 500 },
-                 Kernel(41, 400), Kernel { 0, 0, 0, 9000, 0 }, amongZeros, Kernel() })
-            check([&](RGBA32iImage &image) { return runAndCount(Convolution(kernel, image, rect)); },
-                [&](Picture &p, Qt::Orientation lines) { kit::convolve(p, area, lines, kernel); });
+        for (const Taps &taps : { Taps { -3000, 9000, 12000, -1500, 100 }, Taps { 500, -900, 17000, -900, 500 },
+                 Taps(41, 400), Taps { 0, 0, 0, 9000, 0 }, amongZeros, Taps() })
+            check([&](RGBA32iImage &image) { return runAndCount(Convolution(taps, image, rect)); },
+                [&](Picture &p, Qt::Orientation lines) { kit::convolve(p, area, lines, taps); });
         check([&](RGBA32iImage &image) { return runAndCount(Sharpening(OPSimpleSharpenKernel1D(300), image, rect)); },
             [&](Picture &picture, Qt::Orientation lines) {
                 kit::alongLines(picture, area, picture.rect(), lines, [](auto at) {
