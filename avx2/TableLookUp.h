@@ -84,8 +84,9 @@ void lookUp(const KXChannelTables::Table &table, __m256i *bytes)
     }
 }
 
-/// All pixels of a block.
-inline void lookUp(const KXChannelTables &tables, unsigned char *pixels)
+/// All pixels of a block; @p change makes of the planes with what was found what is stored.
+template <class Change>
+void lookUp(const KXChannelTables &tables, unsigned char *pixels, Change change)
 {
     constexpr int count = 2; // vectors of a channel side by side, for which the tables are loaded once
     constexpr int step = 128 * count;
@@ -100,8 +101,13 @@ inline void lookUp(const KXChannelTables &tables, unsigned char *pixels)
         lookUp<count>(tables.g, g);
         lookUp<count>(tables.r, r);
         for (int i = 0; i < count; ++i)
-            storeInterleaved(pixels + 128 * i, { b[i], g[i], r[i], a[i] });
+            storeInterleaved(pixels + 128 * i, change(Planes { b[i], g[i], r[i], a[i] }));
     }
+}
+
+inline void lookUp(const KXChannelTables &tables, unsigned char *pixels)
+{
+    lookUp(tables, pixels, [](const Planes &found) { return found; });
 }
 
 } // namespace vectors

@@ -1,11 +1,15 @@
 #include "Kernel.h"
 #include "TableLookUp.h"
 
+#include "OPBlackAndWhiteTransformation.h"
 #include "OPBrightnessContrastTransformation.h"
+#include "OPColorBalanceTransformation.h"
+#include "OPColorEnhancerTransformation.h"
 #include "OPCurvesTransformation.h"
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
 #include "OPLevelsTransformation.h"
+#include "OPPhotoFilterTransformation.h"
 #include "OPPosterizeTransformation.h"
 #include "OPThresholdRGB32.h"
 
@@ -43,8 +47,29 @@ void invert(unsigned char *pixels, unsigned bits)
 
 } // namespace
 
+KXCORE_KERNEL void BlackAndWhiteTransformationAVX2(
+    const OPBlackAndWhiteTransformation &self, unsigned char *pixels, bool)
+{
+    vectors::lookUp(self.Shares(), pixels, [](const vectors::Planes &shares) -> vectors::Planes {
+        const __m256i grey = _mm256_adds_epu8(_mm256_adds_epu8(shares.b, shares.g), shares.r);
+        return { grey, grey, grey, shares.a };
+    });
+}
+
 KXCORE_KERNEL void BrightnessContrastTransformationAVX2(
     const OPBrightnessContrastTransformation &self, unsigned char *pixels, bool)
+{
+    vectors::lookUp(self.Tables(), pixels);
+}
+
+KXCORE_KERNEL void ColorBalanceTransformationAVX2(const OPColorBalanceTransformation &self, unsigned char *pixels, bool)
+{
+    vectors::lookUp(self.Tables(), pixels);
+}
+
+/// The tables of the object contain the fade; the levels alone do not.
+KXCORE_KERNEL void ColorEnhancerTransformationAVX2(
+    const OPColorEnhancerTransformation &self, const OPLevelsTransformation &, unsigned char *pixels, bool)
 {
     vectors::lookUp(self.Tables(), pixels);
 }
@@ -66,6 +91,13 @@ KXCORE_KERNEL void GammaCorrectionTransformationAVX2(
 }
 
 KXCORE_KERNEL void LevelsTransformationAVX2(const OPLevelsTransformation &self, unsigned char *pixels, bool)
+{
+    vectors::lookUp(self.Tables(), pixels);
+}
+
+/// As for the enhancer.
+KXCORE_KERNEL void PhotoFilterTransformationAVX2(
+    const OPPhotoFilterTransformation &self, const OPLevelsTransformation &, unsigned char *pixels, bool)
 {
     vectors::lookUp(self.Tables(), pixels);
 }

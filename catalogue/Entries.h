@@ -14,10 +14,13 @@ namespace catalogue {
 
 std::vector<Operation> modes();
 std::vector<Operation> toneAdjustments();
+std::vector<Operation> colorAdjustments();
 std::vector<Operation> selectiveColors();
 std::vector<Operation> profileAdjustments();
 std::vector<Operation> alphaAdjustments();
 std::vector<Operation> filters();
+
+constexpr auto threeLoads = "three loads from tables a pixel, whatever the parameters"; // a cost
 
 /// A choice of parameters, with what is made of it.
 template <class Value>

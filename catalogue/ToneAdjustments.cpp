@@ -18,8 +18,6 @@ namespace catalogue {
 
 namespace {
 
-const char *const threeLoads = "three loads from tables a pixel, whatever the parameters";
-
 struct Levels {
     int input[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
     int output[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };

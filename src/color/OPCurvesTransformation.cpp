@@ -28,13 +28,8 @@ KXChannelTables::Table tableOfCurve(QVector<QPoint> &curve)
 KXChannelTables curvesTables(QVector<QPoint> *curves, int amount)
 {
     const KXChannelTables::Table master = tableOfCurve(curves[0]);
-    const auto channel = [&](int c) {
-        const KXChannelTables::Table own = tableOfCurve(curves[c]);
-        return color::tableOf([&](int i) {
-            return color::faded(i, master[own[size_t(i)]], color::fadeOfPercent(amount), color::wholeFade);
-        });
-    };
-    return { channel(1), channel(2), channel(3) };
+    return color::throughMaster(
+        { tableOfCurve(curves[1]), tableOfCurve(curves[2]), tableOfCurve(curves[3]) }, master, amount);
 }
 
 } // namespace

@@ -41,12 +41,9 @@ KXChannelTables levelsTables(const int (*input)[2], const int (*output)[2], cons
     const auto master = color::tableOf([&](int i) { return mapped(i, masterExponent, input[0], output[0]); });
     const auto channel = [&](int c) {
         const int exponent = exponentOfChannel(gammas[c]);
-        return color::tableOf([&](int i) {
-            const auto value = static_cast<unsigned char>(mapped(i, exponent, input[c], output[c]));
-            return color::faded(i, master[value], color::fadeOfPercent(amount), color::wholeFade);
-        });
+        return color::tableOf([&](int i) { return mapped(i, exponent, input[c], output[c]); });
     };
-    return { channel(1), channel(2), channel(3) };
+    return color::throughMaster({ channel(1), channel(2), channel(3) }, master, amount);
 }
 
 } // namespace

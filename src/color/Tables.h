@@ -49,8 +49,28 @@ constexpr int faded(int from, int to, int share, int whole)
     return wrappingAdd(wrappingMultiply(to, share), wrappingMultiply(from, wrappingSubtract(whole, share))) / whole;
 }
 
+/// @p tables, @p share parts of each, and the rest of @p whole the unchanged channel. Results take their low byte.
+inline KXChannelTables fadedTables(const KXChannelTables &tables, int share, int whole)
+{
+    const auto fade = [=](const KXChannelTables::Table &table) {
+        return tableOf([&](int i) { return faded(i, table[size_t(i)], share, whole); });
+    };
+    return { fade(tables.r), fade(tables.g), fade(tables.b) };
+}
+
 /// What fades by per cents in integers count in: an amount of 100 per cent is 255000 parts, and one per cent is 2550.
 constexpr int wholeFade = 255000;
 constexpr int fadeOfPercent(int amount) { return arithmetic::wrappingMultiply(amount, 2550); }
+
+/// What becomes of values that go through the tables of their channels and then through that of all of them, @p amount
+/// per cent of the way.
+inline KXChannelTables throughMaster(const KXChannelTables &channels, const KXChannelTables::Table &master, int amount)
+{
+    const auto mastered = [&](const KXChannelTables::Table &channel) {
+        return tableOf([&](int i) { return master[channel[size_t(i)]]; });
+    };
+    return fadedTables(
+        { mastered(channels.r), mastered(channels.g), mastered(channels.b) }, fadeOfPercent(amount), wholeFade);
+}
 
 } // namespace color

@@ -80,8 +80,12 @@ KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveColumns, unsigned *pixels, qpt
     const std::vector<short> &taps, int straightRows)
 
 // Adjustments: one block of pixels each, as src/color/Blocks.h says. What a class hands over of itself comes first.
+KX_KERNEL(BlackAndWhiteTransformationAVX2, const OPBlackAndWhiteTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(BrightnessContrastTransformationAVX2, const OPBrightnessContrastTransformation &self, unsigned char *pixels,
     bool flag)
+KX_KERNEL(ColorBalanceTransformationAVX2, const OPColorBalanceTransformation &self, unsigned char *pixels, bool flag)
+KX_KERNEL(ColorEnhancerTransformationAVX2, const OPColorEnhancerTransformation &self,
+    const OPLevelsTransformation &levels, unsigned char *pixels, bool flag)
 KX_KERNEL(ColorizeOPRGBA32iAVX2, const OPRGBA32i &color, unsigned char *pixels, bool flag)
 KX_KERNEL(CurvesTransformationAVX2, const OPCurvesTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(DesaturateTransformationAVX2, unsigned char *pixels, bool flag)
@@ -92,6 +96,8 @@ KX_KERNEL(InvertColorAlphaOPRGBA32iAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(InvertColorOPRGBA32iAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(InvertTransformationAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(LevelsTransformationAVX2, const OPLevelsTransformation &self, unsigned char *pixels, bool flag)
+KX_KERNEL(PhotoFilterTransformationAVX2, const OPPhotoFilterTransformation &self, const OPLevelsTransformation &levels,
+    unsigned char *pixels, bool flag)
 KX_KERNEL(PosterizeTransformationAVX2, const OPPosterizeTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(PremultiplyAlphaAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(ReturnAlphaAVX2, unsigned char *pixels, bool flag)

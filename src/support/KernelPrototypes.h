@@ -7,12 +7,16 @@
 #include <vector>
 
 class BaseTransformation;
+class OPBlackAndWhiteTransformation;
 class OPBrightnessContrastTransformation;
+class OPColorBalanceTransformation;
+class OPColorEnhancerTransformation;
 class OPCurvesTransformation;
 class OPExposureTransformation;
 class OPGammaCorrectionTransformation;
 class OPKernelBase;
 class OPLevelsTransformation;
+class OPPhotoFilterTransformation;
 class OPPosterizeTransformation;
 class OPThresholdRGB32;
 class OPRGBABlurAccumulatorBase;

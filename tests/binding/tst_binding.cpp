@@ -4,13 +4,17 @@
 #include "KXComposer.h"
 #include "KXFillTransformation.h"
 #include "KXIterativeConvolution.h"
+#include "OPBlackAndWhiteTransformation.h"
 #include "OPBrightnessContrastTransformation.h"
+#include "OPColorBalanceTransformation.h"
+#include "OPColorEnhancerTransformation.h"
 #include "OPCurvesTransformation.h"
 #include "OPDesaturateTransformation.h"
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"
+#include "OPPhotoFilterTransformation.h"
 #include "OPPosterizeTransformation.h"
 #include "OPThresholdRGB32.h"
 #include "OPTintRGB32.h"
@@ -149,7 +153,14 @@ const Use uses[] = {
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha().Apply(flat.Bits(), 1); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha()(block, false); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha().Apply(flat.Bits(), 1); } },
+    { { "BlackAndWhiteTransformationAVX2" }, [] { OPBlackAndWhiteTransformation(false, 0, 0, 0)(block, false); } },
     { { "BrightnessContrastTransformationAVX2" }, [] { OPBrightnessContrastTransformation(0, 0)(block, false); } },
+    { { "ColorBalanceTransformationAVX2" },
+        [] {
+            const int none[3] = {};
+            OPColorBalanceTransformation(none, none, none)(block, false);
+        } },
+    { { "ColorEnhancerTransformationAVX2" }, [] { OPColorEnhancerTransformation()(block, false); } },
     { { "ColorizeOPRGBA32iAVX2" }, [] { OPColorize<OPRGBA32i>(0)(block, false); } },
     { { "CurvesTransformationAVX2" },
         [] {
@@ -164,6 +175,7 @@ const Use uses[] = {
     { { "InvertColorOPRGBA32iAVX2" }, [] { OPInvertColor<OPRGBA32i>()(block, false); } },
     { { "InvertColorAlphaOPRGBA32iAVX2" }, [] { OPInvertColorAlpha<OPRGBA32i>()(block, false); } },
     { { "LevelsTransformationAVX2" }, [] { OPLevelsTransformation()(block, false); } },
+    { { "PhotoFilterTransformationAVX2" }, [] { OPPhotoFilterTransformation(0, 0)(block, false); } },
     { { "PosterizeTransformationAVX2" }, [] { OPPosterizeTransformation(2)(block, false); } },
     { { "ThresholdAVX2" }, [] { OPThresholdRGB32()(block, false); } },
     { { "TintAVX2" }, [] { OPTintRGB32(0, 0, 0)(block, false); } },

@@ -3,12 +3,16 @@
 #include "KXBurnCorrection.h"
 #include "KXDodgeCorrection.h"
 #include "KXFillTransformation.h"
+#include "OPBlackAndWhiteTransformation.h"
 #include "OPBrightnessContrastTransformation.h"
+#include "OPColorBalanceTransformation.h"
+#include "OPColorEnhancerTransformation.h"
 #include "OPDesaturateTransformation.h"
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"
+#include "OPPhotoFilterTransformation.h"
 #include "OPPosterizeTransformation.h"
 #include "OPThresholdRGB32.h"
 #include "OPTintRGB32.h"
@@ -36,6 +40,12 @@ struct Entries {
     std::array<int, 256> r, g, b;
 };
 
+OPRGBA32i after(const BaseTransformation &adjustment, OPRGBA32i pixel)
+{
+    adjustment(pixel);
+    return pixel;
+}
+
 #define COMPARE_ENTRIES(actual, formula, where)                                                                        \
     for (int i = 0; i < 256; ++i)                                                                                      \
     QVERIFY2((actual)[size_t(i)] == (formula)(i),                                                                      \
@@ -48,7 +58,8 @@ struct Levels {
     double gammas[4] = { 1, 1, 1, 1 };
     int amount = 100;
 
-    Entries entries() { return Entries(OPLevelsTransformation(input, output, gammas, amount)); }
+    OPLevelsTransformation make() { return { input, output, gammas, amount }; }
+    Entries entries() { return Entries(make()); }
 };
 
 const std::set<int> oneShort { 33, 37, 41, 45, 49, 53, 57, 61, 66, 74, 82, 90, 98, 106, 114, 122, 132, 148, 164, 180,
@@ -61,7 +72,7 @@ int identity(int i) { return i; }
 
 } // namespace
 
-/// The tables of the adjustments that change each channel by itself, against formulas of their own.
+/// The tables of adjustments, against formulas of their own.
 class TestTones : public QObject {
     Q_OBJECT
 
@@ -273,6 +284,103 @@ private Q_SLOTS:
         OPTintRGB32(0x00102030u, 0x00F0E0D0u, INT_MIN);
     }
 
+    /// Bells around the middles of the three ranges, within what single precision may lose.
+    void colorBalance()
+    {
+        const double middles[] = { 80, 127.5, 176 }, tops[] = { 0.43, 0.74, 0.43 };
+        const double narrowness[] = { 0.00055, 0.0004, 0.00055 };
+        const int choices[][3] = { { 0, 0, 0 }, { 100, 0, 0 }, { 0, -63, 0 }, { 0, 0, 77 }, { -40, 25, 90 },
+            { 1000, -700, -2000 }, { INT_MAX, INT_MAX, INT_MAX }, { INT_MIN, INT_MIN, INT_MIN } };
+        for (const auto &red : choices)
+            for (const auto &green : choices) {
+                const int(&blue)[3] = choices[4];
+                const OPColorBalanceTransformation balance(red, green, blue);
+                const auto check = [&](const std::array<int, 256> &entries, const int(&values)[3]) {
+                    QVERIFY(entries[0] == 0 && entries[255] == 255);
+                    for (int i = 1; i < 255; ++i) {
+                        double sum = i;
+                        for (int k = 0; k < 3; ++k)
+                            sum += values[k] * tops[k] * std::exp(-narrowness[k] * std::pow(i - middles[k], 2));
+                        const double low = qBound(0.0, std::floor(sum - 1e-4), 255.0);
+                        const int entry = entries[size_t(i)];
+                        QVERIFY2(entry == low || entry == qBound(0.0, std::floor(sum + 1e-4), 255.0),
+                            qPrintable(QString("%1 becomes %2, not %3").arg(i).arg(entry).arg(sum)));
+                    }
+                };
+                const Entries entries(balance);
+                check(entries.r, red);
+                check(entries.g, green);
+                check(entries.b, blue);
+            }
+        // In double precision what is taken from 252 would count, and it would become 251.
+        QCOMPARE(Entries(OPColorBalanceTransformation(choices[1], choices[1], choices[1])).r[80], 123);
+        const int darker[] = { -100, 0, 0 };
+        QCOMPARE(Entries(OPColorBalanceTransformation(darker, darker, darker)).r[252], 252);
+    }
+
+    /// A channel by itself, within what single precision may lose, and sums of all three.
+    void blackAndWhite()
+    {
+        for (const bool lightness : { false, true })
+            for (const float weight : { 0.0f, 0.25f, 0.59f, 1.0f, 1.7f, 1e30f, -1.0f, std::nanf("") }) {
+                const OPBlackAndWhiteTransformation red(lightness, weight, 0, 0), green(lightness, 0, weight, 0),
+                    blue(lightness, 0, 0, weight);
+                for (unsigned i = 0; i < 256; ++i) {
+                    const double x = i / 255.0;
+                    const double of = !lightness ? i : (x > 0.008856 ? 116 * std::cbrt(x) - 16 : 903.3 * x) * 2.55;
+                    const double share = weight >= 0 && weight < 1e6f ? std::min(of * double(weight), 255.0) : 0;
+                    const OPRGBA32i grey = after(red, 0x5A000000u | i << 16);
+                    QVERIFY2(grey.b == int(share + 1e-4) || grey.b == int(std::max(share - 1e-4, 0.0)),
+                        qPrintable(QString("%1 of %2 becomes %3").arg(double(weight)).arg(i).arg(grey.b)));
+                    QCOMPARE(grey, OPRGBA32i(grey.b, grey.b, grey.b, 0x5A));
+                    QCOMPARE(after(green, 0x5A000000u | i << 8), grey);
+                    QCOMPARE(after(blue, 0x5A000000u | i), grey);
+                }
+            }
+        // 30 + 58 + 11, as 0.59 in single precision is less than that.
+        QCOMPARE(after(OPBlackAndWhiteTransformation(false, 0.3f, 0.59f, 0.11f), 0xFF646464u), OPRGBA32i(0xFF636363u));
+        QCOMPARE(after(OPBlackAndWhiteTransformation(false, 1, 1, 1), 0x00505050u), OPRGBA32i(0x00F0F0F0u));
+        QCOMPARE(after(OPBlackAndWhiteTransformation(false, 1, 1, 1), 0x00606060u), OPRGBA32i(0x00FFFFFFu));
+        // The lightness of white in single precision is 254.99998.
+        QCOMPARE(after(OPBlackAndWhiteTransformation(true, 1, 0, 0), 0xFFFFFFFFu), OPRGBA32i(0xFFFEFEFEu));
+    }
+
+    /// Levels up to a colour, and any levels; both faded, in parts of 255 and of 100.
+    void fadedLevels()
+    {
+        const auto faded = [](int from, int to, qint64 share, int whole) {
+            return (int(from * (whole - share) + to * share) / whole) & 0xFF; // the sum wraps
+        };
+        for (const int amount : { 0, 1, 50, 99, 100, 101, 250, -30, INT_MAX, INT_MIN }) {
+            const int share = int(amount * 255LL) / 100;
+            const auto product = [&](int channel) {
+                return [=](int i) { return faded(i, ramp(ramp(i) * channel / 255), share, 255); };
+            };
+            const Entries filter(OPPhotoFilterTransformation(0x12EC8A00u, amount));
+            COMPARE_ENTRIES(filter.r, product(0xEC), amount);
+            COMPARE_ENTRIES(filter.g, product(0x8A), amount);
+            COMPARE_ENTRIES(filter.b, product(0), amount);
+
+            Levels reversed;
+            reversed.output[2][0] = 255, reversed.output[2][1] = 0;
+            OPColorEnhancerTransformation first, last;
+            first.SetAmountData(amount);
+            for (OPColorEnhancerTransformation *const enhancer : { &first, &last }) {
+                COMPARE_ENTRIES(Entries(*enhancer).r, identity, amount);
+                enhancer->SetLevels(reversed.make());
+            }
+            COMPARE_ENTRIES(Entries(last).g, identity, amount);
+            last.SetAmountData(amount);
+            const Entries entries(last);
+            COMPARE_ENTRIES(
+                entries.g, [&](int i) { return faded(i, ramp(255 - ramp(i)), amount, 100); }, amount);
+            COMPARE_ENTRIES(
+                entries.b, [&](int i) { return faded(i, ramp(ramp(i)), amount, 100); }, amount);
+            COMPARE_ENTRIES(
+                Entries(first).g, [&](int i) { return entries.g[size_t(i)]; }, amount);
+        }
+    }
+
     /// Each range by its formula in another precision, with the cuts and the low bytes beyond them.
     void burnAndDodge()
     {
@@ -321,39 +429,28 @@ private Q_SLOTS:
 
     void singleColours()
     {
-        const auto after = [](const BaseTransformation &t, OPRGBA32i pixel) {
-            t(pixel);
-            return pixel;
+        const std::pair<OPRGBA32i, unsigned> results[] = {
+            { after(KXFillTransformation(0x12345678u), 0xFFFFFFFFu), 0x12345678 },
+            { after(KXFillTransformation(), 0xFFFFFFFFu), 0 },
+            { after(OPColorize<OPRGBA32i>(0x12345678u), 0xFFFFFFFFu), 0xFF345678 },
+            { after(OPDesaturateTransformation(), 0x80FF0A03u), 0x80818181 },
+            { after(OPDesaturateTransformation(), 0x80030AFFu), 0x80818181 },
+            { after(OPInvertTransformation(), 0x12345678u), 0x12CBA987 },
+            { after(OPInvertColor<OPRGBA32i>(), 0x12345678u), 0x12CBA987 },
+            { after(OPInvertAlphaTransformation(), 0x12345678u), 0xED345678 },
+            { after(OPInvertColorAlpha<OPRGBA32i>(), 0x12345678u), 0xED345678 },
+            // 30 * 200 + 59 * 100 + 11 * 50 is 12450.
+            { after(OPThresholdRGB32(124), 0x40C86432u), 0x40FFFFFF },
+            { after(OPThresholdRGB32(125), 0x40C86432u), 0x40000000 },
+            { after(OPThresholdRGB32(), 0xFF000000u), 0xFFFFFFFF },
+            { after(OPThresholdRGB32(INT_MIN), 0xFF000000u), 0xFFFFFFFF },
+            { after(OPThresholdRGB32(256), 0xFFFFFFFFu), 0xFF000000 },
         };
-        QCOMPARE(after(KXFillTransformation(0x12345678u), 0xFFFFFFFFu), OPRGBA32i(0x12345678u));
-        QCOMPARE(after(KXFillTransformation(), 0xFFFFFFFFu), OPRGBA32i(0u));
-        QCOMPARE(after(OPColorize<OPRGBA32i>(0x12345678u), 0xFFFFFFFFu), OPRGBA32i(0xFF345678u));
-        QCOMPARE(after(OPDesaturateTransformation(), 0x80FF0A03u), OPRGBA32i(0x80818181u));
-        QCOMPARE(after(OPDesaturateTransformation(), 0x80030AFFu), OPRGBA32i(0x80818181u));
-        // 30 * 200 + 59 * 100 + 11 * 50 is 12450.
-        QCOMPARE(after(OPThresholdRGB32(124), 0x40C86432u), OPRGBA32i(0x40FFFFFFu));
-        QCOMPARE(after(OPThresholdRGB32(125), 0x40C86432u), OPRGBA32i(0x40000000u));
-        for (const int level : { 0, -1, INT_MIN })
-            QCOMPARE(after(OPThresholdRGB32(level), 0xFF000000u), OPRGBA32i(0xFFFFFFFFu));
-        for (const int level : { 256, INT_MAX })
-            QCOMPARE(after(OPThresholdRGB32(level), 0xFFFFFFFFu), OPRGBA32i(0xFF000000u));
+        for (const auto &[pixel, expected] : results)
+            QCOMPARE(pixel, OPRGBA32i(expected));
         OPThresholdRGB32 threshold;
-        QCOMPARE(threshold.GetLevel(), 0);
         threshold.SetLevel(255);
         QCOMPARE(after(threshold, 0x00FFFFFEu), OPRGBA32i(0u)); // 254.89
-    }
-
-    void inverters()
-    {
-        OPRGBA32i pixel(0x12345678u);
-        OPInvertTransformation()(pixel);
-        QCOMPARE(pixel, OPRGBA32i(0x12CBA987u));
-        OPInvertAlphaTransformation()(pixel);
-        QCOMPARE(pixel, OPRGBA32i(0xEDCBA987u));
-        OPInvertColor<OPRGBA32i>()(pixel);
-        QCOMPARE(pixel, OPRGBA32i(0xED345678u));
-        OPInvertColorAlpha<OPRGBA32i>()(pixel);
-        QCOMPARE(pixel, OPRGBA32i(0x12345678u));
     }
 
     /// With an index an object changes that pixel of its buffer, which copies share, and otherwise does what its class
@@ -371,8 +468,6 @@ private Q_SLOTS:
         doubled(pixels[2]);
         QCOMPARE(pixels[2], OPRGBA32i(0x01080C10u));
         QCOMPARE(pixels[0], OPRGBA32i(0x01020304u));
-        QCOMPARE(copy.HasKernel(), AVX2LIB::Instance() != nullptr);
-        OPIterativeLevelsTransformation().SetProcessingBuffer(nullptr);
     }
 };
 

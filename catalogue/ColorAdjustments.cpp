@@ -1,0 +1,74 @@
+#include "Entries.h"
+
+#include "OPBlackAndWhiteTransformation.h"
+#include "OPColorBalanceTransformation.h"
+#include "OPColorEnhancerTransformation.h"
+#include "OPPhotoFilterTransformation.h"
+
+namespace catalogue {
+
+namespace {
+
+OPColorBalanceTransformation warmLights()
+{
+    const int red[] = { 0, 10, 25 }, green[] = { 0, 0, 5 }, blue[] = { 15, 0, -20 };
+    return { red, green, blue };
+}
+
+OPColorBalanceTransformation beyondItsRange()
+{
+    const int red[] = { 400, -300, 0 }, green[] = { 0, 1000000000, 0 }, blue[] = { -90, -90, -90 };
+    return { red, green, blue };
+}
+
+OPColorEnhancerTransformation enhancer(int amount)
+{
+    int input[4][2] = { { 0, 255 }, { 12, 240 }, { 20, 251 }, { 35, 210 } };
+    int output[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
+    double gammas[4] = { 1, 1, 1, 1 };
+    OPColorEnhancerTransformation made;
+    made.SetLevels(OPLevelsTransformation(input, output, gammas, 100));
+    made.SetAmountData(amount);
+    return made;
+}
+
+} // namespace
+
+std::vector<Operation> colorAdjustments()
+{
+    const char *const values = "-100 to 100; of shadows, middle tones and highlights";
+    return {
+        adjustment<OPColorBalanceTransformation>(
+            { "Colour balance", "OPColorBalanceTransformation",
+                "Shifts the colour of shadows, middle tones and highlights, each by itself.",
+                { { "red", "", values, "cyan to red" }, { "green", "", values, "magenta to green" },
+                    { "blue", "", values, "yellow to blue" } },
+                threeLoads, "ColorBalanceTransformationAVX2", keepsAlpha },
+            { { "warm lights, cool shadows", warmLights }, { "beyond the range of a dialog", beyondItsRange } }),
+        adjustment<OPBlackAndWhiteTransformation>(
+            { "Black and white", "OPBlackAndWhiteTransformation",
+                "A grey picture in which red, green and blue count by weights.",
+                { { "lightness curve", "", "off or on", "whether the lightness of each value counts instead of it" },
+                    { "red, green, blue", "", "0 to 1, with a sum of about 1",
+                        "the weights; nothing normalises them" } },
+                "three loads from tables and two additions a pixel", "BlackAndWhiteTransformationAVX2", keepsAlpha },
+            { { "luminance", [] { return OPBlackAndWhiteTransformation(false, 0.3f, 0.59f, 0.11f); } },
+                { "a red filter, lightness", [] { return OPBlackAndWhiteTransformation(true, 0.8f, 0.2f, 0); } },
+                { "beyond white", [] { return OPBlackAndWhiteTransformation(false, 1.5f, -2, 3.7f); } } }),
+        adjustment<OPPhotoFilterTransformation>(
+            { "Photo filter", "OPPhotoFilterTransformation", "A coloured glass in front of the lens.",
+                { { "colour", "", "any", "of the glass" }, { "amount", "per cent", "0 to 100", "density" } },
+                threeLoads, "PhotoFilterTransformationAVX2", keepsAlpha },
+            { { "orange, 60 per cent", [] { return OPPhotoFilterTransformation(0xFFEC8A00u, 60); } },
+                { "blue, 250 per cent", [] { return OPPhotoFilterTransformation(0xFF0060FFu, 250); } } }),
+        adjustment<OPColorEnhancerTransformation>(
+            { "Colour enhancer", "OPColorEnhancerTransformation", "Fades levels that come from the picture.",
+                { { "levels", "", "any", "an OPLevelsTransformation, by the ends of the picture's histograms" },
+                    { "amount", "per cent", "0 to 100", "how far from the unchanged channel" } },
+                threeLoads, "ColorEnhancerTransformationAVX2", keepsAlpha },
+            { { "70 per cent", [] { return enhancer(70); } }, { "-30 per cent", [] { return enhancer(-30); } },
+                { "the default", [] { return OPColorEnhancerTransformation(); } } }),
+    };
+}
+
+} // namespace catalogue

@@ -1,0 +1,46 @@
+#include "OPBlackAndWhiteTransformation.h"
+
+#include "Tables.h"
+#include "support/Kernels.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+/// L* of the value @p i, scaled to 0..255. Is never negative: the root counts for x above 0.008856, where it gives 20.
+float lightness(int i)
+{
+    const float x = float(i) * 0.003921569f;
+    return x > 0.008856f ? std::pow(x, 0.33333334f) * 295.8f - 40.8f : x * 2303.415f;
+}
+
+KXChannelTables::Table sharesOf(bool lightnessCurve, float weight)
+{
+    return color::tableOf([=](int i) {
+        return arithmetic::clamp8(arithmetic::truncate((lightnessCurve ? lightness(i) : float(i)) * weight));
+    });
+}
+
+} // namespace
+
+std::function<void(const OPBlackAndWhiteTransformation &, unsigned char *, bool)>
+    OPBlackAndWhiteTransformation::m_BlackAndWhiteAVX2;
+
+OPBlackAndWhiteTransformation::OPBlackAndWhiteTransformation(bool lightnessCurve, float red, float green, float blue)
+    : m_Shares { sharesOf(lightnessCurve, red), sharesOf(lightnessCurve, green), sharesOf(lightnessCurve, blue) }
+{
+    m_HasKernel = kernels::bind(m_BlackAndWhiteAVX2, KX_SYMBOL(BlackAndWhiteTransformationAVX2));
+}
+
+void OPBlackAndWhiteTransformation::operator()(unsigned char *pixels, bool flag) const
+{
+    kernels::call(m_BlackAndWhiteAVX2, *this, pixels, flag);
+}
+
+void OPBlackAndWhiteTransformation::operator()(OPRGBA32i &pixel) const
+{
+    const OPRGBA32i shares = m_Shares(pixel);
+    const auto grey = static_cast<unsigned char>(std::min(shares.r + shares.g + shares.b, 255));
+    pixel = OPRGBA32i(grey, grey, grey, pixel.a);
+}
