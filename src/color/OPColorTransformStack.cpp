@@ -1,17 +1,8 @@
 #include "OPColorTransformStack.h"
 
+#include "RawForms.h"
+
 #include <QtCore/QMutexLocker>
-
-namespace {
-
-/// What the raw-memory forms get of an image: null of a tiled one. Its flat window, if it has one, does not stand for
-/// its pixels.
-void *flatPixels(RGBA32iImage &image) { return image.IsTiled() ? nullptr : image.Bits(); }
-
-/// The count that goes with them. These are pixels, although the raw-memory forms count bytes: see the class.
-unsigned int pixelCount(const RGBA32iImage &image) { return unsigned(image.Width()) * unsigned(image.Height()); }
-
-} // namespace
 
 OPColorTransformStack::~OPColorTransformStack() { qDeleteAll(m_Stack); }
 
@@ -74,7 +65,7 @@ void OPColorTransformStack::operator()(void *data, unsigned int byteCount) const
 
 void OPColorTransformStack::operator()(RGBA32iImage &image) const
 {
-    LastToFirst([&](const auto &transform) { transform(flatPixels(image), pixelCount(image)); });
+    LastToFirst([&](const auto &transform) { transform(color::flatPixels(image), color::pixelCount(image)); });
 }
 
 void OPColorTransformStack::operator()(QImage &image) const
@@ -119,7 +110,7 @@ void OPColorTransformStack::Invert(void *data, unsigned int byteCount) const
 
 void OPColorTransformStack::Invert(RGBA32iImage &image) const
 {
-    LastToFirst([&](const auto &transform) { transform.Invert(flatPixels(image), pixelCount(image)); });
+    LastToFirst([&](const auto &transform) { transform.Invert(color::flatPixels(image), color::pixelCount(image)); });
 }
 
 void OPColorTransformStack::Invert(QImage &image) const
