@@ -3,7 +3,11 @@
 #include "OPBlackAndWhiteTransformation.h"
 #include "OPColorBalanceTransformation.h"
 #include "OPColorEnhancerTransformation.h"
+#include "OPColorizeTransformation.h"
+#include "OPHueSaturationTransformation.h"
 #include "OPPhotoFilterTransformation.h"
+#include "OPReplaceColorTransformation.h"
+#include "OPTemperatureCorrection.h"
 
 namespace catalogue {
 
@@ -38,6 +42,25 @@ std::vector<Operation> colorAdjustments()
 {
     const char *const values = "-100 to 100; of shadows, middle tones and highlights";
     return {
+        adjustment<OPHueSaturationTransformation>(
+            { "Hue and saturation", "OPHueSaturationTransformation",
+                "Turns hues, and makes colours stronger or weaker, lighter or darker.",
+                { { "hue", "degrees", "0 to 359; a sum below -1 becomes opaque black", "how far hues turn" },
+                    { "saturation, lightness", "", "-255 to 255", "what is added to them" },
+                    { "colorize", "", "yes or no", "whether the hue is the one that every pixel gets" } },
+                "to HSL and back, whatever the parameters", "", {} },
+            { { "hue 40, saturation 50", [] { return OPHueSaturationTransformation(40, 50, 0, false); } },
+                { "hue -30, lightness 20", [] { return OPHueSaturationTransformation(-30, -10, 20, false); } },
+                { "all of hue 210", [] { return OPHueSaturationTransformation(210, 30, 0, true); } },
+                { "the default", [] { return OPHueSaturationTransformation(); } } }),
+        adjustment<OPColorizeTransformation>(
+            { "Colorize", "OPColorizeTransformation",
+                "Gives all pixels the hue of one colour, as a toned photograph has it.",
+                { { "colour", "", "any; its lightness does not count", "whose hue and, mildly, saturation pixels get" },
+                    { "amount", "per cent", "0 to 100", "how far from the unchanged pixel" } },
+                "three loads and three divisions by a constant a pixel", "", keepsAlpha },
+            { { "sepia", [] { return OPColorizeTransformation(0xFFA06020u, 100); } },
+                { "blue, 60 per cent", [] { return OPColorizeTransformation(0xFF2040FFu, 60); } } }),
         adjustment<OPColorBalanceTransformation>(
             { "Colour balance", "OPColorBalanceTransformation",
                 "Shifts the colour of shadows, middle tones and highlights, each by itself.",
@@ -68,6 +91,24 @@ std::vector<Operation> colorAdjustments()
                 threeLoads, "ColorEnhancerTransformationAVX2", keepsAlpha },
             { { "70 per cent", [] { return enhancer(70); } }, { "-30 per cent", [] { return enhancer(-30); } },
                 { "the default", [] { return OPColorEnhancerTransformation(); } } }),
+        adjustment<OPReplaceColorTransformation>(
+            { "Replace colour", "OPReplaceColorTransformation",
+                "Gives all pixels that are close to one colour another one, alpha included.",
+                { { "from, to", "", "any", "the colours" },
+                    { "tolerance", "steps of a channel", "0 to 255", "how far any channel may be away" } },
+                "four comparisons a pixel", "", {} },
+            { { "middle tones to orange", [] { return OPReplaceColorTransformation(0xFF808080u, 0xFFFF8000u, 50); } },
+                { "every pixel", [] { return OPReplaceColorTransformation(0, 0x12345678u, 255); } } }),
+        adjustment<OPTemperatureCorrection>(
+            { "Temperature", "OPTemperatureCorrection", "Makes colours warmer or colder, and leaves their lightness.",
+                { { "temperature", "kelvin", "1000 to 40000; 6500 is white",
+                      "of the light that is put over the picture" },
+                    { "amount", "half per cent", "0 to 200", "how far to the colour of the light" },
+                    { "green shift", "per cent", "-100 to 100", "how far green goes to 0 or 255" } },
+                "three loads, to HSL and back", "", keepsAlpha },
+            { { "3000 K", [] { return OPTemperatureCorrection(3000, 60, 0); } },
+                { "12000 K, green 10", [] { return OPTemperatureCorrection(12000, 80, 10); } },
+                { "the default", [] { return OPTemperatureCorrection(); } } }),
     };
 }
 

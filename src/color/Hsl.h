@@ -28,31 +28,50 @@ inline OPRGBA32i desaturated(OPRGBA32i pixel)
 /// The fraction @p v of 1 as 16 bits, and these as a byte, both to the nearest.
 inline int byteOfFraction(double v) { return (int(v * 65535 + 0.5) + 128) / 257; }
 
+/// Which halves of a byte QColor rounds down: one bit for each largest and smallest channel, in the order of
+/// most * 256 + least.
+///
+/// With S = most + least and d = most - least, a lightness is S / 2 and a saturation 255 * d / range, where the range
+/// is S or 510 - S, whichever is smaller; both are rounded to the nearest byte. Where the fraction is a half, the
+/// rounding of QColor's doubles decides. That is so for a lightness where S is odd. For a saturation 510 * d is an odd
+/// multiple of the range then, so that the range is even and S too. So one bit serves both.
+inline const std::array<unsigned, 2048> &halvesDown()
+{
+    static const auto bits = [] {
+        std::array<unsigned, 2048> bits {};
+        for (int most = 0; most < 256; ++most)
+            for (int least = 0; least < most; ++least) {
+                const double high = most / 255.0, low = least / 255.0, lightness = 0.5 * (high + low);
+                const double saturation = (high - low) / (lightness < 0.5 ? high + low : 2.0 - (high + low));
+                const int sum = most + least, range = std::min(sum, 510 - sum);
+                const bool isDown = sum % 2 == 1
+                    ? byteOfFraction(lightness) * 2 < sum
+                    : byteOfFraction(saturation) < (510 * (most - least) + range) / (2 * range);
+                const unsigned pair = unsigned(most * 256 + least);
+                bits[pair / 32] |= unsigned(isDown) << pair % 32;
+            }
+        return bits;
+    }();
+    return bits;
+}
+
 inline Hsl hslOf(OPRGBA32i pixel)
 {
-    static const auto fractions = [] {
-        std::array<double, 256> table {};
-        for (int i = 0; i < 256; ++i)
-            table[size_t(i)] = i / 255.0;
-        return table;
-    }();
     const int r = pixel.r, g = pixel.g, b = pixel.b;
     const int most = mostOf(pixel), least = leastOf(pixel);
-    const double high = fractions[size_t(most)], low = fractions[size_t(least)];
-    // An odd sum of both lies between two bytes. Which one it is the doubles decide, by their rounding.
-    const double lightness = 0.5 * (high + low);
     if (most == least)
         return { -1, 0, most };
 
-    const double range = lightness < 0.5 ? high + low : 2.0 - (high + low);
     // The hue is rounded to hundredths of a degree, and these are truncated to degrees: with x = 6000 * difference / d
     // hundredths from the base, it is floor(floor(x + 1 / 2) / 100) = floor((12000 * difference + d) / (200 * d)).
     const int d = most - least;
     const auto [difference, base] = r == most ? std::pair(g - b, g < b ? 360 : 0)
         : g == most                           ? std::pair(b - r, 120)
                                               : std::pair(r - g, 240);
-    return { (12000 * difference + d + base * 200 * d) / (200 * d), byteOfFraction((high - low) / range),
-        byteOfFraction(lightness) };
+    const unsigned pair = unsigned(most * 256 + least);
+    const int sum = most + least, range = std::min(sum, 510 - sum), isDown = halvesDown()[pair / 32] >> pair % 32 & 1;
+    return { (12000 * difference + d + base * 200 * d) / (200 * d), (510 * d + range - isDown) / (2 * range),
+        (sum + 1 - isDown) / 2 };
 }
 
 /// The channel at @p third (1 for red, 0 for green, -1 for blue) as QColor computes it.
