@@ -51,12 +51,30 @@ inline Lane8 div255(Lane8 n) { return _mm256_srli_epi32(_mm256_mulhi_epu16(n.v, 
 
 struct Float8 {
     __m256 v;
+
+    Float8() = default;
+    Float8(__m256 lanes)
+        : v(lanes)
+    {
+    }
+    explicit Float8(float value)
+        : v(_mm256_set1_ps(value))
+    {
+    }
 };
 
 inline Float8 operator+(Float8 x, Float8 y) { return { _mm256_add_ps(x.v, y.v) }; }
 inline Float8 operator-(Float8 x, Float8 y) { return { _mm256_sub_ps(x.v, y.v) }; }
 inline Float8 operator*(Float8 x, Float8 y) { return { _mm256_mul_ps(x.v, y.v) }; }
 inline Float8 operator/(Float8 x, Float8 y) { return { _mm256_div_ps(x.v, y.v) }; }
+inline Float8 operator-(Float8 x) { return _mm256_xor_ps(x.v, _mm256_set1_ps(-0.0f)); }
+inline Float8 operator&(Float8 x, Float8 y) { return _mm256_and_ps(x.v, y.v); }
+inline Float8 operator>(Float8 x, Float8 y) { return _mm256_cmp_ps(x.v, y.v, _CMP_GT_OQ); } // all ones or all zeros
+inline Float8 operator==(Float8 x, Float8 y) { return _mm256_cmp_ps(x.v, y.v, _CMP_EQ_OQ); }
+inline Float8 abs(Float8 x) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0f), x.v); }
+/// As std::min and std::max, x where one of the two is NaN: there the instructions give their second operand.
+inline Float8 min(Float8 x, Float8 y) { return _mm256_min_ps(y.v, x.v); }
+inline Float8 max(Float8 x, Float8 y) { return _mm256_max_ps(y.v, x.v); }
 inline Float8 toFloat(Lane8 x) { return { _mm256_cvtepi32_ps(x.v) }; }
 inline Lane8 truncateToLane(Float8 x) { return _mm256_cvttps_epi32(x.v); }
 inline Float8 splat(float value, Lane8) { return { _mm256_set1_ps(value) }; }

@@ -55,7 +55,7 @@ std::vector<Operation> selectiveColors()
             { { "cyan", perCent, often, "lowers red" }, { "magenta", perCent, often, "lowers green" },
                 { "yellow", perCent, often, "lowers blue" }, { "black", perCent, often, "lowers all three" },
                 { "mode", "", "0 relative, otherwise absolute", "whether inks count by what is there already" } },
-            "four of nine ranges a pixel, and three channels each", "", keepsAlpha },
+            "four of nine ranges a pixel, and three channels each", "SelectiveColorsAVX2", keepsAlpha },
         made);
     operation.signature = "KXSelectiveColorsFilter 1.00000";
     for (size_t i = 0; i < operation.variants.size(); ++i)

@@ -9,13 +9,14 @@
 #include "SelectiveParams.h"
 
 #include <array>
+#include <functional>
 
 /// Adds ink to some colours of a picture and takes it from others, as a printer would: more yellow in the greens, less
 /// cyan in the reds, black in the blacks alone. There are nine ranges of colours, and each has its own cyan, magenta,
 /// yellow and black. Alpha stays.
 ///
-/// **Every pixel lies in several ranges, with soft weights**, and what they ask for is added up. With channels from 0 to
-/// 1, the largest and the smallest of them called max and min:
+/// **Every pixel lies in several ranges, with soft weights**, and what they ask for is added up. With channels from 0
+/// to 1, the largest and the smallest of them called max and min:
 ///
 /// | range | weight |
 /// |---|---|
@@ -46,7 +47,7 @@ public:
     using PerRange = std::array<float, RangeCount>;
 
     /// Leaves every pixel as it is.
-    KXSelectiveColorsTransformation() = default;
+    KXSelectiveColorsTransformation();
 
     /// @p params has a record for each range; those beyond the ninth do not count. Records that lack are the caller's
     /// mistake, which a debug build asserts; they count as 0.
@@ -60,6 +61,7 @@ public:
     float phi(const float &value, const float &colour, const float &black, const float &weight) const;
 
     using BaseTransformation::operator();
+    void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
 
     /// The nine records, as they were given; none in an object of the default constructor.
@@ -71,6 +73,9 @@ public:
     const PerRange &Yellow() const { return m_Yellow; }
     const PerRange &Black() const { return m_Black; }
     int Mode() const { return m_Mode; } ///< 0 relative, anything else absolute
+
+    /// "SelectiveColorsAVX2"
+    static std::function<void(const KXSelectiveColorsTransformation &, unsigned char *, bool)> m_SelectiveColorsAVX2;
 
 private:
     QList<SelectiveParams> m_Params;

@@ -1,13 +1,23 @@
 #include "KXSelectiveColorsTransformation.h"
 
 #include "SelectiveColors.h"
+#include "support/Kernels.h"
 
 using namespace color;
 
-KXSelectiveColorsTransformation::KXSelectiveColorsTransformation(const SelectiveParamsList &params)
-    : m_Params(params.m_Params.mid(0, RangeCount))
-    , m_Mode(params.m_Mode)
+std::function<void(const KXSelectiveColorsTransformation &, unsigned char *, bool)>
+    KXSelectiveColorsTransformation::m_SelectiveColorsAVX2;
+
+KXSelectiveColorsTransformation::KXSelectiveColorsTransformation()
 {
+    m_HasKernel = kernels::bind(m_SelectiveColorsAVX2, KX_SYMBOL(SelectiveColorsAVX2));
+}
+
+KXSelectiveColorsTransformation::KXSelectiveColorsTransformation(const SelectiveParamsList &params)
+    : KXSelectiveColorsTransformation()
+{
+    m_Params = params.m_Params.mid(0, RangeCount);
+    m_Mode = params.m_Mode;
     Q_ASSERT_X(m_Params.size() == RangeCount, "KXSelectiveColorsTransformation", "fewer records than ranges");
     while (m_Params.size() < RangeCount)
         m_Params.append(SelectiveParams());
@@ -23,7 +33,7 @@ KXSelectiveColorsTransformation::KXSelectiveColorsTransformation(const Selective
 
 float KXSelectiveColorsTransformation::weight(const int &range, const float &r, const float &g, const float &b) const
 {
-    return selective::weight(range, r, g, b);
+    return range >= 0 && range < RangeCount ? selective::weights(r, g, b)[size_t(range)] : 0;
 }
 
 float KXSelectiveColorsTransformation::phi(
@@ -32,19 +42,22 @@ float KXSelectiveColorsTransformation::phi(
     return selective::added(value, selective::change(colour, black), m_Mode != 0 ? 1.0f : 1.0f - value, weight);
 }
 
+void KXSelectiveColorsTransformation::operator()(unsigned char *pixels, bool flag) const
+{
+    kernels::call(m_SelectiveColorsAVX2, *this, pixels, flag);
+}
+
 void KXSelectiveColorsTransformation::operator()(OPRGBA32i &pixel) const
 {
     const float r = pixel.r * selective::perByte, g = pixel.g * selective::perByte, b = pixel.b * selective::perByte;
     float addedR = 0, addedG = 0, addedB = 0;
-    for (int range = 0; range < RangeCount; ++range) {
-        const float w = selective::weight(range, r, g, b);
-        if (w > selective::leastWeight) {
-            const size_t i = size_t(range);
+    const auto weights = selective::weights(r, g, b);
+    for (size_t i = 0; i < weights.size(); ++i)
+        if (const float w = weights[i]; w > selective::leastWeight) {
             addedR += phi(r, m_Cyan[i], m_Black[i], w);
             addedG += phi(g, m_Magenta[i], m_Black[i], w);
             addedB += phi(b, m_Yellow[i], m_Black[i], w);
         }
-    }
     const auto byte = [](float value) { return static_cast<unsigned char>(selective::level(value)); };
     pixel = OPRGBA32i(byte(b + addedB), byte(g + addedG), byte(r + addedR), pixel.a);
 }

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "SelectiveParams.h"
-
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 /// The arithmetic of selective colours in single precision, as templates over the number: one float here, eight in the
@@ -44,33 +43,22 @@ V blacks(V most)
     return positive(V(2) * (V(0.5f) - most) * most) * V(1.1f); // 0 unless all channels are below 0.5
 }
 
-/// The weight of a colour in @p range.
+/// The weights of a colour in all ranges, in the order of SelectiveParamsList::Range.
 template <class V>
-V weight(int range, V r, V g, V b)
+std::array<V, 9> weights(V r, V g, V b)
 {
-    using List = SelectiveParamsList;
-    switch (range) {
-    case List::Reds:
-        return positive(r - max(g, b));
-    case List::Yellows:
-        return positive(min(r, g) - b);
-    case List::Greens:
-        return positive(g - max(r, b));
-    case List::Cyans:
-        return positive(min(g, b) - r);
-    case List::Blues:
-        return positive(b - max(r, g));
-    case List::Magentas:
-        return positive(min(r, b) - g);
-    case List::Whites:
-        return whites(min(min(r, g), b));
-    case List::Neutrals:
-        return neutrals(min(min(r, g), b), max(max(r, g), b));
-    case List::Blacks:
-        return blacks(max(max(r, g), b));
-    default:
-        return V(0);
-    }
+    const V least = min(min(r, g), b), most = max(max(r, g), b);
+    return {
+        positive(r - max(g, b)), // reds
+        positive(min(r, g) - b), // yellows
+        positive(g - max(r, b)), // greens
+        positive(min(g, b) - r), // cyans
+        positive(b - max(r, g)), // blues
+        positive(min(r, b) - g), // magentas
+        whites(least),
+        neutrals(least, most),
+        blacks(most),
+    };
 }
 
 /// What the inks of a range ask of a channel: -1 takes all of it away.

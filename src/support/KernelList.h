@@ -101,5 +101,6 @@ KX_KERNEL(PhotoFilterTransformationAVX2, const OPPhotoFilterTransformation &self
 KX_KERNEL(PosterizeTransformationAVX2, const OPPosterizeTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(PremultiplyAlphaAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(ReturnAlphaAVX2, unsigned char *pixels, bool flag)
+KX_KERNEL(SelectiveColorsAVX2, const KXSelectiveColorsTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(ThresholdAVX2, const OPThresholdRGB32 &self, unsigned char *pixels, bool flag)
 KX_KERNEL(TintAVX2, const OPLevelsTransformation &levels, unsigned char *pixels, bool flag)

@@ -7,6 +7,7 @@
 #include <vector>
 
 class BaseTransformation;
+class KXSelectiveColorsTransformation;
 class OPBlackAndWhiteTransformation;
 class OPBrightnessContrastTransformation;
 class OPColorBalanceTransformation;

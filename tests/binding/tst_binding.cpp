@@ -4,6 +4,7 @@
 #include "KXComposer.h"
 #include "KXFillTransformation.h"
 #include "KXIterativeConvolution.h"
+#include "KXSelectiveColorsTransformation.h"
 #include "OPBlackAndWhiteTransformation.h"
 #include "OPBrightnessContrastTransformation.h"
 #include "OPColorBalanceTransformation.h"
@@ -177,6 +178,7 @@ const Use uses[] = {
     { { "LevelsTransformationAVX2" }, [] { OPLevelsTransformation()(block, false); } },
     { { "PhotoFilterTransformationAVX2" }, [] { OPPhotoFilterTransformation(0, 0)(block, false); } },
     { { "PosterizeTransformationAVX2" }, [] { OPPosterizeTransformation(2)(block, false); } },
+    { { "SelectiveColorsAVX2" }, [] { KXSelectiveColorsTransformation()(block, false); } },
     { { "ThresholdAVX2" }, [] { OPThresholdRGB32()(block, false); } },
     { { "TintAVX2" }, [] { OPTintRGB32(0, 0, 0)(block, false); } },
 };

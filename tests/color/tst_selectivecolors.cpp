@@ -186,6 +186,38 @@ private Q_SLOTS:
         QVERIFY(!List().Write(refused) && !List().Read(refused));
     }
 
+    /// For all colours with some parameters, and with others for one block of colours in a hundred.
+    void kernel()
+    {
+        SKIP_WITHOUT_MODULE();
+#ifdef QT_NO_DEBUG
+        const int thorough = 6;
+#else
+        const int thorough = 0; // sanitizers take their time
+#endif
+        QRandomGenerator random = kit::random();
+        const float odd[] = { infinite, -infinite, none, 1e38f, -1e38f, 1e-40f, 100, -100 };
+        for (int round = 0; round < 36; ++round) {
+            List list;
+            for (SelectiveParams &inks : list.m_Params)
+                for (float *const ink : { &inks.cyan, &inks.magenta, &inks.yellow, &inks.black })
+                    *ink = random.bounded(round % 3 * 2 + 1) ? odd[random.bounded(8)]
+                                                             : float(random.bounded(-999, 999)) / 9;
+            list.m_Mode = round / 3 % 2;
+            const Selective selective(list);
+            for (int block = 0; block < 1 << 17; block += round < thorough ? 1 : 101) {
+                kit::Row row(block % 8, blocks::length);
+                kit::Line expected;
+                for (int i = 0; i < blocks::length; ++i)
+                    expected.push_back(row[i].word = unsigned(block % 256 << 24 | block << 7 | i));
+                for (OPRGBA32i &pixel : expected)
+                    selective(pixel);
+                selective(reinterpret_cast<unsigned char *>(row.pixels()), blocks::flag);
+                COMPARE_ROW(row, expected, QString("round %1, block %2").arg(round).arg(block));
+            }
+        }
+    }
+
     void movedFrom()
     {
         List list = counting(), other;
