@@ -36,7 +36,7 @@ private:
     template <class Blend>
     void ForEachBlock(const compose::LayerRows &rows, int count, Blend blend) const
     {
-        OPRGBA32i block[blocks::length];
+        alignas(memory::lineBytes) OPRGBA32i block[blocks::length]; // no vector across two lines
         for (int i = 0; i < count; i += blocks::length) {
             const int n = std::min(blocks::length, count - i);
             compose::LayerRows adjusted = rows.From(i);

@@ -202,12 +202,15 @@ void addComposition(Suite &suite)
     // An adjustment layer: what is composed goes through levels first.
     for (const Scene scene : { layer, photoLayer }) {
         const std::string name = std::string("compose tiles through levels, ") + (scene == layer ? "noise" : "photo");
-        suite.addRow(name, { Column::Module, scene == layer ? tiled : "tiles photo SourceOver", 0.5 });
-        suite.addModule(name, 7, nothing, [scene, levels = operationNamed("Levels")->variants.front().make()] {
-            Layers &l = Layers::instance();
-            ComposeWithTransformation(
-                l.Source(scene, true), everything, over, l.tiledDestination, everything, levels.get(), opacity, false);
-        });
+        suite.addRow(
+            name, { Column::Module, scene == layer ? "tiles noise SourceOver" : "tiles photo SourceOver", 0.5 });
+        suite.addModule(
+            name, 7, [scene] { writeRows(Layers::instance().tiledDestination, scene == layer ? canvas : photoCanvas); },
+            [scene, levels = operationNamed("Levels")->variants.front().make()] {
+                Layers &l = Layers::instance();
+                ComposeWithTransformation(l.Source(scene, true), everything, over, l.tiledDestination, everything,
+                    levels.get(), opacity, false);
+            });
     }
 
     const std::string fake = "compose an empty layer on tiles";
