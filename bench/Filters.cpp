@@ -1,5 +1,6 @@
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
+#include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
 #include "OPSmoothenProcessing.h"
 
@@ -34,6 +35,40 @@ void add(Suite &suite, const std::string &name, int repetitions, RGBA32iImage (F
             set(data);
             (Filter(cancel).*run)(std::move(data));
         });
+}
+
+/// The high pass, with a cache that it misses and with one that it hits.
+void addHighPass(Suite &suite)
+{
+    static QReadWriteLock lock;
+    static double radius;
+    static RGBA32iImage details;
+    const auto run = [](int amount) {
+        OPHighPassProcessing::HighPassData data;
+        data.image = image();
+        data.params.radius = 10;
+        data.params.amount = amount;
+        OPHighPassProcessing(cancel, lock, radius, details).run(data);
+    };
+    const std::string blur = gaussianName(10), mode = composeName(KXCompositionMode::Overlay);
+    suite.addRow(blur);
+    add(suite, blur, 9, &OPGaussianBlurProcessing::run, [](auto &data) { data.params.sigma = 10; });
+    const auto forget = [] {
+        restore(image(), layer)();
+        radius = -1;
+    };
+    const std::string cold = "high pass, radius 10", warm = cold + ", again";
+    suite.addRow(cold, { Column::Module, blur, 0.6 });
+    suite.addOurs(cold, 9, forget, [run] { run(70); });
+    suite.addRow(warm, { Column::Module, mode, 0.8 });
+    suite.addOurs(
+        warm, 9,
+        [run] {
+            if (radius != 10)
+                run(0);
+            restore(image(), layer)();
+        },
+        [run] { run(70); });
 }
 
 /// How many times faster than OpenCV a Gaussian has to be.
@@ -79,6 +114,7 @@ void addFilters(Suite &suite)
     }
     suite.addRow(sharpenName, { Column::OpenCV, {}, 0.8 });
     add(suite, sharpenName, 9, &OPSharpenProcessing::run, [](auto &data) { data.params.amount = sharpenAmount; });
+    addHighPass(suite);
     const std::string smoothen = "smoothen";
     suite.addRow(smoothen, { Column::Module, gaussianName(1), 0.8 });
     add(suite, smoothen, 9, &OPSmoothenProcessing::run, [](auto &data) { data.params.amount = 255; });

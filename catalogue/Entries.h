@@ -116,8 +116,13 @@ Operation filter(About about, std::string signature, std::vector<Choice<typename
             QObject::connect(
                 &filter, &Filter::RangeChanged, &filter, [&watch](int, int maximum) { watch.range(maximum); },
                 Qt::DirectConnection);
-            QObject::connect(
-                &filter, &Filter::ProgressChanged, &filter, [&watch] { watch.step(); }, Qt::DirectConnection);
+            std::atomic<int> steps { 0 };
+            const auto reach = [&](int value) { // in one step more, or in several; a value may be late
+                for (int step = steps; step < value;)
+                    if (steps.compare_exchange_weak(step, step + 1))
+                        watch.step();
+            };
+            QObject::connect(&filter, &Filter::ProgressChanged, &filter, reach, Qt::DirectConnection);
             Data data;
             static_cast<KXFilterData &>(data) = input;
             data.params = params;

@@ -2,6 +2,7 @@
 
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
+#include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
 #include "OPSmoothenProcessing.h"
 
@@ -15,6 +16,19 @@ constexpr char convolutionKernels[] =
 
 /// Of what convolves premultiplied pixels: on one processor nothing is premultiplied.
 constexpr auto premultiplies = needsFlat | needsTwoProcessors;
+
+/// With a cache of its own, empty at first.
+struct HighPassCache {
+    QReadWriteLock lock;
+    double radius = -1;
+    RGBA32iImage picture;
+};
+struct HighPass : private HighPassCache, public OPHighPassProcessing {
+    explicit HighPass(const std::atomic<bool> &cancel)
+        : OPHighPassProcessing(cancel, lock, radius, picture)
+    {
+    }
+};
 
 } // namespace
 
@@ -36,6 +50,19 @@ std::vector<Operation> filters()
                 { { "radius", "pixels", "0 to 8191 and more", "the square's sides are twice that and one" } },
                 "the same for every radius: two running sums a channel and pixel", "LineHandlerAVX2", needsFlat },
             "KXBoxBlur 1.00000", { { "radius 5", { 5 } }, { "radius 0", { 0 } }, { "radius 200", { 200 } } }),
+        filter<HighPass>(
+            { "High pass", "OPHighPassProcessing",
+                "Composes the layer minus its Gaussian blur, plus mid-grey, onto the layer.",
+                { { "radius", "pixels", "0.2 to some hundreds", "sigma of the Gaussian: how large details may be" },
+                    { "blendIndex", "", "0 to 3", "composed as SourceOver, Overlay, SoftLight or HardLight" },
+                    { "amount", "percent", "0 to 100", "opacity of the composition" } },
+                "a Gaussian blur and a composition, with a warm cache the composition alone",
+                std::string(convolutionKernels)
+                    + ", Compose_RGBA32iImage_RGBA32iImage_avx2, ComposeMaskOn_RGBA32iImage_RGBA32iImage_avx2",
+                premultiplies },
+            "KXHighPass 1.00000",
+            { { "radius 3, Overlay", { 3.0, 1, 100 } }, { "radius 1.5, details alone", { 1.5, 0, 100 } },
+                { "radius 0.5, half HardLight", { 0.5, 3, 50 } } }),
         filter<OPSharpenProcessing>(
             { "Sharpen", "OPSharpenProcessing", "Sharpens all four channels with three taps each way.",
                 { { "amount", "1785ths", "0, which changes nothing, to some hundreds",

@@ -40,6 +40,7 @@
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
 #include "OPGaussianBlurProcessing.h"
+#include "OPHighPassProcessing.h"
 #include "OPHistogrammCalculator.h"
 #include "OPHueSaturationTransformation.h"
 #include "OPImageUtils.h"

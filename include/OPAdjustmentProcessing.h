@@ -50,14 +50,15 @@ public:
     /// the order in which a directly connected slot sees the values is not defined, but it sees each of them once.
     void IncrementProgress();
 
-    /// Sets the progress and emits it. For applications; the library does not call it.
+    /// Sets the progress and emits it. For applications; of the library's filters the high pass alone calls it.
     void SetProgress(unsigned int value);
 
 Q_SIGNALS:
     /// Emitted once per run, before the first step: progress will go up by @p maximum steps.
     void RangeChanged(int minimum, int maximum);
 
-    /// Emitted for each finished line. A second run on one object counts on from the first run's last value.
+    /// Emitted for each finished line, and where a high pass sets the progress. A second run on one object counts on
+    /// from the first run's last value.
     void ProgressChanged(int value);
 
 protected:

@@ -50,9 +50,10 @@ public:
     QRect Within(const QRect &image) const
     {
         const Area inside = *this & Area(image);
-        return inside.IsNull() ? QRect()
-                               : QRect(int(inside.m_columns.first), int(inside.m_rows.first),
-                                   int(inside.m_columns.Length()), int(inside.m_rows.Length()));
+        return inside.IsNull() || std::min(inside.m_columns.Length(), inside.m_rows.Length()) < 0
+            ? QRect()
+            : QRect(int(inside.m_columns.first), int(inside.m_rows.first), int(inside.m_columns.Length()),
+                int(inside.m_rows.Length()));
     }
 
     bool IsNull() const { return m_columns.Length() == 0 && m_rows.Length() == 0; }

@@ -3,7 +3,6 @@
 #include "KXComposer.h"
 
 #include "pixels/Tiles.h"
-#include "support/Workers.h"
 
 #include "Area.h"
 
@@ -21,17 +20,6 @@ namespace {
 Area<InLayer> selected(const KXFilterData &data)
 {
     return Area<InSelection>(data.selectionRect).Moved<InLayer>(data.selectionOffset.x(), data.selectionOffset.y());
-}
-
-/// @p length pixels of @p image from (@p x, @p y) on: where they lie in a flat image, otherwise in @p buffer, null
-/// tiles as empty.
-const OPRGBA32i *rowOf(const RGBA32iImage &image, int x, int y, int length, std::vector<OPRGBA32i> &buffer)
-{
-    if (!image.IsTiled())
-        return image.Bits() + size_t(y) * size_t(image.Width()) + x;
-    buffer.assign(size_t(length), OPRGBA32i());
-    image.ReadRow(unsigned(y), unsigned(x), buffer.data(), unsigned(length) * 4u);
-    return buffer.data();
 }
 
 /// A copy of @p area in storage of the same kind. @p image, which shares what it was copied from, loses its flat
@@ -89,16 +77,37 @@ RGBA32iImage newCanvas(const Area<InLayer> &area)
 
 } // namespace
 
+const OPRGBA32i *rowOf(const RGBA32iImage &image, int x, int y, int length, std::vector<OPRGBA32i> &buffer)
+{
+    if (!image.IsTiled())
+        return image.Bits() + size_t(y) * size_t(image.Width()) + x;
+    buffer.assign(size_t(length), OPRGBA32i());
+    image.ReadRow(unsigned(y), unsigned(x), buffer.data(), unsigned(length) * 4u);
+    return buffer.data();
+}
+
+QRect selectedRect(const KXFilterData &data)
+{
+    const Area<InLayer> area = selected(data);
+    const auto near = [](qint64 position) { return int(std::clamp<qint64>(position, -(1 << 30), 1 << 30)); };
+    const Area<InLayer>::Span columns = area.Columns(), rows = area.Rows();
+    return QRect(QPoint(near(columns.first), near(rows.first)), QPoint(near(columns.end - 1), near(rows.end - 1)));
+}
+
 Work Work::Whole(KXFilterData &data)
 {
     const QRect rect = data.image.Rect();
     return { std::move(data.image), rect, QPoint() };
 }
 
-Work Work::AroundSelection(const KXFilterData &data, const Reach &reach)
+Work Work::Copy(const KXFilterData &data, const Reach &reach)
 {
-    const QRect layer = data.image.Rect(), written = selected(data).Grown(reach.written).Within(layer);
-    const QRect read = written.isEmpty() ? QRect() : Area<InLayer>(written).Grown(reach.read).Within(layer);
+    const QRect layer = data.image.Rect();
+    if (data.selectionRect.isEmpty())
+        return { cutOut(data.image, layer), layer, QPoint() };
+    const QRect written = selected(data).Grown(reach.written).Within(layer);
+    const QRect held = reach.written < 0 ? selected(data).Within(layer) : written;
+    const QRect read = held.isEmpty() ? QRect() : Area<InLayer>(held).Grown(reach.read).Within(layer);
     return { cutOut(data.image, read), written.translated(-read.topLeft()), read.topLeft() };
 }
 
@@ -121,25 +130,20 @@ SelectionMerge::SelectionMerge(KXFilterData &data, const Work &work)
     m_size = inLayer.size().boundedTo(inSelection.size());
 }
 
-void SelectionMerge::Run(const std::atomic<bool> &cancel, const std::function<void()> &progress)
+void SelectionMerge::Run(const std::atomic<bool> &cancel, const Progress &progress)
 {
     // Or else a row would make a tile, in which rows after it would not see what a window showed, and which another
     // worker might be reading.
     pixels::makePrivate(m_layer, QRect(m_layerStart, m_size));
     const int length = m_size.width();
-    workers::forEachItem(workers::forLines(workers::hardware()), 0, LineCount(), [&] {
+    forEachRow(LineCount(), cancel, progress, [&] {
         return [&, rows = Rows()](int line) mutable {
-            if (cancel)
-                return false;
             const int x = m_layerStart.x(), y = m_layerStart.y() + line;
             OPRGBA32i *const row = const_cast<OPRGBA32i *>(rowOf(m_layer, x, y, length, rows.layer));
             rows.Merge(row, rowOf(m_work, m_workStart.x(), m_workStart.y() + line, length, rows.filtered),
                 rowOf(m_selection, m_selectionStart.x(), m_selectionStart.y() + line, length, rows.selection), length);
             if (m_layer.IsTiled())
                 m_layer.WriteRow(unsigned(y), unsigned(x), row, unsigned(length) * 4u);
-            if (progress)
-                progress();
-            return true;
         };
     });
 }

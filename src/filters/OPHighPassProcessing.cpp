@@ -1,0 +1,149 @@
+#include "OPHighPassProcessing.h"
+
+#include "KXBlur.h"
+#include "KXComposer.h"
+
+#include "support/Arithmetic.h"
+
+#include "FilterFrame.h"
+#include "ParamsStream.h"
+
+#include <algorithm>
+
+namespace {
+
+using Params = OPHighPassProcessing::Params;
+
+constexpr filters::ParamsStream stream("KXHighPass 1.00000", "high pass",
+    { "src\\filters\\OPHighPassProcessing", 268, 254 }, &Params::radius, &Params::blendIndex, &Params::amount);
+
+/// Turns a blurred picture into what the blur took away: each colour becomes layer - blurred + 128, clamped. Alpha stays
+/// that of the blur.
+class Details {
+public:
+    /// The rows of @p rect of the work, which was blurred; all is borrowed.
+    Details(const RGBA32iImage &layer, filters::Work &work, const QRect &rect, QReadWriteLock &lock)
+        : m_layer(layer)
+        , m_work(work)
+        , m_rect(rect)
+        , m_lock(lock)
+    {
+    }
+
+    int LineCount() const { return m_rect.isEmpty() ? 0 : m_rect.height(); }
+
+    void Run(const std::atomic<bool> &cancel, const filters::Progress &progress) const
+    {
+        const int x = m_rect.x(), length = m_rect.width();
+        filters::forEachRow(LineCount(), cancel, progress, [&] {
+            using Line = std::vector<OPRGBA32i>;
+            return [=, details = Line(size_t(length)), original = Line(), blurred = Line()](int line) mutable {
+                const int y = m_rect.y() + line;
+                {
+                    const filters::LockedForReading reading(m_lock);
+                    const QPoint inLayer = QPoint(x, y) + m_work.origin;
+                    Subtract(filters::rowOf(m_layer, inLayer.x(), inLayer.y(), length, original),
+                        filters::rowOf(m_work.image, x, y, length, blurred), details.data(), length);
+                }
+                const filters::LockedForWriting writing(m_lock);
+                m_work.image.WriteRow(unsigned(y), unsigned(x), details.data(), unsigned(length) * 4u);
+            };
+        });
+    }
+
+private:
+    static void Subtract(const OPRGBA32i *original, const OPRGBA32i *blurred, OPRGBA32i *details, int length)
+    {
+        const auto *const o = reinterpret_cast<const unsigned char *>(original);
+        const auto *const b = reinterpret_cast<const unsigned char *>(blurred);
+        auto *const d = reinterpret_cast<unsigned char *>(details);
+        for (int i = 0; i < length * 4; ++i) // alpha too: all bytes alike are what vectors do best
+            d[i] = static_cast<unsigned char>(arithmetic::clamp8(o[i] - b[i] + 128));
+        for (int i = 0; i < length; ++i)
+            details[i].word = (details[i].word & 0x00FFFFFFu) | (blurred[i].word & 0xFF000000u);
+    }
+
+    const RGBA32iImage &m_layer;
+    filters::Work &m_work;
+    const QRect m_rect;
+    QReadWriteLock &m_lock;
+};
+
+} // namespace
+
+KX_FILTER_STREAM(OPHighPassProcessing, stream)
+
+OPHighPassProcessing::OPHighPassProcessing(
+    const std::atomic<bool> &cancel, QReadWriteLock &lock, double &cachedRadius, RGBA32iImage &cachedPicture)
+    : m_cancel(cancel)
+    , m_lock(lock)
+    , m_cachedRadius(cachedRadius)
+    , m_cachedPicture(cachedPicture)
+{
+}
+
+OPHighPassProcessing::~OPHighPassProcessing() = default;
+
+KXCompositionMode OPHighPassProcessing::IndexHPToCompositionMode(int index) const
+{
+    switch (index) {
+    case 1:
+        return KXCompositionMode::Overlay;
+    case 2:
+        return KXCompositionMode::SoftLight;
+    case 3:
+        return KXCompositionMode::HardLight;
+    default:
+        return KXCompositionMode::SourceOver;
+    }
+}
+
+RGBA32iImage OPHighPassProcessing::run(HighPassData data)
+{
+    const filters::FilterRun run(*this, m_cancel);
+    const filters::Cache cache(m_lock, m_cachedPicture);
+    const double radius = data.params.radius;
+    const bool isSelected = !data.selectionRect.isEmpty();
+    const QRect selected = filters::selectedRect(data);
+
+    int steps = 2;
+    std::optional<RGBA32iImage> picture = cache.Find([&](const RGBA32iImage &) { return m_cachedRadius == radius; });
+    if (picture) {
+        run.Announce(steps);
+        run.SetProgress(1);
+    } else {
+        const int reach = arithmetic::truncate(radius);
+        filters::Work work = filters::Work::Copy(data, { reach, 0 });
+        auto blur = filters::premultipliedConvolution(KXBlur::CreateGaussianKernel(radius), work.image, work.rect);
+        Details details(data.image, work, isSelected ? work.PartOf(selected) : work.rect, m_lock);
+        const int lines = blur.LineCount() + details.LineCount();
+        steps = lines + std::max(lines / 100, 1); // the last ones stand for the composition
+        run.Announce(steps);
+        run.Run(blur, details);
+        if (run.IsCancelled())
+            return data.image;
+        if (isSelected) {
+            picture.emplace(data.selectionRect.width(), data.selectionRect.height(), false);
+            ComposeMaskOn(work.image, selected.translated(-work.origin), KXCompositionMode::Source, *picture,
+                picture->Rect(), 1.0, data.selection, data.selectionRect, false, false);
+        } else {
+            picture = std::move(work.image);
+        }
+        if (!data.image.Rect().isEmpty())
+            cache.Store(run, *picture, [&] { m_cachedRadius = radius; });
+    }
+    if (run.IsCancelled())
+        return data.image;
+    {
+        const filters::LockedForReading reading(m_lock);
+        const auto mode = IndexHPToCompositionMode(data.params.blendIndex);
+        const double strength = data.params.amount * 0.01;
+        if (isSelected)
+            ComposeMaskOn(*picture, picture->Rect(), mode, data.image, selected, strength, data.selection,
+                data.selectionRect, false, false);
+        else
+            Compose(*picture, picture->Rect(), mode, data.image, data.image.Rect(), strength, false);
+    }
+    run.SetProgress(steps);
+    return data.image;
+}
