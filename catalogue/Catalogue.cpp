@@ -9,8 +9,8 @@ const std::vector<Operation> &operations()
 {
     static const std::vector<Operation> all = [] {
         std::vector<Operation> list;
-        for (auto &family : { modes(), toneAdjustments(), colorAdjustments(), selectiveColors(), profileAdjustments(),
-                 alphaAdjustments(), filters() })
+        for (auto &family : { modes(), toneAdjustments(), colorAdjustments(), selectiveColors(), whiteBalance(),
+                 profileAdjustments(), alphaAdjustments(), filters() })
             list.insert(list.end(), family.begin(), family.end());
         return list;
     }();

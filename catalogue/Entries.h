@@ -16,6 +16,7 @@ std::vector<Operation> modes();
 std::vector<Operation> toneAdjustments();
 std::vector<Operation> colorAdjustments();
 std::vector<Operation> selectiveColors();
+std::vector<Operation> whiteBalance();
 std::vector<Operation> profileAdjustments();
 std::vector<Operation> alphaAdjustments();
 std::vector<Operation> filters();

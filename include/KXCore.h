@@ -26,6 +26,7 @@
 #include "KXSelectiveColorsTransformation.h"
 #include "KXTableTransformation.h"
 #include "KXTileManager64.h"
+#include "KXWBTransformation.h"
 #include "OPAdjustmentProcessing.h"
 #include "OPBlackAndWhiteTransformation.h"
 #include "OPBoxBlurProcessing.h"

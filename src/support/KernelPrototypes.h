@@ -8,6 +8,7 @@
 
 class BaseTransformation;
 class KXSelectiveColorsTransformation;
+class KXWBTransformation;
 class OPBlackAndWhiteTransformation;
 class OPBrightnessContrastTransformation;
 class OPColorBalanceTransformation;

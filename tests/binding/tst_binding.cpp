@@ -5,6 +5,7 @@
 #include "KXFillTransformation.h"
 #include "KXIterativeConvolution.h"
 #include "KXSelectiveColorsTransformation.h"
+#include "KXWBTransformation.h"
 #include "OPBlackAndWhiteTransformation.h"
 #include "OPBrightnessContrastTransformation.h"
 #include "OPColorBalanceTransformation.h"
@@ -64,6 +65,12 @@ QImage qt(1, 1, QImage::Format_ARGB32);
 QImage wide(qt.bits(), 1, 1, 8, QImage::Format_ARGB32); // its rows lie further apart than a kernel can be told
 RGBA32iImage kx(1, 1, true), flat(4, 2, false);
 unsigned char block[512];
+
+template <int function>
+void balance()
+{
+    KXWBTransformation(flat, KXWBTransformation::BalanceFunction(function), 100)(block, false);
+}
 
 template <class Direction>
 void convolve()
@@ -181,6 +188,9 @@ const Use uses[] = {
     { { "SelectiveColorsAVX2" }, [] { KXSelectiveColorsTransformation()(block, false); } },
     { { "ThresholdAVX2" }, [] { OPThresholdRGB32()(block, false); } },
     { { "TintAVX2" }, [] { OPTintRGB32(0, 0, 0)(block, false); } },
+    { { "WhiteBalanceAutoAVX2" }, balance<0> },
+    { { "WhiteBalanceOverExposureAVX2" }, balance<1> },
+    { { "WhiteBalanceUnderExposureAVX2" }, balance<2> },
 };
 
 constexpr int compositions = 18;
