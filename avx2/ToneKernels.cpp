@@ -23,26 +23,19 @@ constexpr unsigned colours = 0x00FFFFFF, alpha = 0xFF000000;
 
 __m256i inAllPixels(unsigned word) { return _mm256_set1_epi32(int(word)); }
 
-/// Replaces each eight pixels of a block by what @p change makes of them.
-template <class Change>
-void forEachEight(unsigned char *pixels, Change change)
-{
-    for (int i = 0; i < blocks::length; i += 8)
-        vectors::store(pixels + 4 * i, change(vectors::load(pixels + 4 * i)));
-}
-
-/// The same, but alpha stays.
+/// As vectors::forEachEight, but alpha stays.
 template <class Change>
 void forEachEightColours(unsigned char *pixels, Change change)
 {
     const __m256i mask = inAllPixels(colours);
-    forEachEight(pixels, [&](__m256i words) { return _mm256_blendv_epi8(words, change(words), mask); });
+    vectors::forEachEight(pixels, [&](__m256i words) { return _mm256_blendv_epi8(words, change(words), mask); });
 }
 
 /// Inverts every bit that is set in @p bits.
 void invert(unsigned char *pixels, unsigned bits)
 {
-    forEachEight(pixels, [turned = inAllPixels(bits)](__m256i words) { return _mm256_xor_si256(words, turned); });
+    vectors::forEachEight(
+        pixels, [turned = inAllPixels(bits)](__m256i words) { return _mm256_xor_si256(words, turned); });
 }
 
 } // namespace

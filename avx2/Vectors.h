@@ -1,5 +1,7 @@
 #pragma once
 
+#include "color/Blocks.h"
+
 #include <immintrin.h>
 
 /// Small steps that several kernels share.
@@ -7,6 +9,14 @@ namespace vectors {
 
 inline __m256i load(const void *p) { return _mm256_loadu_si256(static_cast<const __m256i *>(p)); }
 inline void store(void *p, __m256i v) { _mm256_storeu_si256(static_cast<__m256i *>(p), v); }
+
+/// Replaces each eight pixels of a block by what @p change makes of them.
+template <class Change>
+void forEachEight(unsigned char *pixels, Change change)
+{
+    for (int i = 0; i < blocks::length; i += 8)
+        store(pixels + 4 * i, change(load(pixels + 4 * i)));
+}
 
 /// x / 255, truncated, for each unsigned 16-bit x.
 inline __m256i div255(__m256i x)

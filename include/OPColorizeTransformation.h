@@ -6,6 +6,8 @@
 #include "KXTableTransformation.h"
 #include "OPHueSaturationTransformation.h"
 
+#include <functional>
+
 /// Gives a picture the hue of one colour, as a toned photograph has it: each pixel moves toward a colour that depends
 /// on its lightness alone, the middle between its largest and its smallest channel. Alpha stays.
 ///
@@ -30,7 +32,13 @@ public:
     static constexpr int whole = 255;
 
     using BaseTransformation::operator();
+    void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
+
+    /// "ColorizeTransformationAVX2", which gets the hue and saturation too.
+    static std::function<void(
+        const OPColorizeTransformation &, const OPHueSaturationTransformation &, unsigned char *, bool)>
+        m_ColorizeTransformationAVX2;
 
 private:
     OPHueSaturationTransformation m_HueSaturation;

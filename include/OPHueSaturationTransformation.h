@@ -26,7 +26,7 @@
 ///   are fewer of them in degrees and bytes.
 /// - Sums that no integer holds wrap.
 ///
-/// Cost     Three divisions and a lookup in a table of 8 kB a pixel, whatever the parameters.
+/// Cost     Three divisions and a look-up in a table of 8 kB a pixel, whatever the parameters.
 class KX_EXPORT OPHueSaturationTransformation : public BaseTransformation {
 public:
     /// Nothing is added.
@@ -44,7 +44,11 @@ public:
     bool IsColorizing() const { return m_Colorize; }
 
     using BaseTransformation::operator();
+    void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
+
+    /// "HueSaturationTransformationAVX2"
+    static std::function<void(const OPHueSaturationTransformation &, unsigned char *, bool)> m_HueSaturationAVX2;
 
 private:
     int m_Hue = 0, m_Saturation = 0, m_Lightness = 0;

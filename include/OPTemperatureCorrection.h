@@ -5,6 +5,8 @@
 
 #include "KXTableTransformation.h"
 
+#include <functional>
+
 /// Makes a picture warmer or colder: each pixel moves toward the colour of a black body of some temperature, green is
 /// shifted, and then the pixel gets its lightness back, the middle between its largest and its smallest channel,
 /// rounded up. So **hue and saturation change and the lightness never does**; white and black stay. Alpha stays.
@@ -42,7 +44,11 @@ public:
     const KXChannelTables &Tables() const { return m_Tables; }
 
     using BaseTransformation::operator();
+    void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
+
+    /// "TemperatureCorrectionAVX2"
+    static std::function<void(const OPTemperatureCorrection &, unsigned char *, bool)> m_TemperatureCorrectionAVX2;
 
 private:
     KXChannelTables m_Tables;

@@ -2,6 +2,7 @@
 
 #include "Hsl.h"
 #include "Tables.h"
+#include "support/Kernels.h"
 
 namespace {
 
@@ -24,11 +25,20 @@ KXChannelTables tonesOf(const OPHueSaturationTransformation &toned)
 
 } // namespace
 
+std::function<void(const OPColorizeTransformation &, const OPHueSaturationTransformation &, unsigned char *, bool)>
+    OPColorizeTransformation::m_ColorizeTransformationAVX2;
+
 OPColorizeTransformation::OPColorizeTransformation(const OPRGBA32i &color, int amount)
     : m_HueSaturation(tonedBy(color))
     , m_Amount(arithmetic::wrappingMultiply(amount, whole) / 100)
     , m_Tones(tonesOf(m_HueSaturation))
 {
+    m_HasKernel = kernels::bind(m_ColorizeTransformationAVX2, KX_SYMBOL(ColorizeTransformationAVX2));
+}
+
+void OPColorizeTransformation::operator()(unsigned char *pixels, bool flag) const
+{
+    kernels::call(m_ColorizeTransformationAVX2, *this, m_HueSaturation, pixels, flag);
 }
 
 void OPColorizeTransformation::operator()(OPRGBA32i &pixel) const

@@ -2,6 +2,10 @@
 
 #include "Hsl.h"
 #include "support/Arithmetic.h"
+#include "support/Kernels.h"
+
+std::function<void(const OPHueSaturationTransformation &, unsigned char *, bool)>
+    OPHueSaturationTransformation::m_HueSaturationAVX2;
 
 OPHueSaturationTransformation::OPHueSaturationTransformation()
     : OPHueSaturationTransformation(0, 0, 0, false)
@@ -14,6 +18,12 @@ OPHueSaturationTransformation::OPHueSaturationTransformation(int hue, int satura
     , m_Lightness(lightness)
     , m_Colorize(colorize)
 {
+    m_HasKernel = kernels::bind(m_HueSaturationAVX2, KX_SYMBOL(HueSaturationTransformationAVX2));
+}
+
+void OPHueSaturationTransformation::operator()(unsigned char *pixels, bool flag) const
+{
+    kernels::call(m_HueSaturationAVX2, *this, pixels, flag);
 }
 
 void OPHueSaturationTransformation::operator()(OPRGBA32i &pixel) const

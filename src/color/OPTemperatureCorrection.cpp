@@ -2,6 +2,7 @@
 
 #include "Hsl.h"
 #include "Tables.h"
+#include "support/Kernels.h"
 
 #include <cmath>
 
@@ -28,14 +29,19 @@ unsigned char limited(float value) { return static_cast<unsigned char>(std::fmin
 
 } // namespace
 
+std::function<void(const OPTemperatureCorrection &, unsigned char *, bool)>
+    OPTemperatureCorrection::m_TemperatureCorrectionAVX2;
+
 OPTemperatureCorrection::OPTemperatureCorrection()
     : m_Tables(temperatureTables(GetTemperatureColor(6500), 50, 0))
 {
+    m_HasKernel = kernels::bind(m_TemperatureCorrectionAVX2, KX_SYMBOL(TemperatureCorrectionAVX2));
 }
 
 OPTemperatureCorrection::OPTemperatureCorrection(int kelvin, int amount, int greenShift)
 {
     SetData(kelvin, amount, greenShift);
+    m_HasKernel = kernels::bind(m_TemperatureCorrectionAVX2, KX_SYMBOL(TemperatureCorrectionAVX2));
 }
 
 void OPTemperatureCorrection::SetData(int kelvin, int amount, int greenShift)
@@ -57,6 +63,11 @@ OPRGBA32i OPTemperatureCorrection::GetTemperatureColor(int kelvin)
         : t <= 19.0f                      ? 0
                                           : limited(138.51773f * std::log(t - 10.0f) - 305.0448f);
     return OPRGBA32i(blue, limited(99.4708f * std::log(t) - 161.11957f), 255, 255);
+}
+
+void OPTemperatureCorrection::operator()(unsigned char *pixels, bool flag) const
+{
+    kernels::call(m_TemperatureCorrectionAVX2, *this, pixels, flag);
 }
 
 void OPTemperatureCorrection::operator()(OPRGBA32i &pixel) const

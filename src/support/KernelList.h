@@ -87,11 +87,14 @@ KX_KERNEL(ColorBalanceTransformationAVX2, const OPColorBalanceTransformation &se
 KX_KERNEL(ColorEnhancerTransformationAVX2, const OPColorEnhancerTransformation &self,
     const OPLevelsTransformation &levels, unsigned char *pixels, bool flag)
 KX_KERNEL(ColorizeOPRGBA32iAVX2, const OPRGBA32i &color, unsigned char *pixels, bool flag)
+KX_KERNEL(ColorizeTransformationAVX2, const OPColorizeTransformation &self,
+    const OPHueSaturationTransformation &hueSaturation, unsigned char *pixels, bool flag)
 KX_KERNEL(CurvesTransformationAVX2, const OPCurvesTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(DesaturateTransformationAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(ExposureTransformationAVX2, const OPExposureTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(
     GammaCorrectionTransformationAVX2, const OPGammaCorrectionTransformation &self, unsigned char *pixels, bool flag)
+KX_KERNEL(HueSaturationTransformationAVX2, const OPHueSaturationTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(InvertColorAlphaOPRGBA32iAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(InvertColorOPRGBA32iAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(InvertTransformationAVX2, unsigned char *pixels, bool flag)
@@ -102,6 +105,7 @@ KX_KERNEL(PosterizeTransformationAVX2, const OPPosterizeTransformation &self, un
 KX_KERNEL(PremultiplyAlphaAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(ReturnAlphaAVX2, unsigned char *pixels, bool flag)
 KX_KERNEL(SelectiveColorsAVX2, const KXSelectiveColorsTransformation &self, unsigned char *pixels, bool flag)
+KX_KERNEL(TemperatureCorrectionAVX2, const OPTemperatureCorrection &self, unsigned char *pixels, bool flag)
 KX_KERNEL(ThresholdAVX2, const OPThresholdRGB32 &self, unsigned char *pixels, bool flag)
 KX_KERNEL(TintAVX2, const OPLevelsTransformation &levels, unsigned char *pixels, bool flag)
 KX_KERNEL(WhiteBalanceAutoAVX2, const KXWBTransformation &self, unsigned char *pixels, bool flag)

@@ -10,14 +10,17 @@
 #include "OPBrightnessContrastTransformation.h"
 #include "OPColorBalanceTransformation.h"
 #include "OPColorEnhancerTransformation.h"
+#include "OPColorizeTransformation.h"
 #include "OPCurvesTransformation.h"
 #include "OPDesaturateTransformation.h"
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
+#include "OPHueSaturationTransformation.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"
 #include "OPPhotoFilterTransformation.h"
 #include "OPPosterizeTransformation.h"
+#include "OPTemperatureCorrection.h"
 #include "OPThresholdRGB32.h"
 #include "OPTintRGB32.h"
 #include "OPTransformImageColors.h"
@@ -184,6 +187,9 @@ const Use uses[] = {
     { { "InvertColorAlphaOPRGBA32iAVX2" }, [] { OPInvertColorAlpha<OPRGBA32i>()(block, false); } },
     { { "LevelsTransformationAVX2" }, [] { OPLevelsTransformation()(block, false); } },
     { { "PhotoFilterTransformationAVX2" }, [] { OPPhotoFilterTransformation(0, 0)(block, false); } },
+    { { "HueSaturationTransformationAVX2" }, [] { OPHueSaturationTransformation()(block, false); } },
+    { { "ColorizeTransformationAVX2" }, [] { OPColorizeTransformation(0, 0)(block, false); } },
+    { { "TemperatureCorrectionAVX2" }, [] { OPTemperatureCorrection()(block, false); } },
     { { "PosterizeTransformationAVX2" }, [] { OPPosterizeTransformation(2)(block, false); } },
     { { "SelectiveColorsAVX2" }, [] { KXSelectiveColorsTransformation()(block, false); } },
     { { "ThresholdAVX2" }, [] { OPThresholdRGB32()(block, false); } },

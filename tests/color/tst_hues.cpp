@@ -25,7 +25,7 @@ OPRGBA32i pixelOf(qint64 r, qint64 g, qint64 b, int a)
 OPRGBA32i pixelOf(const QColor &color) { return OPRGBA32i(color.rgba()); }
 QColor colorOf(OPRGBA32i pixel) { return QColor(pixel.r, pixel.g, pixel.b, pixel.a); }
 
-/// Compares an adjustment with @p expected over salted pixels.
+/// Compares an adjustment, and its kernel, with @p expected over salted pixels.
 template <class Expected>
 void compare(const BaseTransformation &adjustment, const QString &parameters, Expected expected)
 {
@@ -38,8 +38,13 @@ void compare(const BaseTransformation &adjustment, const QString &parameters, Ex
                 row[i].r = row[i].g = row[i].b;
             wanted.push_back(expected(row[i]));
         }
-        std::for_each(row.pixels(), row.pixels() + row.length(), [&](OPRGBA32i &pixel) { adjustment(pixel); });
-        COMPARE_ROW(row, wanted, parameters);
+        kit::Line single(row.pixels(), row.pixels() + row.length());
+        std::for_each(single.begin(), single.end(), [&](OPRGBA32i &pixel) { adjustment(pixel); });
+        VERIFY_SAME_AT(kit::difference(single.data(), wanted), parameters);
+        if (adjustment.HasKernel()) {
+            adjustment(reinterpret_cast<unsigned char *>(row.pixels()), blocks::flag);
+            COMPARE_ROW(row, wanted, parameters);
+        }
     }
 }
 
@@ -116,6 +121,32 @@ private Q_SLOTS:
                         };
                         return pixelOf(faded(pixel.r, tone.r), faded(pixel.g, tone.g), faded(pixel.b, tone.b), pixel.a);
                     });
+            }
+    }
+
+    /// The kernels, over all colours; a debug build, which takes its time, tries some of them.
+    void everyColour()
+    {
+        SKIP_WITHOUT_MODULE();
+        const OPHueSaturationTransformation keep, turn(75, 40, -10, false);
+        const OPColorizeTransformation toned(0xFFA06020u, 70);
+        const OPTemperatureCorrection warm(3000, 60, 5);
+#ifdef NDEBUG
+        constexpr unsigned step = blocks::length;
+#else
+        constexpr unsigned step = 31 * blocks::length;
+#endif
+        for (const BaseTransformation *adjustment :
+            std::initializer_list<const BaseTransformation *> { &keep, &turn, &toned, &warm })
+            for (unsigned first = 0; first < 1u << 24; first += step) {
+                OPRGBA32i block[blocks::length], single[blocks::length];
+                for (unsigned i = 0; i < blocks::length; ++i) {
+                    block[i].word = single[i].word = first * 3 << 24 | (first + i);
+                    (*adjustment)(single[i]);
+                }
+                (*adjustment)(reinterpret_cast<unsigned char *>(block), blocks::flag);
+                if (!std::equal(block, block + blocks::length, single))
+                    QFAIL(qPrintable(QString::number(first, 16)));
             }
     }
 
