@@ -49,34 +49,34 @@ inline void storeInterleaved(unsigned char *pixels, const Planes &planes)
 /// @p table for each byte of @p count vectors.
 ///
 /// A byte shuffle looks up in 16 entries by the low four bits of a byte, and gives 0 where the highest bit is set. The
-/// 16 pieces of the table are four groups by bits 4 and 5 of the byte. In a group, the pieces for bit 6 follow one
-/// another: the second one is looked up with the byte minus 64, which is negative where the first one was meant, and
-/// takes back by an exclusive or what the first one gave where it was not. That serves bytes below 128; those above
-/// have their sign inverted, and the same is done with the upper half of the table. In the end bits 4 and 5 choose
+/// 16 pieces of the table are four groups by bits 4 and 5 of the byte, with a piece in each quarter of the table. The
+/// pieces of the lower two quarters serve bytes below 128: the second one is looked up with the byte minus 64, which is
+/// negative where the first one was meant, and takes back by an exclusive or what the first one gave where it was not.
+/// Bytes above have their sign inverted, and the same is done in the upper two quarters. In the end bits 4 and 5 choose
 /// between the groups.
 template <int count>
 void lookUp(const KXChannelTables::Table &table, __m256i *bytes)
 {
-    __m256i found[4][count], index[count];
-    for (const bool upper : { false, true })
-        for (const bool bit6 : { false, true }) {
-            for (int i = 0; i < count; ++i)
-                index[i] = bit6 ? _mm256_subs_epi8(index[i], _mm256_set1_epi8(64))
-                    : upper     ? _mm256_xor_si256(bytes[i], _mm256_set1_epi8(-128))
-                                : bytes[i];
-            for (int group = 0; group < 4; ++group) {
-                const auto piece = [&](int at) {
-                    const auto *const entries = reinterpret_cast<const __m128i *>(table.data() + at);
-                    return _mm256_broadcastsi128_si256(_mm_loadu_si128(entries));
-                };
-                const int at = 128 * upper + 64 * bit6 + 16 * group;
-                const __m256i entries = bit6 ? _mm256_xor_si256(piece(at), piece(at - 64)) : piece(at);
-                for (int i = 0; i < count; ++i) {
-                    const __m256i value = _mm256_shuffle_epi8(entries, index[i]);
-                    found[group][i] = upper || bit6 ? _mm256_xor_si256(found[group][i], value) : value;
-                }
-            }
-        }
+    __m256i index[4][count]; // for each quarter
+    for (int i = 0; i < count; ++i) {
+        index[0][i] = bytes[i];
+        index[2][i] = _mm256_xor_si256(bytes[i], _mm256_set1_epi8(-128));
+        for (const int lower : { 0, 2 })
+            index[lower + 1][i] = _mm256_subs_epi8(index[lower][i], _mm256_set1_epi8(64));
+    }
+    __m256i found[4][count];
+    for (int group = 0; group < 4; ++group) {
+        const auto piece = [&](int quarter) {
+            const auto *const entries = reinterpret_cast<const __m128i *>(table.data() + 64 * quarter + 16 * group);
+            return _mm256_broadcastsi128_si256(_mm_loadu_si128(entries));
+        };
+        const __m256i piece0 = piece(0), piece01 = _mm256_xor_si256(piece0, piece(1));
+        const __m256i piece2 = piece(2), piece23 = _mm256_xor_si256(piece2, piece(3));
+        for (int i = 0; i < count; ++i)
+            found[group][i] = _mm256_xor_si256(
+                _mm256_xor_si256(_mm256_shuffle_epi8(piece0, index[0][i]), _mm256_shuffle_epi8(piece01, index[1][i])),
+                _mm256_xor_si256(_mm256_shuffle_epi8(piece2, index[2][i]), _mm256_shuffle_epi8(piece23, index[3][i])));
+    }
     for (int i = 0; i < count; ++i) { // a blend looks at the highest bit of a byte
         const __m256i bit4 = _mm256_slli_epi16(bytes[i], 3), bit5 = _mm256_slli_epi16(bytes[i], 2);
         bytes[i] = _mm256_blendv_epi8(_mm256_blendv_epi8(found[0][i], found[1][i], bit4),
@@ -84,9 +84,9 @@ void lookUp(const KXChannelTables::Table &table, __m256i *bytes)
     }
 }
 
-/// All pixels of a block; @p change makes of the planes with what was found what is stored.
-template <class Change>
-void lookUp(const KXChannelTables &tables, unsigned char *pixels, Change change)
+/// All pixels of a block. @p store gets each 32 of them and what was found for them.
+template <class Store>
+void lookUp(const KXChannelTables &tables, unsigned char *pixels, Store store)
 {
     constexpr int count = 2; // vectors of a channel side by side, for which the tables are loaded once
     constexpr int step = 128 * count;
@@ -101,13 +101,10 @@ void lookUp(const KXChannelTables &tables, unsigned char *pixels, Change change)
         lookUp<count>(tables.g, g);
         lookUp<count>(tables.r, r);
         for (int i = 0; i < count; ++i)
-            storeInterleaved(pixels + 128 * i, change(Planes { b[i], g[i], r[i], a[i] }));
+            store(pixels + 128 * i, Planes { b[i], g[i], r[i], a[i] });
     }
 }
 
-inline void lookUp(const KXChannelTables &tables, unsigned char *pixels)
-{
-    lookUp(tables, pixels, [](const Planes &found) { return found; });
-}
+inline void lookUp(const KXChannelTables &tables, unsigned char *pixels) { lookUp(tables, pixels, storeInterleaved); }
 
 } // namespace vectors

@@ -43,9 +43,9 @@ void invert(unsigned char *pixels, unsigned bits)
 KXCORE_KERNEL void BlackAndWhiteTransformationAVX2(
     const OPBlackAndWhiteTransformation &self, unsigned char *pixels, bool)
 {
-    vectors::lookUp(self.Shares(), pixels, [](const vectors::Planes &shares) -> vectors::Planes {
+    vectors::lookUp(self.Shares(), pixels, [](unsigned char *at, const vectors::Planes &shares) {
         const __m256i grey = _mm256_adds_epu8(_mm256_adds_epu8(shares.b, shares.g), shares.r);
-        return { grey, grey, grey, shares.a };
+        vectors::storeInterleaved(at, { grey, grey, grey, shares.a });
     });
 }
 

@@ -9,6 +9,8 @@
 #include "OPReplaceColorTransformation.h"
 #include "OPTemperatureCorrection.h"
 
+#include <cmath>
+
 namespace catalogue {
 
 namespace {
@@ -77,7 +79,9 @@ std::vector<Operation> colorAdjustments()
                 "three loads from tables and two additions a pixel", "BlackAndWhiteTransformationAVX2", keepsAlpha },
             { { "luminance", [] { return OPBlackAndWhiteTransformation(false, 0.3f, 0.59f, 0.11f); } },
                 { "a red filter, lightness", [] { return OPBlackAndWhiteTransformation(true, 0.8f, 0.2f, 0); } },
-                { "beyond white", [] { return OPBlackAndWhiteTransformation(false, 1.5f, -2, 3.7f); } } }),
+                { "beyond white", [] { return OPBlackAndWhiteTransformation(false, 1.5f, -2, 3.7f); } },
+                { "weights out of range",
+                    [] { return OPBlackAndWhiteTransformation(false, 2e7f, 0.01f, std::nanf("")); } } }),
         adjustment<OPPhotoFilterTransformation>(
             { "Photo filter", "OPPhotoFilterTransformation", "A coloured glass in front of the lens.",
                 { { "colour", "", "any", "of the glass" }, { "amount", "per cent", "0 to 100", "density" } },
