@@ -48,10 +48,20 @@ QImage tilePicture(const TileMap &map)
     return picture;
 }
 
-QString figure(const QString &caption, const QImage &image, const QString &style = {})
+QString figure(const QString &name, const QImage &image, const QString &more = {}, const QString &style = {})
 {
-    return QString("<figure%1><img src=\"%2\" alt=\"%3\"><figcaption>%3</figcaption></figure>\n")
-        .arg(style, embedded(image), caption.toHtmlEscaped());
+    return QString("<figure%1><img src=\"%2\" alt=\"%3\"><figcaption>%3%4</figcaption></figure>\n")
+        .arg(style, embedded(image), name.toHtmlEscaped(), more);
+}
+
+QString cellFigure(const Sheet::Cell &cell, const QString &style = {})
+{
+    QString more;
+    if (!cell.details.isEmpty())
+        more += "<span>" + cell.details.toHtmlEscaped() + "</span>";
+    if (cell.milliseconds > 0)
+        more += "<i>" + milliseconds(cell.milliseconds) + " ms</i>";
+    return figure(cell.name, onCheckerboard(cell.picture), more, style);
 }
 
 QString tileLine(const Step &step)
@@ -78,14 +88,13 @@ QString stepCard(int number, const Step &step)
 
 QString chapter(const Sheet &sheet)
 {
-    QString html = QString("<h2>%1</h2>\n<p>%2 %3 pictures, %4 ms for all.</p>\n<div class=\"cells\">\n")
+    QString html = QString("<h2>%1</h2>\n<p>%2</p>\n<div class=\"cells\" style=\"--width: %3px\">\n")
                        .arg(sheet.title, sheet.text)
-                       .arg(sheet.cells.size())
-                       .arg(milliseconds(sheet.milliseconds));
+                       .arg(sheet.size.width() * 5 / 8);
     for (const Sheet::Cell &source : sheet.sources)
-        html += figure(source.caption, onCheckerboard(source.picture), " class=\"source\"");
+        html += cellFigure(source, " class=\"source\"");
     for (const Sheet::Cell &cell : sheet.cells)
-        html += figure(cell.caption, onCheckerboard(cell.picture));
+        html += cellFigure(cell);
     return html + "</div>\n";
 }
 

@@ -8,16 +8,24 @@
 #include <QtCore/QElapsedTimer>
 #include <QtGui/QPainter>
 
+#include <algorithm>
+#include <utility>
+
 namespace tour {
 
-QImage cellOf(const QImage &photo)
+QImage cellOf(const QImage &photo, int magnification)
 {
     // Cut first: a photo of one column, scaled as a whole to the width of a cell, would be millions of rows high.
     const QSize kept = cellSize.scaled(photo.size(), Qt::KeepAspectRatio).expandedTo(QSize(1, 1));
     const QPoint corner((photo.width() - kept.width()) / 2, (photo.height() - kept.height()) / 2);
     return photo.copy(QRect(corner, kept))
-        .scaled(cellSize, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+        .scaled(cellSize * magnification, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
         .convertToFormat(QImage::Format_ARGB32);
+}
+
+Sheet::Cell cell(const QString &name, const RGBA32iImage &picture, const QSize &size)
+{
+    return { name, {}, preview(picture, size) };
 }
 
 void addOperations(
@@ -34,31 +42,47 @@ void addOperations(
         QElapsedTimer timer;
         timer.start();
         const RGBA32iImage result = variant.run(input, watch);
-        sheet.milliseconds += double(timer.nsecsElapsed()) / 1e6;
+        const double milliseconds = double(timer.nsecsElapsed()) / 1e6;
         if (stop)
             throw Stopped();
-        QString caption = QString::fromStdString(operation.name);
+        Sheet::Cell made = cell(QString::fromStdString(operation.name), result);
         if (kind == catalogue::Kind::Mode)
-            caption.prepend(QString("%1 ").arg(int(operation.mode)));
+            made.name.prepend(QString("%1 ").arg(int(operation.mode)));
         if (operation.mode == KXCompositionMode::FillUnmasked)
-            caption += ", through a mask";
-        if (!variant.name.empty())
-            caption += ", " + QString::fromStdString(variant.name);
-        sheet.cells << Sheet::Cell { caption, ConvertImage<RGBA32iImage, QImage>(result) };
+            made.name += ", through a mask";
+        made.details = QString::fromStdString(variant.name);
+        made.milliseconds = milliseconds;
+        sheet.cells << made;
     }
 }
 
 QImage contactSheet(const Sheet &sheet)
 {
-    const int columns = std::min(7, int(sheet.cells.size())), gap = 6;
+    constexpr int gap = 8, lineHeight = 17;
+    const bool hasDetails = std::any_of(
+        sheet.cells.begin(), sheet.cells.end(), [](const Sheet::Cell &each) { return !each.details.isEmpty(); });
+    const int columns = std::min(sheet.columns, int(sheet.cells.size()));
     const int rows = (sheet.cells.size() + columns - 1) / columns;
-    const QSize step = cellSize + QSize(gap, gap);
+    const QSize step = sheet.size + QSize(gap, gap + lineHeight * (hasDetails ? 2 : 1));
     QImage picture(gap + columns * step.width(), gap + rows * step.height(), QImage::Format_RGB32);
     picture.fill(QColor(24, 26, 32));
     QPainter painter(&picture);
-    for (int i = 0; i < sheet.cells.size(); ++i)
-        painter.drawImage(gap + i % columns * step.width(), gap + i / columns * step.height(),
-            onCheckerboard(sheet.cells[i].picture));
+    QFont font = painter.font();
+    font.setPixelSize(12);
+    painter.setFont(font);
+    for (int i = 0; i < sheet.cells.size(); ++i) {
+        const Sheet::Cell &each = sheet.cells[i];
+        const QPoint corner(gap + i % columns * step.width(), gap + i / columns * step.height());
+        painter.drawImage(corner, onCheckerboard(each.picture));
+        QRect line(corner + QPoint(0, sheet.size.height()), QSize(sheet.size.width(), lineHeight));
+        for (const auto &[text, colour] :
+            { std::pair(each.name, QColor(230, 232, 236)), std::pair(each.details, QColor(154, 163, 178)) }) {
+            painter.setPen(colour);
+            painter.drawText(line, Qt::AlignLeft | Qt::AlignVCenter,
+                painter.fontMetrics().elidedText(text, Qt::ElideRight, line.width()));
+            line.translate(0, lineHeight);
+        }
+    }
     return picture;
 }
 

@@ -111,12 +111,16 @@ void run(const Arguments &arguments)
         summary.module ? "with the kernel module" : "plain code (no kernel module)");
 
     const QVector<tour::Sheet> sheets { tour::modesSheet(photo, stop), tour::adjustmentsSheet(photo, stop),
-        tour::filtersSheet(photo, stop) };
+        tour::tonesSheet(photo, stop), tour::filtersSheet(photo, stop) };
     tour::Document document(photo, stop);
     photo = QImage();
     const QVector<tour::Step> steps = document.run();
-    for (const tour::Sheet &sheet : sheets)
-        std::printf("%9.2f ms  %s once: %d\n", sheet.milliseconds, qPrintable(sheet.title), int(sheet.cells.size()));
+    for (const tour::Sheet &sheet : sheets) {
+        double milliseconds = 0;
+        for (const tour::Sheet::Cell &cell : sheet.cells)
+            milliseconds += cell.milliseconds;
+        std::printf("%9.2f ms  %s: %d pictures\n", milliseconds, qPrintable(sheet.title), int(sheet.cells.size()));
+    }
     std::printf("Writing the pictures ...\n");
     std::fflush(stdout);
     tour::writeReport(folder, summary, steps, borrowed(document.result()), sheets);

@@ -1,13 +1,19 @@
 #include "../Sheet.h"
 
+#include <KXConverter.h>
+
 namespace tour {
 
 Sheet adjustmentsSheet(const QImage &photo, const std::atomic<bool> &stop)
 {
-    const QImage cell = cellOf(photo);
-    Sheet sheet { "adjustments", "Every adjustment", "What changes each pixel by itself, once on the photo.",
-        { { "the photo", cell } }, {} };
-    addOperations(sheet, catalogue::Kind::Adjustment, cell, QImage(), stop);
+    constexpr int magnification = 6; // large enough for the times to mean something
+    const QImage picture = cellOf(photo, magnification);
+    Sheet sheet { "adjustments", "Every adjustment",
+        QString("What changes each pixel by itself, once on the middle of the photo: %1 × %2 pixels, shown smaller.")
+            .arg(picture.width())
+            .arg(picture.height()),
+        { cell("the photo", ConvertImage<QImage, RGBA32iImage>(picture)) } };
+    addOperations(sheet, catalogue::Kind::Adjustment, picture, QImage(), stop);
     return sheet;
 }
 
