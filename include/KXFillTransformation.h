@@ -21,7 +21,7 @@ public:
     void SetData(const OPRGBA32i &color) { m_Color = color; }
 
     using BaseTransformation::operator();
-    void operator()(OPRGBA32i &pixel) const override;
+    void operator()(OPRGBA32i &pixel) const override { pixel = m_Color; }
 
 private:
     OPRGBA32i m_Color;
@@ -38,7 +38,10 @@ public:
 
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
-    void operator()(OPRGBA32i &pixel) const override;
+    void operator()(OPRGBA32i &pixel) const override
+    {
+        pixel.word = (pixel.word & 0xFF000000u) | (m_Color.word & 0x00FFFFFFu);
+    }
 
     /// "ColorizeOPRGBA32iAVX2", which gets the colour.
     static std::function<void(const OPRGBA32i &, unsigned char *, bool)> m_ColorizeOPRGBA32iAVX2;

@@ -15,7 +15,7 @@ public:
     OPInvertTransformation();
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
-    void operator()(OPRGBA32i &pixel) const override;
+    void operator()(OPRGBA32i &pixel) const override { pixel.word ^= 0x00FFFFFFu; }
 
     static std::function<void(unsigned char *, bool)> m_InvertAVX2; ///< "InvertTransformationAVX2"
 };
@@ -25,7 +25,7 @@ public:
 class KX_EXPORT OPInvertAlphaTransformation : public BaseTransformation {
 public:
     using BaseTransformation::operator();
-    void operator()(OPRGBA32i &pixel) const override;
+    void operator()(OPRGBA32i &pixel) const override { pixel.word ^= 0xFF000000u; }
 };
 
 /// The same for code that is written over types of pixels. There is one for OPRGBA32i.
@@ -41,7 +41,7 @@ public:
     OPInvertColor();
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
-    void operator()(OPRGBA32i &pixel) const override;
+    void operator()(OPRGBA32i &pixel) const override { pixel.word ^= 0x00FFFFFFu; }
 
     static std::function<void(unsigned char *, bool)> m_InvertColorOPRGBA32iAVX2; ///< "InvertColorOPRGBA32iAVX2"
 };
@@ -53,7 +53,7 @@ public:
     OPInvertColorAlpha();
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
-    void operator()(OPRGBA32i &pixel) const override;
+    void operator()(OPRGBA32i &pixel) const override { pixel.word ^= 0xFF000000u; }
 
     /// "InvertColorAlphaOPRGBA32iAVX2"
     static std::function<void(unsigned char *, bool)> m_InvertColorAlphaOPRGBA32iAVX2;

@@ -4,8 +4,6 @@
 
 std::function<void(const OPRGBA32i &, unsigned char *, bool)> OPColorize<OPRGBA32i>::m_ColorizeOPRGBA32iAVX2;
 
-void KXFillTransformation::operator()(OPRGBA32i &pixel) const { pixel = m_Color; }
-
 OPColorize<OPRGBA32i>::OPColorize(const OPRGBA32i &color)
     : m_Color(color)
 {
@@ -15,9 +13,4 @@ OPColorize<OPRGBA32i>::OPColorize(const OPRGBA32i &color)
 void OPColorize<OPRGBA32i>::operator()(unsigned char *pixels, bool flag) const
 {
     kernels::call(m_ColorizeOPRGBA32iAVX2, m_Color, pixels, flag);
-}
-
-void OPColorize<OPRGBA32i>::operator()(OPRGBA32i &pixel) const
-{
-    pixel.word = (pixel.word & 0xFF000000u) | (m_Color.word & 0x00FFFFFFu);
 }

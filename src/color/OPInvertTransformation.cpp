@@ -2,12 +2,6 @@
 
 #include "support/Kernels.h"
 
-namespace {
-
-constexpr unsigned colours = 0x00FFFFFF, alpha = 0xFF000000;
-
-} // namespace
-
 std::function<void(unsigned char *, bool)> OPInvertTransformation::m_InvertAVX2;
 std::function<void(unsigned char *, bool)> OPInvertColor<OPRGBA32i>::m_InvertColorOPRGBA32iAVX2;
 std::function<void(unsigned char *, bool)> OPInvertColorAlpha<OPRGBA32i>::m_InvertColorAlphaOPRGBA32iAVX2;
@@ -22,10 +16,6 @@ void OPInvertTransformation::operator()(unsigned char *pixels, bool flag) const
     kernels::call(m_InvertAVX2, pixels, flag);
 }
 
-void OPInvertTransformation::operator()(OPRGBA32i &pixel) const { pixel.word ^= colours; }
-
-void OPInvertAlphaTransformation::operator()(OPRGBA32i &pixel) const { pixel.word ^= alpha; }
-
 OPInvertColor<OPRGBA32i>::OPInvertColor()
 {
     m_HasKernel = kernels::bind(m_InvertColorOPRGBA32iAVX2, KX_SYMBOL(InvertColorOPRGBA32iAVX2));
@@ -36,8 +26,6 @@ void OPInvertColor<OPRGBA32i>::operator()(unsigned char *pixels, bool flag) cons
     kernels::call(m_InvertColorOPRGBA32iAVX2, pixels, flag);
 }
 
-void OPInvertColor<OPRGBA32i>::operator()(OPRGBA32i &pixel) const { pixel.word ^= colours; }
-
 OPInvertColorAlpha<OPRGBA32i>::OPInvertColorAlpha()
 {
     m_HasKernel = kernels::bind(m_InvertColorAlphaOPRGBA32iAVX2, KX_SYMBOL(InvertColorAlphaOPRGBA32iAVX2));
@@ -47,5 +35,3 @@ void OPInvertColorAlpha<OPRGBA32i>::operator()(unsigned char *pixels, bool flag)
 {
     kernels::call(m_InvertColorAlphaOPRGBA32iAVX2, pixels, flag);
 }
-
-void OPInvertColorAlpha<OPRGBA32i>::operator()(OPRGBA32i &pixel) const { pixel.word ^= alpha; }

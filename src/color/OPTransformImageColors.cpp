@@ -1,6 +1,8 @@
 #include "OPTransformImageColors.h"
 
+#include "KXFillTransformation.h"
 #include "KXTableTransformation.h"
+#include "OPInvertTransformation.h"
 
 #include "color/Runs.h"
 #include "pixels/BorrowedImage.h"
@@ -11,6 +13,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <typeinfo>
 
 namespace {
 
@@ -49,9 +52,34 @@ void applyTables(const BaseTransformation &transformation, OPRGBA32i *pixels, in
         pixels[i] = tables(pixels[i]);
 }
 
+/// The same for a class whose form for one pixel stands in its header.
+template <class Transformation>
+void applyInline(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int, int)
+{
+    const auto &own = static_cast<const Transformation &>(transformation);
+    auto *const words = reinterpret_cast<unsigned *>(pixels); // of which compilers make vectors, unlike of unions
+    for (int i = 0; i < count; ++i) {
+        OPRGBA32i pixel(words[i]);
+        own.Transformation::operator()(pixel);
+        words[i] = pixel.word;
+    }
+}
+
+/// That form, if @p transformation is of exactly one of these classes; otherwise null.
+template <class... Transformations>
+ApplyToRun inlineFormOf(const BaseTransformation &transformation)
+{
+    ApplyToRun form = nullptr;
+    ((typeid(transformation) == typeid(Transformations) ? void(form = applyInline<Transformations>) : void()), ...);
+    return form;
+}
+
 /// How @p transformation changes the colours of a run.
 ApplyToRun formOf(const BaseTransformation &transformation)
 {
+    if (const ApplyToRun form = inlineFormOf<KXFillTransformation, OPColorize<OPRGBA32i>, OPInvertTransformation,
+            OPInvertAlphaTransformation, OPInvertColor<OPRGBA32i>, OPInvertColorAlpha<OPRGBA32i>>(transformation))
+        return form;
     if (dynamic_cast<const KXTableTransformation *>(&transformation))
         return applyTables;
     return dynamic_cast<const color::RunTransformation *>(&transformation) ? applyInRuns : applyToColours;

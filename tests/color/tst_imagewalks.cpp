@@ -1,6 +1,7 @@
 #include "kit/Test.h"
 
 #include "KXConverter.h"
+#include "OPInvertTransformation.h"
 #include "OPTransformImageColors.h"
 #include "color/Blocks.h"
 #include "kit/Picture.h"
@@ -100,6 +101,18 @@ class TestImageWalks : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    /// A class may override what the one that it derives from does with a pixel.
+    void derivedClasses()
+    {
+        struct Red : OPInvertAlphaTransformation {
+            void operator()(OPRGBA32i &pixel) const override { pixel.r = 9; }
+        };
+        RGBA32iImage image(7, 5, false);
+        OPIterativeTransformImageColors<OPInvertAlphaTransformation>({}, &image, QRect(), kit::noCancel, nullptr)();
+        OPIterativeTransformImageColors<Red>({}, &image, QRect(), kit::noCancel, nullptr)();
+        COMPARE_PICTURE(Picture::of(image), Picture(7, 5, 0xFF090000u));
+    }
+
     /// Every pixel of the area once, and no other; but for the plain form, which leaves the last row of a flat image.
     /// On one processor nobody walks an image, and the caller a QImage.
     void rectangles()
