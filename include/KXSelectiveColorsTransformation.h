@@ -15,6 +15,13 @@
 /// cyan in the reds, black in the blacks alone. There are nine ranges of colours, and each has its own cyan, magenta,
 /// yellow and black. Alpha stays.
 ///
+/// @code
+/// SelectiveParamsList list;
+/// list.m_Params[SelectiveParamsList::Blues].cyan = 40; // deeper skies
+/// list.m_Params[SelectiveParamsList::Reds] = { -20, 0, 10, 0 }; // warmer skin
+/// const KXSelectiveColorsTransformation adjust(list);
+/// @endcode
+///
 /// **Every pixel lies in several ranges, with soft weights**, and what they ask for is added up. With channels from 0
 /// to 1, the largest and the smallest of them called max and min:
 ///
@@ -33,14 +40,15 @@
 /// A range lowers red by cyan, green by magenta and blue by yellow, and all of them by black. As fractions, the two
 /// inks p and k that act on a channel are worth (1 + p) * (1 + k) - 1, times
 /// - **relative** (mode 0): the ink that the colour has there already, which is 1 minus the channel. **A channel of 255
-///   has none and does not move**, not even up or down by -100 or 100 per cent.
+///   has none and does not move**, whatever the inks are.
 /// - **absolute** (any other mode): 1.
 ///
 /// Each range by itself moves a channel to 0 or to 255 at most; that times its weight is what it adds, and the sum is
 /// limited to 0 and 255 and rounded. Parameters beyond 100 per cent are not limited. Where the arithmetic gives no
 /// number, as with a NaN, the channel becomes 0.
 ///
-/// Cost     Up to four ranges a pixel and three channels each. Parameters of 0 are not faster than others.
+/// Cost     Up to four ranges a pixel and three channels each. Parameters of 0 are not faster than others. Copies share
+///          the records.
 class KX_EXPORT KXSelectiveColorsTransformation : public BaseTransformation {
 public:
     static constexpr int RangeCount = SelectiveParamsList::Blacks + 1;

@@ -117,6 +117,14 @@ private Q_SLOTS:
         for (const auto &[range, mode, inks, before, after] : rows)
             QCOMPARE(adjusted(only(range, inks, mode), before), OPRGBA32i(after));
 
+        SelectiveParamsList list;
+        list.m_Params[SelectiveParamsList::Blues].cyan = 40; // deeper skies
+        list.m_Params[SelectiveParamsList::Reds] = { -20, 0, 10, 0 }; // warmer skin
+        const KXSelectiveColorsTransformation adjust(list);
+        OPRGBA32i sky(0xFF6666CC);
+        adjust(sky);
+        QCOMPARE(sky, OPRGBA32i(0xFF4E66CC)); // 0.4 - 0.4 * 0.6 * 0.4 is 77.52 / 255
+
         List longer = only(List::Blues, {}, 0);
         longer.m_Params << SelectiveParams { 9, 9, 9, 9 };
         for (unsigned i = 0; i < 256; ++i) {
