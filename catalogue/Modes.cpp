@@ -67,24 +67,27 @@ std::string summaryOf(Mode mode)
     return found == std::end(descriptions) ? "" : found->summary;
 }
 
-/// Composes the upper image over the image itself. The one mode without a plain form goes through the upper image as
-/// its own mask.
-RGBA32iImage compose(const Input &input, Mode mode, double opacity, bool lockAlpha)
+enum class Form { Plain, Masked };
+
+/// Composes the upper image over the image itself; in the masked form the upper image is its own mask.
+RGBA32iImage compose(const Input &input, Mode mode, double opacity, bool lockAlpha, Form form)
 {
     RGBA32iImage image = input.image;
     const QRect all = image.Rect();
-    if (mode == Mode::FillUnmasked)
+    if (form == Form::Masked)
         ComposeMaskOn(input.upper, all, mode, image, all, opacity, input.upper, all, true, lockAlpha);
     else
         Compose(input.upper, all, mode, image, all, opacity, lockAlpha);
     return image;
 }
 
-Variant variant(std::string name, Mode mode, double opacity, bool lockAlpha)
+Variant variant(std::string name, Mode mode, double opacity, bool lockAlpha, Form form)
 {
+    if (mode == Mode::FillUnmasked)
+        form = Form::Masked; // the one mode without a plain form
     Variant made;
     made.name = std::move(name);
-    made.run = [=](const Input &input, const Watch &) { return compose(input, mode, opacity, lockAlpha); };
+    made.run = [=](const Input &input, const Watch &) { return compose(input, mode, opacity, lockAlpha, form); };
     return made;
 }
 
@@ -100,8 +103,9 @@ std::vector<Operation> modes()
         operation.name = operation.className = KXCompositionModeName(mode);
         operation.summary = summaryOf(mode);
         // 255 of 256: at 256 SourceOver turns a colour of 0 in an opaque source into 255.
-        operation.variants = { variant("", mode, 255.0 / 256.0, false), variant("opacity 0.3", mode, 0.3, false),
-            variant("alpha locked", mode, 0.7, true) };
+        operation.variants = { variant("", mode, 255.0 / 256.0, false, Form::Plain),
+            variant("opacity 0.3", mode, 0.3, false, Form::Plain),
+            variant("alpha locked", mode, 0.7, true, Form::Plain), variant("masked", mode, 0.9, false, Form::Masked) };
         list.push_back(std::move(operation));
     }
     return list;

@@ -8,6 +8,12 @@
 /// streams, rows of the benchmark, the sheets of the tour, and the page docs/operations.md. A new operation is one more
 /// entry in Modes.cpp, Filters.cpp or the file of a family of adjustments. The catalogue uses the public headers alone
 /// and is not installed.
+///
+/// Some things are no entry, because they are none of the three kinds, or are one already; tests of their own hold them.
+/// OPColorTransformStack and OPRGBA32ColorProfileTransform apply adjustments to images by rules that differ from the
+/// walks'; what they do to a pixel is an entry of its own. ComposeSource, ComposeAlphaDarken and ComposeDualBrush take
+/// neither a mode nor an opacity as the modes do. The runEx of a filter makes an image of another size, by the same
+/// passes as run.
 
 #include "KXBlend.h"
 #include "OPAdjustmentProcessing.h"
@@ -48,8 +54,9 @@ struct Parameter {
     std::string name, unit, range, meaning;
 };
 
-/// What holds whatever the parameters are. The shared tests hold every operation against it. Constants of the same
-/// names, such as @c keepsAlpha, are each one promise alone; | joins them.
+/// What holds whatever the parameters are, or for some of them at least where it is a need. The shared tests hold every
+/// operation against it in both directions: a promise that could be made is to be made. Constants of the same names,
+/// such as @c keepsAlpha, are each one promise alone; | joins them.
 struct Promises {
     bool keepsAlpha = false; ///< no pixel's alpha changes
     bool dependsOnPosition = false; ///< an adjustment that is given a pixel's position

@@ -14,19 +14,17 @@ int main(int argc, char **argv)
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {}); // that there is no module
     QCoreApplication application(argc, argv);
     loadAVX2Functions(true);
-    const bool single = qgetenv("KXCORE_TEST_PROCESSORS") == "1";
     for (const catalogue::Operation &operation : catalogue::operations())
         for (const catalogue::Variant &variant : operation.variants)
             for (const QRect &selected : { QRect(), QRect(20, -30, 150, 160) }) {
-                if ((single && operation.promises.needsTwoProcessors)
-                    || (operation.kind != catalogue::Kind::Filter && !selected.isEmpty()))
+                if (operation.kind != catalogue::Kind::Filter && !selected.isEmpty())
                     continue;
                 inputs::Count count;
                 const kit::Picture picture =
                     kit::Picture::of(variant.run(inputs::salted({ 261, 150 }, false, selected), count.watch()));
                 const QByteArray bytes(reinterpret_cast<const char *>(picture.pixels.data()),
                     int(picture.pixels.size() * sizeof(OPRGBA32i)));
-                std::printf("%s, %s, selection %d x %d: %s\n", operation.name.c_str(), variant.name.c_str(),
+                std::printf("%s\t%s, selection %d x %d: %s\n", operation.name.c_str(), variant.name.c_str(),
                     selected.width(), selected.height(),
                     QCryptographicHash::hash(bytes, QCryptographicHash::Sha1).toHex().constData());
             }
