@@ -14,8 +14,8 @@
 /// Each channel gives a share: its value, or the lightness of that value, times its weight, truncated and cut at 0 and
 /// 255. The grey is the sum of the three shares, cut at 255.
 ///
-/// The lightness is the CIE L* of a grey of that value, as if the value were linear light, from 0 to 255 instead of 100.
-/// It makes the picture lighter: of 64, for example, it is 145.
+/// The lightness is the CIE L* of a grey of that value, as if the value were linear light, from 0 to 255 instead of
+/// 100. It makes the picture lighter: of 64, for example, it is 145.
 ///
 /// - **Weights are not normalised.** A dialog that keeps white white divides them by their sum.
 /// - In single precision the lightness of white is 254.99998, so that a single channel with a weight of 1 gives 254.
@@ -24,9 +24,9 @@
 ///   product is no 32-bit integer.
 class KX_EXPORT OPBlackAndWhiteTransformation : public BaseTransformation {
 public:
-    /// @p lightnessCurve       whether the lightness of a value counts, and not the value
-    /// @p red, @p green, @p blue  the weights; a dialog offers fractions from 0 to 1 with a sum of about 1. 0.3, 0.59 and
-    ///                         0.11 are the weights of OPThresholdRGB32.
+    /// @p lightnessCurve  whether the lightness of a value counts, and not the value
+    /// The other three are the weights. A dialog offers fractions from 0 to 1 with a sum of about 1; 0.3, 0.59 and 0.11
+    /// are those of OPThresholdRGB32.
     OPBlackAndWhiteTransformation(bool lightnessCurve, float red, float green, float blue);
 
     using BaseTransformation::operator();

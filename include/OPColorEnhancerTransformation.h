@@ -9,8 +9,8 @@
 
 /// Levels that a dialog can fade without building them again: what "auto colour" with a slider does.
 ///
-/// The levels are meant to come from the picture, with the two ends of each channel's histogram as their input. The
-/// class computes nothing from a picture itself.
+/// The levels are meant to come from the picture, with what @c OPHistogrammCalculator::Threshold gives for each channel
+/// as their input. The class computes nothing from a picture itself.
 ///
 /// @code
 /// OPColorEnhancerTransformation enhancer;

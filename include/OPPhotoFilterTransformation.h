@@ -16,8 +16,8 @@
 class KX_EXPORT OPPhotoFilterTransformation : public KXTableTransformation {
 public:
     /// @p color   of the glass; its alpha does not count
-    /// @p amount  density in per cent; a dialog offers 0, which leaves every pixel as it is, to 100. Nothing is limited:
-    ///            beyond, a result takes its low byte.
+    /// @p amount  density in per cent; a dialog offers 0, which leaves every pixel as it is, to 100. Nothing is
+    ///            limited: beyond, a result takes its low byte.
     OPPhotoFilterTransformation(const OPRGBA32i &color, int amount);
 
     using KXTableTransformation::operator();
