@@ -28,7 +28,7 @@ struct Grown {
 
 // A Gaussian on what it takes for a single processor would leave alpha out, so that for one worker two take turns.
 constexpr Grown operations[] = { { "SourceOver", 1 }, { "Gaussian blur", 1 }, { "Box blur", 2 }, { "Levels", 2 },
-    { "Profile transform", 2 } };
+    { "Hue and saturation", 2 }, { "Profile transform", 2 } };
 constexpr int workerCounts[] = { 1, 2, 4 };
 constexpr int sides[] = { 512, 1024, 2048, 4096, 8192 }; // 0.25 to 64 megapixels
 constexpr int sideCount = int(std::size(sides)) - (isTiny ? 3 : 0);

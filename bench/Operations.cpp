@@ -1,5 +1,7 @@
 #include "Operations.h"
 
+#include "KXWBTransformation.h"
+
 #include "Scene.h"
 #include "Suite.h"
 
@@ -71,8 +73,19 @@ const catalogue::Operation *operationNamed(const std::string &name)
     return found == all.end() ? nullptr : &*found;
 }
 
+std::string measuringName(Scene scene)
+{
+    return std::string("white balance measures ") + (scene == layer ? "noise" : "a photo");
+}
+
 void addOperations(Suite &suite)
 {
+    for (const Scene scene : measuredScenes) {
+        suite.addRow(measuringName(scene), { Column::OpenCV, {}, 0.3 });
+        suite.addOurs(
+            measuringName(scene), 5, [scene] { restore(input().image, scene)(); },
+            [] { KXWBTransformation(input().image, KXWBTransformation::BalanceFunction::Auto, 100); });
+    }
     suite.addRow(lookUpOf4);
     suite.addRow(hlsAndBack);
     for (const catalogue::Operation &operation : catalogue::operations(catalogue::Kind::Adjustment)) {

@@ -40,6 +40,20 @@ void addReferences(Suite &suite)
             cv::cvtColor(bgr, hls, cv::COLOR_BGR2HLS);
             cv::cvtColor(hls, bgr, cv::COLOR_HLS2BGR);
         });
+    for (const Scene scene : measuredScenes)
+        suite.addPeer(
+            measuringName(scene), Column::OpenCV, 9, [] { cv::setNumThreads(1); }, // ours has one thread too
+            [scene] {
+                const cv::Mat source = picture(scene);
+                const int bins = 256;
+                const float range[] = { 0, 256 };
+                const float *ranges = range;
+                cv::Mat counts;
+                for (int channel = 0; channel < 4; ++channel)
+                    cv::calcHist(&source, 1, &channel, cv::noArray(), counts, 1, &bins, &ranges);
+                cv::Scalar mean, deviation;
+                cv::meanStdDev(source, mean, deviation);
+            });
 }
 
 } // namespace

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Scene.h"
+
 #include "KXBlend.h"
 
 #include <functional>
@@ -110,6 +112,9 @@ std::string gaussianName(int sigma);
 std::string boxName(int radius);
 std::string composeName(KXCompositionMode mode);
 constexpr char lookUpOf4[] = "OpenCV LUT, 4 channels";
+/// Measuring a picture for a white balance. OpenCV's histograms, means and deviations of its channels stand for that.
+constexpr Scene measuredScenes[] = { photoLayer, layer };
+std::string measuringName(Scene scene);
 constexpr char hlsAndBack[] = "OpenCV BGR to HLS and back";
 
 /// Prints the table, and writes it to @p jsonFile if that is not empty. False when the file cannot be written.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
+#include <vector>
 
 constexpr double fullOpacity = 255.0 / 256; // 1.0 does not suit mode SourceOver; see docs/behaviour/composition.md
 
@@ -92,6 +93,55 @@ void adjustmentLayer(const Adjustment &adjustment, const RGBA32iImage &mask, RGB
     if (!cancel)
         ComposeMaskOn(adjusted, adjusted.Rect(), KXCompositionMode::SourceOver, canvas, canvas.Rect(), fullOpacity,
             mask, mask.Rect(), false, true);
+}
+
+template <class Adjustment>
+void drawAdjustmentLayer(Adjustment adjustment, const RGBA32iImage &mask, RGBA32iImage &canvas)
+{
+    const std::atomic<bool> never { false };
+    if (!AVX2LIB::Instance())
+        return adjustmentLayer(adjustment, mask, canvas, never, {});
+    const RGBA32iImage below = canvas; // shares its tiles until they are written
+    ComposeWithTransformationMaskOn(below, below.Rect(), KXCompositionMode::SourceOver, canvas, canvas.Rect(),
+        fullOpacity, mask, mask.Rect(), false, &adjustment, true);
+}
+
+/// Levels that stretch the tones of each channel of the photo, which is flat, to the whole range.
+OPLevelsTransformation automaticLevels(const RGBA32iImage &photo)
+{
+    int counts[3][256] = {}, all[256] = {};
+    OPHistogrammCalculator count;
+    count.SetOutput(counts[0], counts[1], counts[2], all);
+    for (const OPRGBA32i *pixel = photo.Bits(), *end = pixel + photo.Width() * photo.Height(); pixel != end; ++pixel)
+        count(*pixel);
+
+    int input[4][2] = { { 0, 255 } }, output[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
+    for (int channel = 0; channel < 3; ++channel) { // the first row is the master's
+        const std::vector<int> ends = OPHistogrammCalculator::Threshold(counts[channel]);
+        std::copy(ends.begin(), ends.end(), input[channel + 1]);
+    }
+    double gammas[4] = { 1, 1, 1, 1 };
+    return OPLevelsTransformation(input, output, gammas, 100);
+}
+
+OPCurvesTransformation curve(const QVector<QPoint> &points)
+{
+    const QVector<QPoint> straight { { 0, 0 }, { 255, 255 } };
+    QVector<QPoint> curves[4] = { points, straight, straight, straight }; // for all channels, red, green, blue
+    return OPCurvesTransformation(curves, 100);
+}
+
+/// As a dialog draws it, in a square of 256 pixels; x increases from point to point.
+QPolygon outline(const QVector<QPoint> &points)
+{
+    QVector<double> cubic, quadratic, linear;
+    OPCurvesTransformation::BuildSplineParts(points, cubic, quadratic, linear);
+    QPolygon line;
+    for (int x = 0; x < 256; ++x) {
+        const int y = OPCurvesTransformation::SplineValue(x, points, cubic, quadratic, linear);
+        line << QPoint(x, 255 - std::clamp(y, 0, 255));
+    }
+    return line;
 }
 
 using ShowProgress = std::function<void(int step, int steps)>;

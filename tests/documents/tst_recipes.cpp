@@ -58,12 +58,16 @@ private Q_SLOTS:
     {
         for (const bool tiled : { false, true }) {
             RGBA32iImage mask(3, 2, tiled), canvas = Picture(3, 2, OPRGBA32i(200, 50, 100, 255)).image(tiled);
+            RGBA32iImage drawn;
+            canvas.CopyTo(drawn, tiled);
             for (const unsigned y : { 0u, 1u })
                 mask.WriteRow(y, 0, std::array<quint32, 3> { 0xFF000000, 0x80000000, 0 }.data(), 12);
             std::atomic<int> rows { 0 };
             adjustmentLayer(Warmer(40), mask, canvas, noCancel, [&rows] { ++rows; });
             QCOMPARE(rows.load(), 2);
             const Picture result = Picture::of(canvas);
+            drawAdjustmentLayer(Warmer(40), mask, drawn);
+            QCOMPARE(Picture::of(drawn).pixels, result.pixels);
             for (const int y : { 0, 1 }) {
                 QVERIFY(result.at(0, y).r >= 139 && result.at(0, y).r <= 140 && result.at(0, y).b <= 161);
                 QVERIFY(result.at(1, y).r >= 119 && result.at(1, y).r <= 121);
@@ -73,6 +77,30 @@ private Q_SLOTS:
             const std::atomic<bool> cancelled { true };
             adjustmentLayer(Warmer(40), mask, canvas, cancelled, {});
             QCOMPARE(Picture::of(canvas).pixels, result.pixels);
+        }
+    }
+
+    /// Of two tones, the ends are one below and one above; red is of one tone, which gets 16 around it.
+    void levelsFromHistogram()
+    {
+        Picture photo(2, 1, OPRGBA32i(0, 60, 100, 255));
+        photo.at(1, 0) = OPRGBA32i(255, 160, 100, 255);
+        const KXChannelTables tables = automaticLevels(photo.image(false)).Tables();
+        QCOMPARE(int(tables.g[60]), 2); // (60 - 59) * 255 / (161 - 59)
+        QCOMPARE(int(tables.g[160]), 252);
+        QCOMPARE(int(tables.r[91]) + tables.r[109], 255); // from 92 to 108
+        QCOMPARE(int(tables.b[0]) + tables.b[255], 255);
+    }
+
+    /// The spline through three points is 112 at 50, and 260 before it is cut at 200.
+    void curveAndItsOutline()
+    {
+        const QVector<QPoint> points { { 0, 0 }, { 100, 200 }, { 255, 255 } };
+        const OPCurvesTransformation adjustment = curve(points);
+        const QPolygon line = outline(points);
+        for (const auto &[x, y] : { std::pair(50, 112), std::pair(100, 200), std::pair(200, 255) }) {
+            QCOMPARE(int(adjustment.Tables().g[size_t(x)]), y);
+            QCOMPARE(line[x], QPoint(x, 255 - y));
         }
     }
 
