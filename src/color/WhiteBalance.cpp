@@ -83,7 +83,7 @@ double hueOf(int r, int g, int b)
 ///
 /// The first three have one form, a term of red plus one of green, plus one of blue, plus a constant: products are
 /// taken negative where the formulas subtract them, which changes no bit. So has the square of red, with terms of 0.
-/// The terms of each value of a channel stand in tables, and the sums run side by side, each in the order of the pixels.
+/// The terms of each value of a channel stand in tables, and the sums run side by side, each in the order of pixels.
 struct Terms {
     using Four = std::array<double, 4>;
 
@@ -286,27 +286,21 @@ double distanceOf(const Bins &a, const Bins &b)
     return std::sqrt(sum);
 }
 
-/// The histogram stretched to all of the range: bin i is filled from bin j = (i - first) / s0, cut to 0..255. Of one j
-/// that several i stand for, each i in turn takes 10 pixels at a time, until nothing is left.
+/// The histogram stretched to all of the range: bin i gets what bin j = (i - first) / s0 has, cut to 0..255. No two i
+/// get the same pixels, as s0 is below 1: j grows by more than 1 with each i. What is cut to 0 are the i below first,
+/// and with such i bin 0 is empty; what is cut to 255 or more is i = last where that is 255, and otherwise bin 255 is
+/// empty.
 Bins stretched(const Histogram &counts)
 {
-    const auto isFilled = [](qint64 count) { return count > 0; };
-    const auto first = std::find_if(counts.begin(), counts.end(), isFilled) - counts.begin();
-    const auto last = counts.rend() - std::find_if(counts.rbegin(), counts.rend(), isFilled) - 1;
-    const double s0 = double(last - first) / 256;
+    double first = 0, last = 0;
+    setExtent(counts, first, last);
+    const double s0 = (last - first) / 256;
     Bins bins {};
     if (s0 == 0)
         return bins;
-    const auto source = [&](int i) { return arithmetic::clamp8(truncate(double(i - first) / s0)); };
-    for (int i = 0, end; i < 256; i = end) {
-        for (end = i + 1; end < 256 && source(end) == source(i);)
-            ++end; // as j never decreases, its i lie side by side
-        constexpr qint64 portion = 10;
-        const qint64 count = counts[size_t(source(i))], round = portion * (end - i);
-        for (int k = i; k < end; ++k) {
-            const qint64 rest = std::clamp(count % round - portion * (k - i), qint64(0), portion);
-            bins[size_t(k / 32)] += double(count / round * portion + rest);
-        }
+    for (int i = 0; i < 256; ++i) {
+        const int j = arithmetic::clamp8(truncate((i - first) / s0));
+        bins[size_t(i / 32)] += double(counts[size_t(j)]);
     }
     return bins;
 }
