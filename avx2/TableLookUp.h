@@ -7,14 +7,13 @@
 /// A block of pixels through three tables of 256 bytes.
 namespace vectors {
 
-/// Blue, green, red and alpha of 32 pixels, each in a vector of its own. The order of the pixels is that of
-/// deinterleaved(), which interleaved() undoes.
+/// Blue, green, red and alpha of 32 pixels, each in a vector of its own. In the first half lie the pixels 0 to 3, 8 to
+/// 11, 16 to 19 and 24 to 27, in the second half the others: interleaving alone makes pixels of such planes again.
 struct Planes {
     __m256i b, g, r, a;
 };
 
-/// In each half of a vector: the first bytes of its four double words, then the second ones and so on. Is its own
-/// inverse.
+/// In each half of a vector: the first bytes of its four double words, then the second ones and so on.
 inline __m256i transposedBytes(__m256i v)
 {
     const __m256i order = _mm256_setr_epi8(0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15, //
@@ -22,7 +21,7 @@ inline __m256i transposedBytes(__m256i v)
     return _mm256_shuffle_epi8(v, order);
 }
 
-/// Transposes 4 x 4 double words in each half. Is its own inverse.
+/// Transposes 4 x 4 double words in each half.
 inline Planes transposedWords(const Planes &v)
 {
     const __m256i bgLow = _mm256_unpacklo_epi32(v.b, v.g), bgHigh = _mm256_unpackhi_epi32(v.b, v.g);
@@ -39,11 +38,12 @@ inline Planes deinterleaved(const unsigned char *pixels)
 
 inline void storeInterleaved(unsigned char *pixels, const Planes &planes)
 {
-    const Planes words = transposedWords(planes);
-    store(pixels, transposedBytes(words.b));
-    store(pixels + 32, transposedBytes(words.g));
-    store(pixels + 64, transposedBytes(words.r));
-    store(pixels + 96, transposedBytes(words.a));
+    const __m256i bgLow = _mm256_unpacklo_epi8(planes.b, planes.g), bgHigh = _mm256_unpackhi_epi8(planes.b, planes.g);
+    const __m256i raLow = _mm256_unpacklo_epi8(planes.r, planes.a), raHigh = _mm256_unpackhi_epi8(planes.r, planes.a);
+    store(pixels, _mm256_unpacklo_epi16(bgLow, raLow));
+    store(pixels + 32, _mm256_unpackhi_epi16(bgLow, raLow));
+    store(pixels + 64, _mm256_unpacklo_epi16(bgHigh, raHigh));
+    store(pixels + 96, _mm256_unpackhi_epi16(bgHigh, raHigh));
 }
 
 /// @p table for each byte of @p count vectors.
@@ -78,7 +78,8 @@ void lookUp(const KXChannelTables::Table &table, __m256i *bytes)
                 _mm256_xor_si256(_mm256_shuffle_epi8(piece2, index[2][i]), _mm256_shuffle_epi8(piece23, index[3][i])));
     }
     for (int i = 0; i < count; ++i) { // a blend looks at the highest bit of a byte
-        const __m256i bit4 = _mm256_slli_epi16(bytes[i], 3), bit5 = _mm256_slli_epi16(bytes[i], 2);
+        const __m256i twice = _mm256_add_epi8(bytes[i], bytes[i]);
+        const __m256i bit5 = _mm256_add_epi8(twice, twice), bit4 = _mm256_add_epi8(bit5, bit5);
         bytes[i] = _mm256_blendv_epi8(_mm256_blendv_epi8(found[0][i], found[1][i], bit4),
             _mm256_blendv_epi8(found[2][i], found[3][i], bit4), bit5);
     }
