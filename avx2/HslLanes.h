@@ -3,15 +3,19 @@
 #include "Lane8.h"
 #include "color/Hsl.h"
 
-#include <cstring>
-
 /// Hue, saturation and lightness of eight pixels: what src/color/Hsl.h computes of one, in the same integers.
 namespace hsl {
 
-using compose::Lane8, compose::Mask8;
+using compose::Float8, compose::Lane8, compose::Mask8;
 
 struct Hsl8 {
-    Lane8 h, s, l;
+    Lane8 h; ///< in 0..359, but anything for greys
+    Lane8 s, l;
+};
+
+/// The same, as it was read.
+struct Read : Hsl8 {
+    Mask8 isGrey;
 };
 
 inline Lane8 with(Mask8 mask, Lane8 lanes) { return _mm256_and_si256(mask.v, lanes.v); }
@@ -29,31 +33,17 @@ inline Lane8 wrapped(Lane8 degrees) { return min(degrees, degrees - Lane8(360));
 /// The entry of each lane's low three bits.
 inline Lane8 entry(__m256i table, Lane8 lanes) { return _mm256_permutevar8x32_epi32(table, lanes.v); }
 
-/// The channels of pixels.
-struct Channels {
-    explicit Channels(Lane8 words)
-        : b(words & Lane8(255))
-        , g((words >> 8) & Lane8(255))
-        , r((words >> 16) & Lane8(255))
-    {
-    }
-    Lane8 most() const { return max(max(b, g), r); }
-    Lane8 least() const { return min(min(b, g), r); }
-
-    Lane8 b, g, r;
-};
-
 /// Pixels to HSL; the form of color::hslOf.
 class Reader {
 public:
-    Hsl8 operator()(Lane8 words) const
+    Read operator()(Lane8 words) const
     {
-        const Channels channels(words);
-        const Lane8 most = channels.most(), least = channels.least(), d = most - least, sum = most + least;
+        const Lane8 byte(255), b = words & byte, g = (words >> 8) & byte, r = (words >> 16) & byte;
+        const Lane8 most = max(max(b, g), r), least = min(min(b, g), r), d = most - least, sum = most + least;
         const Mask8 isGrey = most == least;
 
         // Blue as the largest channel is entry 0. Green alone adds -1 to that, and red adds -2.
-        const Lane8 red = (channels.r == most).v, green = (channels.g == most).v, largest = red + red + green;
+        const Lane8 red = (r == most).v, green = (g == most).v, largest = red + red + green;
         const __m256i differences // the factors of blue, green and red, bytes with signs
             = _mm256_setr_epi32(0x0001FF00, 0, 0, 0, 0, 0x000001FF, 0x000001FF, 0x00FF0001);
         const __m256i bases = _mm256_setr_epi32(180, 0, 0, 0, 0, 300, 300, 60); // less 60, which the quotient has more
@@ -63,7 +53,7 @@ public:
 
         const Lane8 range = min(sum, Lane8(510) - sum), isDown = halfIsDown(most, least);
         const Lane8 s = divide(d * Lane8(510) + range - isDown, range + range);
-        return { h | Lane8(isGrey.v), without(isGrey, s), (sum + Lane8(1) - isDown) >> 1 };
+        return { { h, without(isGrey, s), (sum + Lane8(1) - isDown) >> 1 }, isGrey };
     }
 
 private:
@@ -77,25 +67,14 @@ private:
     const int *m_halvesDown = reinterpret_cast<const int *>(color::halvesDown().data());
 };
 
-/// The middle channels with those in @p ties decided one by one.
-[[gnu::noinline]] inline Lane8 decided(Lane8 middle, Mask8 ties, Lane8 h, Lane8 s, Lane8 l)
-{
-    const auto lanes = [](Lane8 v) {
-        std::array<int, 8> array;
-        std::memcpy(array.data(), &v, sizeof v);
-        return array;
-    };
-    auto result = lanes(middle);
-    const auto isTie = lanes(ties.v), hs = lanes(h), ss = lanes(s), ls = lanes(l);
-    for (size_t i = 0; i < 8; ++i)
-        if (isTie[i])
-            result[i] = color::middleOf({ hs[i], ss[i], ls[i] });
-    std::memcpy(&middle, result.data(), sizeof middle);
-    return middle;
-}
+/// What became of eight pixels.
+struct Made {
+    Lane8 words;
+    Mask8 isTie; ///< where the middle channel is half of a byte: the pixel is to be made one by one, by doubles
+};
 
-/// Pixels of HSL, with the alpha of @p words; the form of color::pixelOf, for hues in 0..359.
-inline Lane8 pixelsOf(const Hsl8 &color, Lane8 words)
+/// Pixels of HSL, with the alpha of @p words; the form of color::pixelOf.
+inline Made pixelsOf(const Hsl8 &color, Lane8 words)
 {
     const Lane8 reach = min(color.l, Lane8(255) - color.l) * color.s, distance = div255(reach + Lane8(127));
     const Lane8 most = color.l + distance, least = color.l - distance;
@@ -105,18 +84,20 @@ inline Lane8 pixelsOf(const Hsl8 &color, Lane8 words)
     const Lane8 inPair = color.h - (sextant >> 1) * Lane8(120);
     const Lane8 fromMiddle = Lane8(30) - Lane8(_mm256_abs_epi32((inPair - Lane8(60)).v)); // the way, less 30
     const Lane8 numerator = color.l * Lane8(7650) + reach * fromMiddle + Lane8(3825);
-    Lane8 middle = divide(numerator, Lane8(7650));
-    const Mask8 ties = middle * Lane8(7650) == numerator;
-    if (!_mm256_testz_si256(ties.v, ties.v))
-        middle = decided(middle, ties, color.h, color.s, color.l);
+    // Their quotient by 7650, truncated: with the half more it is at least 0.5 / 7650 away from any integer, a 3.9
+    // millionth part of 256, and the product is off by at most two roundings of a 16.7 millionth part each.
+    const Float8 quotient = (toFloat(numerator) + splat(0.5f, numerator)) * splat(1 / 7650.0f, numerator);
+    const Lane8 middle = truncateToLane(quotient);
 
-    // Where the smallest (0), the middle (1) and the largest (2) channel go, by sextants; alpha (3) stays.
-    const __m256i places =
-        _mm256_setr_epi32(0x03020100, 0x03010200, 0x03000201, 0x03000102, 0x03010002, 0x03020001, 0, 0);
+    // Where the smallest (0), the middle (1) and the largest (2) channel go, by sextants; alpha (3) stays. Greys, whose
+    // sextant may be anything, keep theirs too.
+    const __m256i places = _mm256_setr_epi32(
+        0x03020100, 0x03010200, 0x03000201, 0x03000102, 0x03010002, 0x03020001, 0x03020100, 0x03020100);
     const __m256i lanes =
         _mm256_setr_epi32(0, 0x04040404, 0x08080808, 0x0C0C0C0C, 0, 0x04040404, 0x08080808, 0x0C0C0C0C);
     const Lane8 sorted = least | (middle << 8) | (most << 16) | (words & Lane8(0xFF000000u));
-    return _mm256_shuffle_epi8(sorted.v, (entry(places, sextant) | Lane8(lanes)).v);
+    return { _mm256_shuffle_epi8(sorted.v, (entry(places, sextant) | Lane8(lanes)).v),
+        middle * Lane8(7650) == numerator };
 }
 
 } // namespace hsl

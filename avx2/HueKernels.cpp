@@ -13,25 +13,68 @@
 
 namespace {
 
-using hsl::Lane8, hsl::Mask8;
+using hsl::Lane8, hsl::Mask8, vectors::Planes;
 
 Lane8 all(int value) { return Lane8(quint32(value)); }
+
+__m256i most(const Planes &planes) { return _mm256_max_epu8(_mm256_max_epu8(planes.b, planes.g), planes.r); }
+__m256i least(const Planes &planes) { return _mm256_min_epu8(_mm256_min_epu8(planes.b, planes.g), planes.r); }
 
 /// The place on the circle of hues of a sum that is not below 0.
 int onCircle(int degrees) { return (degrees % 360 + 360) % 360; }
 
-/// Hue and saturation. @p hue makes of the hues of pixels, -1 for grey, their sums and the places of these.
+/// A pixel through the form for one pixel.
+void oneByOne(const BaseTransformation &plain, unsigned char *pixel)
+{
+    OPRGBA32i value;
+    std::memcpy(&value.word, pixel, sizeof value.word);
+    plain(value);
+    std::memcpy(pixel, &value.word, sizeof value.word);
+}
+
+/// What eight pixels shall become: a colour and the alpha of words.
+struct Wanted {
+    hsl::Hsl8 color;
+    Lane8 words;
+};
+
+/// Makes each eight pixels of a block what @p want says for their offset in bytes. A pixel whose middle channel is half
+/// of a byte stays as it was until @p plain makes it. To read colours and to make pixels are loops of their own: chains
+/// of dependent steps overlap better where they are short.
+template <class Want>
+void makeBlock(const BaseTransformation &plain, unsigned char *pixels, Want want)
+{
+    constexpr int count = blocks::length / 8, bytes = 32;
+    Wanted wanted[count];
+    for (int i = 0; i < count; ++i)
+        wanted[i] = want(bytes * i);
+    int ties[count], anyTies = 0;
+    for (int i = 0; i < count; ++i) {
+        const auto [words, isTie] = hsl::pixelsOf(wanted[i].color, wanted[i].words);
+        vectors::store(pixels + bytes * i, select(isTie, wanted[i].words, words).v);
+        ties[i] = _mm256_movemask_ps(_mm256_castsi256_ps(isTie.v));
+        anyTies |= ties[i];
+    }
+    for (int i = 0; anyTies && i < count; ++i)
+        for (int lanes = ties[i]; lanes; lanes &= lanes - 1)
+            oneByOne(plain, pixels + bytes * i + 4 * __builtin_ctz(unsigned(lanes)));
+}
+
+/// Hue and saturation. @p hue makes of the hues of pixels, and of where these are grey, the sums and their places. What
+/// is refused becomes opaque black.
 template <class Hue>
 void turn(const OPHueSaturationTransformation &self, unsigned char *pixels, Hue hue)
 {
     const Lane8 saturation = all(self.GetSaturation()), lightness = all(self.GetLightness());
-    const Lane8 refused(0xFF000000u);
-    vectors::forEachEight(pixels, [=, read = hsl::Reader()](__m256i words) {
-        const hsl::Hsl8 color = read(words);
-        const auto [sum, place] = hue(color.h);
-        const Lane8 s = hsl::without(sum == all(-1), hsl::cut(color.s + saturation));
-        const Lane8 turned = hsl::pixelsOf({ place, s, hsl::cut(color.l + lightness) }, words);
-        return select(Mask8 { _mm256_cmpgt_epi32(all(-1).v, sum.v) }, refused, turned).v;
+    makeBlock(self, pixels, [=, read = hsl::Reader()](int at) -> Wanted {
+        const Lane8 words = vectors::load(pixels + at);
+        const hsl::Read color = read(words);
+        const auto [sum, place] = hue(color.h, color.isGrey);
+        const Mask8 isRefused { _mm256_cmpgt_epi32(all(-1).v, sum.v) };
+        const Mask8 hasNoHue { _mm256_srai_epi32(sum.v, 31) }; // below 0
+        const Lane8 s = hsl::without(hasNoHue, hsl::cut(color.s + saturation));
+        const Lane8 l = hsl::without(isRefused, hsl::cut(color.l + lightness));
+        return { { place, s, l }, words | hsl::with(isRefused, Lane8(0xFF000000u)) };
     });
 }
 
@@ -43,50 +86,56 @@ KXCORE_KERNEL void HueSaturationTransformationAVX2(
     const OPHueSaturationTransformation &self, unsigned char *pixels, bool)
 {
     const int hue = self.GetHue();
-    const Lane8 added = all(hue), turn = all(onCircle(hue));
+    const Lane8 added = all(hue), turned = all(onCircle(hue));
     const Lane8 placeOfGreys = all(onCircle(arithmetic::wrappingAdd(-1, hue)));
     if (self.IsColorizing())
-        ::turn(self, pixels, [=](Lane8) { return std::pair(added, turn); });
+        turn(self, pixels, [=](Lane8, Mask8) { return std::pair(added, turned); });
     else
-        ::turn(self, pixels,
-            [=](Lane8 h) { return std::pair(h + added, select(h == all(-1), placeOfGreys, hsl::wrapped(h + turn))); });
+        turn(self, pixels, [=](Lane8 h, Mask8 isGrey) {
+            return std::pair((h | Lane8(isGrey.v)) + added, select(isGrey, placeOfGreys, hsl::wrapped(h + turned)));
+        });
 }
 
 KXCORE_KERNEL void TemperatureCorrectionAVX2(const OPTemperatureCorrection &self, unsigned char *pixels, bool)
 {
-    unsigned char mixed[4 * blocks::length];
-    std::memcpy(mixed, pixels, sizeof mixed);
-    vectors::lookUp(self.Tables(), mixed);
-    const unsigned char *next = mixed;
-    vectors::forEachEight(pixels, [&next, read = hsl::Reader()](__m256i words) {
-        const hsl::Channels before { Lane8(words) };
-        const hsl::Hsl8 color = read(vectors::load(next));
-        next += sizeof words;
-        const Lane8 h = hsl::without(color.h == all(-1), color.h); // a grey has no saturation
-        return hsl::pixelsOf({ h, color.s, (before.most() + before.least() + all(1)) >> 1 }, words).v;
+    unsigned char mixed[4 * blocks::length]; // with the lightness for alpha
+    vectors::lookUp(self.Tables(), pixels, vectors::deinterleaved, [&](unsigned char *at, const Planes &found) {
+        const Planes before = vectors::deinterleaved(at);
+        const __m256i lightness = _mm256_avg_epu8(most(before), least(before));
+        vectors::storeInterleaved(mixed + (at - pixels), { found.b, found.g, found.r, lightness });
+    });
+    makeBlock(self, pixels, [&mixed, pixels, read = hsl::Reader()](int at) -> Wanted {
+        const Lane8 words = vectors::load(mixed + at);
+        const hsl::Read color = read(words);
+        return { { color.h, color.s, words >> 24 }, Lane8(vectors::load(pixels + at)) };
     });
 }
 
 namespace {
 
-/// Eight pixels without their colour, as color::desaturated.
-__m256i desaturated(__m256i words)
+/// The middle between the largest and the smallest channel, truncated.
+__m256i grey(const Planes &planes)
 {
-    const hsl::Channels channels { Lane8(words) };
-    const Lane8 grey = (channels.most() + channels.least()) >> 1, greys = grey | (grey << 8) | (grey << 16);
-    return (greys | (Lane8(words) & Lane8(0xFF000000u))).v;
+    const __m256i high = most(planes), low = least(planes);
+    const __m256i isRoundedUp = _mm256_and_si256(_mm256_xor_si256(high, low), _mm256_set1_epi8(1));
+    return _mm256_sub_epi8(_mm256_avg_epu8(high, low), isRoundedUp);
 }
 
 /// Bytes on their way @p from one value @p to another; a share is of 255 parts.
+///
+/// A sum of two products of an unsigned and a signed byte fits 16 bits with its sign where the unsigned ones add up to
+/// 255; the signed ones are bytes less 128. So 255 * 128 goes back onto the sum n, and 1 for the division: n / 255 is
+/// (n + 1) * 257 / 65536, truncated.
 __m256i faded(__m256i from, __m256i to, int share)
 {
-    const __m256i zero = _mm256_setzero_si256();
-    const auto half = [=](__m256i from16, __m256i to16) {
-        const __m256i rest = _mm256_mullo_epi16(from16, _mm256_set1_epi16(short(255 - share)));
-        return vectors::div255(_mm256_add_epi16(rest, _mm256_mullo_epi16(to16, _mm256_set1_epi16(short(share)))));
+    const __m256i shares = _mm256_set1_epi16(short(share << 8 | (255 - share)));
+    const __m256i from7 = _mm256_xor_si256(from, _mm256_set1_epi8(-128));
+    const __m256i to7 = _mm256_xor_si256(to, _mm256_set1_epi8(-128));
+    const auto quotient = [shares](__m256i pairs) {
+        const __m256i sum = _mm256_add_epi16(_mm256_maddubs_epi16(shares, pairs), _mm256_set1_epi16(255 * 128 + 1));
+        return _mm256_mulhi_epu16(sum, _mm256_set1_epi16(257));
     };
-    return _mm256_packus_epi16(half(_mm256_unpacklo_epi8(from, zero), _mm256_unpacklo_epi8(to, zero)),
-        half(_mm256_unpackhi_epi8(from, zero), _mm256_unpackhi_epi8(to, zero)));
+    return _mm256_packus_epi16(quotient(_mm256_unpacklo_epi8(from7, to7)), quotient(_mm256_unpackhi_epi8(from7, to7)));
 }
 
 } // namespace
@@ -97,22 +146,19 @@ KXCORE_KERNEL void ColorizeTransformationAVX2(
 {
     const int share = self.GetAmount();
     if (share < 0 || share > OPColorizeTransformation::whole) { // which no dialog offers
-        for (unsigned char *const end = pixels + 4 * blocks::length; pixels != end; pixels += 4) {
-            OPRGBA32i pixel;
-            std::memcpy(&pixel.word, pixels, sizeof pixel.word);
-            self(pixel);
-            std::memcpy(pixels, &pixel.word, sizeof pixel.word);
-        }
+        for (int i = 0; i < blocks::length; ++i)
+            oneByOne(self, pixels + 4 * i);
         return;
     }
-    unsigned char tones[4 * blocks::length];
-    std::memcpy(tones, pixels, sizeof tones);
-    vectors::forEachEight(tones, desaturated);
-    vectors::lookUp(self.Tones(), tones);
-    const unsigned char *next = tones;
-    vectors::forEachEight(pixels, [&next, share](__m256i words) { // alpha is on its way to itself
-        const __m256i tone = vectors::load(next);
-        next += sizeof words;
-        return faded(words, tone, share);
+    const auto greys = [](const unsigned char *at) -> Planes {
+        const Planes planes = vectors::deinterleaved(at);
+        const __m256i all = grey(planes);
+        return { all, all, all, planes.a };
+    };
+    vectors::lookUp(self.Tones(), pixels, greys, [share](unsigned char *at, const Planes &tones) {
+        const Planes before = vectors::deinterleaved(at);
+        vectors::storeInterleaved(at,
+            { faded(before.b, tones.b, share), faded(before.g, tones.g, share), faded(before.r, tones.r, share),
+                before.a });
     });
 }

@@ -85,9 +85,10 @@ void lookUp(const KXChannelTables::Table &table, __m256i *bytes)
     }
 }
 
-/// All pixels of a block. @p store gets each 32 of them and what was found for them.
-template <class Store>
-void lookUp(const KXChannelTables &tables, unsigned char *pixels, Store store)
+/// All pixels of a block. @p load makes planes of each 32 of them; @p store gets these pixels and what was found for
+/// their planes, with the alpha of the planes.
+template <class Load, class Store>
+void lookUp(const KXChannelTables &tables, unsigned char *pixels, Load load, Store store)
 {
     constexpr int count = 2; // vectors of a channel side by side, for which the tables are loaded once
     constexpr int step = 128 * count;
@@ -95,7 +96,7 @@ void lookUp(const KXChannelTables &tables, unsigned char *pixels, Store store)
     for (unsigned char *const end = pixels + 4 * blocks::length; pixels != end; pixels += step) {
         __m256i b[count], g[count], r[count], a[count];
         for (int i = 0; i < count; ++i) {
-            const Planes planes = deinterleaved(pixels + 128 * i);
+            const Planes planes = load(pixels + 128 * i);
             b[i] = planes.b, g[i] = planes.g, r[i] = planes.r, a[i] = planes.a;
         }
         lookUp<count>(tables.b, b);
@@ -106,6 +107,9 @@ void lookUp(const KXChannelTables &tables, unsigned char *pixels, Store store)
     }
 }
 
-inline void lookUp(const KXChannelTables &tables, unsigned char *pixels) { lookUp(tables, pixels, storeInterleaved); }
+inline void lookUp(const KXChannelTables &tables, unsigned char *pixels)
+{
+    lookUp(tables, pixels, deinterleaved, storeInterleaved);
+}
 
 } // namespace vectors

@@ -43,10 +43,11 @@ void invert(unsigned char *pixels, unsigned bits)
 KXCORE_KERNEL void BlackAndWhiteTransformationAVX2(
     const OPBlackAndWhiteTransformation &self, unsigned char *pixels, bool)
 {
-    vectors::lookUp(self.Shares(), pixels, [](unsigned char *at, const vectors::Planes &shares) {
-        const __m256i grey = _mm256_adds_epu8(_mm256_adds_epu8(shares.b, shares.g), shares.r);
-        vectors::storeInterleaved(at, { grey, grey, grey, shares.a });
-    });
+    vectors::lookUp(
+        self.Shares(), pixels, vectors::deinterleaved, [](unsigned char *at, const vectors::Planes &shares) {
+            const __m256i grey = _mm256_adds_epu8(_mm256_adds_epu8(shares.b, shares.g), shares.r);
+            vectors::storeInterleaved(at, { grey, grey, grey, shares.a });
+        });
 }
 
 KXCORE_KERNEL void BrightnessContrastTransformationAVX2(

@@ -91,13 +91,6 @@ inline int channelOfHsl(Hsl color, int third)
     return byteOfFraction(value);
 }
 
-/// The channel of a colour that is neither the largest nor the smallest, for a hue in 0..359.
-inline int middleOf(Hsl color)
-{
-    const int sextant = color.h / 60;
-    return channelOfHsl(color, sextant % 3 == 0 ? 0 : sextant % 3 == 1 ? 1 : -1);
-}
-
 /// The pixel of a colour, for saturation and lightness in 0..255. A hue of -1 is a grey, one of 360 and more goes
 /// round, and one below -1 is no colour: it gives **opaque** black, whatever @p alpha is.
 inline OPRGBA32i pixelOf(Hsl color, unsigned char alpha)
@@ -120,7 +113,7 @@ inline OPRGBA32i pixelOf(Hsl color, unsigned char alpha)
     const int numerator = 7650 * color.l + reach * (way - 30) + 3825;
     auto middle = static_cast<unsigned char>(numerator / 7650);
     if (middle * 7650 == numerator)
-        middle = static_cast<unsigned char>(middleOf(color));
+        middle = static_cast<unsigned char>(channelOfHsl(color, sextant % 3 == 0 ? 0 : sextant % 3 == 1 ? 1 : -1));
     switch (sextant) {
     case 0:
         return OPRGBA32i(least, middle, most, alpha);
