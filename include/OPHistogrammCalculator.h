@@ -26,10 +26,13 @@
 /// int output[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
 /// double gammas[4] = { 1, 1, 1, 1 };
 /// const OPLevelsTransformation levels(input, output, gammas, 100);
+///
+/// OPColorEnhancerTransformation enhancer; // whose amount follows a slider
+/// enhancer.SetLevels(levels);
+/// enhancer.SetAmountData(50);
 /// @endcode
 /// Here all channels are stretched alike and colours stay; the ranges of @c red, @c green and @c blue each for its own
-/// channel, in the other rows of @c input, take a veil of one colour off as well. OPColorEnhancerTransformation is given
-/// such levels once, and then its amount follows a slider.
+/// channel, in the other rows of @c input, take a veil of one colour off as well.
 ///
 /// Owner    The arrays are the caller's, 256 counters each, and are not cleared here. A copy counts into the same ones,
 ///          but under a lock of its own: only one of the two may be used at a time.

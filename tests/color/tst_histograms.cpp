@@ -1,6 +1,7 @@
 #include "kit/Picture.h"
 
 #include "KXRGBHistogram.h"
+#include "OPColorEnhancerTransformation.h"
 #include "OPHistogrammCalculator.h"
 #include "OPLevelsTransformation.h"
 #include "OPRGBChannelFilter.h"
@@ -169,8 +170,15 @@ private Q_SLOTS:
         double gammas[4] = { 1, 1, 1, 1 };
         const OPLevelsTransformation levels(input, output, gammas, 100);
 
+        OPColorEnhancerTransformation enhancer; // whose amount follows a slider
+        enhancer.SetLevels(levels);
+        enhancer.SetAmountData(50);
+
         QCOMPARE(used, std::vector<int>({ 59, 161 }));
         QVERIFY(levels.Tables().g[59] == 0 && levels.Tables().g[161] == 255 && levels.Tables().g[110] == 127);
+        OPRGBA32i pixel(0xFF3B3B3Bu); // 59, which levels make black
+        enhancer(pixel);
+        QCOMPARE(pixel, OPRGBA32i(0xFF1D1D1Du));
     }
 
     void channelFilters()
