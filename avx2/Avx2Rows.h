@@ -12,7 +12,8 @@ namespace compose {
 
 /// The rows of the mode table, eight pixels at a time; the plain rows do the tail.
 struct Avx2Rows {
-    static constexpr int group = 32; ///< pixels; two cache lines
+    static constexpr int cacheLine = 16, group = 32; ///< pixels
+    static constexpr int stretch = 128; ///< pixels; so far a loop that blends goes at most, with constants in registers
 
     /// Whether the destination begins within what is still to be read. Then eight pixels must not be read before the
     /// first of them is written, as vectors do; everywhere else the order makes no difference.
@@ -21,16 +22,17 @@ struct Avx2Rows {
         return read && written > read && written < read + count;
     }
 
-    /// Prefetches what long rows hold @p distance pixels further on: by itself the processor does not fetch beyond a
-    /// page. Pixels that are only looked at go by faster and have to be asked for earlier, in rows that several threads
-    /// take in turn; through a whole tile the processor keeps ahead by itself, and asking only costs time.
+    /// Prefetches as many @p pixels of long rows, @p distance further on, where @p i is a multiple of them: in rows that
+    /// several threads take in turn the processor does not fetch beyond a page by itself. Blending asks for one cache
+    /// line at a time, as more of them at once wait for one another. Pixels that are only looked at go by faster and have
+    /// to be asked for earlier. Through a whole tile the processor keeps ahead by itself, and asking only costs time.
     enum Distance { WhenBlending = 512, WhenLooking = 1024 };
     static constexpr int wholeTile = RGBA32iImage::TileWidth * RGBA32iImage::TileHeight;
-    template <Distance distance, class... Pixels>
+    template <Distance distance, int pixels, class... Pixels>
     static Q_ALWAYS_INLINE void askAhead(int i, int count, const Pixels *...rows)
     {
-        if (i + distance < count && (distance == WhenBlending || count < wholeTile))
-            ((rows ? memory::prefetch(rows + i + distance, group) : void()), ...);
+        if (i % pixels == 0 && i + distance < count && count != wholeTile)
+            ((rows ? memory::prefetch(rows + i + distance, pixels) : void()), ...);
     }
 
     template <class Mode>
@@ -156,27 +158,37 @@ private:
             return isSimplerOnOpaque<Mode> && isOpaqueGroup(rows.destination + i);
         };
         const int inGroups = count - count % group, inVectors = count - count % 8;
+        // The end of a stretch of groups from i on that belong together.
+        const auto endOf = [&](int i, const auto &belongs) {
+            const int limit = std::min(i + stretch, inGroups);
+            while (i < limit && belongs(i))
+                i += group;
+            return i;
+        };
         int i = 0;
         while (i < inVectors) {
             for (Kept what; i < inGroups && (what = kept(i)) != Kept::Nothing; i += group) {
-                askAhead<WhenLooking>(i, count, src, clip, mask, secondMask);
+                askAhead<WhenLooking, group>(i, count, src, clip, mask, secondMask);
                 if (what != Kept::All)
-                    askAhead<WhenLooking>(i, count, dst);
+                    askAhead<WhenLooking, group>(i, count, dst);
                 keepGroup(dst + i, what);
             }
-            if constexpr (isSimplerOnOpaque<Mode>)
-                while (i < inGroups && isOpaqueBelow(i) && kept(i) == Kept::Nothing) {
-                    askAhead<WhenBlending>(i, count, src, dst, clip, mask, secondMask);
-                    for (const int end = i + group; i < end; i += 8)
-                        if constexpr (Mode::mixFits16Bits)
-                            blendOnOpaque16<Mode>(src + i, dst + i, covering.At(i));
-                        else
-                            store8(dst + i, blendOnOpaque<Mode>(load8(src + i), load8(dst + i), covering.At(i)));
+            if constexpr (isSimplerOnOpaque<Mode>) {
+                const int end = endOf(i, [&](int k) { return isOpaqueBelow(k) && kept(k) == Kept::Nothing; });
+                for (; i < end; i += 8) {
+                    askAhead<WhenBlending, cacheLine>(i, count, src, dst, clip, mask, secondMask);
+                    if constexpr (Mode::mixFits16Bits)
+                        blendOnOpaque16<Mode>(src + i, dst + i, covering.At(i));
+                    else
+                        store8(dst + i, blendOnOpaque<Mode>(load8(src + i), load8(dst + i), covering.At(i)));
                 }
-            while (i < inVectors && (i >= inGroups || (!isOpaqueBelow(i) && kept(i) == Kept::Nothing))) {
-                askAhead<WhenBlending>(i, count, src, dst, clip, mask, secondMask);
-                for (const int end = std::min(i + group, inVectors); i < end; i += 8)
-                    store8(dst + i, Mode::blend(load8(src + i), load8(dst + i), covering.At(i)));
+            }
+            int end = endOf(i, [&](int k) { return !isOpaqueBelow(k) && kept(k) == Kept::Nothing; });
+            if (end == inGroups)
+                end = inVectors;
+            for (; i < end; i += 8) {
+                askAhead<WhenBlending, cacheLine>(i, count, src, dst, clip, mask, secondMask);
+                store8(dst + i, Mode::blend(load8(src + i), load8(dst + i), covering.At(i)));
             }
         }
         return i;
