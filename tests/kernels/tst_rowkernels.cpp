@@ -12,17 +12,6 @@ using kit::Line, kit::Picture, kit::Row, kit::fromModule;
 
 namespace {
 
-/// An accumulator of an application: what it derives from must not be taken for it.
-struct Inverted : OPRGBABlurAccumulator {
-    using OPRGBABlurAccumulator::Finalize;
-    using OPRGBABlurAccumulator::OPRGBABlurAccumulator;
-    void Finalize(OPRGBA32i &target) const override
-    {
-        OPRGBABlurAccumulator::Finalize(target);
-        target.word = ~target.word;
-    }
-};
-
 Taps randomTaps(int size, QRandomGenerator &random, bool symmetric)
 {
     Taps taps(static_cast<size_t>(size));
@@ -82,19 +71,6 @@ private Q_SLOTS:
             const BaseTransformation &base = any;
             base(reinterpret_cast<unsigned char *>(row.pixels()), blocks::flag);
             COMPARE_ROW(row, expected, QString("block %1").arg(block));
-        }
-    }
-
-    /// Each window summed by itself, by the accumulator's own arithmetic.
-    void slides()
-    {
-        for (const int radius : { 0, 1, 2, 5, 31, 50, 127, 128, 129, 300 }) {
-            checkSlide(OPRGBABlurAccumulator(radius));
-            checkSlide(OPRGBABlurAccumulatorPremul(radius));
-            checkSlide(OPAlphaBlurAccumulator(radius));
-            checkSlide(OPAlphaBlurAccumulatorWithInvert(radius));
-            checkSlide(OPAlphaBlurAccumulatorWithRGBColorize(radius, OPRGBA32i(0xFF8001FEu)));
-            checkSlide(Inverted(radius));
         }
     }
 
@@ -257,33 +233,6 @@ private Q_SLOTS:
     }
 
 private:
-    void checkSlide(OPRGBABlurAccumulatorBase &&accumulator)
-    {
-        const int radius = accumulator.GetRadius();
-        QRandomGenerator random = kit::random();
-        for (int length = 1; length <= 67; length += radius > 50 ? 6 : 1)
-            for (int offset = 0; offset < 8; ++offset) {
-                // At one end, at both ends, and among neighbours.
-                const int before = random.bounded(3) * random.bounded(radius + 3);
-                const int after = random.bounded(3) * random.bounded(radius + 3);
-                const int last = before + length - 1, readFirst = std::max(before - radius - 1, 0);
-                const int readLast = std::min(last + radius, last + after);
-                Row source(offset, readLast - readFirst + 1, random);
-                Row destination(7 - offset, length, random); // some accumulators keep its colours
-                Line expected(destination.pixels(), destination.pixels() + length);
-                for (int x = before; x <= last; ++x) {
-                    accumulator.Reset();
-                    for (int k = x - radius; k <= x + radius; ++k)
-                        accumulator.Add(source[qBound(readFirst, k, readLast) - readFirst]);
-                    accumulator.Finalize(expected[size_t(x - before)]);
-                }
-                m_slide(&accumulator, source.pixels(), destination.pixels(), readFirst, readLast, before, last, radius);
-                COMPARE_ROW(destination, expected,
-                    QString("%1, radius %2, length %3").arg(typeid(accumulator).name()).arg(radius).arg(length));
-                QVERIFY(source.isGuardIntact());
-            }
-    }
-
     /// Runs @p kernel over a line, by itself and by the module.
     template <class Kernel>
     void checkLineKernel(Kernel kernel, const QString &name)

@@ -27,6 +27,17 @@ Line lineOf(const QList<int> &alphas, bool grey)
     return line;
 }
 
+/// An accumulator of an application: what it derives from must not be taken for it.
+struct Inverted : OPRGBABlurAccumulator {
+    using OPRGBABlurAccumulator::Finalize;
+    using OPRGBABlurAccumulator::OPRGBABlurAccumulator;
+    void Finalize(OPRGBA32i &target) const override
+    {
+        OPRGBABlurAccumulator::Finalize(target);
+        target.word = ~target.word;
+    }
+};
+
 /// Whether @p kernel makes @p expected of @p alphas.
 template <class LineKernel>
 bool gives(LineKernel kernel, const QList<int> &alphas, const QList<int> &expected, bool grey = false)
@@ -329,8 +340,8 @@ private Q_SLOTS:
         filterLines(Picture::random(45, 37, 11), QRect());
         filterLines(Picture::random(50, 40, 12), QRect(20, 12, 9, 8));
         filterLines(Picture::random(40, 40, 13), QRect(-5, 30, 200, 200));
-        filterLines(Picture::random(1, 9, 14), QRect());
-        filterLines(Picture::random(9, 1, 15), QRect());
+        for (int side = 1; side <= 13; ++side)
+            filterLines(Picture::random(side, 14 - side, unsigned(side)), QRect());
         filterLines(Picture::random(9, 9, 16), QRect(9, 0, 5, 5)); // outside
         filterLines(Picture::random(150, 160, 17), QRect(7, 3, 139, 150)); // several blocks of columns and rows
     }
@@ -470,7 +481,7 @@ private:
                 formula(expected, lines);
             COMPARE_PICTURE(Picture::of(image), expected);
         };
-        for (const int radius : { 0, 3, 50 }) {
+        for (const int radius : { 0, 3, 50, 200 }) {
             const auto checkWindow = [&](const auto &window, auto byte) {
                 check([&](RGBA32iImage &image) { return slide(window, image, rect); },
                     [&](Picture &picture, Qt::Orientation lines) {
@@ -481,6 +492,7 @@ private:
                     });
             };
             checkWindow(OPRGBABlurAccumulator(radius), [](auto means, size_t c) { return means[c]; });
+            checkWindow(Inverted(radius), [](auto means, size_t c) { return 255 - means[c]; });
             checkWindow(OPAlphaBlurAccumulator(radius), [](auto means, size_t c) { return c == 3 ? means[3] : 0; });
             checkWindow(OPAlphaBlurAccumulatorWithInvert(radius),
                 [](auto means, size_t c) { return c == 3 ? 255 - means[3] : 0; });
