@@ -30,21 +30,20 @@ inline Planes transposedWords(const Planes &v)
         _mm256_unpacklo_epi64(bgHigh, raHigh), _mm256_unpackhi_epi64(bgHigh, raHigh) };
 }
 
-inline Planes deinterleaved(const unsigned char *pixels)
-{
+// Function objects, so that the templates below contain them; functions would be called through pointers.
+inline constexpr auto deinterleaved = [](const unsigned char *pixels) {
     return transposedWords({ transposedBytes(load(pixels)), transposedBytes(load(pixels + 32)),
         transposedBytes(load(pixels + 64)), transposedBytes(load(pixels + 96)) });
-}
+};
 
-inline void storeInterleaved(unsigned char *pixels, const Planes &planes)
-{
+inline constexpr auto storeInterleaved = [](unsigned char *pixels, const Planes &planes) {
     const __m256i bgLow = _mm256_unpacklo_epi8(planes.b, planes.g), bgHigh = _mm256_unpackhi_epi8(planes.b, planes.g);
     const __m256i raLow = _mm256_unpacklo_epi8(planes.r, planes.a), raHigh = _mm256_unpackhi_epi8(planes.r, planes.a);
     store(pixels, _mm256_unpacklo_epi16(bgLow, raLow));
     store(pixels + 32, _mm256_unpackhi_epi16(bgLow, raLow));
     store(pixels + 64, _mm256_unpacklo_epi16(bgHigh, raHigh));
     store(pixels + 96, _mm256_unpackhi_epi16(bgHigh, raHigh));
-}
+};
 
 /// @p table for each byte of @p count vectors.
 ///
