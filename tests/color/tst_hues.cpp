@@ -88,11 +88,29 @@ private Q_SLOTS:
                 QString::asprintf("%d %d %d %d", h, s, l, colorize),
                 [=](OPRGBA32i pixel) { return turned(pixel, h, s, l, colorize); });
         }
-        OPRGBA32i grey(0x12808080u);
-        OPHueSaturationTransformation()(grey);
-        QCOMPARE(grey, OPRGBA32i(0x12808080u));
-        OPHueSaturationTransformation(-1, 0, 0, false)(grey);
-        QCOMPARE(grey, OPRGBA32i(0xFF000000u));
+    }
+
+    /// By hand, and by index.
+    void singlePixels()
+    {
+        const auto check = [](auto adjustment, unsigned before, unsigned after) {
+            OPRGBA32i pixels[] = { before, before };
+            adjustment.SetProcessingBuffer(pixels);
+            static_cast<const BaseTransformation &>(adjustment)(1);
+            QCOMPARE(pixels[0], OPRGBA32i(before));
+            QCOMPARE(pixels[1], OPRGBA32i(after));
+        };
+        using Turn = OPIterativeHueSaturationTransformation;
+        check(Turn(), 0x12808080u, 0x12808080u);
+        check(Turn(-1, 0, 0, false), 0x12808080u, 0xFF000000u);
+        check(Turn(120, 0, 0, false), 0x12FF0000u, 0x1201FF01u); // of lightness 128, and 127 to either side
+        check(Turn(-1, 0, 0, false), 0x12FF0000u, 0x12808080u);
+        check(Turn(-2, 0, 0, false), 0x12FF0000u, 0xFF000000u);
+        // Of lightness 128 and saturation 100 of 255: 50 to either side.
+        check(OPIterativeColorizeTransformation(0xFFFF0000u, 100), 0x12C08040u, 0x12B24E4Eu);
+        check(OPIterativeColorizeTransformation(0xFFFF0000u, 0), 0x12C08040u, 0x12C08040u);
+        // Half way to white 227, 177, 127, which is hue 30 and saturation 163; then 64 to either side of 100.
+        check(KXIterative<OPTemperatureCorrection>(6500, 100, 0), 0x12C86400u, 0x12A46424u);
     }
 
     /// Nothing is said about refused hues.
