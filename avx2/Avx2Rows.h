@@ -25,13 +25,14 @@ struct Avx2Rows {
     /// Prefetches as many @p pixels of long rows, @p distance further on, where @p i is a multiple of them: in rows that
     /// several threads take in turn the processor does not fetch beyond a page by itself. Blending asks for one cache
     /// line at a time, as more of them at once wait for one another. Pixels that are only looked at go by faster and have
-    /// to be asked for earlier. Through a whole tile the processor keeps ahead by itself, and asking only costs time.
-    enum Distance { WhenBlending = 512, WhenLooking = 1024 };
+    /// to be asked for earlier. Through a whole tile the processor keeps ahead by itself, and asking only costs time,
+    /// unless its pixels are skipped.
+    enum Distance { WhenBlending = 512, WhenLooking = 1024, WhenSkippingTile = 2048 };
     static constexpr int wholeTile = RGBA32iImage::TileWidth * RGBA32iImage::TileHeight;
     template <Distance distance, int pixels, class... Pixels>
     static Q_ALWAYS_INLINE void askAhead(int i, int count, const Pixels *...rows)
     {
-        if (i % pixels == 0 && i + distance < count && count != wholeTile)
+        if (i % pixels == 0 && i + distance < count && (count == wholeTile) == (distance == WhenSkippingTile))
             ((rows ? memory::prefetch(rows + i + distance, pixels) : void()), ...);
     }
 
@@ -167,6 +168,11 @@ private:
         };
         int i = 0;
         while (i < inVectors) {
+            if (uncovered.bySource == Kept::All) // nothing to do but to look
+                for (; i < inGroups && isTransparentGroup(src + i); i += group) {
+                    askAhead<WhenLooking, group>(i, count, src);
+                    askAhead<WhenSkippingTile, group>(i, count, src);
+                }
             for (Kept what; i < inGroups && (what = kept(i)) != Kept::Nothing; i += group) {
                 askAhead<WhenLooking, group>(i, count, src, clip, mask, secondMask);
                 if (what != Kept::All)
