@@ -1,3 +1,4 @@
+#include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPHighPassProcessing.h"
@@ -71,6 +72,37 @@ void addHighPass(Suite &suite)
         [run] { run(70); });
 }
 
+/// Noise with a cache that it hits, and the making of a picture of noise.
+void addNoise(Suite &suite)
+{
+    static QReadWriteLock lock;
+    static RGBA32iImage uniform, gaussian;
+    const auto run = [] {
+        OPAddNoiseProcessing::AddNoiseData data;
+        data.image = image();
+        OPAddNoiseProcessing(cancel, lock, uniform, gaussian).run(data);
+    };
+    const std::string warm = "add noise, again";
+    suite.addRow(warm, { Column::Module, composeName(KXCompositionMode::SourceOver), 0.5 });
+    suite.addOurs(
+        warm, 9,
+        [run] {
+            if (uniform.Rect() != image().Rect())
+                run();
+            restore(image(), layer)();
+        },
+        run);
+    suite.addRow(noiseName, { Column::OpenCV, {}, 0.5 });
+    suite.addOurs(
+        noiseName, 5, [] {},
+        [] {
+            const OPUniformNoise noise(1);
+            OPRGBA32i *const first = image().Bits(), *const end = first + qptrdiff(pixels);
+            for (OPRGBA32i *p = first; p != end; p += noise.HasKernel() ? BaseTransformation::BlockLength : 1)
+                noise.HasKernel() ? noise(reinterpret_cast<unsigned char *>(p), false) : noise(*p);
+        });
+}
+
 /// How many times faster than OpenCV a Gaussian has to be.
 double goalOf(int sigma) { return sigma <= 1 ? 1 : sigma <= 5 ? 1.8 : sigma <= 20 ? 3 : 6; }
 
@@ -115,6 +147,7 @@ void addFilters(Suite &suite)
     suite.addRow(sharpenName, { Column::OpenCV, {}, 0.8 });
     add(suite, sharpenName, 9, &OPSharpenProcessing::run, [](auto &data) { data.params.amount = sharpenAmount; });
     addHighPass(suite);
+    addNoise(suite);
     const std::string smoothen = "smoothen";
     suite.addRow(smoothen, { Column::Module, gaussianName(1), 0.8 });
     add(suite, smoothen, 9, &OPSmoothenProcessing::run, [](auto &data) { data.params.amount = 255; });

@@ -83,6 +83,13 @@ void addOpenCV(Suite &suite)
     suite.addPeer(sharpenName, Column::OpenCV, 9, prepare, [=] {
         cv::sepFilter2D(picture(layer), result, CV_8U, taps, taps, cv::Point(-1, -1), 0, cv::BORDER_REPLICATE);
     });
+    suite.addPeer(
+        noiseName, Column::OpenCV, 5,
+        [=] {
+            prepare();
+            cv::setNumThreads(1);
+        },
+        [] { cv::randu(result, 0, 256); });
 }
 
 } // namespace bench

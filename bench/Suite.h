@@ -108,6 +108,7 @@ constexpr int gaussianSigmas[] = { 1, 5, 20, 100 };
 constexpr int boxRadii[] = { 5, 50 };
 constexpr int sharpenAmount = 150; ///< 1785ths
 constexpr char sharpenName[] = "sharpen";
+constexpr char noiseName[] = "uniform noise, one thread";
 std::string gaussianName(int sigma);
 std::string boxName(int radius);
 std::string composeName(KXCompositionMode mode);

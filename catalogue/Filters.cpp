@@ -1,5 +1,6 @@
 #include "Entries.h"
 
+#include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPHighPassProcessing.h"
@@ -17,7 +18,8 @@ constexpr char convolutionKernels[] =
 /// Of what convolves premultiplied pixels: on one processor nothing is premultiplied.
 constexpr auto premultiplies = needsFlat | needsTwoProcessors;
 
-/// With a cache of its own, empty at first.
+// Filters with caches of their own, empty at first.
+
 struct HighPassCache {
     QReadWriteLock lock;
     double radius = -1;
@@ -27,6 +29,18 @@ struct HighPass : private HighPassCache, public OPHighPassProcessing {
     explicit HighPass(const std::atomic<bool> &cancel)
         : OPHighPassProcessing(cancel, lock, radius, picture)
     {
+    }
+};
+
+struct NoiseCache {
+    QReadWriteLock lock;
+    RGBA32iImage uniform, gaussian;
+};
+struct AddNoise : private NoiseCache, public OPAddNoiseProcessing { // the same noise in every run
+    explicit AddNoise(const std::atomic<bool> &cancel)
+        : OPAddNoiseProcessing(cancel, lock, uniform, gaussian)
+    {
+        SetSeed(20240607);
     }
 };
 
@@ -50,6 +64,17 @@ std::vector<Operation> filters()
                 { { "radius", "pixels", "0 to 8191 and more", "the square's sides are twice that and one" } },
                 "the same for every radius: two running sums a channel and pixel", "LineHandlerAVX2", needsFlat },
             "KXBoxBlur 1.00000", { { "radius 5", { 5 } }, { "radius 0", { 0 } }, { "radius 200", { 200 } } }),
+        filter<AddNoise>(
+            { "Add noise", "OPAddNoiseProcessing", "Lays a picture of random pixels over the layer.",
+                { { "amount", "percent", "0 to 100", "opacity of the noise" },
+                    { "distribution", "", "0 or 1", "all values alike, or normally distributed around 255" },
+                    { "keepAlpha", "", "false or true", "whether the layer keeps its alpha" } },
+                "making the noise, some thirty times as long for the normal distribution; then a composition",
+                "MersenneTwisterAVX2, UniformNoiseAVX2, GaussianNoiseAVX2, BlendWithOpacityAVX2", {} },
+            "KXAddNoise 1.00000",
+            { { "amount 50", { 50, 0, true } }, { "amount 30, normal", { 30, 1, true } },
+                { "amount 100, with its alpha", { 100, 0, false } },
+                { "amount 250, normal, with its alpha", { 250, 7, false } } }),
         filter<HighPass>(
             { "High pass", "OPHighPassProcessing",
                 "Composes the layer minus its Gaussian blur, plus mid-grey, onto the layer.",

@@ -36,7 +36,8 @@
 ///
 /// Threads  Any number of runs may share a cache. The lock is held for reading while the kept radius is compared and
 ///          during the composition, for writing while the cache is set, and by turns during the making of a row of the
-///          picture. Whoever looks at the cache or sets it takes the lock too; nobody may hold it while he calls @c run.
+///          picture. Whoever looks at the cache or sets it takes the lock too; nobody may hold it while he calls
+///          @c run.
 /// Cancel   A cancelled run leaves the cache as it was and composes nothing: the image comes back as it came in.
 class KX_EXPORT OPHighPassProcessing : public OPAdjustmentProcessing {
 public:
@@ -67,13 +68,14 @@ public:
     ///
     /// Storage    The image must be flat: of a tiled one the blur reaches the rows only. **Its buffer, which the
     ///            caller's image shares, receives the result.**
-    /// Selection  The picture of details has the size of the selection, and its alpha; pixels around the selection count
-    ///            as neighbours. It is composed through the selection once more.
-    /// Memory     Where the cache misses a picture of the image's or the selection's size, which the cache keeps; with a
-    ///            selection also one of the selection and of what the blur reads around it.
-    /// Progress   Where the cache hits two steps. Otherwise one per row and column of the blurred rectangle, one per row
-    ///            of the picture, and a hundredth of these, at least one, for the composition. The last of them are set
-    ///            with @c SetProgress: the value is then that of the range, whatever earlier runs of the object reached.
+    /// Selection  The picture of details has the size of the selection, and its alpha; pixels around the selection
+    ///            count as neighbours. It is composed through the selection once more.
+    /// Memory     Where the cache misses a picture of the image's or the selection's size, which the cache keeps; with
+    ///            a selection also one of the selection and of what the blur reads around it.
+    /// Progress   Where the cache hits two steps. Otherwise one per row and column of the blurred rectangle, one per
+    ///            row of the picture, and a hundredth of these, at least one, for the composition. The last of them are
+    ///            set with @c SetProgress: the value is then that of the range, whatever earlier runs of the object
+    ///            reached.
     /// Errors     Needs the composition slots: @c loadAVX2Functions(true) must have been called, std::bad_function_call
     ///            otherwise. std::bad_alloc.
     RGBA32iImage run(HighPassData data);

@@ -10,8 +10,8 @@
 
 /// Smoothens a layer with three taps along rows, then along columns; colour counts by its alpha.
 ///
-/// Even an amount of 0 premultiplies and unpremultiplies the pixels, which shifts semi-transparent colours a little. The
-/// last row of the filtered rectangle is an exception; see @c KXIterativeConvolutionFast2D.
+/// Even an amount of 0 premultiplies and unpremultiplies the pixels, which shifts semi-transparent colours a little.
+/// The last row of the filtered rectangle is an exception; see @c KXIterativeConvolutionFast2D.
 ///
 /// @code
 /// const std::atomic<bool> cancel { false };

@@ -197,6 +197,8 @@ struct SourceOver {
     }
 
 private:
+    friend struct OpacityOver;
+
     template <class V>
     static V shownAlpha(V a, const PlainCoverage<V> &c)
     {
@@ -217,6 +219,29 @@ private:
         const auto mixed = perColour(
             s, d, c.lock ? d.a : ra, [&](V source, V dest) { return weightedWrapping(source, p, dest, q, divisor); });
         return zeroWhereUncovered(W, mixed, c);
+    }
+};
+
+/// The blend of @c OPBlend::OPSourceOver, no mode of a layer: SourceOver, but the source's alpha is scaled as in the other
+/// modes and so is 255 at most.
+struct OpacityOver {
+    static constexpr bool mixFits16Bits = true;
+    static constexpr Uncovered uncovered(bool) { return leavesVisible; }
+
+    template <class V>
+    static Pixel<V> blend(const Pixel<V> &s, const Pixel<V> &d, const PlainCoverage<V> &c)
+    {
+        return SourceOver::over(s, d, c.sourceAlpha(s.a), c);
+    }
+    template <class V>
+    static V alphaOnOpaque(V a, const PlainCoverage<V> &c)
+    {
+        return c.sourceAlpha(a);
+    }
+    template <class V>
+    static V mix(V s, V)
+    {
+        return s;
     }
 };
 

@@ -2,7 +2,10 @@
 
 #include "KXComposer.h"
 
+#include "compose/ModeTable.h"
 #include "pixels/Tiles.h"
+#include "support/Kernels.h"
+#include "support/ThreadSanitizer.h"
 
 #include "Area.h"
 
@@ -16,22 +19,46 @@ namespace filters {
 
 namespace {
 
+using Line = std::vector<OPRGBA32i>;
+
+kernels::Slot blendKernel { KX_SYMBOL(BlendWithOpacityAVX2) };
+
 /// The bounds of the selection where they lie on the layer, and around it.
 Area<InLayer> selected(const KXFilterData &data)
 {
     return Area<InSelection>(data.selectionRect).Moved<InLayer>(data.selectionOffset.x(), data.selectionOffset.y());
 }
 
+/// The row @p line of a stretch of rows of that length, by where the stretch begins in an image.
+struct RowOf {
+    const OPRGBA32i *operator()(const RGBA32iImage &image, const QPoint &start, Line &buffer) const
+    {
+        return rowOf(image, start.x(), start.y() + line, length, buffer);
+    }
+    void Write(RGBA32iImage &image, const QPoint &start, const OPRGBA32i *pixels) const
+    {
+        image.WriteRow(unsigned(start.y() + line), unsigned(start.x()), pixels, unsigned(length) * 4u);
+    }
+
+    int line, length;
+};
+
 /// A copy of @p area in storage of the same kind. @p image, which shares what it was copied from, loses its flat
-/// window: passes work on what tiles hold.
+/// window: passes work on what tiles hold. Large flat images are copied by as many workers as there are processors:
+/// most of the time goes into getting the memory.
 RGBA32iImage cutOut(RGBA32iImage image, const QRect &area)
 {
     image.ClearFlatWindow();
     RGBA32iImage cut(area.width(), area.height(), image.IsTiled());
-    std::vector<OPRGBA32i> buffer;
-    for (int y = 0; y < cut.Height(); ++y)
-        cut.WriteRow(
-            unsigned(y), 0, rowOf(image, area.x(), area.y() + y, cut.Width(), buffer), unsigned(cut.Width()) * 4u);
+    const bool isLarge = qint64(cut.Width()) * cut.Height() > 1 << 20;
+    const int count = image.IsTiled() || !isLarge ? workers::onCaller : workers::forConvolution(workers::hardware());
+    workers::forEachItem(count, 0, cut.Height(), [&] {
+        return [&, buffer = Line()](int y) mutable {
+            const RowOf of { y, cut.Width() };
+            of.Write(cut, QPoint(), of(image, area.topLeft(), buffer));
+            return true;
+        };
+    });
     return cut;
 }
 
@@ -55,7 +82,7 @@ struct Rows {
         }
     }
 
-    std::vector<OPRGBA32i> filtered, layer, selection, coverage;
+    Line filtered, layer, selection, coverage;
 };
 
 int saturated(qint64 v) { return int(std::clamp<qint64>(v, INT_MIN, INT_MAX)); }
@@ -76,6 +103,24 @@ RGBA32iImage newCanvas(const Area<InLayer> &area)
 }
 
 } // namespace
+
+CallersLock::CallersLock(QReadWriteLock &lock, Purpose purpose)
+    : m_lock(lock)
+{
+    const auto tryIt = [&] { return purpose == Reading ? lock.tryLockForRead() : lock.tryLockForWrite(); };
+    bool isLocked = false;
+    for (int attempt = 0; attempt < 1000 && !isLocked; ++attempt)
+        isLocked = tryIt();
+    if (!isLocked)
+        purpose == Reading ? lock.lockForRead() : lock.lockForWrite();
+    support::takeOver(&lock);
+}
+
+CallersLock::~CallersLock()
+{
+    support::handOver(&m_lock);
+    m_lock.unlock();
+}
 
 const OPRGBA32i *rowOf(const RGBA32iImage &image, int x, int y, int length, std::vector<OPRGBA32i> &buffer)
 {
@@ -111,41 +156,87 @@ Work Work::Copy(const KXFilterData &data, const Reach &reach)
     return { cutOut(data.image, read), written.translated(-read.topLeft()), read.topLeft() };
 }
 
-SelectionMerge::SelectionMerge(KXFilterData &data, const Work &work)
-    : m_layer(data.image)
-    , m_work(work.image)
-    , m_selection(data.selection)
+Overlap::Overlap(const KXFilterData &data, const QRect &part)
+    : isSelected(!data.selectionRect.isEmpty())
 {
+    const QRect inLayer = isSelected ? selected(data).Within(data.image.Rect()) : data.image.Rect();
+    layer = inLayer.topLeft();
+    picture = part.topLeft();
+    size = inLayer.size().boundedTo(part.size());
+    if (!isSelected)
+        return;
+    // Where the selection begins above or left of the layer, what lies there of it is passed over.
     const QPoint offset = data.selectionOffset;
-    const QRect inLayer = selected(data).Within(data.image.Rect());
-    // Where the selection begins above or left of the layer, what lies there of it is passed over. Each rectangle keeps
-    // its own corner, and all get the size that they have in common.
     const QRect inSelection =
         Area<InSelection>(data.selectionRect)
             .Moved(std::max<qint64>(-qint64(offset.x()), 0), std::max<qint64>(-qint64(offset.y()), 0))
             .Within(data.selection.Rect());
-    m_layerStart = inLayer.topLeft();
-    m_workStart = inLayer.topLeft() - work.origin;
-    m_selectionStart = inSelection.topLeft();
-    m_size = inLayer.size().boundedTo(inSelection.size());
+    selection = inSelection.topLeft();
+    size = size.boundedTo(inSelection.size());
+}
+
+SelectionMerge::SelectionMerge(KXFilterData &data, const Work &work)
+    : m_data(data)
+    , m_work(work.image)
+    , m_overlap(data, selected(data).Within(data.image.Rect()).translated(-work.origin))
+{
 }
 
 void SelectionMerge::Run(const std::atomic<bool> &cancel, const Progress &progress)
 {
     // Or else a row would make a tile, in which rows after it would not see what a window showed, and which another
     // worker might be reading.
-    pixels::makePrivate(m_layer, QRect(m_layerStart, m_size));
-    const int length = m_size.width();
+    pixels::makePrivate(m_data.image, QRect(m_overlap.layer, m_overlap.size));
     forEachRow(LineCount(), cancel, progress, [&] {
         return [&, rows = Rows()](int line) mutable {
-            const int x = m_layerStart.x(), y = m_layerStart.y() + line;
-            OPRGBA32i *const row = const_cast<OPRGBA32i *>(rowOf(m_layer, x, y, length, rows.layer));
-            rows.Merge(row, rowOf(m_work, m_workStart.x(), m_workStart.y() + line, length, rows.filtered),
-                rowOf(m_selection, m_selectionStart.x(), m_selectionStart.y() + line, length, rows.selection), length);
-            if (m_layer.IsTiled())
-                m_layer.WriteRow(unsigned(y), unsigned(x), row, unsigned(length) * 4u);
+            const RowOf of { line, m_overlap.size.width() };
+            OPRGBA32i *const row = const_cast<OPRGBA32i *>(of(m_data.image, m_overlap.layer, rows.layer));
+            rows.Merge(row, of(m_work, m_overlap.picture, rows.filtered),
+                of(m_data.selection, m_overlap.selection, rows.selection), of.length);
+            if (m_data.image.IsTiled())
+                of.Write(m_data.image, m_overlap.layer, row);
         };
     });
+}
+
+OpacityBlend::OpacityBlend(KXFilterData &data, const RGBA32iImage &picture, const QRect &part, int amountPercent,
+    Alpha alpha, QReadWriteLock &lock)
+    : m_data(data)
+    , m_picture(picture)
+    , m_overlap(data, part)
+    , m_opacity256(quint32(qint64(amountPercent) * 256 / 100))
+    , m_alpha(alpha)
+    , m_lock(lock)
+{
+    blendKernel.Bind();
+}
+
+void OpacityBlend::Run(const std::atomic<bool> &cancel, const Progress &progress)
+{
+    if (LineCount() == 0)
+        return;
+    pixels::makePrivate(m_data.image, QRect(m_overlap.layer, m_overlap.size)); // as for a merge
+    const int length = m_overlap.size.width();
+    const auto blend = [this, length](OPRGBA32i *lower, const OPRGBA32i *upper) {
+        const bool lockAlpha = m_alpha == Kept;
+        if (blendKernel)
+            blendKernel(upper, lower, length, m_opacity256, lockAlpha);
+        else
+            compose::PlainRows::row<compose::OpacityOver>(
+                { upper, lower, nullptr, nullptr, nullptr }, length, { m_opacity256, lockAlpha });
+    };
+    changeRows({ m_data.image, m_overlap.layer }, { m_picture, m_overlap.picture }, m_overlap.size, m_lock, cancel,
+        progress, [&] {
+            return [&, rows = Rows()](int line, OPRGBA32i *layer, const OPRGBA32i *picture) mutable {
+                if (!m_overlap.isSelected)
+                    return blend(layer, picture);
+                rows.filtered.assign(layer, layer + length);
+                blend(rows.filtered.data(), picture);
+                const RowOf of { line, length };
+                rows.Merge(
+                    layer, rows.filtered.data(), of(m_data.selection, m_overlap.selection, rows.selection), length);
+            };
+        });
 }
 
 KXIterativeConvolutionFast2D<RGBA32iImage> premultipliedConvolution(

@@ -3,12 +3,12 @@
 #include "KXIterativeConvolution.h"
 #include "OPAdjustmentProcessing.h"
 
-#include "support/ThreadSanitizer.h"
 #include "support/Workers.h"
 
 #include <QtCore/QReadWriteLock>
 
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <tuple>
 #include <utility>
@@ -88,7 +88,8 @@ struct Reach {
     int read; ///< how far around that they read, and one pixel more for a window that slides
 };
 
-/// Where the bounds of the selection lie on the layer, and around it. They are cut off 2^30 pixels away from its corner.
+/// Where the bounds of the selection lie on the layer, and around it. They are cut off 2^30 pixels away from the layer's
+/// corner.
 QRect selectedRect(const KXFilterData &data);
 
 /// What the passes of a filter work on: the layer itself, or a copy of a part of it.
@@ -129,28 +130,74 @@ void forEachRow(int count, const std::atomic<bool> &cancel, const Progress &prog
     });
 }
 
-/// A lock of the caller's, held for reading (QReadLocker) or for writing (QWriteLocker) while the object lives.
-template <class Locker>
-class Locked {
+/// A lock of the caller's, held for reading or for writing while the object lives.
+///
+/// It is tried for some microseconds before it is waited for: rows of a pass hold it for less, and a thread that sleeps
+/// takes longer to wake than to have its row.
+class CallersLock {
 public:
-    explicit Locked(QReadWriteLock &lock)
-        : m_lock(lock)
-        , m_locker(&lock)
-    {
-        support::takeOver(&m_lock);
-    }
-    ~Locked() { support::handOver(&m_lock); }
-    Q_DISABLE_COPY(Locked)
+    enum Purpose { Reading, Writing };
+
+    CallersLock(QReadWriteLock &lock, Purpose purpose);
+    ~CallersLock();
+    Q_DISABLE_COPY(CallersLock)
 
 private:
     QReadWriteLock &m_lock;
-    Locker m_locker;
 };
 
-using LockedForReading = Locked<QReadLocker>;
-using LockedForWriting = Locked<QWriteLocker>;
+/// Rows of an image that begin at @c start and go to the right.
+template <class Image>
+struct RowsOf {
+    Image &image;
+    QPoint start;
+};
+
+/// Changes rows of @p target by those of @p source, all of one length, behind a lock of the caller's. Each worker makes
+/// its function by @p makeChange and calls it as change(line, target row, source row).
+///
+/// A worker that is alone changes the rows of a flat image where they are, under the lock for writing. Several would
+/// then wait for one another: they copy rows under the lock for reading, change the copies, and write these under the
+/// lock for writing.
+template <class MakeChange>
+void changeRows(const RowsOf<RGBA32iImage> &target, const RowsOf<const RGBA32iImage> &source, const QSize &size,
+    QReadWriteLock &lock, const std::atomic<bool> &cancel, const Progress &progress, MakeChange makeChange)
+{
+    using Line = std::vector<OPRGBA32i>;
+    const bool inPlace = !target.image.IsTiled() && workers::forLines(workers::hardware()) == workers::onCaller;
+    const int x = target.start.x(), length = size.width();
+    forEachRow(size.height(), cancel, progress, [&] {
+        return [&, change = makeChange(), row = Line(), sourceRow = Line(), buffer = Line()](int line) mutable {
+            const int y = target.start.y() + line;
+            const auto from = [&] {
+                return rowOf(source.image, source.start.x(), source.start.y() + line, length, buffer);
+            };
+            if (inPlace) {
+                const CallersLock writing(lock, CallersLock::Writing);
+                change(line, target.image.Bits() + size_t(y) * size_t(target.image.Width()) + x, from());
+                return;
+            }
+            {
+                const CallersLock reading(lock, CallersLock::Reading);
+                const OPRGBA32i *const old = from();
+                sourceRow.assign(old, old + length);
+                const OPRGBA32i *const below = rowOf(target.image, x, y, length, buffer);
+                row.assign(below, below + length);
+            }
+            change(line, row.data(), sourceRow.data());
+            const CallersLock writing(lock, CallersLock::Writing);
+            target.image.WriteRow(unsigned(y), unsigned(x), row.data(), unsigned(length) * 4u);
+        };
+    });
+}
 
 /// A picture that the caller keeps between runs, behind a lock of his.
+///
+/// It is found under the lock for reading, and stored in one of two ways: under the lock for writing, or, by @c
+/// StoreAmongReaders, under the lock for reading. Then others may look at the same time; these are runs of the library,
+/// as whoever else looks at such a cache takes the lock for writing. So runs exclude one another by a mutex of the
+/// library's: whoever holds it is the only one that copies or sets the picture. It is held for the copy of the value
+/// alone, while the lock is held, and nothing is waited for meanwhile.
 class Cache {
 public:
     Cache(QReadWriteLock &lock, RGBA32iImage &picture)
@@ -163,7 +210,8 @@ public:
     template <class Fits>
     std::optional<RGBA32iImage> Find(Fits fits) const
     {
-        const LockedForReading reading(m_lock);
+        const CallersLock reading(m_lock, CallersLock::Reading);
+        const std::lock_guard<std::mutex> amongReaders(readers);
         return fits(m_picture) ? std::optional<RGBA32iImage>(m_picture) : std::nullopt;
     }
 
@@ -172,16 +220,40 @@ public:
     template <class Note>
     void Store(const FilterRun &run, const RGBA32iImage &picture, Note note) const
     {
-        const LockedForWriting writing(m_lock);
+        const CallersLock writing(m_lock, CallersLock::Writing);
         if (run.IsCancelled())
             return;
         m_picture = picture;
         note();
     }
 
+    /// Keeps @p picture, unless the run was cancelled, under the lock for reading.
+    void StoreAmongReaders(const FilterRun &run, RGBA32iImage picture) const
+    {
+        const CallersLock reading(m_lock, CallersLock::Reading);
+        const std::lock_guard<std::mutex> amongReaders(readers);
+        if (!run.IsCancelled())
+            std::swap(m_picture, picture); // the old one is let go of after the locks
+    }
+
 private:
+    static inline std::mutex readers;
+
     QReadWriteLock &m_lock;
     RGBA32iImage &m_picture;
+};
+
+/// Where a picture that was made of a layer is laid on it, through the selection where there is one. Each of the three
+/// has its own corner, and all of them the size that they have in common.
+struct Overlap {
+    /// @p picture: which part of the picture belongs to the part of the layer that is selected, or to all of the layer.
+    Overlap(const KXFilterData &data, const QRect &picture);
+
+    int LineCount() const { return size.isEmpty() ? 0 : size.height(); }
+
+    QPoint layer, picture, selection;
+    QSize size;
+    bool isSelected;
 };
 
 /// The last pass of a filter with a selection: moves each pixel of the layer to its filtered value by the selection's
@@ -191,15 +263,36 @@ public:
     /// Both are borrowed. @p work must hold what of the layer is selected.
     SelectionMerge(KXFilterData &data, const Work &work);
 
-    int LineCount() const { return m_size.isEmpty() ? 0 : m_size.height(); }
+    int LineCount() const { return m_overlap.LineCount(); }
     void Run(const std::atomic<bool> &cancel, const Progress &progress);
 
 private:
-    RGBA32iImage &m_layer;
+    KXFilterData &m_data;
     const RGBA32iImage &m_work;
-    const RGBA32iImage &m_selection;
-    QPoint m_layerStart, m_workStart, m_selectionStart;
-    QSize m_size;
+    const Overlap m_overlap;
+};
+
+/// The last pass of a filter that lays a picture over the layer with an opacity, as @c OPBlend::OPSourceOver does, and
+/// within the selection where there is one.
+class OpacityBlend {
+public:
+    enum Alpha { Kept, Blended };
+
+    /// The layer and the picture are borrowed, and so is a lock under which rows are read (for reading) and written
+    /// (for writing). Of the picture @p part belongs to what is selected, or to all of the layer.
+    OpacityBlend(KXFilterData &data, const RGBA32iImage &picture, const QRect &part, int amountPercent, Alpha alpha,
+        QReadWriteLock &lock);
+
+    int LineCount() const { return m_overlap.LineCount(); }
+    void Run(const std::atomic<bool> &cancel, const Progress &progress);
+
+private:
+    KXFilterData &m_data;
+    const RGBA32iImage &m_picture;
+    const Overlap m_overlap;
+    const quint32 m_opacity256;
+    const Alpha m_alpha;
+    QReadWriteLock &m_lock;
 };
 
 /// Runs a filter made of passes, in place where there is no selection, otherwise on a copy that is merged back, and

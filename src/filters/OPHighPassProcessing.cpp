@@ -9,6 +9,7 @@
 #include "ParamsStream.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -17,8 +18,8 @@ using Params = OPHighPassProcessing::Params;
 constexpr filters::ParamsStream stream("KXHighPass 1.00000", "high pass",
     { "src\\filters\\OPHighPassProcessing", 268, 254 }, &Params::radius, &Params::blendIndex, &Params::amount);
 
-/// Turns a blurred picture into what the blur took away: each colour becomes layer - blurred + 128, clamped. Alpha stays
-/// that of the blur.
+/// Turns a blurred picture into what the blur took away: each colour becomes layer - blurred + 128, clamped. Alpha
+/// stays that of the blur.
 class Details {
 public:
     /// The rows of @p rect of the work, which was blurred; all is borrowed.
@@ -34,33 +35,30 @@ public:
 
     void Run(const std::atomic<bool> &cancel, const filters::Progress &progress) const
     {
-        const int x = m_rect.x(), length = m_rect.width();
-        filters::forEachRow(LineCount(), cancel, progress, [&] {
-            using Line = std::vector<OPRGBA32i>;
-            return [=, details = Line(size_t(length)), original = Line(), blurred = Line()](int line) mutable {
-                const int y = m_rect.y() + line;
-                {
-                    const filters::LockedForReading reading(m_lock);
-                    const QPoint inLayer = QPoint(x, y) + m_work.origin;
-                    Subtract(filters::rowOf(m_layer, inLayer.x(), inLayer.y(), length, original),
-                        filters::rowOf(m_work.image, x, y, length, blurred), details.data(), length);
-                }
-                const filters::LockedForWriting writing(m_lock);
-                m_work.image.WriteRow(unsigned(y), unsigned(x), details.data(), unsigned(length) * 4u);
-            };
-        });
+        if (m_rect.isEmpty())
+            return;
+        const auto subtract = [length = m_rect.width()](int, OPRGBA32i *details, const OPRGBA32i *layer) {
+            for (int i = 0; i < length; i += chunk)
+                Subtract(details + i, layer + i, std::min(chunk, length - i));
+        };
+        filters::changeRows({ m_work.image, m_rect.topLeft() }, { m_layer, m_rect.topLeft() + m_work.origin },
+            m_rect.size(), m_lock, cancel, progress, [&] { return subtract; });
     }
 
 private:
-    static void Subtract(const OPRGBA32i *original, const OPRGBA32i *blurred, OPRGBA32i *details, int length)
+    static constexpr int chunk = 256;
+
+    static void Subtract(OPRGBA32i *details, const OPRGBA32i *layer, int count)
     {
-        const auto *const o = reinterpret_cast<const unsigned char *>(original);
-        const auto *const b = reinterpret_cast<const unsigned char *>(blurred);
-        auto *const d = reinterpret_cast<unsigned char *>(details);
-        for (int i = 0; i < length * 4; ++i) // alpha too: all bytes alike are what vectors do best
-            d[i] = static_cast<unsigned char>(arithmetic::clamp8(o[i] - b[i] + 128));
-        for (int i = 0; i < length; ++i)
-            details[i].word = (details[i].word & 0x00FFFFFFu) | (blurred[i].word & 0xFF000000u);
+        unsigned char differences[chunk * 4];
+        const auto *const l = reinterpret_cast<const unsigned char *>(layer);
+        const auto *const d = reinterpret_cast<const unsigned char *>(details);
+        for (int i = 0; i < count * 4; ++i) // alpha too: all bytes alike are what vectors do best
+            differences[i] = static_cast<unsigned char>(arithmetic::clamp8(l[i] - d[i] + 128));
+        OPRGBA32i colours[chunk];
+        std::memcpy(static_cast<void *>(colours), differences, size_t(count) * sizeof *colours);
+        for (int i = 0; i < count; ++i)
+            details[i].word = (details[i].word & 0xFF000000u) | (colours[i].word & 0x00FFFFFFu);
     }
 
     const RGBA32iImage &m_layer;
@@ -135,7 +133,7 @@ RGBA32iImage OPHighPassProcessing::run(HighPassData data)
     if (run.IsCancelled())
         return data.image;
     {
-        const filters::LockedForReading reading(m_lock);
+        const filters::CallersLock reading(m_lock, filters::CallersLock::Reading);
         const auto mode = IndexHPToCompositionMode(data.params.blendIndex);
         const double strength = data.params.amount * 0.01;
         if (isSelected)

@@ -5,6 +5,7 @@
 
 #include <string>
 #include <tuple>
+#include <type_traits>
 
 namespace filters {
 
@@ -15,7 +16,8 @@ struct StreamSource {
 };
 
 /// The declaration of a parameter stream: a signature, its ASCII bytes alone, then the fields with the stream's own
-/// operators, in whatever version, byte order and precision the caller has set. @c KX_FILTER_STREAM makes of it what
+/// operators, in whatever version, byte order and precision the caller has set; a bool goes as an int, of which 0 alone
+/// is false. @c KX_FILTER_STREAM makes of it what
 /// the filter's header declares.
 template <class Params, class... Field>
 class ParamsStream {
@@ -36,7 +38,7 @@ public:
     {
         if (!support::writeSignature(stream, m_signature))
             return false;
-        std::apply([&](auto... field) { (stream << ... << (params.*field)); }, m_fields);
+        std::apply([&](auto... field) { (WriteField(stream, params.*field), ...); }, m_fields);
         return stream.status() == QDataStream::Ok;
     }
 
@@ -46,7 +48,7 @@ public:
     {
         if (!support::readSignature(stream, m_signature))
             return false;
-        std::apply([&](auto... field) { (stream >> ... >> (params.*field)); }, m_fields);
+        std::apply([&](auto... field) { (ReadField(stream, params.*field), ...); }, m_fields);
         return stream.status() == QDataStream::Ok;
     }
 
@@ -69,6 +71,27 @@ public:
     }
 
 private:
+    template <class Value>
+    static void WriteField(QDataStream &stream, const Value &value)
+    {
+        if constexpr (std::is_same_v<Value, bool>)
+            stream << qint32(value);
+        else
+            stream << value;
+    }
+
+    template <class Value>
+    static void ReadField(QDataStream &stream, Value &value)
+    {
+        if constexpr (std::is_same_v<Value, bool>) {
+            qint32 number = 0;
+            stream >> number;
+            value = number != 0;
+        } else {
+            stream >> value;
+        }
+    }
+
     void Report(int line, const char *what) const
     {
         support::logLine({ m_source.path, line }, (std::string(what) + m_name + " data error.").c_str());

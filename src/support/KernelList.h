@@ -79,6 +79,14 @@ KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied, const unsigned 
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveColumns, unsigned *pixels, qptrdiff stride, int columns, int rows,
     const std::vector<short> &taps, int straightRows)
 
+// Noise. The first makes the next 624 words of a Mersenne Twister from its state, which moves on; the next two are
+// adjustments, as below. The last lays count pixels over others as OPBlend::OPSourceOver does.
+KX_KERNEL(MersenneTwisterAVX2, unsigned *state, unsigned *words)
+KX_KERNEL(UniformNoiseAVX2, const OPUniformNoise &self, unsigned char *pixels, bool flag)
+KX_KERNEL(GaussianNoiseAVX2, const OPGaussianNoise &self, unsigned char *pixels, bool flag)
+KX_KERNEL(
+    BlendWithOpacityAVX2, const OPRGBA32i *source, OPRGBA32i *destination, int count, unsigned opacity, bool lockAlpha)
+
 // Adjustments: one block of pixels each, as src/color/Blocks.h says. What a class hands over of itself comes first.
 KX_KERNEL(BlackAndWhiteTransformationAVX2, const OPBlackAndWhiteTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(BrightnessContrastTransformationAVX2, const OPBrightnessContrastTransformation &self, unsigned char *pixels,

@@ -17,6 +17,7 @@ class OPColorizeTransformation;
 class OPCurvesTransformation;
 class OPExposureTransformation;
 class OPGammaCorrectionTransformation;
+class OPGaussianNoise;
 class OPHueSaturationTransformation;
 class OPKernelBase;
 class OPLevelsTransformation;
@@ -25,6 +26,7 @@ class OPPosterizeTransformation;
 class OPTemperatureCorrection;
 class OPThresholdRGB32;
 class OPRGBABlurAccumulatorBase;
+class OPUniformNoise;
 class QImage;
 enum class KXCompositionMode : int;
 

@@ -6,6 +6,7 @@
 #include "KXIterativeConvolution.h"
 #include "KXSelectiveColorsTransformation.h"
 #include "KXWBTransformation.h"
+#include "OPAddNoiseProcessing.h"
 #include "OPBlackAndWhiteTransformation.h"
 #include "OPBrightnessContrastTransformation.h"
 #include "OPColorBalanceTransformation.h"
@@ -88,6 +89,15 @@ void convolveBoth()
     both.Run(cancel, nullptr);
 }
 
+void addNoise()
+{
+    QReadWriteLock lock;
+    RGBA32iImage uniform, gaussian;
+    OPAddNoiseProcessing::AddNoiseData data;
+    data.image = RGBA32iImage(129, 1, false); // a block and a pixel, which is drawn from the engine
+    OPAddNoiseProcessing(cancel, lock, uniform, gaussian).run(data);
+}
+
 template <class Handler, class Operation>
 void runHandler(const Operation &operation)
 {
@@ -160,6 +170,9 @@ const Use uses[] = {
     { { "KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied", "KXIterativeConvolutionFast1DAVX2Convolve",
           "KXIterativeConvolutionFast1DAVX2ConvolveColumns" },
         convolveBoth },
+    { { "UniformNoiseAVX2" }, [] { OPUniformNoise(1)(block, false); } },
+    { { "GaussianNoiseAVX2" }, [] { OPGaussianNoise(1)(block, false); } },
+    { { "MersenneTwisterAVX2", "UniformNoiseAVX2", "BlendWithOpacityAVX2" }, addNoise },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha()(block, false); } },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha().Apply(flat.Bits(), 1); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha()(block, false); } },

@@ -269,7 +269,7 @@ private:
     /// Every public class that is an adjustment or a filter has an entry.
     void everyClassIsListed()
     {
-        std::set<QString> listed { "KXTableTransformation" }; // a base
+        std::set<QString> listed { "KXTableTransformation", "KXNoise" }; // bases
         for (const Operation &operation : catalogue::operations())
             listed.insert(QString::fromStdString(operation.className).section("::", -1));
         const QRegularExpression declared("class KX_EXPORT (\\w+)(?: final)? : public "

@@ -1,8 +1,10 @@
 #include "KXBlur.h"
 #include "KXComposer.h"
 #include "KXIterativeConvolution.h"
+#include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
+#include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
 #include "OPSmoothenProcessing.h"
 
@@ -297,6 +299,20 @@ private Q_SLOTS:
             { "01020304", "04030201", "01020304" },
             { "[src\\filters\\OPSmoothenProcessing:168] Read smoothen data error.",
                 "[src\\filters\\OPSmoothenProcessing:154] Write smoothen data error." });
+
+        checkStreams(OPHighPassProcessing::Params { 1.5, 2, 0x01020304 }, "KXHighPass 1.00000",
+            "40240000000000000000000100000064",
+            { "3FF80000000000000000000201020304", "000000000000F83F0200000004030201", "3FC000000000000201020304" },
+            { "[src\\filters\\OPHighPassProcessing:268] Read high pass data error.",
+                "[src\\filters\\OPHighPassProcessing:254] Write high pass data error." });
+        checkStreams(OPAddNoiseProcessing::Params { 7, 0x01020304, false }, "KXAddNoise 1.00000",
+            "000000320000000000000001",
+            { "000000070102030400000000", "070000000403020100000000", "000000070102030400000000" },
+            { "[src\\filters\\OPAddNoiseProcessing:292] Read add noise data error.",
+                "[src\\filters\\OPAddNoiseProcessing:278] Write add noise data error." });
+        OPAddNoiseProcessing::Params noise { 0, 0, false };
+        QDataStream anyTruth("KXAddNoise 1.00000" + QByteArray::fromHex("0000000100000002FFFFFF00"));
+        QVERIFY(noise.Read(anyTruth) && noise.amount == 1 && noise.distribution == 2 && noise.keepAlpha);
 
         // Several fields, in order; the second one is cut off.
         const filters::ParamsStream stream("Pair", "pair", { "pair", 2, 1 }, &Pair::first, &Pair::second);

@@ -1,10 +1,13 @@
 #include "KXBlur.h"
 #include "KXComposer.h"
 #include "KXIterativeConvolution.h"
+#include "OPAddNoiseProcessing.h"
 #include "OPHighPassProcessing.h"
 
 #include "kit/Picture.h"
 
+#include <cmath>
+#include <random>
 #include <thread>
 
 using kit::Picture;
@@ -23,6 +26,28 @@ struct HighPass {
         OPHighPassProcessing filter(cancel, lock, radius, picture);
         QObject::connect(&filter, &OPHighPassProcessing::RangeChanged, [this](int, int most) { ranges << most; });
         QObject::connect(&filter, &OPHighPassProcessing::ProgressChanged, progress);
+        return filter.run(data);
+    }
+
+    QList<int> ranges;
+};
+
+struct SeededNoise : OPAddNoiseProcessing {
+    using OPAddNoiseProcessing::OPAddNoiseProcessing, OPAddNoiseProcessing::SetSeed;
+};
+
+struct AddNoise {
+    QReadWriteLock lock;
+    RGBA32iImage pictures[2]; ///< uniform, Gaussian
+
+    RGBA32iImage run(
+        const OPAddNoiseProcessing::AddNoiseData &data, quint32 seed = 1,
+        const std::atomic<bool> &cancel = kit::noCancel, const std::function<void(int)> &progress = [](int) {})
+    {
+        SeededNoise filter(cancel, lock, pictures[0], pictures[1]);
+        filter.SetSeed(seed);
+        QObject::connect(&filter, &SeededNoise::RangeChanged, [this](int, int most) { ranges << most; });
+        QObject::connect(&filter, &SeededNoise::ProgressChanged, progress);
         return filter.run(data);
     }
 
@@ -95,6 +120,62 @@ Picture composed(const KXFilterData &data, const RGBA32iImage &picture, KXCompos
         ComposeMaskOn(
             picture, picture.Rect(), mode, image, selected, strength, data.selection, data.selectionRect, false, false);
     return Picture::of(image);
+}
+
+using AddNoiseData = OPAddNoiseProcessing::AddNoiseData;
+
+/// Noise as the standard library draws it. Its polar method gives the two values of a pair in the other order.
+template <class Distribution>
+Picture noise(QSize size, quint32 seed, Distribution distribution, bool inPairs)
+{
+    std::mt19937 engine(seed);
+    Distribution red = distribution, green = distribution, blue = distribution, alpha = distribution;
+    Picture picture(size.width(), size.height());
+    for (OPRGBA32i &pixel : picture.pixels) {
+        const auto byte = [](double value) { return value < 0 ? 0 : value < 255 ? unsigned(value) : 255u; };
+        const unsigned r = byte(red(engine)), g = byte(green(engine)), b = byte(blue(engine)), a = byte(alpha(engine));
+        pixel = OPRGBA32i(a << 24 | r << 16 | g << 8 | b);
+    }
+    for (size_t i = 0; inPairs && i + 1 < picture.pixels.size(); i += 2)
+        std::swap(picture.pixels[i], picture.pixels[i + 1]);
+    return picture;
+}
+
+Picture uniformNoise(QSize size, quint32 seed)
+{
+    return noise(size, seed, std::uniform_int_distribution<int>(0, 255), false);
+}
+
+Picture gaussianNoise(QSize size, quint32 seed)
+{
+    return noise(size, seed, std::normal_distribution<double>(255.0, 255.0), true);
+}
+
+/// Noise over a layer: the mean of the colours by their alphas, then the selection's share of the way there.
+Picture noisy(const KXFilterData &data, const Picture &noise, const OPAddNoiseProcessing::Params &params)
+{
+    Picture result = Picture::of(data.image);
+    const Picture mask = Picture::of(data.selection);
+    const bool isSelected = !data.selectionRect.isEmpty();
+    const QRect area = isSelected ? selected & result.rect() : result.rect();
+    // Where the selection begins beside the layer its own rectangle is moved by as much as its offset.
+    const int maskX = selectionStart - std::min(data.selectionOffset.x(), 0);
+    for (int y = 0; y < area.height(); ++y)
+        for (int x = 0; x < area.width(); ++x) {
+            OPRGBA32i &pixel = result.at(area.x() + x, area.y() + y);
+            const OPRGBA32i n = noise.at(x, y), old = pixel;
+            const unsigned na = n.a * unsigned(params.amount * 256 / 100) / 256, rest = (255 - na) * old.a;
+            const unsigned alpha = (na * 255 + rest) / 255;
+            const OPRGBA32i blended = kit::pixelOf([&](int c) { // all 0 where nothing covers
+                const unsigned mean =
+                    (kit::channel(n, c) * na * 255 + kit::channel(old, c) * rest) / std::max(alpha * 255, 1u);
+                return c < 3 ? std::min(mean, 255u) : params.keepAlpha ? old.a : alpha;
+            });
+            const int m = isSelected ? mask.at(maskX + x, selectionStart + y).a : 255;
+            pixel = kit::pixelOf(
+                [&](int c) { return (kit::channel(blended, c) * m + kit::channel(old, c) * (255 - m)) / 255; });
+        }
+    return result;
 }
 
 } // namespace
@@ -203,6 +284,113 @@ private Q_SLOTS:
             thread.join();
         QCOMPARE(wrong.load(), 0);
         COMPARE_PICTURE(Picture::of(cache.picture), details(data, cache.radius));
+    }
+
+    void engine()
+    {
+        for (const quint32 seed : { 0u, 1u, 5489u, 0xFFFFFFFFu }) {
+            std::mt19937 expected(seed);
+            KXMersenneTwister words(seed);
+            for (int i = 0; i < 2000; ++i)
+                QCOMPARE(words(), quint32(expected()));
+        }
+    }
+
+    void noises()
+    {
+        for (const bool isSelected : { false, true })
+            for (const int distribution : { 0, 1, -3 })
+                for (const bool keepAlpha : { false, true }) {
+                    const KXFilterData data = head(isSelected);
+                    const QSize made = isSelected ? selected.size() : size;
+                    const int rows = isSelected ? 31 : size.height();
+                    const Picture expected = distribution == 0 ? uniformNoise(made, 9) : gaussianNoise(made, 9);
+                    AddNoise cache;
+                    for (const int amount : { 73, 100, 0 }) {
+                        const OPAddNoiseProcessing::Params params { amount, distribution, keepAlpha };
+                        const auto result = cache.run(with<AddNoiseData>(data, params), quint32(amount == 73 ? 9 : 8));
+                        COMPARE_PICTURE(Picture::of(result), noisy(data, expected, params));
+                        COMPARE_PICTURE(Picture::of(cache.pictures[distribution != 0]), expected);
+                        QVERIFY(cache.pictures[distribution == 0].Rect().isEmpty());
+                        QCOMPARE(cache.ranges.last(), amount == 73 ? made.height() + rows : rows);
+                    }
+                }
+    }
+
+    /// Against the distributions themselves.
+    void shares()
+    {
+        const QSize large(500, 400);
+        const double values = 4.0 * large.width() * large.height();
+        AddNoise cache;
+        KXFilterData data;
+        data.image = RGBA32iImage(large.width(), large.height(), false);
+        std::vector<int> counts[2] { std::vector<int>(256), std::vector<int>(256) };
+        for (const int distribution : { 0, 1 }) {
+            cache.run(with<AddNoiseData>(data, { 10, distribution, true }), kit::seed());
+            for (const OPRGBA32i pixel : Picture::of(cache.pictures[distribution]).pixels)
+                for (int c = 0; c < 4; ++c)
+                    ++counts[distribution][kit::channel(pixel, c)];
+        }
+        const auto isNear = [values](double count, double share) { // within six standard deviations
+            return std::abs(count - values * share) < 6 * std::sqrt(values * share * (1 - share));
+        };
+        const auto below = [](double value) { return std::erfc((255 - value) / 255 / std::sqrt(2.0)) / 2; };
+        for (int value = 0; value < 256; ++value) {
+            QVERIFY(isNear(counts[0][size_t(value)], 1 / 256.0));
+            const double share = value == 255 ? 0.5 : below(value + 1) - (value == 0 ? 0 : below(value));
+            QVERIFY2(isNear(counts[1][size_t(value)], share), qPrintable(QString::number(value)));
+        }
+    }
+
+    void noisesThatAreKept()
+    {
+        const KXFilterData all = head(false), part = head(true);
+        const OPAddNoiseProcessing::Params params { 50, 0, true };
+        AddNoise cache;
+        const int rows = size.height();
+        cache.run(with<AddNoiseData>(all, params), 1);
+        std::atomic<bool> cancel { false }; // in the last row that is made, of another size
+        const auto result = cache.run(with<AddNoiseData>(part, params), 2, cancel,
+            [&cancel](int value) { cancel = cancel || value == selected.height(); });
+        COMPARE_PICTURE(Picture::of(result), Picture::of(part.image));
+        COMPARE_PICTURE(Picture::of(cache.pictures[0]), uniformNoise(size, 1));
+        cache.run(with<AddNoiseData>(part, params), 2);
+        COMPARE_PICTURE(Picture::of(cache.pictures[0]), uniformNoise(selected.size(), 2));
+        QCOMPARE(cache.ranges, QList<int>({ 2 * rows, 50 + 31, 50 + 31 }));
+
+        // Without a seed it is the clock's.
+        const quint32 before = KXNoise::ClockSeed();
+        OPRGBA32i pixel;
+        OPUniformNoise()(pixel);
+        bool isFound = false;
+        for (quint32 seed = before, now = KXNoise::ClockSeed(); seed != now + 1; ++seed)
+            isFound = isFound || uniformNoise({ 1, 1 }, seed).at(0, 0) == pixel;
+        QVERIFY(isFound);
+    }
+
+    /// Runs of several threads on one cache: of two sizes, so that all of them store and find.
+    void noisesAtOnce()
+    {
+        AddNoise cache;
+        std::atomic<int> wrong { 0 };
+        std::vector<std::thread> threads;
+        for (const bool isSelected : { false, true, false })
+            threads.emplace_back([&, isSelected] {
+                const KXFilterData data = head(isSelected);
+                const OPAddNoiseProcessing::Params params { 60, 0, false };
+                const Picture expected = noisy(data, uniformNoise(isSelected ? selected.size() : size, 5), params);
+                for (int i = 0; i < 20; ++i) {
+                    SeededNoise filter(kit::noCancel, cache.lock, cache.pictures[0], cache.pictures[1]);
+                    filter.SetSeed(5);
+                    const auto result = filter.run(with<AddNoiseData>(data, params));
+                    wrong += kit::difference(Picture::of(result), expected).isEmpty() ? 0 : 1;
+                }
+            });
+        for (std::thread &thread : threads)
+            thread.join();
+        QCOMPARE(wrong.load(), 0);
+        COMPARE_PICTURE(Picture::of(cache.pictures[0]), uniformNoise(cache.pictures[0].Rect().size(), 5));
     }
 };
 
