@@ -2,6 +2,7 @@
 #include "../Sheet.h"
 
 #include <KXConverter.h>
+#include <KXWBTransformation.h>
 #include <OPCurvesTransformation.h>
 #include <OPHistogrammCalculator.h>
 #include <OPLevelsTransformation.h>
@@ -117,9 +118,10 @@ Sheet tonesSheet(const QImage &photo, const std::atomic<bool> &stop)
     constexpr int magnification = 6;
     const auto original = ConvertImage<QImage, RGBA32iImage>(cellOf(photo, magnification));
     Sheet sheet { "tones", "Histograms and curves",
-        "Automatic levels stretch what each channel makes use of to its whole range; a curve is drawn over the "
+        "Automatic levels stretch what each channel makes use of to its whole range, a white balance takes the colour "
+        "of the light off. A curve is drawn over the "
         "histogram of what it acts on.",
-        {}, {}, panel, 3 };
+        {}, {}, panel, 4 };
     const auto adjusted = [&](const char *name, const QString &details, const auto &adjustment) {
         RGBA32iImage image;
         original.CopyTo(image, false);
@@ -143,9 +145,11 @@ Sheet tonesSheet(const QImage &photo, const std::atomic<bool> &stop)
     const OPCurvesTransformation curve(curves, 100);
     sheet.cells << cell("The photo", original, panel);
     const RGBA32iImage levelled = adjusted("Automatic levels", "each channel by itself", automaticLevels(before));
+    const RGBA32iImage balanced = adjusted("White balance", "automatic, measured on the photo",
+        KXWBTransformation(original, KXWBTransformation::BalanceFunction::Auto, 100));
     adjusted("Curves", "one S for all channels", curve);
-    draw("Its histogram", drawn(before));
-    draw("Its histogram", drawn(Histogram(levelled)));
+    for (const RGBA32iImage &image : { original, levelled, balanced })
+        draw("Its histogram", drawn(Histogram(image)));
     QImage drawing = drawn(before);
     drawCurve(drawing, curves[0]);
     draw("The curve, over the histogram of the photo", drawing);
