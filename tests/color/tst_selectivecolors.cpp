@@ -77,9 +77,9 @@ private Q_SLOTS:
 
     void identities()
     {
-        QVERIFY(Selective().Params().isEmpty());
         List longer, shorter;
         longer.m_Params << SelectiveParams { 9, 9, 9, 9 };
+        QVERIFY(Selective().Params().isEmpty() && Selective(longer).Params().size() == 9);
 #ifdef QT_NO_DEBUG
         shorter.m_Params = { {}, {} };
 #endif
@@ -114,7 +114,7 @@ private Q_SLOTS:
                 for (float *const ink : { &inks.cyan, &inks.magenta, &inks.yellow, &inks.black })
                     *ink = random.bounded(int(share % 3) * 2 + 1) ? odd[random.bounded(8)]
                                                                   : float(random.bounded(-999, 999)) / 9;
-            list.m_Mode = share / 3 % 2 ? 1 : 0;
+            list.m_Mode = share / 3 % 2 ? int(share) - 20 : 0;
             const Selective selective(list);
             for (unsigned first = share * blocks::length; first < 1 << 24; first += shares * blocks::length) {
                 OPRGBA32i block[blocks::length], single[blocks::length];
