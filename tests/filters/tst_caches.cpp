@@ -197,7 +197,7 @@ private Q_SLOTS:
                 const QSize blurred = isSelected ? QSize(51 + int(radius), 31 + int(radius)) : size;
                 const int lines = blurred.width() + blurred.height() + (isSelected ? 31 : size.height());
                 for (const auto &[index, mode] : { std::pair(0, 0), { 1, 15 }, { 2, 21 }, { 3, 20 }, { 4, 0 } }) {
-                    int last = 0;
+                    std::atomic<int> last { 0 };
                     const auto result = cache.run(with<HighPassData>(data, { radius, index, 60 }), kit::noCancel,
                         [&last](int value) { last = value; });
                     COMPARE_PICTURE(
@@ -205,7 +205,7 @@ private Q_SLOTS:
                     COMPARE_PICTURE(Picture::of(cache.picture), expected);
                     QCOMPARE(cache.radius, radius);
                     QCOMPARE(cache.ranges.last(), index == 0 ? lines + lines / 100 : 2);
-                    QCOMPARE(last, cache.ranges.last());
+                    QCOMPARE(last.load(), cache.ranges.last());
                 }
             }
         }
