@@ -70,9 +70,7 @@ double hueOf(int r, int g, int b)
     const double d = most - std::min({ r, g, b });
     if (d == 0)
         return 0;
-    const double hue = most == r ? 60 * std::fmod((g - b) / d, 6)
-        : most == g              ? 60 * ((b - r) / d + 2)
-                                 : 60 * ((r - g) / d + 4);
+    const double hue = most == r ? 60 * ((g - b) / d) : most == g ? 60 * ((b - r) / d + 2) : 60 * ((r - g) / d + 4);
     return hue < 0 ? hue + 360 : hue;
 }
 
@@ -156,10 +154,10 @@ Chroma chromaOf(OPRGBA32i p)
 
 /// Whether (|V| + |U|) / (Y + 0.00001) is below 0.75, with Y = 0.587 g + 0.299 r + 0.114 b.
 ///
-/// In thousandths U, V and Y are whole numbers, and of them that asks whether 4 (|V| + |U|) <= 3 Y. Where the two sides
-/// are equal the quotient is 0.75 Y / (Y + 0.01), at least 2.9e-8 below 0.75; where the left one is larger, the quotient
-/// is at least 9e-7 above. The rounding of the quotient, of some 1e-14, does not decide. No number here reaches 2^24, so
-/// that single precision is exact.
+/// In thousandths U, V and Y are whole numbers, and of them that asks whether 4 (|V| + |U|) <= 3 Y. Where the two
+/// sides are equal, the quotient is 0.75 Y / (Y + 0.01), at least 2.9e-8 below 0.75; where the left one is larger, the
+/// quotient is at least 9e-7 above. Its rounding, of some 1e-14, does not decide. No number here reaches 2^24, so that
+/// single precision is exact.
 bool isNearlyGrey(OPRGBA32i p)
 {
     const float r = float(p.word >> 16 & 255), g = float(p.word >> 8 & 255), b = float(p.word & 255);
