@@ -91,10 +91,9 @@ inline Lane8 pixelsOf(const Hsl8 &color, Lane8 words)
     const Lane8 inPair = color.h - (sextant >> 1) * Lane8(120);
     const Lane8 fromMiddle = Lane8(30) - Lane8(_mm256_abs_epi32((inPair - Lane8(60)).v)); // the way, less 30
     const Lane8 numerator = color.l * Lane8(7650) + reach * fromMiddle + Lane8(3825);
-    // Their quotient by 7650, truncated: with the half more it is at least 0.5 / 7650 away from any integer, a 3.9
-    // millionth part of 256, and the product is off by at most two roundings of a 16.7 millionth part each.
-    const Float8 quotient = (toFloat(numerator) + splat(0.5f, numerator)) * splat(1 / 7650.0f, numerator);
-    Lane8 middle = truncateToLane(quotient);
+    // Divided by 7650 and truncated. In single precision 1 / 7650 is a little too large, so that multiples of 7650 lose
+    // nothing, and all other numbers are at least a 1.9 millionth part below the next one: too far to be rounded to it.
+    Lane8 middle = truncateToLane(toFloat(numerator) * splat(1 / 7650.0f, numerator));
     const Mask8 isTie = middle * Lane8(7650) == numerator;
     if (const int ties = _mm256_movemask_ps(_mm256_castsi256_ps(isTie.v)))
         middle = withTies(ties, color, sextant, middle);

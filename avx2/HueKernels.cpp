@@ -20,9 +20,6 @@ Lane8 all(int value) { return Lane8(quint32(value)); }
 __m256i most(const Planes &planes) { return _mm256_max_epu8(_mm256_max_epu8(planes.b, planes.g), planes.r); }
 __m256i least(const Planes &planes) { return _mm256_min_epu8(_mm256_min_epu8(planes.b, planes.g), planes.r); }
 
-/// The place on the circle of hues of a sum that is not below 0.
-int onCircle(int degrees) { return (degrees % 360 + 360) % 360; }
-
 /// What eight pixels shall become: a colour and the alpha of words.
 struct Wanted {
     hsl::Hsl8 color;
@@ -42,8 +39,8 @@ void makeBlock(unsigned char *pixels, Want want)
         vectors::store(pixels + bytes * i, hsl::pixelsOf(wanted[i].color, wanted[i].words).v);
 }
 
-/// Hue and saturation. @p hue makes of the hues of pixels, and of where these are grey, the sums and their places. What
-/// is refused becomes opaque black.
+/// Hue and saturation. @p hue makes of the hues of pixels, and of where these are grey, the sums and their places on the
+/// circle, which count where a sum is not below 0. What is refused becomes opaque black.
 template <class Hue>
 void turn(const OPHueSaturationTransformation &self, unsigned char *pixels, Hue hue)
 {
@@ -68,8 +65,8 @@ KXCORE_KERNEL void HueSaturationTransformationAVX2(
     const OPHueSaturationTransformation &self, unsigned char *pixels, bool)
 {
     const int hue = self.GetHue();
-    const Lane8 added = all(hue), turned = all(onCircle(hue));
-    const Lane8 placeOfGreys = all(onCircle(arithmetic::wrappingAdd(-1, hue)));
+    const Lane8 added = all(hue), turned = all(hue % 360);
+    const Lane8 placeOfGreys = all(arithmetic::wrappingAdd(-1, hue) % 360);
     if (self.IsColorizing())
         turn(self, pixels, [=](Lane8, Mask8) { return std::pair(added, turned); });
     else
