@@ -7,7 +7,7 @@
 
 #include <QtGui/QColor>
 
-#include <cmath>
+#include <utility>
 
 namespace {
 
@@ -117,6 +117,19 @@ private Q_SLOTS:
             }
     }
 
+    /// Its kernel gets the object and its hue and saturation.
+    void kernelOfColorize()
+    {
+        const OPColorizeTransformation toned(0xFFFF8000u, 100);
+        const auto check = [&toned](const auto &self, const auto &by, unsigned char *, bool flag) {
+            QCOMPARE(&self, &toned);
+            QVERIFY(flag && by.GetHue() == 30 && by.GetSaturation() == 100 && !by.GetLightness() && by.IsColorizing());
+        };
+        const auto kernel = std::exchange(OPColorizeTransformation::m_ColorizeTransformationAVX2, check);
+        toned(nullptr, true);
+        OPColorizeTransformation::m_ColorizeTransformationAVX2 = kernel;
+    }
+
     /// The kernels, over all colours; a debug build, which takes its time, tries some of them.
     void everyColour()
     {
@@ -139,10 +152,9 @@ private Q_SLOTS:
     void replace()
     {
         const OPRGBA32i from(0x80FF4000u), to(0x12345678u);
-        const std::tuple<unsigned, int, bool> cases[] = { { 0x80FF4000u, 0, true }, { 0x8AF54A0Au, 10, true },
-            { 0x76F5360Au, 10, true }, { 0x75F5360Au, 10, false }, { 0x76F4360Au, 10, false },
-            { 0x76F5350Au, 10, false }, { 0x76F5360Bu, 10, false }, { 0x00000000u, 254, false },
-            { 0xFF00FFFFu, 255, true }, { 0x80FF4000u, smallest, false }, { 0x00000000u, largest, true } };
+        const std::tuple<unsigned, int, bool> cases[] = { { 0x80FF4000, 0, true }, { 0x8AF54A0A, 10, true },
+            { 0x76F5360A, 10, true }, { 0x75F5360A, 10, false }, { 0x76F4360A, 10, false }, { 0x76F5350A, 10, false },
+            { 0x76F5360B, 10, false }, { 0, 254, false }, { 0, 255, true }, { 0x80FF4000, smallest, false } };
         for (const auto &[word, tolerance, isReplaced] : cases) {
             OPRGBA32i pixel(word);
             OPReplaceColorTransformation(from, to, tolerance)(pixel);
@@ -150,24 +162,17 @@ private Q_SLOTS:
         }
     }
 
-    /// Against the formula in double precision, where that is not close to an integer.
+    /// By the formulas in another program; most of these temperatures have a channel close to an integer.
     void colorsOfTemperatures()
     {
-        const auto color = OPTemperatureCorrection::GetTemperatureColor;
-        QCOMPARE(color(6500), OPRGBA32i(0xFFFFFFFFu));
-        QCOMPARE(color(smallest), color(1000));
-        QCOMPARE(color(largest), color(40000));
-        for (int kelvin = 1000; kelvin <= 40000; kelvin += 13) {
-            const double t = kelvin / 100.0, u = t - 60;
-            const double cold[] = { 255, 288.12216 * std::pow(u, -0.075514846), 329.69873 * std::pow(u, -0.13320476) };
-            const double blue = t <= 19 ? 0 : 138.51773 * std::log(t - 10) - 305.0448;
-            const double warm[] = { t >= 66 ? 255 : blue, 99.4708 * std::log(t) - 161.11957, 255 };
-            QCOMPARE(color(kelvin).a, static_cast<unsigned char>(255));
-            for (int c = 0; c < 3; ++c) {
-                const double value = qBound(0.0, (t > 66 ? cold : warm)[c], 255.0);
-                QVERIFY(std::abs(value - std::round(value)) < 1e-3 || kit::channel(color(kelvin), c) == int(value));
-            }
-        }
+        const std::pair<int, unsigned> cases[] = { { smallest, 0xFF4300 }, { 1000, 0xFF4300 }, { 1542, 0xFF6E00 },
+            { 1793, 0xFF7E00 }, { 1920, 0xFF8402 }, { 1931, 0xFF8504 }, { 2190, 0xFF9125 }, { 2905, 0xFFAD67 },
+            { 3151, 0xFFB677 }, { 3830, 0xFFC99E }, { 4476, 0xFFD9BA }, { 5031, 0xFFE4CE }, { 6499, 0xFFFEFA },
+            { 6500, 0xFFFFFF }, { 6550, 0xFFFEFB }, { 6600, 0xFFFFFF }, { 6601, 0xFFFBFF }, { 6655, 0xFFF9FF },
+            { 6752, 0xFCF7FF }, { 8351, 0xD8E3FF }, { 12591, 0xBCD1FF }, { 14305, 0xB7CEFF }, { 19819, 0xAAC6FF },
+            { 28764, 0xA0BFFF }, { 36624, 0x99BBFF }, { 36625, 0x99BAFF }, { 40000, 0x97B9FF }, { largest, 0x97B9FF } };
+        for (const auto &[kelvin, rgb] : cases)
+            QCOMPARE(OPTemperatureCorrection::GetTemperatureColor(kelvin), OPRGBA32i(0xFF000000u | rgb));
     }
 
     void temperature()
