@@ -166,8 +166,8 @@ private Q_SLOTS:
     void colorsOfTemperatures()
     {
         const std::pair<int, unsigned> cases[] = { { smallest, 0xFF4300 }, { 1000, 0xFF4300 }, { 1542, 0xFF6E00 },
-            { 1793, 0xFF7E00 }, { 1920, 0xFF8402 }, { 1931, 0xFF8504 }, { 2190, 0xFF9125 }, { 2905, 0xFFAD67 },
-            { 3151, 0xFFB677 }, { 3830, 0xFFC99E }, { 4476, 0xFFD9BA }, { 5031, 0xFFE4CE }, { 6499, 0xFFFEFA },
+            { 1793, 0xFF7E00 }, { 1920, 0xFF8402 }, { 1931, 0xFF8504 }, { 2190, 0xFF9125 }, { 3151, 0xFFB677 },
+            { 3830, 0xFFC99E }, { 4343, 0xFFD5B5 }, { 4476, 0xFFD9BA }, { 5031, 0xFFE4CE }, { 6499, 0xFFFEFA },
             { 6500, 0xFFFFFF }, { 6550, 0xFFFEFB }, { 6600, 0xFFFFFF }, { 6601, 0xFFFBFF }, { 6655, 0xFFF9FF },
             { 6752, 0xFCF7FF }, { 8351, 0xD8E3FF }, { 12591, 0xBCD1FF }, { 14305, 0xB7CEFF }, { 19819, 0xAAC6FF },
             { 28764, 0xA0BFFF }, { 36624, 0x99BBFF }, { 36625, 0x99BAFF }, { 40000, 0x97B9FF }, { largest, 0x97B9FF } };
