@@ -329,6 +329,8 @@ private Q_SLOTS:
             QCOMPARE(after(threshold, pixel), OPRGBA32i(0x40FFFFFFu));
             threshold.SetLevel(luminance + 1);
             QCOMPARE(after(threshold, pixel), OPRGBA32i(0x40000000u));
+            threshold.SetLevel(luminance);
+            QCOMPARE(after(threshold, pixel), OPRGBA32i(0x40FFFFFFu));
         }
     }
 
