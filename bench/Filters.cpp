@@ -4,6 +4,7 @@
 #include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
 #include "OPSmoothenProcessing.h"
+#include "OPVignetteProcessing.h"
 
 #include "Scene.h"
 #include "Suite.h"
@@ -151,6 +152,9 @@ void addFilters(Suite &suite)
     const std::string smoothen = "smoothen";
     suite.addRow(smoothen, { Column::Module, gaussianName(1), 0.8 });
     add(suite, smoothen, 9, &OPSmoothenProcessing::run, [](auto &data) { data.params.amount = 255; });
+    const std::string vignette = "parabolic vignette";
+    suite.addRow(vignette, { Column::Plain, {}, 4 });
+    add(suite, vignette, 9, &OPVignetteProcessing::run, [](auto &data) { data.params.falloff = 400; });
 }
 
 } // namespace bench

@@ -5,6 +5,7 @@
 #include "OPTransformImageColors.h"
 
 #include <QtCore/QObject>
+#include <QtCore/QThreadPool>
 
 #include <type_traits>
 #include <utility>
@@ -19,6 +20,7 @@ std::vector<Operation> selectiveColors();
 std::vector<Operation> whiteBalance();
 std::vector<Operation> profileAdjustments();
 std::vector<Operation> alphaAdjustments();
+std::vector<Operation> vignettes();
 std::vector<Operation> filters();
 
 constexpr auto threeLoads = "three loads from tables a pixel, whatever the parameters"; // a cost
@@ -49,12 +51,14 @@ Operation adjustment(About about, std::vector<Choice<std::function<Transformatio
         variant.run = [make, dependsOnPosition](const Input &input, const Watch &watch) {
             RGBA32iImage image = input.image;
             watch.range(image.Height());
-            if (dependsOnPosition)
+            if (dependsOnPosition) {
                 OPPixelIterativeTransformImageColors<Transformation>(
                     make(), &image, image.Rect(), watch.cancel, watch.step)();
-            else
+                QThreadPool::globalInstance()->waitForDone(); // over tiles it runs on by itself, and needs the image
+            } else {
                 OPIterativeTransformImageColors<Transformation>(
                     make(), &image, image.Rect(), watch.cancel, watch.step)();
+            }
             return image;
         };
         operation.variants.push_back(std::move(variant));

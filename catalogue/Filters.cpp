@@ -6,6 +6,7 @@
 #include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
 #include "OPSmoothenProcessing.h"
+#include "OPVignetteProcessing.h"
 
 namespace catalogue {
 
@@ -44,7 +45,38 @@ struct AddNoise : private NoiseCache, public OPAddNoiseProcessing { // the same 
     }
 };
 
+// The stages of the vignette. Their centre lies where the tests of the catalogue have pixels on all sides of it.
+
+template <class Stage>
+Operation vignette(
+    const std::string &name, const std::string &className, const std::string &summary, const std::string &kernel)
+{
+    return adjustment<Stage>(
+        { name, className, summary,
+            { { "centreX, centreY", "pixels", "any", "the centre of the ellipse, and its semi-axes" },
+                { "end", "", "0 to 1", "the share of itself that a pixel keeps at the falloff" },
+                { "falloff", "pixels", "from 1 on", "distance from the ellipse" },
+                { "color", "", "any, its alpha does not count", "what pixels are moved to" } },
+            "three divisions and two square roots a pixel that is not well inside the ellipse", kernel,
+            keepsAlpha | dependsOnPosition },
+        { { "at (700, 500)", [] { return Stage(700, 500, 0.2, 400, OPRGBA32i(0xFF204060u)); } },
+            { "halves of pixels", [] { return Stage(1200.5, 999.5, 0.5, 900, OPRGBA32i(0xFFFFFFFFu)); } },
+            { "falloff 0", [] { return Stage(900, 40, 1, 0, OPRGBA32i(0xFF80FF00u)); } },
+            { "end 1.5", [] { return Stage(60.25, 1400, 1.5, 800, OPRGBA32i(0xFF808080u)); } } });
+}
+
 } // namespace
+
+std::vector<Operation> vignettes()
+{
+    return {
+        vignette<OPVignetteProcessing::Linear>("Linear vignette", "OPVignetteProcessing::Linear",
+            "Moves pixels beyond an ellipse to a color, the more the further away, along a straight line.",
+            "LinearAVX2"),
+        vignette<OPVignetteProcessing::Parabolic>("Parabolic vignette", "OPVignetteProcessing::Parabolic",
+            "Moves pixels beyond an ellipse to a color, the more the further away, along a parabola.", "ParabolicAVX2"),
+    };
+}
 
 std::vector<Operation> filters()
 {
@@ -100,6 +132,19 @@ std::vector<Operation> filters()
                     "how much a neighbour counts" } },
                 "six multiplications a channel and pixel", convolutionKernels, premultiplies },
             "KXSmoothen 1.00000", { { "amount 255", { 255 } }, { "amount 0", { 0 } }, { "amount 100", { 100 } } }),
+        filter<OPVignetteProcessing>(
+            { "Vignette", "OPVignetteProcessing",
+                "Moves pixels beyond the ellipse that the layer's edges touch to a color.",
+                { { "falloff", "pixels", "from 1 on", "distance from the ellipse at which the amount is reached" },
+                    { "amount", "percent", "0 to 100", "how far pixels are moved there" },
+                    { "shape", "", "0 or 1", "along a straight line, or a parabola" },
+                    { "color", "", "any, its alpha does not count", "what pixels are moved to" } },
+                "three divisions and two square roots a pixel that is not well inside the ellipse",
+                "PixelTransformIterativeVectorProcess, LinearAVX2, ParabolicAVX2", keepsAlpha | needsTwoProcessors },
+            "KXVignette 1.00001",
+            { { "parabolic", { 40, 80, Qt::black, 1 } }, { "linear", { 60, 100, QColor(200, 30, 90), 0 } },
+                { "falloff 0, amount 0", { 0, 0, QColor(), 0 } },
+                { "amount -50", { -30, -50, QColor::fromHsv(20, 90, 200), 1 } } }),
     };
 }
 

