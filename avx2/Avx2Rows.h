@@ -22,11 +22,11 @@ struct Avx2Rows {
         return read && written > read && written < read + count;
     }
 
-    /// Prefetches as many @p pixels of long rows, @p distance further on, where @p i is a multiple of them: in rows that
-    /// several threads take in turn the processor does not fetch beyond a page by itself. Blending asks for one cache
-    /// line at a time, as more of them at once wait for one another. Pixels that are only looked at go by faster and have
-    /// to be asked for earlier. Through a whole tile the processor keeps ahead by itself, and asking only costs time,
-    /// unless its pixels are skipped.
+    /// Prefetches as many @p pixels of long rows, @p distance further on, where @p i is a multiple of them: in rows
+    /// that several threads take in turn the processor does not fetch beyond a page by itself. Blending asks for one
+    /// cache line at a time, as more of them at once wait for one another. Pixels that are only looked at go by faster
+    /// and have to be asked for earlier. Through a whole tile the processor keeps ahead by itself, and asking only
+    /// costs time, unless its pixels are skipped.
     enum Distance { WhenBlending = 512, WhenLooking = 1024, WhenSkippingTile = 2048 };
     static constexpr int wholeTile = RGBA32iImage::TileWidth * RGBA32iImage::TileHeight;
     template <Distance distance, int pixels, class... Pixels>

@@ -67,14 +67,21 @@ private:
     const int *m_halvesDown = reinterpret_cast<const int *>(color::halvesDown().data());
 };
 
-/// What became of eight pixels.
-struct Made {
-    Lane8 words;
-    Mask8 isTie; ///< where the middle channel is half of a byte: the pixel is to be made one by one, by doubles
-};
+/// @p middle with the channels in between of the lanes @p ties, one bit for each, as QColor's doubles round them.
+inline Lane8 withTies(int ties, const Hsl8 &color, Lane8 sextant, Lane8 middle)
+{
+    alignas(32) int h[8], s[8], l[8], sextants[8], middles[8];
+    const auto store = [](int *to, Lane8 lanes) { _mm256_store_si256(reinterpret_cast<__m256i *>(to), lanes.v); };
+    store(h, color.h), store(s, color.s), store(l, color.l), store(sextants, sextant), store(middles, middle);
+    for (; ties; ties &= ties - 1) {
+        const int i = __builtin_ctz(unsigned(ties));
+        middles[i] = color::middleOfHsl({ h[i], s[i], l[i] }, sextants[i]);
+    }
+    return _mm256_load_si256(reinterpret_cast<const __m256i *>(middles));
+}
 
 /// Pixels of HSL, with the alpha of @p words; the form of color::pixelOf.
-inline Made pixelsOf(const Hsl8 &color, Lane8 words)
+inline Lane8 pixelsOf(const Hsl8 &color, Lane8 words)
 {
     const Lane8 reach = min(color.l, Lane8(255) - color.l) * color.s, distance = div255(reach + Lane8(127));
     const Lane8 most = color.l + distance, least = color.l - distance;
@@ -84,10 +91,12 @@ inline Made pixelsOf(const Hsl8 &color, Lane8 words)
     const Lane8 inPair = color.h - (sextant >> 1) * Lane8(120);
     const Lane8 fromMiddle = Lane8(30) - Lane8(_mm256_abs_epi32((inPair - Lane8(60)).v)); // the way, less 30
     const Lane8 numerator = color.l * Lane8(7650) + reach * fromMiddle + Lane8(3825);
-    // Their quotient by 7650, truncated: with the half more it is at least 0.5 / 7650 away from any integer, a 3.9
-    // millionth part of 256, and the product is off by at most two roundings of a 16.7 millionth part each.
-    const Float8 quotient = (toFloat(numerator) + splat(0.5f, numerator)) * splat(1 / 7650.0f, numerator);
-    const Lane8 middle = truncateToLane(quotient);
+    // Divided by 7650 and truncated. In single precision 1 / 7650 is a little too large, so that multiples of 7650 lose
+    // nothing, and all other numbers are at least a 1.9 millionth part below the next one: too far to be rounded to it.
+    Lane8 middle = truncateToLane(toFloat(numerator) * splat(1 / 7650.0f, numerator));
+    const Mask8 isTie = middle * Lane8(7650) == numerator;
+    if (const int ties = _mm256_movemask_ps(_mm256_castsi256_ps(isTie.v)))
+        middle = withTies(ties, color, sextant, middle);
 
     // Where the smallest (0), the middle (1) and the largest (2) channel go, by sextants; alpha (3) stays. Greys, whose
     // sextant may be anything, keep theirs too.
@@ -96,8 +105,7 @@ inline Made pixelsOf(const Hsl8 &color, Lane8 words)
     const __m256i lanes =
         _mm256_setr_epi32(0, 0x04040404, 0x08080808, 0x0C0C0C0C, 0, 0x04040404, 0x08080808, 0x0C0C0C0C);
     const Lane8 sorted = least | (middle << 8) | (most << 16) | (words & Lane8(0xFF000000u));
-    return { _mm256_shuffle_epi8(sorted.v, (entry(places, sextant) | Lane8(lanes)).v),
-        middle * Lane8(7650) == numerator };
+    return _mm256_shuffle_epi8(sorted.v, (entry(places, sextant) | Lane8(lanes)).v);
 }
 
 } // namespace hsl

@@ -20,53 +20,32 @@ Lane8 all(int value) { return Lane8(quint32(value)); }
 __m256i most(const Planes &planes) { return _mm256_max_epu8(_mm256_max_epu8(planes.b, planes.g), planes.r); }
 __m256i least(const Planes &planes) { return _mm256_min_epu8(_mm256_min_epu8(planes.b, planes.g), planes.r); }
 
-/// The place on the circle of hues of a sum that is not below 0.
-int onCircle(int degrees) { return (degrees % 360 + 360) % 360; }
-
-/// A pixel through the form for one pixel.
-void oneByOne(const BaseTransformation &plain, unsigned char *pixel)
-{
-    OPRGBA32i value;
-    std::memcpy(&value.word, pixel, sizeof value.word);
-    plain(value);
-    std::memcpy(pixel, &value.word, sizeof value.word);
-}
-
 /// What eight pixels shall become: a colour and the alpha of words.
 struct Wanted {
     hsl::Hsl8 color;
     Lane8 words;
 };
 
-/// Makes each eight pixels of a block what @p want says for their offset in bytes. A pixel whose middle channel is half
-/// of a byte stays as it was until @p plain makes it. To read colours and to make pixels are loops of their own: chains
-/// of dependent steps overlap better where they are short.
+/// Makes each eight pixels of a block what @p want says for their offset in bytes. To read colours and to make pixels
+/// are loops of their own: chains of dependent steps overlap better where they are short.
 template <class Want>
-void makeBlock(const BaseTransformation &plain, unsigned char *pixels, Want want)
+void makeBlock(unsigned char *pixels, Want want)
 {
     constexpr int count = blocks::length / 8, bytes = 32;
     Wanted wanted[count];
     for (int i = 0; i < count; ++i)
         wanted[i] = want(bytes * i);
-    int ties[count], anyTies = 0;
-    for (int i = 0; i < count; ++i) {
-        const auto [words, isTie] = hsl::pixelsOf(wanted[i].color, wanted[i].words);
-        vectors::store(pixels + bytes * i, select(isTie, wanted[i].words, words).v);
-        ties[i] = _mm256_movemask_ps(_mm256_castsi256_ps(isTie.v));
-        anyTies |= ties[i];
-    }
-    for (int i = 0; anyTies && i < count; ++i)
-        for (int lanes = ties[i]; lanes; lanes &= lanes - 1)
-            oneByOne(plain, pixels + bytes * i + 4 * __builtin_ctz(unsigned(lanes)));
+    for (int i = 0; i < count; ++i)
+        vectors::store(pixels + bytes * i, hsl::pixelsOf(wanted[i].color, wanted[i].words).v);
 }
 
-/// Hue and saturation. @p hue makes of the hues of pixels, and of where these are grey, the sums and their places. What
-/// is refused becomes opaque black.
+/// Hue and saturation. @p hue makes of the hues of pixels, and of where these are grey, the sums and their places on the
+/// circle, which count where a sum is not below 0. What is refused becomes opaque black.
 template <class Hue>
 void turn(const OPHueSaturationTransformation &self, unsigned char *pixels, Hue hue)
 {
     const Lane8 saturation = all(self.GetSaturation()), lightness = all(self.GetLightness());
-    makeBlock(self, pixels, [=, read = hsl::Reader()](int at) -> Wanted {
+    makeBlock(pixels, [=, read = hsl::Reader()](int at) -> Wanted {
         const Lane8 words = vectors::load(pixels + at);
         const hsl::Read color = read(words);
         const auto [sum, place] = hue(color.h, color.isGrey);
@@ -86,8 +65,8 @@ KXCORE_KERNEL void HueSaturationTransformationAVX2(
     const OPHueSaturationTransformation &self, unsigned char *pixels, bool)
 {
     const int hue = self.GetHue();
-    const Lane8 added = all(hue), turned = all(onCircle(hue));
-    const Lane8 placeOfGreys = all(onCircle(arithmetic::wrappingAdd(-1, hue)));
+    const Lane8 added = all(hue), turned = all(hue % 360);
+    const Lane8 placeOfGreys = all(arithmetic::wrappingAdd(-1, hue) % 360);
     if (self.IsColorizing())
         turn(self, pixels, [=](Lane8, Mask8) { return std::pair(added, turned); });
     else
@@ -104,7 +83,7 @@ KXCORE_KERNEL void TemperatureCorrectionAVX2(const OPTemperatureCorrection &self
         const __m256i lightness = _mm256_avg_epu8(most(before), least(before));
         vectors::storeInterleaved(mixed + (at - pixels), { found.b, found.g, found.r, lightness });
     });
-    makeBlock(self, pixels, [&mixed, pixels, read = hsl::Reader()](int at) -> Wanted {
+    makeBlock(pixels, [&mixed, pixels, read = hsl::Reader()](int at) -> Wanted {
         const Lane8 words = vectors::load(mixed + at);
         const hsl::Read color = read(words);
         return { { color.h, color.s, words >> 24 }, Lane8(vectors::load(pixels + at)) };
@@ -146,8 +125,12 @@ KXCORE_KERNEL void ColorizeTransformationAVX2(
 {
     const int share = self.GetAmount();
     if (share < 0 || share > OPColorizeTransformation::whole) { // which no dialog offers
-        for (int i = 0; i < blocks::length; ++i)
-            oneByOne(self, pixels + 4 * i);
+        for (unsigned char *const end = pixels + 4 * blocks::length; pixels != end; pixels += 4) {
+            OPRGBA32i pixel;
+            std::memcpy(&pixel.word, pixels, sizeof pixel.word);
+            self(pixel);
+            std::memcpy(pixels, &pixel.word, sizeof pixel.word);
+        }
         return;
     }
     const auto greys = [](const unsigned char *at) -> Planes {

@@ -5,6 +5,7 @@
 #include "KXKernels.h"
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 // The one-dimensional kernels, each over one whole line.
@@ -84,44 +85,51 @@ void blurAlpha(OPGaussianAlpha1D &kernel, int length)
         kernel(i);
 }
 
-/// v = centre * (2 * amount + 1785) - (left + right) * amount + 765 in 32 bits that wrap, then v / 1785 clamped to
-/// bytes. Here v is clamped first, to what gives 0 to 255 and is below 2^19. There trunc((v + 0.5f) * (1.0f / 1785)) is
-/// the exact quotient: its roundings are off by less than 256 * 2^-23, and (v + 0.5) / 1785 is at least 0.5 / 1785 away
-/// from any integer, which is more.
+constexpr int largestAmount = 57000;
+
+/// Sixteen channels: c + (amount * d + 765) / 1785, rounded down, where d = 2 * c - l - r lies within 510 of 0. That is
+/// the kernel's quotient wherever it is not clamped; below zero the kernel rounds up, and both are clamped to 0.
+///
+/// With K = 1024 * amount / 1785, rounded, d * K / 1024 is less than 0.25 away from d * amount / 1785. Rounded down it
+/// is therefore the quotient or 1 less: 765 / 1785 is 0.43, and 0.43 - 0.25 > 0, 0.43 + 0.25 < 1. What remains of the
+/// dividend, from 0 to 2 * 1785 - 1, tells which. Up to the largest amount K and all quotients fit 16 bits; products
+/// wrap, and their difference is right.
+__m256i sharpened(__m256i l, __m256i c, __m256i r, __m256i amount, __m256i perThousand)
+{
+    const __m256i d = _mm256_sub_epi16(_mm256_add_epi16(c, c), _mm256_add_epi16(l, r));
+    const __m256i low = _mm256_mulhi_epi16(_mm256_slli_epi16(d, 6), perThousand);
+    const __m256i dividend = _mm256_add_epi16(_mm256_mullo_epi16(d, amount), _mm256_set1_epi16(765));
+    const __m256i rest = _mm256_sub_epi16(dividend, _mm256_mullo_epi16(low, _mm256_set1_epi16(1785)));
+    const __m256i isOneMore = _mm256_cmpgt_epi16(rest, _mm256_set1_epi16(1784));
+    return _mm256_adds_epi16(c, _mm256_sub_epi16(low, isOneMore));
+}
+
 void sharpen(OPSimpleSharpenKernel1D &kernel, int length)
 {
-    const int offset = kernel.SourceOffset();
+    const int offset = kernel.SourceOffset(), amount = kernel.Amount();
     const OPRGBA32i *const source = kernel.Source()->data() + offset;
     OPRGBA32i *const out = kernel.Destination()->data();
-    if (kernel.Amount() == 0) {
+    if (amount == 0) {
         std::copy_n(source, length, out);
         return;
     }
-    const __m256i amount = _mm256_set1_epi32(kernel.Amount());
-    const __m256i centreFactor = _mm256_add_epi32(_mm256_set1_epi32(kernel.DoubleAmount()), _mm256_set1_epi32(1785));
-    const __m256 reciprocal = _mm256_set1_ps(1.0f / 1785);
-    const auto load2 = [](const OPRGBA32i *p) {
-        return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)));
-    };
-    const auto two = [&](const OPRGBA32i *p) {
-        const __m256i sides = _mm256_add_epi32(load2(p - 1), load2(p + 1));
-        const __m256i product =
-            _mm256_sub_epi32(_mm256_mullo_epi32(load2(p), centreFactor), _mm256_mullo_epi32(sides, amount));
-        __m256i v = _mm256_add_epi32(product, _mm256_set1_epi32(765));
-        v = _mm256_max_epi32(_mm256_min_epi32(v, _mm256_set1_epi32(256 * 1785 - 1)), _mm256_setzero_si256());
-        const __m256 halfUp = _mm256_add_ps(_mm256_cvtepi32_ps(v), _mm256_set1_ps(0.5f));
-        return _mm256_cvttps_epi32(_mm256_mul_ps(halfUp, reciprocal));
-    };
+    if (amount < -largestAmount || amount > largestAmount)
+        return runPlain(kernel, length);
+    const __m256i zero = _mm256_setzero_si256(), factor = _mm256_set1_epi16(short(amount));
+    const __m256i perThousand = _mm256_set1_epi16(short(std::lround(amount * (1024 / 1785.0))));
     // Pixels whose neighbours all lie in the line; the others are left to the kernel itself.
     const int first = std::clamp(1 - offset, 0, length), last = std::min(length, kernel.LastIndex() - offset);
     int i = 0;
     for (; i < first; ++i)
         kernel(i);
-    for (; i + 4 <= last; i += 4) {
-        const __m256i words = _mm256_packs_epi32(two(source + i), two(source + i + 2)); // pixels 0 2 | 1 3
-        const __m256i bytes = _mm256_packus_epi16(words, words);
-        const __m128i pixels = _mm_unpacklo_epi32(_mm256_castsi256_si128(bytes), _mm256_extracti128_si256(bytes, 1));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + i), pixels);
+    for (; i + 8 <= last; i += 8) {
+        const __m256i l = vectors::load(source + i - 1), c = vectors::load(source + i),
+                      r = vectors::load(source + i + 1);
+        const __m256i low = sharpened(_mm256_unpacklo_epi8(l, zero), _mm256_unpacklo_epi8(c, zero),
+            _mm256_unpacklo_epi8(r, zero), factor, perThousand);
+        const __m256i high = sharpened(_mm256_unpackhi_epi8(l, zero), _mm256_unpackhi_epi8(c, zero),
+            _mm256_unpackhi_epi8(r, zero), factor, perThousand);
+        vectors::store(out + i, _mm256_packus_epi16(low, high));
     }
     for (; i < length; ++i)
         kernel(i);

@@ -14,8 +14,8 @@
 /// places, each times the change of the taps there: out[i + 1] - out[i] = sum of (k[m - 1] - k[m]) * x[i + m].
 class Staircase {
 public:
-    /// The places are looked for only where a line of @p length pixels may be done sooner with them. With more taps than
-    /// a chunk takes, a short one may be too: the only other form is the library's own.
+    /// The places are looked for only where a line of @p length pixels may be done sooner with them. With more taps
+    /// than a chunk takes, a short one may be too: the only other form is the library's own.
     Staircase(const std::vector<short> &taps, unsigned length)
         : m_taps(taps)
         , m_isFlat(taps.size() >= 64 && length >= (taps.size() > chunks::maxTaps ? 32 : 256))

@@ -40,8 +40,8 @@ struct Goal {
 
 /// A second table, for what is measured on several kinds of pictures: a line for each operation.
 struct Sheet {
-    /// The times of one implementation on one kind of pictures. Column::Module stands for ours, with what was reached of
-    /// the goal behind it.
+    /// The times of one implementation on one kind of pictures. Column::Module stands for ours, with what was reached
+    /// of the goal behind it.
     struct Times {
         const char *head;
         const char *pictures;

@@ -9,11 +9,11 @@
 /// entry in Modes.cpp, Filters.cpp or the file of a family of adjustments. The catalogue uses the public headers alone
 /// and is not installed.
 ///
-/// Some things are no entry, because they are none of the three kinds, or are one already; tests of their own hold them.
-/// OPColorTransformStack and OPRGBA32ColorProfileTransform apply adjustments to images by rules that differ from the
-/// walks'; what they do to a pixel is an entry of its own. ComposeSource, ComposeAlphaDarken and ComposeDualBrush take
-/// neither a mode nor an opacity as the modes do. The runEx of a filter makes an image of another size, by the same
-/// passes as run.
+/// Some things are no entry, because they are none of the three kinds, or are one already; tests of their own hold
+/// them. OPColorTransformStack and OPRGBA32ColorProfileTransform apply adjustments to images by rules that differ from
+/// the walks'; what they do to a pixel is an entry of its own. ComposeSource, ComposeAlphaDarken and ComposeDualBrush
+/// take neither a mode nor an opacity as the modes do. The runEx of a filter makes an image of another size, by the
+/// same passes as run.
 
 #include "KXBlend.h"
 #include "OPAdjustmentProcessing.h"

@@ -14,6 +14,8 @@
 #include "OPThresholdRGB32.h"
 #include "OPTintRGB32.h"
 
+#include <limits>
+
 namespace catalogue {
 
 namespace {
@@ -150,7 +152,7 @@ std::vector<Operation> toneAdjustments()
                 "three multiplications and a division a pixel; none of the latter by the kernel", "ThresholdAVX2",
                 keepsAlpha },
             { { "level 110", [] { return OPThresholdRGB32(110); } },
-                { "level 256", [] { return OPThresholdRGB32(256); } },
+                { "the largest level", [] { return OPThresholdRGB32(std::numeric_limits<int>::max()); } },
                 { "not set", [] { return OPThresholdRGB32(); } } }),
         adjustment<OPDesaturateTransformation>(
             { "Desaturate", "OPDesaturateTransformation", "Takes the colour away and keeps the lightness of HSL.", {},

@@ -40,18 +40,21 @@
 /// A range lowers red by cyan, green by magenta and blue by yellow, and all of them by black. As fractions, the two
 /// inks p and k that act on a channel are worth (1 + p) * (1 + k) - 1, times
 /// - **relative** (mode 0): the ink that the colour has there already, which is 1 minus the channel. **A channel of 255
-///   has none and does not move**, whatever the inks are.
+///   has none and does not move**, with inks of either sign.
 /// - **absolute** (any other mode): 1.
 ///
 /// Each range by itself moves a channel to 0 or to 255 at most; that times its weight is what it adds, and the sum is
 /// limited to 0 and 255 and rounded. Parameters beyond 100 per cent are not limited. Where the arithmetic gives no
-/// number, as with a NaN, the channel becomes 0.
+/// number, as with a NaN, or an infinite ink that meets a factor of 0, the channel becomes 0.
 ///
 /// Cost     Up to four ranges a pixel and three channels each. Parameters of 0 are not faster than others. Copies share
 ///          the records.
 class KX_EXPORT KXSelectiveColorsTransformation : public BaseTransformation {
 public:
+    /// How many ranges there are, in every object.
     static constexpr int RangeCount = SelectiveParamsList::Blacks + 1;
+
+    /// A number for each range, by @c SelectiveParamsList::Range.
     using PerRange = std::array<float, RangeCount>;
 
     /// Leaves every pixel as it is.

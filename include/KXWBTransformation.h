@@ -113,7 +113,8 @@ public:
         return m_Tables[size_t(function)];
     }
 
-    /// The kernel of the class: that of the object made last.
+    /// The kernel of the class: that of the object made last, whatever an application has put here before. A copy of
+    /// this function object goes on following too.
     static std::function<void(const KXWBTransformation &, unsigned char *, bool)> m_WhiteBalanceTransformationAVX2;
     /// "WhiteBalanceOverExposureAVX2"
     static std::function<void(const KXWBTransformation &, unsigned char *, bool)> m_WhiteBalanceOverExposureAVX2;

@@ -25,17 +25,7 @@
 /// QVector<QPoint> curves[4] = { bent, straight, straight, straight };
 /// const OPCurvesTransformation contrast(curves, 100);
 /// @endcode
-/// A widget draws the master from the same points, in a square of 256 pixels with y upwards:
-/// @code
-/// QVector<double> cubic, quadratic, linear;
-/// OPCurvesTransformation::BuildSplineParts(curves[0], cubic, quadratic, linear);
-/// QPolygon line;
-/// for (int x = 0; x < 256; ++x) {
-///     const int y = OPCurvesTransformation::SplineValue(x, curves[0], cubic, quadratic, linear);
-///     line << QPoint(x, 255 - qBound(0, y, 255));
-/// }
-/// painter.drawPolyline(line);
-/// @endcode
+/// A widget draws one curve by @c BuildSplineParts, once, and @c SplineValue at each x from 0 to 255, cut at 0 and 255.
 /// What becomes of a channel along both of its curves, with the amount, is in @c Tables.
 ///
 /// Surprising, and intended:
@@ -46,8 +36,9 @@
 ///   continues, with its slope and its bend; the value of the end point is not held. A curve that is drawn from 64 to
 ///   192 alone mostly ends in black and white on both sides. Whoever wants the ends held adds points.
 /// - **Points whose x does not increase make stairs** of the whole curve, all of it: from each point on to the next one
-///   the value is the y of the point, and beyond the last but one it is the y of that one. Of two points with one x the
-///   later one counts, but for the first two, where it is the earlier.
+///   the value is the y of the point, and beyond the last but one it is the y of that one. Where two points have the
+///   same x the later one counts from there on; but the first point counts up to its x whatever follows, and the last
+///   one never counts.
 /// - A curve may swing beyond 0 and 255 between its points. It is cut there, and so before the master acts on it.
 class KX_EXPORT OPCurvesTransformation : public KXTableTransformation {
 public:
@@ -69,9 +60,9 @@ public:
         const QVector<QPoint> &points, QVector<double> &cubic, QVector<double> &quadratic, QVector<double> &linear);
 
     /// The value at @p x of the curve that @c BuildSplineParts computed: with t the distance from the point at which
-    /// the piece begins, ((cubic * t + quadratic) * t + linear) * t + y + 0.5, truncated. Above
-    /// zero that rounds; below, the sum is truncated upwards, so that -3 gives -2. It is not cut at 0 and 255. Without
-    /// parts it is 0.
+    /// the piece begins, ((cubic * t + quadratic) * t + linear) * t + y + 0.5, truncated. Above zero that rounds;
+    /// below, the sum is truncated upwards, so that -3 gives -2. It is not cut at 0 and 255. Without parts it is 0;
+    /// otherwise there must be as many of each as there are points.
     static int SplineValue(int x, const QVector<QPoint> &points, const QVector<double> &cubic,
         const QVector<double> &quadratic, const QVector<double> &linear);
 

@@ -13,7 +13,6 @@
 /// Counts how often each value of red, green and blue occurs among the pixels that it is called with, and how often
 /// each value occurs in any of the three. From that @c Threshold tells which range of tones a picture makes use of.
 ///
-/// Automatic levels spread that range over the whole one:
 /// @code
 /// int red[256] = {}, green[256] = {}, blue[256] = {}, all[256] = {};
 /// OPHistogrammCalculator count;
@@ -21,18 +20,11 @@
 /// for (int i = 0; i < photo.Width() * photo.Height(); ++i)
 ///     count(photo.Bits()[i]);
 /// const std::vector<int> used = OPHistogrammCalculator::Threshold(all);
-///
-/// int input[4][2] = { { used[0], used[1] }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
-/// int output[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
-/// double gammas[4] = { 1, 1, 1, 1 };
-/// const OPLevelsTransformation levels(input, output, gammas, 100);
-///
-/// OPColorEnhancerTransformation enhancer; // whose amount follows a slider
-/// enhancer.SetLevels(levels);
-/// enhancer.SetAmountData(50);
 /// @endcode
-/// Here all channels are stretched alike and colours stay; the ranges of @c red, @c green and @c blue each for its own
-/// channel, in the other rows of @c input, take a veil of one colour off as well.
+/// Automatic levels spread that range over the whole one. With @c used as the master's input of an
+/// OPLevelsTransformation all channels are stretched alike and colours stay; the ranges of @c red, @c green and
+/// @c blue, each as the input of its own channel, take a veil of one colour off as well. An
+/// OPColorEnhancerTransformation fades such levels as a slider moves.
 ///
 /// Owner    The arrays are the caller's, 256 counters each, and are not cleared here. A copy counts into the same ones,
 ///          but under a lock of its own: only one of the two may be used at a time.
@@ -51,11 +43,11 @@ public:
     void operator()(const OPRGBA32i &pixel) const;
 
     /// The ends {low, high} of the tones in @p histogram, of 256 bins, without the outer 0.1 per cent on each side: low
-    /// is the last value such that those up to it are no more than that, and high the first one from which on they are.
-    /// So both lie outside of what is left, except at 0 and 255. A range of less than 16 is widened to 16 around its
-    /// middle, or as near to it as 0 and 255 allow. Counters are added up in 64 bits.
+    /// is the last value such that it and all below it are no more than that, and high the first one such that it and
+    /// all above it are. So both lie just outside of what is left, except at 0 and 255. A range of less than 16 is
+    /// widened to 16 around its middle, or as near to it as 0 and 255 allow. Counters are added up in 64 bits.
     ///
-    /// **An empty histogram gives {255, 0}**, which levels would make an all but black and white picture of: ask
+    /// **An empty histogram gives {255, 0}**, which as the input of levels makes all values below 255 black: ask
     /// whether there are pixels.
     static std::vector<int> Threshold(int *histogram);
 

@@ -27,8 +27,7 @@
 ///   makes middle tones lighter. A channel's gamma is truncated to a whole number before and after the division: from
 ///   1 to below 2 it does nothing, from 2 on every p is 255, and below 1 every p is 0 but that of 255. A dialog offers
 ///   one gamma, the master's, and passes 1 for the others.
-/// - **Levels that seem to do nothing do something**: with the whole range everywhere, gammas of 1 and an amount of
-/// 100,
+/// - **Levels that seem to do nothing do something**: with the whole range everywhere, gammas of 1 and an amount of 100
 ///   the values 33, 37, 41, 45, 49, 53, 57, 61, 66, 74, 82, 90, 98, 106, 114, 122, 132, 148, 164, 180, 196, 212, 228
 ///   and 244 lose 1. Only the default constructor and an amount of 0 leave every pixel as it is.
 /// - An output whose low end is the larger one inverts the channel.

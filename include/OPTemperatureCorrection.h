@@ -20,7 +20,7 @@
 /// - An amount of 0 is none either: most colours change by a step, and some by up to five, on their way to HSL and
 ///   back.
 ///
-/// Cost     Three loads from tables, three divisions and a lookup in a table of 8 kB a pixel. Objects are of 800 bytes
+/// Cost     Three loads from tables, three divisions and a look-up in a table of 8 kB a pixel. Objects are of 800 bytes
 ///          and copied as such.
 class KX_EXPORT OPTemperatureCorrection : public BaseTransformation {
 public:

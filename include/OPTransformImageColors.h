@@ -27,8 +27,8 @@
 ///          "[include/OPTransformImageColors:line] ..." and thrown on, once all workers have ended; the other workers
 ///          finish the rows that remain. A QImage that shares its pixels stays as it is where there is no memory for
 ///          pixels of its own, and std::bad_alloc leaves.
-/// Cost     A virtual call per pixel (per row for a KXCMSTransform) and a look at the tile table per tile and row;
-///          nothing is allocated per row.
+/// Cost     A virtual call per pixel, or, for a KXCMSTransform and for the library's cheapest adjustments, per row or
+///          none; and a look at the tile table per tile and row. Nothing is allocated per row.
 
 #include "BaseTransformation.h"
 #include "KXGlobal.h"

@@ -41,5 +41,5 @@ struct KX_EXPORT SelectiveParamsList {
 
     QList<SelectiveParams> m_Params; ///< by @c Range
     int m_Mode = 0; ///< 0 relative, anything else absolute
-    int m_Count = Blacks + 1; ///< how many ranges there are, and how many records @c Read takes; always 9
+    int m_Count = Blacks + 1; ///< how many ranges there are, and how many records @c Read takes: leave it at 9
 };

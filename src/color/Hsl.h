@@ -74,21 +74,18 @@ inline Hsl hslOf(OPRGBA32i pixel)
         (sum + 1 - isDown) / 2 };
 }
 
-/// The channel at @p third (1 for red, 0 for green, -1 for blue) as QColor computes it.
-inline int channelOfHsl(Hsl color, int third)
+/// The channel between the largest and the smallest one as QColor computes it, for a hue that is no multiple of 60. @p
+/// sextant is the hue by 60, truncated.
+inline int middleOfHsl(Hsl color, int sextant)
 {
     const double h = color.h * 100 / 36000., s = color.s * 257 / 65535.0, l = color.l * 257 / 65535.0;
     const double upper = l < 0.5 ? l * (1.0 + s) : l + s - l * s, lower = 2.0 * l - upper;
-    double position = third > 0 ? h + 1.0 / 3.0 : third == 0 ? h : h - 1.0 / 3.0;
-    if (position < 0.0)
-        position += 1.0;
-    else if (position > 1.0)
-        position -= 1.0;
-    const double value = position * 6.0 < 1.0 ? lower + (upper - lower) * (position * 6.0)
-        : position * 2.0 < 1.0                ? upper
-        : position * 3.0 < 2.0                ? lower + (upper - lower) * (2.0 / 3.0 - position) * 6.0
-                                              : lower;
-    return byteOfFraction(value);
+    // QColor looks at the hue for green, a third of the circle further for red, and a third back for blue; these are
+    // the channels in between by turns. In this form only the place of the red of blue hues lies beyond the circle.
+    constexpr double thirds[] = { 0, 1.0 / 3.0, -(1.0 / 3.0), 0, 1.0 / 3.0, -(1.0 / 3.0) };
+    const double position = h + thirds[sextant] - (sextant == 4);
+    return byteOfFraction(sextant % 2 == 0 ? lower + (upper - lower) * (position * 6.0)
+                                           : lower + (upper - lower) * (2.0 / 3.0 - position) * 6.0);
 }
 
 /// The pixel of a colour, for saturation and lightness in 0..255. A hue of -1 is a grey, one of 360 and more goes
@@ -113,7 +110,7 @@ inline OPRGBA32i pixelOf(Hsl color, unsigned char alpha)
     const int numerator = 7650 * color.l + reach * (way - 30) + 3825;
     auto middle = static_cast<unsigned char>(numerator / 7650);
     if (middle * 7650 == numerator)
-        middle = static_cast<unsigned char>(channelOfHsl(color, sextant % 3 == 0 ? 0 : sextant % 3 == 1 ? 1 : -1));
+        middle = static_cast<unsigned char>(middleOfHsl(color, sextant));
     switch (sextant) {
     case 0:
         return OPRGBA32i(least, middle, most, alpha);

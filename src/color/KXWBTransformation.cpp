@@ -38,12 +38,17 @@ void runChosen(const KXWBTransformation &self, unsigned char *pixels, bool flag)
     kernels::call(*chosen.load(std::memory_order_acquire), self, pixels, flag);
 }
 
-/// Lets @p shown run @p kernel from now on.
-void choose(Kernel &shown, const Kernel &kernel)
+/// Lets @p shown run @p kernel from now on. With null it becomes empty.
+void choose(Kernel &shown, const Kernel *kernel)
 {
     static std::mutex mutex;
     const std::lock_guard<std::mutex> lock(mutex);
-    chosen.store(&kernel, std::memory_order_release);
+    if (!kernel) {
+        if (shown)
+            shown = nullptr;
+        return;
+    }
+    chosen.store(kernel, std::memory_order_release);
     const auto *const target = shown.target<decltype(&runChosen)>();
     if (!target || *target != runChosen)
         shown = runChosen;
@@ -143,6 +148,8 @@ void KXWBTransformation::GetFunction()
             kernels::bind(m_WhiteBalanceUnderExposureAVX2, KX_SYMBOL(WhiteBalanceUnderExposureAVX2)) },
     };
     m_HasKernel = functions[0].isBound && functions[1].isBound && functions[2].isBound;
-    if (IsKnown() && functions[size_t(m_Function)].isBound)
-        choose(m_WhiteBalanceTransformationAVX2, functions[size_t(m_Function)].kernel);
+    if (!IsKnown())
+        return;
+    const auto &own = functions[size_t(m_Function)];
+    choose(m_WhiteBalanceTransformationAVX2, own.isBound ? &own.kernel : nullptr);
 }

@@ -61,6 +61,7 @@ int OPCurvesTransformation::SplineValue(int x, const QVector<QPoint> &points, co
 {
     if (cubic.isEmpty())
         return 0;
+    Q_ASSERT(cubic.size() == points.size() && quadratic.size() == points.size() && linear.size() == points.size());
     return color::valueInSegment(
         Lookup(x, points), x, points, cubic.constData(), quadratic.constData(), linear.constData());
 }

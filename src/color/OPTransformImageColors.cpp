@@ -58,7 +58,7 @@ template <class Transformation>
 void applyInline(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int, int)
 {
     const auto &own = static_cast<const Transformation &>(transformation);
-    auto *const words = reinterpret_cast<unsigned *>(pixels); // of which compilers make vectors, unlike of unions
+    auto *const words = reinterpret_cast<unsigned *>(pixels); // GCC makes vectors of these, and none of unions
     for (int i = 0; i < count; ++i) {
         OPRGBA32i pixel(words[i]);
         own.Transformation::operator()(pixel);
@@ -66,13 +66,19 @@ void applyInline(const BaseTransformation &transformation, OPRGBA32i *pixels, in
     }
 }
 
-/// That form, if @p transformation is of exactly one of these classes; otherwise null.
+/// That form, if @p transformation is of one of these classes; otherwise null. A class that derives from one of them
+/// may do something else with a pixel.
 template <class... Transformations>
 ApplyToRun inlineFormOf(const BaseTransformation &transformation)
 {
-    ApplyToRun form = nullptr;
-    ((typeid(transformation) == typeid(Transformations) ? void(form = applyInline<Transformations>) : void()), ...);
-    return form;
+    const struct {
+        const std::type_info &type;
+        ApplyToRun apply;
+    } forms[] = { { typeid(Transformations), applyInline<Transformations> }... };
+    for (const auto &form : forms)
+        if (typeid(transformation) == form.type)
+            return form.apply;
+    return nullptr;
 }
 
 /// How @p transformation changes the colours of a run.

@@ -222,8 +222,8 @@ private:
     }
 };
 
-/// The blend of @c OPBlend::OPSourceOver, no mode of a layer: SourceOver, but the source's alpha is scaled as in the other
-/// modes and so is 255 at most.
+/// The blend of @c OPBlend::OPSourceOver, no mode of a layer: SourceOver, but the source's alpha is scaled as in the
+/// other modes and so is 255 at most.
 struct OpacityOver {
     static constexpr bool mixFits16Bits = true;
     static constexpr Uncovered uncovered(bool) { return leavesVisible; }

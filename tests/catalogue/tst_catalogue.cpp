@@ -89,14 +89,17 @@ private Q_SLOTS:
         if (operation->promises.dependsOnPosition)
             QSKIP("its pixels have no position in a layer");
         const auto adjustment = variant->make();
-        for (const bool tiled : { false, true }) {
-            kit::Layers layers(size, tiled, false), adjusted = layers;
+        for (int storages = 0; storages < 4; ++storages) {
+            const bool tiled = storages & 1, onTiles = storages & 2;
+            kit::Layers layers(size, tiled, onTiles), adjusted = layers;
             const Picture before = Picture::of(layers.source);
             Picture after = before;
             for (OPRGBA32i &pixel : after.pixels)
                 (*adjustment)(pixel);
             adjusted.source = after.image(tiled);
             for (const kit::Form form : kit::forms) {
+                if (onTiles && (form == kit::Clipped || form == kit::TwoMasks))
+                    continue; // not served
                 const kit::Call call { form, QRect(-3, 2, 260, 170), KXCompositionMode::SoftLight, 0.7, false };
                 const Picture composed = kit::composedThrough(*adjustment, call, layers);
                 VERIFY_SAME_AT(kit::difference(composed, kit::composed(call, adjusted)), QString::number(form));

@@ -7,6 +7,8 @@
 #include "kit/Picture.h"
 #include "support/Workers.h"
 
+#include <mutex>
+
 using kit::Picture;
 
 namespace {
@@ -179,8 +181,10 @@ private Q_SLOTS:
                     for (const bool hasKernel : { false, true }) {
                         std::atomic<bool> cancel { afterRows == 0 };
                         std::atomic<int> progress { 0 };
+                        std::mutex mutex; // no row is counted between the last one that is wanted and the flag
                         RGBA32iImage image = Picture(150, 40).image(tiled);
                         const auto countRow = [&] {
+                            const std::lock_guard<std::mutex> lock(mutex);
                             if (++progress == afterRows)
                                 cancel = true;
                         };

@@ -136,7 +136,7 @@ private Q_SLOTS:
             for (const int sign : { 1, -1 })
                 checkLineKernel(OPShiftEdge1D(sign * shift), QString("shift by %1").arg(sign * shift));
         // Amounts that share no factor with 1785 reach every remainder of the division.
-        for (const int amount : { 0, 1, 11, 137, -1, -299, 100000, 8000000, INT_MAX, INT_MIN })
+        for (const int amount : { 0, 1, 11, 137, 892, 57000, 57001, -1, -299, -57000, 8000000, INT_MAX, INT_MIN })
             checkLineKernel(OPSimpleSharpenKernel1D(amount), QString("sharpen by %1").arg(amount));
 
         OPKernelBase other(KernelAlpha); // nothing that the module knows

@@ -96,16 +96,16 @@ private:
     QtMessageHandler m_previous;
 };
 
-/// Runs @p count copies of @p body on a pool of @p threads. False if they are not done within a minute.
+/// Runs @p body @p count times on a pool of @p threads. False if that is not done within a minute.
 template <class Body>
-bool onPool(int threads, int count, Body body)
+bool onPool(int threads, int count, const Body &body)
 {
     QThreadPool *const pool = QThreadPool::globalInstance();
     const int threadsBefore = pool->maxThreadCount();
     pool->setMaxThreadCount(threads);
     support::handOver(pool);
     for (int i = 0; i < count; ++i)
-        pool->start(QRunnable::create([body]() mutable {
+        pool->start(QRunnable::create([&body] { // a copy would be made after what was handed over
             support::takeOver(QThreadPool::globalInstance());
             body();
             support::handOver(QThreadPool::globalInstance());

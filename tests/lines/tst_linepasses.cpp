@@ -404,8 +404,8 @@ private Q_SLOTS:
     }
 
 private:
-    /// Ends each worker with its first line, and counts them. A single one is the caller, from whom what was thrown comes
-    /// as it is.
+    /// Ends each worker with its first line, and counts them. A single one is the caller, from whom what was thrown
+    /// comes as it is.
     template <class Pass>
     void count(Pass pass, int expected)
     {
