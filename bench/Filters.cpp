@@ -1,3 +1,4 @@
+#include "KXRefineSelectionProcessing.h"
 #include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
@@ -149,6 +150,14 @@ void addFilters(Suite &suite)
     add(suite, sharpenName, 9, &OPSharpenProcessing::run, [](auto &data) { data.params.amount = sharpenAmount; });
     addHighPass(suite);
     addNoise(suite);
+    suite.addRow(featherName, { Column::OpenCV, {}, 0.8 });
+    static RGBA32iImage mask;
+    suite.addOurs(
+        featherName, 9, [] { mask = image(); },
+        [] {
+            QRect rect = mask.Rect();
+            FeatherAlphaMask(mask, rect, featherRadius);
+        });
     const std::string smoothen = "smoothen";
     suite.addRow(smoothen, { Column::Module, gaussianName(1), 0.8 });
     add(suite, smoothen, 9, &OPSmoothenProcessing::run, [](auto &data) { data.params.amount = 255; });

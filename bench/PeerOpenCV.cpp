@@ -83,6 +83,19 @@ void addOpenCV(Suite &suite)
     suite.addPeer(sharpenName, Column::OpenCV, 9, prepare, [=] {
         cv::sepFilter2D(picture(layer), result, CV_8U, taps, taps, cv::Point(-1, -1), 0, cv::BORDER_REPLICATE);
     });
+    static cv::Mat mask, feathered;
+    suite.addPeer(
+        featherName, Column::OpenCV, 9,
+        [=] {
+            prepare();
+            cv::extractChannel(picture(layer), mask, 3);
+            mask.convertTo(mask, CV_32F);
+            feathered.create(height, width, CV_32FC1);
+        },
+        [] {
+            const int side = 6 * featherRadius + 1;
+            cv::GaussianBlur(mask, feathered, cv::Size(side, side), featherRadius, featherRadius, cv::BORDER_REPLICATE);
+        });
     suite.addPeer(
         noiseName, Column::OpenCV, 5,
         [=] {

@@ -108,6 +108,8 @@ constexpr int gaussianSigmas[] = { 1, 5, 20, 100 };
 constexpr int boxRadii[] = { 5, 50 };
 constexpr int sharpenAmount = 150; ///< 1785ths
 constexpr char sharpenName[] = "sharpen";
+constexpr int featherRadius = 10;
+constexpr char featherName[] = "feather an alpha mask, radius 10";
 constexpr char noiseName[] = "uniform noise, one thread";
 std::string gaussianName(int sigma);
 std::string boxName(int radius);

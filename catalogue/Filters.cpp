@@ -1,5 +1,6 @@
 #include "Entries.h"
 
+#include "KXRefineSelectionProcessing.h"
 #include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPGaussianBlurProcessing.h"
@@ -65,6 +66,24 @@ Operation vignette(
             { "end 1.5", [] { return Stage(60.25, 1400, 1.5, 800, OPRGBA32i(0xFF808080u)); } } });
 }
 
+struct RefineSelection : public KXRefineSelectionProcessing { // of a mask that fills its canvas, and keeps its storage
+    using KXRefineSelectionProcessing::KXRefineSelectionProcessing;
+
+    KXRefineSelectionResult run(RefineSelectionData data)
+    {
+        RGBA32iImage mask = data.image;
+        data.canvas = mask.Rect().size();
+        data.selectionOffset = QPoint();
+        const auto refined = KXRefineSelectionProcessing::run(std::move(data));
+        if (!mask.IsTiled())
+            return refined;
+        for (int y = 0; y < mask.Height(); ++y)
+            mask.WriteRow(
+                unsigned(y), 0, refined.image.Bits() + qptrdiff(y) * mask.Width(), unsigned(mask.Width()) * 4);
+        return { mask, refined.rect };
+    }
+};
+
 } // namespace
 
 std::vector<Operation> vignettes()
@@ -120,6 +139,16 @@ std::vector<Operation> filters()
             "KXHighPass 1.00000",
             { { "radius 3, Overlay", { 3.0, 1, 100 } }, { "radius 1.5, details alone", { 1.5, 0, 100 } },
                 { "radius 0.5, half HardLight", { 0.5, 3, 50 } } }),
+        filter<RefineSelection>(
+            { "Refine selection", "KXRefineSelectionProcessing",
+                "Feathers the mask of a selection, and moves its edge outward or inward.",
+                { { "feather", "pixels", "0 to the size of the mask", "radius of three box means each way" },
+                    { "contract", "pixels", "negative to positive", "how far the edge moves outward" } },
+                "twelve running sums a pixel whatever the feather; moving an edge grows with the distance",
+                "LineHandlerAVX2, LineHandlerConvolutionAVX2", {} },
+            "KXRefineSelection 1.00000",
+            { { "feather 4", { 4.0, 0 } }, { "outward by 3", { 0.0, 3 } }, { "feather 2, inward by 5", { 2.0, -5 } },
+                { "as it is", { 0.0, 0 } } }),
         filter<OPSharpenProcessing>(
             { "Sharpen", "OPSharpenProcessing", "Sharpens all four channels with three taps each way.",
                 { { "amount", "1785ths", "0, which changes nothing, to some hundreds",

@@ -23,6 +23,7 @@
 #include "KXKernels.h"
 #include "KXPixels.h"
 #include "KXRGBHistogram.h"
+#include "KXRefineSelectionProcessing.h"
 #include "KXSelectiveColorsTransformation.h"
 #include "KXTableTransformation.h"
 #include "KXTileManager64.h"

@@ -9,6 +9,7 @@ namespace filters {
 /// The images whose coordinates a filter has to do with.
 struct InLayer; ///< the layer that is filtered: its top left pixel is (0, 0)
 struct InSelection; ///< the image that holds the selection
+struct InCanvas; ///< the canvas on which a selection lies that is itself the layer
 
 /// A rectangle in the coordinates of one image; a type of its own for each, so that none is taken for another.
 ///

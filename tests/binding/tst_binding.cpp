@@ -4,6 +4,7 @@
 #include "KXComposer.h"
 #include "KXFillTransformation.h"
 #include "KXIterativeConvolution.h"
+#include "KXRefineSelectionProcessing.h"
 #include "KXSelectiveColorsTransformation.h"
 #include "KXWBTransformation.h"
 #include "OPAddNoiseProcessing.h"
@@ -184,6 +185,12 @@ const Use uses[] = {
     { { "LinearAVX2" }, [] { OPVignetteProcessing::Linear(1, 1, 0, 1, {})(0, 0, block, false); } },
     { { "ParabolicAVX2" }, [] { OPVignetteProcessing::Parabolic(1, 1, 0, 1, {})(0, 0, block, false); } },
     { { "PixelTransformIterativeVectorProcess" }, vignette },
+    { { "SumAlphaTapsAVX2" },
+        [] {
+            RGBA32iImage mask(1, 1, false);
+            QRect rect = mask.Rect();
+            FeatherAlphaMask(mask, rect, 1);
+        } },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha()(block, false); } },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha().Apply(flat.Bits(), 1); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha()(block, false); } },
