@@ -45,7 +45,7 @@ inline constexpr auto storeInterleaved = [](unsigned char *pixels, const Planes 
     store(pixels + 96, _mm256_unpackhi_epi16(bgHigh, raHigh));
 };
 
-/// @p table for each byte of @p count vectors.
+/// @p table for each byte.
 ///
 /// A byte shuffle looks up in 16 entries by the low four bits of a byte, and gives 0 where the highest bit is set. The
 /// 16 pieces of the table are four groups by bits 4 and 5 of the byte, with a piece in each quarter of the table. The
@@ -53,35 +53,31 @@ inline constexpr auto storeInterleaved = [](unsigned char *pixels, const Planes 
 /// negative where the first one was meant, and takes back by an exclusive or what the first one gave where it was not.
 /// Bytes above have their sign inverted, and the same is done in the upper two quarters. In the end bits 4 and 5 choose
 /// between the groups.
-template <int count>
-void lookUp(const KXChannelTables::Table &table, __m256i *bytes)
+///
+/// One vector at a time: for more of them the registers do not suffice, and to load pieces again costs no more than to
+/// load indices again.
+Q_ALWAYS_INLINE __m256i lookUp(const KXChannelTables::Table &table, __m256i bytes)
 {
-    __m256i index[4][count]; // for each quarter
-    for (int i = 0; i < count; ++i) {
-        index[0][i] = bytes[i];
-        index[2][i] = _mm256_xor_si256(bytes[i], _mm256_set1_epi8(-128));
-        for (const int lower : { 0, 2 })
-            index[lower + 1][i] = _mm256_subs_epi8(index[lower][i], _mm256_set1_epi8(64));
-    }
-    __m256i found[4][count];
-    for (int group = 0; group < 4; ++group) {
+    const __m256i sixtyFour = _mm256_set1_epi8(64);
+    const __m256i index0 = bytes, index1 = _mm256_subs_epi8(index0, sixtyFour);
+    const __m256i index2 = _mm256_xor_si256(bytes, _mm256_set1_epi8(-128)),
+                  index3 = _mm256_subs_epi8(index2, sixtyFour);
+    const auto found = [&](int group) {
         const auto piece = [&](int quarter) {
             const auto *const entries = reinterpret_cast<const __m128i *>(table.data() + 64 * quarter + 16 * group);
             return _mm256_broadcastsi128_si256(_mm_loadu_si128(entries));
         };
-        const __m256i piece0 = piece(0), piece01 = _mm256_xor_si256(piece0, piece(1));
-        const __m256i piece2 = piece(2), piece23 = _mm256_xor_si256(piece2, piece(3));
-        for (int i = 0; i < count; ++i)
-            found[group][i] = _mm256_xor_si256(
-                _mm256_xor_si256(_mm256_shuffle_epi8(piece0, index[0][i]), _mm256_shuffle_epi8(piece01, index[1][i])),
-                _mm256_xor_si256(_mm256_shuffle_epi8(piece2, index[2][i]), _mm256_shuffle_epi8(piece23, index[3][i])));
-    }
-    for (int i = 0; i < count; ++i) { // a blend looks at the highest bit of a byte
-        const __m256i twice = _mm256_add_epi8(bytes[i], bytes[i]);
-        const __m256i bit5 = _mm256_add_epi8(twice, twice), bit4 = _mm256_add_epi8(bit5, bit5);
-        bytes[i] = _mm256_blendv_epi8(_mm256_blendv_epi8(found[0][i], found[1][i], bit4),
-            _mm256_blendv_epi8(found[2][i], found[3][i], bit4), bit5);
-    }
+        const __m256i piece01 = _mm256_xor_si256(piece(0), piece(1)), piece23 = _mm256_xor_si256(piece(2), piece(3));
+        return _mm256_xor_si256(
+            _mm256_xor_si256(_mm256_shuffle_epi8(piece(0), index0), _mm256_shuffle_epi8(piece01, index1)),
+            _mm256_xor_si256(_mm256_shuffle_epi8(piece(2), index2), _mm256_shuffle_epi8(piece23, index3)));
+    };
+    const auto chosen = [&](int even) { // a blend looks at the highest bit of a byte
+        const __m256i first = found(even), second = found(even + 1);
+        return _mm256_blendv_epi8(first, second, _mm256_slli_epi16(bytes, 3));
+    };
+    const __m256i low = chosen(0), high = chosen(2);
+    return _mm256_blendv_epi8(low, high, _mm256_slli_epi16(bytes, 2));
 }
 
 /// All pixels of a block. @p load makes planes of each 32 of them; @p store gets these pixels and what was found for
@@ -89,20 +85,12 @@ void lookUp(const KXChannelTables::Table &table, __m256i *bytes)
 template <class Load, class Store>
 void lookUp(const KXChannelTables &tables, unsigned char *pixels, Load load, Store store)
 {
-    constexpr int count = 2; // vectors of a channel side by side, for which the tables are loaded once
-    constexpr int step = 128 * count;
+    constexpr int step = 128;
     static_assert(4 * blocks::length % step == 0, "a block is done in whole steps");
     for (unsigned char *const end = pixels + 4 * blocks::length; pixels != end; pixels += step) {
-        __m256i b[count], g[count], r[count], a[count];
-        for (int i = 0; i < count; ++i) {
-            const Planes planes = load(pixels + 128 * i);
-            b[i] = planes.b, g[i] = planes.g, r[i] = planes.r, a[i] = planes.a;
-        }
-        lookUp<count>(tables.b, b);
-        lookUp<count>(tables.g, g);
-        lookUp<count>(tables.r, r);
-        for (int i = 0; i < count; ++i)
-            store(pixels + 128 * i, Planes { b[i], g[i], r[i], a[i] });
+        const Planes planes = load(pixels);
+        store(pixels,
+            Planes { lookUp(tables.b, planes.b), lookUp(tables.g, planes.g), lookUp(tables.r, planes.r), planes.a });
     }
 }
 

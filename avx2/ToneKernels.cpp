@@ -31,6 +31,13 @@ void forEachEightColours(unsigned char *pixels, Change change)
     vectors::forEachEight(pixels, [&](__m256i words) { return _mm256_blendv_epi8(words, change(words), mask); });
 }
 
+/// A shuffle that gives all bytes of a pixel its lowest one.
+__m256i spreadLowByte()
+{
+    return _mm256_setr_epi8(
+        0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12, 0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12);
+}
+
 /// Inverts every bit that is set in @p bits.
 void invert(unsigned char *pixels, unsigned bits)
 {
@@ -43,6 +50,19 @@ void invert(unsigned char *pixels, unsigned bits)
 KXCORE_KERNEL void BlackAndWhiteTransformationAVX2(
     const OPBlackAndWhiteTransformation &self, unsigned char *pixels, bool)
 {
+    if (const auto &factors = self.ShareFactors()) {
+        const __m256i blueRed = inAllPixels(unsigned(factors->b) | unsigned(factors->r) << 16);
+        const __m256i green = inAllPixels(factors->g); // and none of alpha
+        forEachEightColours(pixels, [&](__m256i words) {
+            const __m256i evenBytes = _mm256_and_si256(words, inAllPixels(0x00FF00FF));
+            const __m256i oddBytes = _mm256_srli_epi16(words, 8);
+            const __m256i pairs =
+                _mm256_add_epi16(_mm256_mulhi_epu16(evenBytes, blueRed), _mm256_mulhi_epu16(oddBytes, green));
+            const __m256i sums = _mm256_madd_epi16(pairs, _mm256_set1_epi16(1));
+            return _mm256_shuffle_epi8(_mm256_min_epi16(sums, inAllPixels(255)), spreadLowByte());
+        });
+        return;
+    }
     vectors::lookUp(
         self.Shares(), pixels, vectors::deinterleaved, [](unsigned char *at, const vectors::Planes &shares) {
             const __m256i grey = _mm256_adds_epu8(_mm256_adds_epu8(shares.b, shares.g), shares.r);
@@ -120,14 +140,12 @@ KXCORE_KERNEL void ColorizeOPRGBA32iAVX2(const OPRGBA32i &color, unsigned char *
 KXCORE_KERNEL void DesaturateTransformationAVX2(unsigned char *pixels, bool)
 {
     const __m256i lowest = inAllPixels(255);
-    const __m256i spread = _mm256_setr_epi8(
-        0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12, 0, 0, 0, 0, 4, 4, 4, 4, 8, 8, 8, 8, 12, 12, 12, 12);
     forEachEightColours(pixels, [&](__m256i words) {
         const __m256i green = _mm256_srli_epi32(words, 8), red = _mm256_srli_epi32(words, 16);
         const __m256i most = _mm256_max_epu8(_mm256_max_epu8(words, green), red);
         const __m256i least = _mm256_min_epu8(_mm256_min_epu8(words, green), red);
         const __m256i sum = _mm256_add_epi32(_mm256_and_si256(most, lowest), _mm256_and_si256(least, lowest));
-        return _mm256_shuffle_epi8(_mm256_srli_epi32(sum, 1), spread);
+        return _mm256_shuffle_epi8(_mm256_srli_epi32(sum, 1), spreadLowByte());
     });
 }
 

@@ -7,6 +7,7 @@
 #include "KXTableTransformation.h"
 
 #include <functional>
+#include <optional>
 
 /// A grey picture in which red, green and blue count by weights, as through a coloured filter on black and white film:
 /// a large weight of red makes lips light and the sky dark. Alpha stays.
@@ -36,11 +37,20 @@ public:
     /// The share of each value of a channel.
     const KXChannelTables &Shares() const { return m_Shares; }
 
+    /// For red, green and blue: a number whose product with any value, divided by 65536 and truncated, is the share of
+    /// that value. Most weights from 0 to below 1 have one, without the lightness.
+    struct Factors {
+        unsigned short r, g, b;
+    };
+    /// Nothing, unless all three weights have one.
+    const std::optional<Factors> &ShareFactors() const { return m_ShareFactors; }
+
     /// "BlackAndWhiteTransformationAVX2"
     static std::function<void(const OPBlackAndWhiteTransformation &, unsigned char *, bool)> m_BlackAndWhiteAVX2;
 
 private:
     KXChannelTables m_Shares;
+    std::optional<Factors> m_ShareFactors;
 };
 
 using OPIterativeBlackAndWhiteTransformation = KXIterative<OPBlackAndWhiteTransformation>;

@@ -22,6 +22,29 @@ KXChannelTables::Table sharesOf(bool lightnessCurve, float weight)
     });
 }
 
+/// The least factor whose products reach all shares, if none of them goes beyond. Weights with the same truncated
+/// products fill an interval between two fractions whose denominators are at most 255. So it is no shorter than
+/// 1 / (254 * 255), and contains a multiple of 1 / 65536. Only where single precision rounds a product up to an integer
+/// may there be none.
+std::optional<unsigned short> factorOf(const KXChannelTables::Table &shares)
+{
+    int factor = 0;
+    for (int i = 1; i < 256; ++i)
+        factor = std::max(factor, (shares[size_t(i)] * 65536 + i - 1) / i);
+    const auto isShare = [&, i = 0](int share) mutable { return share == i++ * factor / 65536; };
+    if (factor > 65535 || !std::all_of(shares.begin(), shares.end(), isShare))
+        return std::nullopt;
+    return static_cast<unsigned short>(factor);
+}
+
+std::optional<OPBlackAndWhiteTransformation::Factors> factorsOf(const KXChannelTables &shares)
+{
+    const auto r = factorOf(shares.r), g = factorOf(shares.g), b = factorOf(shares.b);
+    if (!r || !g || !b)
+        return std::nullopt;
+    return OPBlackAndWhiteTransformation::Factors { *r, *g, *b };
+}
+
 } // namespace
 
 std::function<void(const OPBlackAndWhiteTransformation &, unsigned char *, bool)>
@@ -29,6 +52,7 @@ std::function<void(const OPBlackAndWhiteTransformation &, unsigned char *, bool)
 
 OPBlackAndWhiteTransformation::OPBlackAndWhiteTransformation(bool lightnessCurve, float red, float green, float blue)
     : m_Shares { sharesOf(lightnessCurve, red), sharesOf(lightnessCurve, green), sharesOf(lightnessCurve, blue) }
+    , m_ShareFactors(factorsOf(m_Shares))
 {
     m_HasKernel = kernels::bind(m_BlackAndWhiteAVX2, KX_SYMBOL(BlackAndWhiteTransformationAVX2));
 }

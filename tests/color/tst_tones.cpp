@@ -254,6 +254,19 @@ private Q_SLOTS:
         QCOMPARE(after(OPBlackAndWhiteTransformation(true, 1, 0, 0), 0xFFFFFFFFu), OPRGBA32i(0xFFFEFEFEu));
     }
 
+    void factorsOfBlackAndWhite()
+    {
+        for (int i = 0; i < 1000; ++i) {
+            const float weight = float(i) * 0.001f;
+            if (const auto factors = OPBlackAndWhiteTransformation(false, weight, 0.3f, 0).ShareFactors())
+                for (int value = 0; value < 256; ++value)
+                    QCOMPARE(value * factors->r >> 16, int(float(value) * weight));
+        }
+        QVERIFY(OPBlackAndWhiteTransformation(false, 0.3f, 0.59f, 0.11f).ShareFactors());
+        QVERIFY(!OPBlackAndWhiteTransformation(false, 0.3f, 0.59f, 1).ShareFactors()); // it would be 65536
+        QVERIFY(!OPBlackAndWhiteTransformation(true, 0.3f, 0.59f, 0.11f).ShareFactors());
+    }
+
     /// Levels up to a colour, and any levels; both faded, in parts of 255 and of 100.
     void fadedLevels()
     {
