@@ -98,7 +98,7 @@ void changeBlock(const KXSelectiveColorsTransformation &self, OPRGBA32i *pixels)
     const Changes r(self.Cyan(), self.Black()), g(self.Magenta(), self.Black()), b(self.Yellow(), self.Black());
     for (int i = 0; i < blocks::length; i += 8) {
         const auto p = compose::load8(pixels + i);
-        const auto fraction = [](Lane8 channel) { return toFloat(channel) * Float8(selective::perByte); };
+        const auto fraction = [](Lane8 channel) { return toFloat(channel) * Float8(arithmetic::perByteSingle); };
         const Float8 red = fraction(p.r), green = fraction(p.g), blue = fraction(p.b);
         const Weights weights(red, green, blue);
         compose::store8(pixels + i,

@@ -49,7 +49,8 @@ void KXSelectiveColorsTransformation::operator()(unsigned char *pixels, bool fla
 
 void KXSelectiveColorsTransformation::operator()(OPRGBA32i &pixel) const
 {
-    const float r = pixel.r * selective::perByte, g = pixel.g * selective::perByte, b = pixel.b * selective::perByte;
+    using arithmetic::perByteSingle;
+    const float r = pixel.r * perByteSingle, g = pixel.g * perByteSingle, b = pixel.b * perByteSingle;
     float addedR = 0, addedG = 0, addedB = 0;
     const auto weights = selective::weights(r, g, b);
     for (size_t i = 0; i < weights.size(); ++i)

@@ -11,7 +11,7 @@ namespace {
 /// L* of the value @p i, scaled to 0..255. Is never negative: the root counts for x above 0.008856, where it gives 20.
 float lightness(int i)
 {
-    const float x = float(i) * 0.003921569f;
+    const float x = float(i) * arithmetic::perByteSingle;
     return x > 0.008856f ? std::pow(x, 0.33333334f) * 295.8f - 40.8f : x * 2303.415f;
 }
 

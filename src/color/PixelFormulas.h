@@ -13,7 +13,7 @@
 /// results.
 namespace color {
 
-constexpr double perByte = 0.00392156862745098; // 1 / 255; formulas multiply by it and never divide by 255
+using arithmetic::perByte;
 
 /// Wide pixels are put together as words: to store single channels and read them back as a word would stall the
 /// processor.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/Arithmetic.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -13,7 +15,6 @@ using std::abs;
 using std::max;
 using std::min;
 
-constexpr float perByte = 0.003921569f; // 1 / 255; formulas multiply by it and never divide by 255
 constexpr float leastWeight = 1e-5f; // a range acts where its weight is above this
 
 /// 0 for NaN, too.

@@ -413,7 +413,7 @@ struct SoftLight : Separable<SoftLight, Forms::Both> {
     template <class V>
     static V mix(V s, V d)
     {
-        const auto unit = splat(0.003921569f, s);
+        const auto unit = splat(arithmetic::perByteSingle, s);
         const V h = s >> 1;
         const auto low = toFloat((h << 1) + V(128)) * toFloat(d) * unit;
         const auto high = splat(255.0f, s) - toFloat((V(191) - h) << 1) * toFloat(V(255) - d) * unit;

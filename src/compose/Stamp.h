@@ -21,7 +21,6 @@ struct Stamp {
     double averageOpacity;
     double flow;
 
-    static constexpr double unit = 0.00392156862745098; ///< 1 / 255
     static constexpr double epsilon = 2.220446049250313e-16;
 
     /// What becomes of @p d, by channels. The order of the operations is part of the result.
@@ -29,7 +28,8 @@ struct Stamp {
     Pixel<V> Apply(const Pixel<V> &s, const Pixel<V> &d) const
     {
         using Number = decltype(toDouble(V()));
-        const Number m = toDouble(s.a) * Number(unit), applied = m * Number(opacity), a = toDouble(d.a) * Number(unit);
+        const Number m = toDouble(s.a) * Number(arithmetic::perByte), applied = m * Number(opacity),
+                     a = toDouble(d.a) * Number(arithmetic::perByte);
         const auto moved = [&, isFresh = d.a == V(0)](V from, V to) {
             const Number old = toDouble(to);
             return select(isFresh, from, roundedToByte((toDouble(from) - old) * applied + old));

@@ -4,6 +4,10 @@
 /// once, for scalar code, for the kernel module and for tests.
 namespace arithmetic {
 
+/// 1 / 255 in double and in single precision. Formulas multiply by it and never divide by 255.
+constexpr double perByte = 0.00392156862745098;
+constexpr float perByteSingle = 0.003921569f;
+
 /// min(v, 255) first, then max(that, 0).
 constexpr int clamp8(int v)
 {
