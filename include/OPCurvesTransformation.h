@@ -7,7 +7,6 @@
 #include "KXTableTransformation.h"
 
 #include <QtCore/QPoint>
-#include <QtCore/QPointF>
 #include <QtCore/QVector>
 
 #include <functional>
@@ -68,12 +67,6 @@ public:
 
     /// "CurvesTransformationAVX2"
     static std::function<void(const OPCurvesTransformation &, unsigned char *, bool)> m_CurvesAVX2;
-
-private:
-    static int Lookup(int x, const QVector<QPoint> &points);
-    static QVector<QPointF> ToFloatPoints(const QVector<QPoint> &points);
-
-    QVector<QPoint> m_Points[4]; ///< always empty: the tables are all that is kept
 };
 
 using OPIterativeCurvesTransformation = KXIterative<OPCurvesTransformation>;

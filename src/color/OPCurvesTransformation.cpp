@@ -53,7 +53,7 @@ void OPCurvesTransformation::BuildSplineParts(
     Q_ASSERT_X(points.size() >= 2, "OPCurvesTransformation", "a curve has two points or more");
     for (QVector<double> *const part : { &cubic, &quadratic, &linear })
         part->fill(0.0, points.size());
-    color::buildSpline(ToFloatPoints(points), cubic.data(), quadratic.data(), linear.data());
+    color::buildSpline(points, cubic.data(), quadratic.data(), linear.data());
 }
 
 int OPCurvesTransformation::SplineValue(int x, const QVector<QPoint> &points, const QVector<double> &cubic,
@@ -62,17 +62,5 @@ int OPCurvesTransformation::SplineValue(int x, const QVector<QPoint> &points, co
     if (cubic.isEmpty())
         return 0;
     Q_ASSERT(cubic.size() == points.size() && quadratic.size() == points.size() && linear.size() == points.size());
-    return color::valueInSegment(
-        Lookup(x, points), x, points, cubic.constData(), quadratic.constData(), linear.constData());
-}
-
-int OPCurvesTransformation::Lookup(int x, const QVector<QPoint> &points) { return color::segmentOf(x, points); }
-
-QVector<QPointF> OPCurvesTransformation::ToFloatPoints(const QVector<QPoint> &points)
-{
-    QVector<QPointF> result;
-    result.reserve(points.size());
-    for (const QPoint &point : points)
-        result << point;
-    return result;
+    return color::splineValue(x, points, cubic.constData(), quadratic.constData(), linear.constData());
 }

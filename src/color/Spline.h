@@ -66,20 +66,13 @@ int segmentOf(double x, const Points &points)
     return low;
 }
 
-/// The value at @p x in segment @p k with 0.5 added, truncated.
-template <class Points>
-int valueInSegment(
-    int k, double x, const Points &points, const double *cubic, const double *quadratic, const double *linear)
-{
-    const double t = x - points[k].x();
-    return arithmetic::truncate(((t * cubic[k] + quadratic[k]) * t + linear[k]) * t + points[k].y() + 0.5);
-}
-
-/// The same in the segment for @p x.
+/// The value at @p x with 0.5 added, truncated.
 template <class Points>
 int splineValue(double x, const Points &points, const double *cubic, const double *quadratic, const double *linear)
 {
-    return valueInSegment(segmentOf(x, points), x, points, cubic, quadratic, linear);
+    const int k = segmentOf(x, points);
+    const double t = x - points[k].x();
+    return arithmetic::truncate(((t * cubic[k] + quadratic[k]) * t + linear[k]) * t + points[k].y() + 0.5);
 }
 
 } // namespace color

@@ -1,7 +1,7 @@
 #include "WhiteBalance.h"
 
-#include "PixelFormulas.h"
 #include "Spline.h"
+#include "Tables.h"
 #include "support/Arithmetic.h"
 
 #include <QtCore/QPointF>
@@ -15,7 +15,7 @@ namespace {
 
 using arithmetic::truncate;
 using color::limited;
-using Table = std::array<unsigned char, 256>;
+using Table = KXChannelTables::Table;
 using Histogram = std::array<qint64, 256>;
 
 /// Calls @p use on each pixel, row by row.
@@ -251,11 +251,8 @@ Table splineTable(double q, double low, double high)
     const std::array<QPointF, 5> points { QPointF(0, 0), { 1, low }, { q, 255 - q }, { 254, high }, { 255, 255 } };
     double cubic[5] = {}, quadratic[5] = {}, linear[5] = {};
     color::buildSpline(points, cubic, quadratic, linear);
-    Table table;
-    for (int x = 0; x < 256; ++x)
-        table[size_t(x)] =
-            static_cast<unsigned char>(arithmetic::clamp8(color::splineValue(x, points, cubic, quadratic, linear)));
-    return table;
+    return color::tableOf(
+        [&](int x) { return arithmetic::clamp8(color::splineValue(x, points, cubic, quadratic, linear)); });
 }
 
 /// From -1, which lightens shadows, to 1, which darkens lights. While the curve falls somewhere, the second point moves
