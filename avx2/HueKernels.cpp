@@ -5,6 +5,7 @@
 #include "OPColorizeTransformation.h"
 #include "OPHueSaturationTransformation.h"
 #include "OPTemperatureCorrection.h"
+#include "color/Tables.h"
 #include "support/Arithmetic.h"
 
 #include <cstring>
@@ -39,12 +40,12 @@ void makeBlock(unsigned char *pixels, Want want)
         vectors::store(pixels + bytes * i, hsl::pixelsOf(wanted[i].color, wanted[i].words).v);
 }
 
-/// Hue and saturation. @p hue makes of the hues of pixels, and of where these are grey, the sums and their places on the
-/// circle, which count where a sum is not below 0. What is refused becomes opaque black.
+/// Hue and saturation. @p hue makes of the hues of pixels, and of where these are grey, the sums and their places on
+/// the circle, which count where a sum is not below 0. What is refused becomes opaque black.
 template <class Hue>
 void turn(const OPHueSaturationTransformation &self, unsigned char *pixels, Hue hue)
 {
-    const Lane8 saturation = all(self.GetSaturation()), lightness = all(self.GetLightness());
+    const Lane8 saturation = all(self.Saturation()), lightness = all(self.Lightness());
     makeBlock(pixels, [=, read = hsl::Reader()](int at) -> Wanted {
         const Lane8 words = vectors::load(pixels + at);
         const hsl::Read color = read(words);
@@ -64,7 +65,7 @@ void turn(const OPHueSaturationTransformation &self, unsigned char *pixels, Hue 
 KXCORE_KERNEL void HueSaturationTransformationAVX2(
     const OPHueSaturationTransformation &self, unsigned char *pixels, bool)
 {
-    const int hue = self.GetHue();
+    const int hue = self.Hue();
     const Lane8 added = all(hue), turned = all(hue % 360);
     const Lane8 placeOfGreys = all(arithmetic::wrappingAdd(-1, hue) % 360);
     if (self.IsColorizing())
@@ -123,8 +124,8 @@ __m256i faded(__m256i from, __m256i to, int share)
 KXCORE_KERNEL void ColorizeTransformationAVX2(
     const OPColorizeTransformation &self, const OPHueSaturationTransformation &, unsigned char *pixels, bool)
 {
-    const int share = self.GetAmount();
-    if (share < 0 || share > OPColorizeTransformation::whole) { // which no dialog offers
+    const int share = self.Amount();
+    if (share < 0 || share > color::wholeByteFade) { // which no dialog offers
         for (unsigned char *const end = pixels + 4 * blocks::length; pixels != end; pixels += 4) {
             OPRGBA32i pixel;
             std::memcpy(&pixel.word, pixels, sizeof pixel.word);

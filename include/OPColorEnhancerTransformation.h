@@ -32,7 +32,7 @@ public:
     using KXTableTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
 
-    /// "ColorEnhancerTransformationAVX2", which gets the object and its levels.
+    /// "ColorEnhancerTransformationAVX2", which gets the object, whose tables are faded, and its levels, which are not.
     static std::function<void(
         const OPColorEnhancerTransformation &, const OPLevelsTransformation &, unsigned char *, bool)>
         m_ColorEnhancerAVX2;

@@ -24,16 +24,13 @@ public:
     ///            is, to 100. Nothing is limited beyond: what leaves 0..255 takes the low byte, and products wrap
     OPColorizeTransformation(const OPRGBA32i &color, int amount);
 
-    /// What becomes of each grey at 100 per cent.
-    const KXChannelTables &Tones() const { return m_Tones; }
-
-    /// In parts of @c whole.
-    int GetAmount() const { return m_Amount; }
-    static constexpr int whole = 255;
-
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
+
+    /// What becomes of each grey at 100 per cent.
+    const KXChannelTables &Tones() const { return m_Tones; }
+    int Amount() const { return m_Amount; } ///< in parts of 255
 
     /// "ColorizeTransformationAVX2", which gets the hue and saturation too.
     static std::function<void(

@@ -38,14 +38,14 @@ public:
     /// @p colorize    whether @p hue is the hue of all pixels
     OPHueSaturationTransformation(int hue, int saturation, int lightness, bool colorize);
 
-    int GetHue() const { return m_Hue; }
-    int GetSaturation() const { return m_Saturation; }
-    int GetLightness() const { return m_Lightness; }
-    bool IsColorizing() const { return m_Colorize; }
-
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
+
+    int Hue() const { return m_Hue; }
+    int Saturation() const { return m_Saturation; }
+    int Lightness() const { return m_Lightness; }
+    bool IsColorizing() const { return m_Colorize; }
 
     /// "HueSaturationTransformationAVX2"
     static std::function<void(const OPHueSaturationTransformation &, unsigned char *, bool)> m_HueSaturationAVX2;

@@ -23,18 +23,13 @@ public:
     using KXTableTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
 
-    /// The two that @c Tables are the product of: the levels before the fade, and the amount, in parts of 255.
-    const OPLevelsTransformation &Levels() const { return m_Levels; }
-    int Amount() const { return m_Amount; }
-
-    /// "PhotoFilterTransformationAVX2", which gets the object and its levels.
+    /// "PhotoFilterTransformationAVX2", which gets the object, whose tables are faded, and its levels, which are not.
     static std::function<void(
         const OPPhotoFilterTransformation &, const OPLevelsTransformation &, unsigned char *, bool)>
         m_PhotoFilterAVX2;
 
 private:
-    OPLevelsTransformation m_Levels;
-    int m_Amount;
+    OPLevelsTransformation m_Levels; ///< before the fade
 };
 
 using OPIterativePhotoFilterTransformation = KXIterative<OPPhotoFilterTransformation>;

@@ -30,7 +30,7 @@ std::function<void(const OPColorizeTransformation &, const OPHueSaturationTransf
 
 OPColorizeTransformation::OPColorizeTransformation(const OPRGBA32i &color, int amount)
     : m_HueSaturation(tonedBy(color))
-    , m_Amount(arithmetic::wrappingMultiply(amount, whole) / 100)
+    , m_Amount(color::byteFadeOfPercent(amount))
     , m_Tones(tonesOf(m_HueSaturation))
 {
     m_HasKernel = kernels::bind(m_ColorizeTransformationAVX2, KX_SYMBOL(ColorizeTransformationAVX2));
@@ -45,7 +45,7 @@ void OPColorizeTransformation::operator()(OPRGBA32i &pixel) const
 {
     const OPRGBA32i tone = m_Tones(color::desaturated(pixel));
     const auto faded = [this](int from, int to) {
-        return static_cast<unsigned char>(color::faded(from, to, m_Amount, whole));
+        return static_cast<unsigned char>(color::faded(from, to, m_Amount, color::wholeByteFade));
     };
     pixel = OPRGBA32i(faded(pixel.b, tone.b), faded(pixel.g, tone.g), faded(pixel.r, tone.r), pixel.a);
 }

@@ -1,28 +1,16 @@
 #include "OPPhotoFilterTransformation.h"
 
+#include "OutputLevels.h"
 #include "Tables.h"
 #include "support/Kernels.h"
-
-namespace {
-
-OPLevelsTransformation levelsUpTo(OPRGBA32i color)
-{
-    int input[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
-    int output[4][2] = { { 0, 255 }, { 0, color.r }, { 0, color.g }, { 0, color.b } };
-    double gammas[4] = { 1.0, 1.0, 1.0, 1.0 };
-    return { input, output, gammas, 100 };
-}
-
-} // namespace
 
 std::function<void(const OPPhotoFilterTransformation &, const OPLevelsTransformation &, unsigned char *, bool)>
     OPPhotoFilterTransformation::m_PhotoFilterAVX2;
 
 OPPhotoFilterTransformation::OPPhotoFilterTransformation(const OPRGBA32i &color, int amount)
-    : m_Levels(levelsUpTo(color))
-    , m_Amount(arithmetic::wrappingMultiply(amount, 255) / 100)
+    : m_Levels(color::levelsOfOutput({ 0, color.r }, { 0, color.g }, { 0, color.b }))
 {
-    m_Tables = color::fadedTables(m_Levels.Tables(), m_Amount, 255);
+    m_Tables = color::fadedTables(m_Levels.Tables(), color::byteFadeOfPercent(amount), color::wholeByteFade);
     m_HasKernel = kernels::bind(m_PhotoFilterAVX2, KX_SYMBOL(PhotoFilterTransformationAVX2));
 }
 

@@ -1,5 +1,6 @@
 #include "OPTintRGB32.h"
 
+#include "OutputLevels.h"
 #include "support/Arithmetic.h"
 #include "support/Kernels.h"
 
@@ -8,11 +9,8 @@ namespace {
 OPLevelsTransformation levelsBetween(OPRGBA32i dark, OPRGBA32i light, int amount)
 {
     const auto share = [amount](int value) { return arithmetic::wrappingMultiply(value, amount) / 100; };
-    int input[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
-    int output[4][2] = { { 0, 255 }, { share(dark.r), 255 + share(light.r - 255) },
-        { share(dark.g), 255 + share(light.g - 255) }, { share(dark.b), 255 + share(light.b - 255) } };
-    double gammas[4] = { 1.0, 1.0, 1.0, 1.0 };
-    return { input, output, gammas, 100 };
+    return color::levelsOfOutput({ share(dark.r), 255 + share(light.r - 255) },
+        { share(dark.g), 255 + share(light.g - 255) }, { share(dark.b), 255 + share(light.b - 255) });
 }
 
 } // namespace

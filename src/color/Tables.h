@@ -62,6 +62,10 @@ inline KXChannelTables fadedTables(const KXChannelTables &tables, int share, int
 constexpr int wholeFade = 255000;
 constexpr int fadeOfPercent(int amount) { return arithmetic::wrappingMultiply(amount, 2550); }
 
+/// The same where per cents are truncated to parts of 255.
+constexpr int wholeByteFade = 255;
+constexpr int byteFadeOfPercent(int amount) { return arithmetic::wrappingMultiply(amount, wholeByteFade) / 100; }
+
 /// What becomes of values that go through the tables of their channels and then through that of all of them, @p amount
 /// per cent of the way.
 inline KXChannelTables throughMaster(const KXChannelTables &channels, const KXChannelTables::Table &master, int amount)

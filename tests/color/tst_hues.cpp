@@ -123,7 +123,7 @@ private Q_SLOTS:
         const OPColorizeTransformation toned(0xFFFF8000u, 100);
         const auto check = [&toned](const auto &self, const auto &by, unsigned char *, bool flag) {
             QCOMPARE(&self, &toned);
-            QVERIFY(flag && by.GetHue() == 30 && by.GetSaturation() == 100 && !by.GetLightness() && by.IsColorizing());
+            QVERIFY(flag && by.Hue() == 30 && by.Saturation() == 100 && !by.Lightness() && by.IsColorizing());
         };
         const auto kernel = std::exchange(OPColorizeTransformation::m_ColorizeTransformationAVX2, check);
         toned(nullptr, true);
