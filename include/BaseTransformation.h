@@ -20,7 +20,7 @@
 ///          library's own classes do that under a lock, so that first objects may be made on several threads at once;
 ///          whoever sets or clears a function object himself must not do it while objects are made or used.
 /// Threads  All operations but the destructor are const and touch no shared state: one object serves many threads.
-/// Errors   None; bad parameters are clamped by the class that takes them.
+/// Errors   None. What becomes of parameters beyond the useful ones is told by the class that takes them.
 ///
 /// An adjustment of an application's own overrides the form for one pixel, and that is all:
 /// @code

@@ -3,7 +3,6 @@
 /// @file
 /// Burn: darkens a range of tones, as more light on the paper does in a darkroom.
 
-#include "KXGlobal.h"
 #include "KXTableTransformation.h"
 
 /// Makes shadows, middle tones or highlights darker, and the other tones less so. Has no kernel.

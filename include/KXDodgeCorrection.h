@@ -3,7 +3,6 @@
 /// @file
 /// Dodge: makes a range of tones lighter, as less light on the paper does in a darkroom.
 
-#include "KXGlobal.h"
 #include "KXTableTransformation.h"
 
 /// Makes shadows, middle tones or highlights lighter, and the other tones less so. Has no kernel.

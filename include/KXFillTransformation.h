@@ -9,6 +9,8 @@
 #include <functional>
 
 /// Every pixel becomes the colour, alpha included. Has no kernel.
+///
+/// Cost     Next to nothing.
 class KX_EXPORT KXFillTransformation : public BaseTransformation {
 public:
     /// With transparent black.
@@ -31,6 +33,8 @@ template <class Pixel>
 class OPColorize;
 
 /// Red, green and blue become those of the colour; alpha stays, so that what was drawn keeps its shape.
+///
+/// Cost     Next to nothing.
 template <>
 class KX_EXPORT OPColorize<OPRGBA32i> : public BaseTransformation {
 public:

@@ -44,7 +44,7 @@
 /// - **absolute** (any other mode): 1.
 ///
 /// Each range by itself moves a channel to 0 or to 255 at most; that times its weight is what it adds, and the sum is
-/// limited to 0 and 255 and rounded. Parameters beyond 100 per cent are not limited. Where the arithmetic gives no
+/// cut at 0 and 255 and rounded. Parameters beyond 100 per cent are not limited. Where the arithmetic gives no
 /// number, as with a NaN, or an infinite ink that meets a factor of 0, the channel becomes 0.
 ///
 /// Cost     Up to four ranges a pixel and three channels each. Parameters of 0 are not faster than others. Copies share
@@ -94,5 +94,4 @@ private:
     int m_Mode = 0;
 };
 
-/// Selective colours, called with the index of a pixel.
 using KXIterativeSelectiveColorsTransformation = KXIterative<KXSelectiveColorsTransformation>;

@@ -56,8 +56,8 @@ struct WBData {
 /// 2. That is stretched: its place between the channel's smallest and largest value, times @c stretchHigh, plus
 ///    @c stretchLow.
 /// 3. In another way the channel is moved to the mean: c + @c meanY - the mean of the channel.
-/// 4. Both, cut to 0..255, are mixed by @c mix, and truncated. Then the amount fades between c and that, and the tone
-///    curve maps the result.
+/// 4. Both, cut at 0 and 255, are mixed by @c mix, and truncated. Then the amount fades between c and that, and the
+///    tone curve maps the result.
 ///
 /// @c OverExposure darkens, to c * c / 255, and @c UnderExposure lightens, to 255 - ((255 - c) * (255 - c) >> 8). They
 /// use nothing of the measurements, which are taken for them too.
@@ -100,8 +100,8 @@ public:
     ~KXWBTransformation() override;
 
     using BaseTransformation::operator();
-    void operator()(OPRGBA32i &pixel) const override;
     void operator()(unsigned char *pixels, bool flag) const override;
+    void operator()(OPRGBA32i &pixel) const override;
 
     /// What was measured.
     const WBData &Measurements() const { return *m_Data; }

@@ -23,6 +23,8 @@
 /// - As shares are truncated one by one, a grey may lose up to 3 even where the sum of the weights is 1.
 /// - A negative weight gives no share, and does not take from the others; so does NaN, and a weight so large that a
 ///   product is no 32-bit integer.
+///
+/// Cost     Three loads and two additions a pixel. Objects are of 800 bytes and copied as such.
 class KX_EXPORT OPBlackAndWhiteTransformation : public BaseTransformation {
 public:
     /// @p lightnessCurve  whether the lightness of a value counts, and not the value

@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// The inverters: of colours, and of alpha. None of them has a parameter.
+/// The inverters: of colours, and of alpha. None of them has a parameter, and all cost next to nothing.
 
 #include "BaseTransformation.h"
 #include "KXGlobal.h"
@@ -13,11 +13,13 @@
 class KX_EXPORT OPInvertTransformation : public BaseTransformation {
 public:
     OPInvertTransformation();
+
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override { pixel.word ^= 0x00FFFFFFu; }
 
-    static std::function<void(unsigned char *, bool)> m_InvertAVX2; ///< "InvertTransformationAVX2"
+    /// "InvertTransformationAVX2"
+    static std::function<void(unsigned char *, bool)> m_InvertAVX2;
 };
 
 /// Makes what is transparent opaque, and the other way round: alpha becomes 255 minus its value, and colours stay. Has
@@ -39,11 +41,13 @@ template <>
 class KX_EXPORT OPInvertColor<OPRGBA32i> : public BaseTransformation {
 public:
     OPInvertColor();
+
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override { pixel.word ^= 0x00FFFFFFu; }
 
-    static std::function<void(unsigned char *, bool)> m_InvertColorOPRGBA32iAVX2; ///< "InvertColorOPRGBA32iAVX2"
+    /// "InvertColorOPRGBA32iAVX2"
+    static std::function<void(unsigned char *, bool)> m_InvertColorOPRGBA32iAVX2;
 };
 
 /// As OPInvertAlphaTransformation.
@@ -51,6 +55,7 @@ template <>
 class KX_EXPORT OPInvertColorAlpha<OPRGBA32i> : public BaseTransformation {
 public:
     OPInvertColorAlpha();
+
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override { pixel.word ^= 0xFF000000u; }

@@ -40,12 +40,12 @@ public:
     /// The colour of a temperature, opaque. A temperature counts as one of 1000 to 40000.
     static OPRGBA32i GetTemperatureColor(int kelvin);
 
-    /// What becomes of each channel before the pixel gets its lightness back.
-    const KXChannelTables &Tables() const { return m_Tables; }
-
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
+
+    /// What becomes of each channel before the pixel gets its lightness back.
+    const KXChannelTables &Tables() const { return m_Tables; }
 
     /// "TemperatureCorrectionAVX2"
     static std::function<void(const OPTemperatureCorrection &, unsigned char *, bool)> m_TemperatureCorrectionAVX2;

@@ -10,8 +10,11 @@
 
 /// Black and white and nothing in between: where (30 * R + 59 * G + 11 * B) / 100, truncated, is below the level the
 /// pixel becomes black, otherwise white. Alpha stays.
+///
+/// Cost     Three multiplications and a division a pixel; the kernel does without the division.
 class KX_EXPORT OPThresholdRGB32 : public BaseTransformation {
 public:
+    /// What the channels count in the luminance, in parts of the divisor.
     static constexpr int weightR = 30, weightG = 59, weightB = 11, divisor = 100;
 
     /// With a level of 0, which makes every pixel white, until @c SetLevel is called.

@@ -11,6 +11,8 @@
 /// between. It is a levels adjustment with these colours as the ends of its output. Alpha stays.
 ///
 /// **An amount of 0 is not the identity**, but what OPLevelsTransformation does with whole ranges: 24 values lose 1.
+///
+/// Cost     Three loads a pixel. Objects are of 800 bytes and copied as such.
 class KX_EXPORT OPTintRGB32 : public BaseTransformation {
 public:
     /// @p amount in per cent of the way from black to the dark colour and from white to the light one; a dialog offers
