@@ -2,6 +2,64 @@
 
 #include <cstdio>
 #include <cstring>
+#include <functional>
+#include <type_traits>
+
+// What applications may name of the adjustments: the function objects of their kernels, with what these are given
+// before the pixels and the flag, and the classes that are called with an index.
+
+template <class... Given>
+using Kernel = std::function<void(Given..., unsigned char *, bool)>;
+
+#define SHOWS(adjustment, kernel, ...)                                                                                 \
+    static_assert(std::is_same<decltype(adjustment::kernel), Kernel<__VA_ARGS__>>::value, #kernel)
+#define SHOWS_OF_ITSELF(adjustment, kernel) SHOWS(adjustment, kernel, const adjustment &)
+#define IS_INDEXED(adjustment, indexed)                                                                                \
+    static_assert(std::is_base_of<KXIterative<adjustment>, indexed>::value, #indexed)
+
+SHOWS_OF_ITSELF(OPBlackAndWhiteTransformation, m_BlackAndWhiteAVX2);
+SHOWS_OF_ITSELF(OPBrightnessContrastTransformation, m_BrightnessContrastAVX2);
+SHOWS_OF_ITSELF(OPColorBalanceTransformation, m_ColorBalanceAVX2);
+SHOWS(OPColorEnhancerTransformation, m_ColorEnhancerAVX2, const OPColorEnhancerTransformation &,
+    const OPLevelsTransformation &);
+SHOWS(OPColorizeTransformation, m_ColorizeTransformationAVX2, const OPColorizeTransformation &,
+    const OPHueSaturationTransformation &);
+SHOWS_OF_ITSELF(OPCurvesTransformation, m_CurvesAVX2);
+SHOWS(OPDesaturateTransformation, m_DesaturateAVX2, );
+SHOWS_OF_ITSELF(OPExposureTransformation, m_ExposureAVX2);
+SHOWS_OF_ITSELF(OPGammaCorrectionTransformation, m_GammaCorrectionAVX2);
+SHOWS_OF_ITSELF(OPHueSaturationTransformation, m_HueSaturationAVX2);
+SHOWS(OPInvertTransformation, m_InvertAVX2, );
+SHOWS_OF_ITSELF(OPLevelsTransformation, m_LevelsAVX2);
+SHOWS(OPPhotoFilterTransformation, m_PhotoFilterAVX2, const OPPhotoFilterTransformation &,
+    const OPLevelsTransformation &);
+SHOWS_OF_ITSELF(OPPosterizeTransformation, m_PosterizeAVX2);
+SHOWS_OF_ITSELF(KXSelectiveColorsTransformation, m_SelectiveColorsAVX2);
+SHOWS_OF_ITSELF(OPTemperatureCorrection, m_TemperatureCorrectionAVX2);
+SHOWS_OF_ITSELF(OPThresholdRGB32, m_ThresholdAVX2);
+SHOWS(OPTintRGB32, m_TintAVX2, const OPLevelsTransformation &);
+SHOWS_OF_ITSELF(KXWBTransformation, m_WhiteBalanceTransformationAVX2);
+SHOWS_OF_ITSELF(KXWBTransformation, m_WhiteBalanceAutoAVX2);
+SHOWS_OF_ITSELF(KXWBTransformation, m_WhiteBalanceOverExposureAVX2);
+SHOWS_OF_ITSELF(KXWBTransformation, m_WhiteBalanceUnderExposureAVX2);
+SHOWS(OPColorize<OPRGBA32i>, m_ColorizeOPRGBA32iAVX2, const OPRGBA32i &);
+SHOWS(OPInvertColor<OPRGBA32i>, m_InvertColorOPRGBA32iAVX2, );
+SHOWS(OPInvertColorAlpha<OPRGBA32i>, m_InvertColorAlphaOPRGBA32iAVX2, );
+
+IS_INDEXED(OPBlackAndWhiteTransformation, OPIterativeBlackAndWhiteTransformation);
+IS_INDEXED(OPBrightnessContrastTransformation, OPIterativeBrightnessContrastTransformation);
+IS_INDEXED(OPColorBalanceTransformation, OPIterativeColorBalanceTransformation);
+IS_INDEXED(OPColorizeTransformation, OPIterativeColorizeTransformation);
+IS_INDEXED(OPCurvesTransformation, OPIterativeCurvesTransformation);
+IS_INDEXED(OPExposureTransformation, OPIterativeExposureTransformation);
+IS_INDEXED(OPGammaCorrectionTransformation, OPIterativeGammaCorrectionTransformation);
+IS_INDEXED(OPHueSaturationTransformation, OPIterativeHueSaturationTransformation);
+IS_INDEXED(OPLevelsTransformation, OPIterativeLevelsTransformation);
+IS_INDEXED(OPPhotoFilterTransformation, OPIterativePhotoFilterTransformation);
+IS_INDEXED(OPPosterizeTransformation, OPIterativePosterizeTransformation);
+IS_INDEXED(OPReplaceColorTransformation, OPIterativeReplaceColorTransformation);
+IS_INDEXED(KXSelectiveColorsTransformation, KXIterativeSelectiveColorsTransformation);
+IS_INDEXED(KXWBTransformation, KXIterativeWBTransformation);
 
 namespace {
 
