@@ -9,8 +9,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 #include <new>
-#include <system_error>
 #include <thread>
 #include <vector>
 
