@@ -10,7 +10,10 @@
 #include <array>
 
 /// What becomes of each value of red, green and blue. Alpha stays.
-struct KXChannelTables {
+///
+/// The alignment is for applications that make adjustments of their own: as a member at an odd address, tables that
+/// have just been computed are lost by GCC 12 (from -O2 on, without -fno-dse).
+struct alignas(16) KXChannelTables {
     using Table = std::array<unsigned char, 256>;
 
     Table r, g, b;

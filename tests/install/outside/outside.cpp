@@ -61,6 +61,37 @@ IS_INDEXED(OPReplaceColorTransformation, OPIterativeReplaceColorTransformation);
 IS_INDEXED(KXSelectiveColorsTransformation, KXIterativeSelectiveColorsTransformation);
 IS_INDEXED(KXWBTransformation, KXIterativeWBTransformation);
 
+/// An adjustment as an application may write it. What it computes in its constructor once got lost on the way to an odd
+/// address in the base (GCC 12 with optimization).
+class Ramp : public KXTableTransformation {
+public:
+    Ramp(int low, int high);
+    using KXTableTransformation::operator();
+    void operator()(unsigned char *, bool) const override { }
+};
+
+template <class Entry>
+KXChannelTables::Table tableOf(Entry entry)
+{
+    KXChannelTables::Table table;
+    for (int i = 0; i < 256; ++i)
+        table[size_t(i)] = static_cast<unsigned char>(entry(i));
+    return table;
+}
+
+template <class Entry>
+KXChannelTables sameTables(Entry entry)
+{
+    const KXChannelTables::Table table = tableOf(entry);
+    return { table, table, table };
+}
+
+Q_NEVER_INLINE Ramp::Ramp(int low, int high)
+    : KXTableTransformation(sameTables([=](int i) { return low + i * (high - low) / 255; }))
+{
+    m_HasKernel = true;
+}
+
 namespace {
 
 int failures = 0;
@@ -99,6 +130,10 @@ int main(int argc, char **argv)
     data.image = RGBA32iImage(20, 10, false);
     data.image.Fill(grey);
     check(filter.run(data).Bits()[105] == grey && calls == 30, "the filter or its signals do not work");
+
+    const Ramp ramp(60, 200);
+    for (int i = 0; i < 256; ++i)
+        check(ramp.Tables().g[size_t(i)] == 60 + i * 140 / 255, "the tables of an application's adjustment are lost");
 
     std::puts(expected ? "with the module" : "without a module");
     return failures;
