@@ -21,6 +21,7 @@ int main(int argc, char **argv)
     const RGBA32iImage blurred = OPGaussianBlurProcessing(cancel).run(data);
     Compose(blurred, all, KXCompositionMode::Screen, canvas, all, 0.7, false);
 
+    // The photo's colour profile is lost on this way; canvasOf and save in docs/recipes.md keep it.
     QImage result(all.size(), QImage::Format_ARGB32);
     result.fill(Qt::transparent); // empty tiles of the canvas leave the pixels under them as they are
     ComposeSource(canvas, all, result, all);

@@ -28,6 +28,14 @@ RGBA32iImage inTiles(const QImage &picture)
     return layer;
 }
 
+/// A photo as the canvas of a document, with its profile.
+RGBA32iImage canvasOf(const QImage &photo)
+{
+    RGBA32iImage canvas = inTiles(photo);
+    canvas.SetColorProfile(profileOf(photo));
+    return canvas;
+}
+
 RGBA32iImage flat(const RGBA32iImage &layer)
 {
     RGBA32iImage result(layer.Width(), layer.Height(), false); // transparent
@@ -181,6 +189,8 @@ void convert(RGBA32iImage &canvas, const KXCMSProfile &from, const KXCMSProfile 
 bool save(const RGBA32iImage &canvas, const QString &path)
 {
     QImage result = picture(canvas);
-    result.setColorSpace(QColorSpace::fromIccProfile(canvas.ColorProfile().ToByteArray()));
+    const QByteArray profile = canvas.ColorProfile().ToByteArray();
+    if (!profile.isEmpty()) // Qt would warn
+        result.setColorSpace(QColorSpace::fromIccProfile(profile));
     return result.save(path);
 }

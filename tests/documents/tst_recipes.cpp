@@ -22,14 +22,17 @@ private Q_SLOTS:
         photo.setColorSpace(QColorSpace(QColorSpace::AdobeRgb));
         QVERIFY(photo.save(path));
 
-        RGBA32iImage canvas = inTiles(readPhoto(path));
+        const RGBA32iImage canvas = canvasOf(readPhoto(path));
         QCOMPARE(Picture::of(canvas).pixels, Picture(200, 150, OPRGBA32i(30, 200, 10, 255)).pixels);
         const KXCMSProfile profile = profileOf(readPhoto(path));
         QCOMPARE(profile.GetColorSpace(), KXCMSProfile::Rgb);
-        canvas.SetColorProfile(profile);
         QVERIFY(save(canvas, path));
         QCOMPARE(profileOf(readPhoto(path)), profile);
         QCOMPARE(readPhoto(path).pixel(199, 149), qRgb(10, 200, 30));
+
+        const kit::LogCapture log;
+        QVERIFY(save(inTiles(readPhoto(path)), path)); // without a profile
+        QVERIFY(profileOf(readPhoto(path)).ToByteArray().isEmpty() && log.texts().isEmpty());
     }
 
     void tilesAndBack()
