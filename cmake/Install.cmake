@@ -5,8 +5,9 @@ install(TARGETS kxcore EXPORT KXCoreTargets FILE_SET HEADERS DESTINATION ${CMAKE
 if(TARGET kxcore_avx2)
     install(TARGETS kxcore_avx2 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
-# The headers refer to these pages.
-install(FILES docs/behaviour.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# The headers refer to the pages on behaviour, and these to the others.
+install(FILES docs/behaviour.md docs/operations.md docs/performance.md docs/recipes.md docs/tones.jpg
+    DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(DIRECTORY docs/behaviour DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(EXPORT KXCoreTargets NAMESPACE KXCore:: DESTINATION ${package})
 configure_package_config_file(cmake/KXCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/KXCoreConfig.cmake
