@@ -31,7 +31,7 @@ std::vector<Operation> whiteBalance()
 {
     return { adjustment<KXWBTransformation>(
         { "White balance", "KXWBTransformation",
-            "Measures a picture, takes its colour cast off and mends its tones; here a small warm ramp was measured.",
+            "Measures a picture (in the tour, a small warm ramp), takes its colour cast off and mends its tones.",
             { { "picture", "", "flat, or a QImage", "what is measured" },
                 { "function", "", "automatic, over- or underexposure", "what is mended" },
                 { "amount", "per cent", "0 to 100", "how far from the unchanged channel" } },
