@@ -85,11 +85,12 @@ private:
     QRect m_rect;
 };
 
-/// The iterative walk: cancelable and with progress, for the stages of filters.
+/// The iterative walk: cancelable and with progress, for the stages of filters. It takes an RGBA32iImage alone; a
+/// QImage goes through the plain walk, OPTransformImageColors.
 ///
 /// Rows     All rows of the rectangle, whatever the storage.
 /// Cancel   Read before each row; a set flag ends the worker that reads it. Rows that were begun are finished.
-/// Progress Called after each row that was done, if it holds a function.
+/// Progress Called after each row that was done. It may be empty ({}): then nothing is called.
 /// Kernels  Taken only when the adjustment has its own kernel bound too (@c BaseTransformation::HasKernel).
 template <class Transformation>
 class OPIterativeTransformImageColors {
