@@ -117,14 +117,14 @@ void drawAdjustmentLayer(Adjustment adjustment, const RGBA32iImage &mask, RGBA32
 /// Levels that stretch the tones of each channel of the photo, which is flat, to the whole range.
 OPLevelsTransformation automaticLevels(const RGBA32iImage &photo)
 {
-    int counts[3][256] = {}, all[256] = {};
-    OPHistogrammCalculator count;
-    count.SetOutput(counts[0], counts[1], counts[2], all);
+    unsigned counts[3][256] = {};
+    const KXRGBHistogram count(counts[0], counts[1], counts[2]);
     for (const OPRGBA32i *pixel = photo.Bits(), *end = pixel + photo.Width() * photo.Height(); pixel != end; ++pixel)
         count(*pixel);
 
-    int input[4][2] = { { 0, 255 } }, output[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
-    for (int channel = 0; channel < 3; ++channel) { // the first row is the master's
+    int input[4][2] = { { 0, 255 } }; // the master's; the other rows follow
+    int output[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
+    for (int channel = 0; channel < 3; ++channel) {
         const std::vector<int> ends = OPHistogrammCalculator::Threshold(counts[channel]);
         std::copy(ends.begin(), ends.end(), input[channel + 1]);
     }

@@ -45,11 +45,14 @@ public:
     /// The ends {low, high} of the tones in @p histogram, of 256 bins, without the outer 0.1 per cent on each side: low
     /// is the last value such that it and all below it are no more than that, and high the first one such that it and
     /// all above it are. So both lie just outside of what is left, except at 0 and 255. A range of less than 16 is
-    /// widened to 16 around its middle, or as near to it as 0 and 255 allow. Counters are added up in 64 bits.
+    /// widened to 16 around its middle, or as near to it as 0 and 255 allow. Counters are added up in 64 bits, and only
+    /// read.
     ///
     /// **An empty histogram gives {255, 0}**, which as the input of levels makes all values below 255 black: ask
     /// whether there are pixels.
     static std::vector<int> Threshold(int *histogram);
+    /// The same of counters as KXRGBHistogram has them.
+    static std::vector<int> Threshold(const unsigned int *histogram);
 
 private:
     mutable QMutex m_Mutex;

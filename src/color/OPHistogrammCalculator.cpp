@@ -40,7 +40,10 @@ void OPHistogrammCalculator::operator()(const OPRGBA32i &pixel) const
     support::handOver(&m_Mutex);
 }
 
-std::vector<int> OPHistogrammCalculator::Threshold(int *histogram)
+namespace {
+
+template <class Counter>
+std::vector<int> rangeOf(const Counter *histogram)
 {
     Q_ASSERT(histogram);
     constexpr int narrowest = 16;
@@ -60,3 +63,9 @@ std::vector<int> OPHistogrammCalculator::Threshold(int *histogram)
     }
     return { low, high };
 }
+
+} // namespace
+
+std::vector<int> OPHistogrammCalculator::Threshold(int *histogram) { return rangeOf(histogram); }
+
+std::vector<int> OPHistogrammCalculator::Threshold(const unsigned int *histogram) { return rangeOf(histogram); }

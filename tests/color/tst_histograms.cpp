@@ -113,7 +113,7 @@ private Q_SLOTS:
     void thresholds()
     {
         const struct {
-            std::vector<std::pair<size_t, int>> bins;
+            std::vector<std::pair<size_t, unsigned>> bins;
             std::vector<int> expected;
         } cases[] = { { {}, { 255, 0 } }, { { { 100, 9 } }, { 92, 108 } }, { { { 0, 9 } }, { 0, 16 } },
             { { { 7, 9 } }, { 0, 16 } }, { { { 9, 9 } }, { 1, 17 } }, { { { 246, 9 } }, { 238, 254 } },
@@ -124,12 +124,16 @@ private Q_SLOTS:
             { { { 10, 10 }, { 50, 4990 }, { 90, 4990 }, { 200, 10 } }, { 49, 91 } },
             { { { 10, 11 }, { 50, 4989 }, { 90, 4989 }, { 200, 11 } }, { 9, 201 } },
             { { { 0, 10 }, { 50, 4990 }, { 90, 4990 }, { 255, 10 } }, { 49, 91 } },
-            { { { 10, 9 }, { 20, INT_MAX }, { 200, INT_MAX }, { 210, 9 } }, { 19, 201 } } };
+            { { { 10, 9 }, { 20, INT_MAX }, { 200, INT_MAX }, { 210, 9 } }, { 19, 201 } },
+            { { { 10, 9 }, { 20, UINT_MAX }, { 200, UINT_MAX }, { 210, 9 } }, { 19, 201 } } }; // too large for an int
         for (const auto &[bins, expected] : cases) {
             int histogram[256] = {};
+            unsigned counters[256] = {};
             for (const auto &[bin, count] : bins)
-                histogram[bin] = count;
-            QCOMPARE(OPHistogrammCalculator::Threshold(histogram), expected);
+                histogram[bin] = int(counters[bin] = count);
+            QCOMPARE(OPHistogrammCalculator::Threshold(counters), expected);
+            if (std::all_of(histogram, histogram + 256, [](int count) { return count >= 0; }))
+                QCOMPARE(OPHistogrammCalculator::Threshold(histogram), expected);
         }
     }
 

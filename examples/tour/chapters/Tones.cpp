@@ -2,6 +2,7 @@
 #include "../Sheet.h"
 
 #include <KXConverter.h>
+#include <KXRGBHistogram.h>
 #include <KXWBTransformation.h>
 #include <OPCurvesTransformation.h>
 #include <OPHistogrammCalculator.h>
@@ -12,7 +13,6 @@
 #include <QtGui/QPainter>
 
 #include <algorithm>
-#include <functional>
 #include <utility>
 #include <vector>
 
@@ -25,24 +25,22 @@ constexpr int margin = 8; ///< around a drawing
 
 /// How often each value occurs in each channel of an image.
 struct Histogram {
-    int red[256] = {}, green[256] = {}, blue[256] = {}, all[256] = {};
+    unsigned red[256] = {}, green[256] = {}, blue[256] = {};
 
     explicit Histogram(const RGBA32iImage &flat)
     {
-        OPHistogrammCalculator count;
-        count.SetOutput(red, green, blue, all);
         const OPRGBA32i *const pixels = flat.Bits();
-        std::for_each(pixels, pixels + qptrdiff(flat.Width()) * flat.Height(), std::ref(count));
+        std::for_each(pixels, pixels + qptrdiff(flat.Width()) * flat.Height(), KXRGBHistogram(red, green, blue));
     }
 };
 
 /// The range of each channel, stretched to the whole one.
-OPLevelsTransformation automaticLevels(Histogram &histogram)
+OPLevelsTransformation automaticLevels(const Histogram &histogram)
 {
     int input[4][2] = { { 0, 255 } }, output[4][2] = { { 0, 255 }, { 0, 255 }, { 0, 255 }, { 0, 255 } };
     double gammas[4] = { 1, 1, 1, 1 };
     int channel = 1;
-    for (int *const counts : { histogram.red, histogram.green, histogram.blue }) {
+    for (const unsigned *const counts : { histogram.red, histogram.green, histogram.blue }) {
         const std::vector<int> ends = OPHistogrammCalculator::Threshold(counts);
         std::copy(ends.begin(), ends.end(), input[channel++]);
     }
@@ -69,12 +67,12 @@ QImage drawn(const Histogram &histogram)
         painter.drawLine(placeOf(at, -0.5), placeOf(at, 255.5));
         painter.drawLine(placeOf(-0.5, at), placeOf(255.5, at));
     }
-    std::vector<int> sorted;
-    for (const int *const counts : { histogram.red, histogram.green, histogram.blue })
+    std::vector<unsigned> sorted;
+    for (const unsigned *const counts : { histogram.red, histogram.green, histogram.blue })
         sorted.insert(sorted.end(), counts, counts + 256);
     const auto tall = sorted.end() - 12;
     std::nth_element(sorted.begin(), tall, sorted.end());
-    const double scale = 240.0 / std::max(*tall, 1);
+    const double scale = 240.0 / std::max(*tall, 1u);
     painter.setCompositionMode(QPainter::CompositionMode_Screen);
     painter.setPen(Qt::NoPen);
     for (const auto &[counts, colour] : { std::pair(histogram.red, QColor(210, 60, 60)),
@@ -139,7 +137,7 @@ Sheet tonesSheet(const QImage &photo, const std::atomic<bool> &stop)
         sheet.cells << Sheet::Cell { name, {}, picture };
     };
 
-    Histogram before(original);
+    const Histogram before(original);
     QVector<QPoint> curves[4] = { { { 0, 0 }, { 70, 48 }, { 170, 205 }, { 255, 255 } }, { { 0, 0 }, { 255, 255 } },
         { { 0, 0 }, { 255, 255 } }, { { 0, 0 }, { 255, 255 } } };
     const OPCurvesTransformation curve(curves, 100);
