@@ -284,23 +284,25 @@ private Q_SLOTS:
         }));
         QCOMPARE(bound.load(), 4);
 
-        const auto text = [](const Symbols &symbols) {
-            std::string names;
+        const auto names = [](const Symbols &symbols, const Symbols &butNot) {
+            QString names;
             for (const std::string &name : symbols)
-                names += name + ' ';
+                if (!butNot.count(name))
+                    names += QString::fromStdString(name) + ' ';
             return names;
         };
         Symbols reached;
         for (const Use &use : uses) {
             const Symbols called = calledBy(use);
-            QCOMPARE(text(called), text(use.symbols));
+            QCOMPARE(names(called, {}), names(use.symbols, {}));
             reached.insert(called.begin(), called.end());
         }
         Symbols listed;
 #define KX_KERNEL(symbol, ...) listed.insert(#symbol);
 #include "support/KernelList.h"
 #undef KX_KERNEL
-        QCOMPARE(text(reached), text(listed));
+        QCOMPARE(names(listed, reached), QString());
+        QCOMPARE(names(reached, listed), QString());
     }
 
     /// Each load takes what the module of the moment has: the first 14 symbols all or none, the others one by one.
