@@ -86,7 +86,8 @@ KXRefineSelectionProcessing::KXRefineSelectionProcessing(const std::atomic<bool>
 
 KXRefineSelectionProcessing::~KXRefineSelectionProcessing() = default;
 
-KXRefineSelectionProcessing::KXRefineSelectionResult KXRefineSelectionProcessing::run(RefineSelectionData data)
+KXRefineSelectionProcessing::KXRefineSelectionResult KXRefineSelectionProcessing::run(
+    RefineSelectionData data) // NOLINT: a value as in every filter, though this one only reads it
 {
     using filters::Area, filters::InCanvas, filters::InLayer;
     const auto [feather, contract] = data.params;
