@@ -30,7 +30,8 @@ WBData measured(const QImage &image)
 
 /// What the kernel of the class runs: one of the three below it, that of the object made last. The function object that
 /// callers see is set to runChosen once and stays that; so a constructor on one thread writes nothing that a block on
-/// another one reads but this pointer.
+/// another one reads but this pointer. Only with a module that lacks one of the kernels it is emptied again, and blocks
+/// may then not run meanwhile.
 std::atomic<const Kernel *> chosen { nullptr };
 
 void runChosen(const KXWBTransformation &self, unsigned char *pixels, bool flag)

@@ -46,19 +46,19 @@ private Q_SLOTS:
             environment.insert("KXCORE_TEST_PROCESSORS", processors);
             process.setProcessEnvironment(environment);
             process.start(TOUR_ON_PROCESSORS, QStringList { "--scene", "300x200", "--out", at(out) } + options);
-            QMap<QString, QByteArray> digests;
+            QStringList digests; // a comparison tells which picture differs
             if (process.waitForFinished(300000))
                 for (const QString &name : QDir(at(out)).entryList({ "*.png" })) {
                     const QImage image = QImage(at(out) + '/' + name).convertToFormat(QImage::Format_ARGB32);
                     QCryptographicHash hash(QCryptographicHash::Sha1);
                     for (int y = 0; y < image.height(); ++y)
                         hash.addData(reinterpret_cast<const char *>(image.constScanLine(y)), image.width() * 4);
-                    digests[name] = hash.result();
+                    digests << name + ' ' + hash.result().toHex();
                 }
             return digests;
         };
         const auto plain = pictures("plain", { "--plain" }, "2");
-        QVERIFY(plain.size() > 20 && plain.contains("modes.png"));
+        QVERIFY(plain.size() > 20 && !plain.filter("modes.png").isEmpty());
         QCOMPARE(pictures("module", {}, "2"), plain);
         QCOMPARE(pictures("eight", {}, "8"), plain);
         QCOMPARE(pictures("plain on eight", { "--plain" }, "8"), plain);
