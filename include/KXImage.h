@@ -29,6 +29,7 @@
 #include <climits>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <vector>
 
 // The thread sanitizer, as gcc and as clang tell of it.
@@ -162,6 +163,25 @@ public:
     /// The flat buffer, shared with all copies; null in a tiled image without a flat window and in an empty image.
     T *Bits() { return flatData.data(); }
     const T *Bits() const { return flatData.data(); }
+
+    /// The pixel at (@p x, @p y) of a flat image, checked. Throws std::out_of_range with the text "OPImage::GetColor"
+    /// when the position lies outside the image, and where there is no flat buffer of pixels: in a tiled image, also
+    /// in one with a flat window. Read rows of those by @c ReadRow.
+    T GetColor(int x, int y) const
+    {
+        if (!HasFlatPixel(x, y))
+            throw std::out_of_range("OPImage::GetColor");
+        return flatData.data()[size_t(y) * size_t(width) + size_t(x)];
+    }
+
+    /// Writes the pixel at (@p x, @p y) of a flat image, **which all copies of the image share**. Throws as
+    /// @c GetColor does, with the text "OPImage::SetColor".
+    void SetColor(int x, int y, const T &color)
+    {
+        if (!HasFlatPixel(x, y))
+            throw std::out_of_range("OPImage::SetColor");
+        flatData.data()[size_t(y) * size_t(width) + size_t(x)] = color;
+    }
 
     /// Makes @p target a deep copy, tiled if this image is tiled or @p forceTiled is set.
     ///
@@ -373,6 +393,9 @@ public:
     void SetApplicationByte(quint8 value) { applicationByte = value; }
 
 private:
+    /// Whether (x, y) lies in the image and the image in a flat buffer. A flat window is no such buffer.
+    bool HasFlatPixel(int x, int y) const { return x >= 0 && x < width && y >= 0 && y < height && !tiled && flatData; }
+
     using ExifList = std::vector<std::shared_ptr<KXEXIFElement>>;
 
     /// A new block with the pixels of the one that begins with @p first.

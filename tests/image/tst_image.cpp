@@ -209,6 +209,37 @@ private Q_SLOTS:
             }
     }
 
+    /// One pixel at a time, with the text of what is thrown for a position or a storage that has none.
+    void checkedPixels()
+    {
+        const auto thrown = [](const auto &access) -> std::string {
+            try {
+                access();
+            } catch (const std::out_of_range &e) {
+                return e.what();
+            }
+            return {};
+        };
+        RGBA32iImage image(3, 2, false), tiled(3, 2, true), none;
+        CMYKAImage wide(3, 2, false);
+        paint(image), paint(tiled), paint(wide);
+        image.SetColor(0, 1, image.GetColor(2, 1));
+        QVERIFY(image.GetColor(0, 1) == pixelFor(2, 1) && image.Bits()[3] == pixelFor(2, 1));
+        QCOMPARE(wide.GetColor(1, 1).word, pixelFor<OPCMYKA>(1, 1).word);
+        const QSharedPointer<OPRGBA32i> window(new OPRGBA32i[6], [](OPRGBA32i *p) { delete[] p; });
+        tiled.SetFlatWindow(window, QRect(0, 0, 3, 2), {}, {}); // its buffer does not hold the image's pixels
+        const struct {
+            RGBA32iImage &image;
+            int x, y;
+        } rows[] = { { image, -1, 0 }, { image, 3, 0 }, { image, 0, -1 }, { image, 0, 2 }, { image, INT_MIN, INT_MAX },
+            { tiled, 1, 1 }, { none, 0, 0 } };
+        for (const auto &row : rows) {
+            QCOMPARE(thrown([&row] { return row.image.GetColor(row.x, row.y); }), std::string("OPImage::GetColor"));
+            QCOMPARE(thrown([&row] { row.image.SetColor(row.x, row.y, red); }), std::string("OPImage::SetColor"));
+        }
+        QVERIFY(difference(image, [](int x, int y) { return pixelFor(x == 0 && y == 1 ? 2 : x, y); }) == nowhere);
+    }
+
     /// A tiled row ends with its last tile, 256 pixels here, and does not go on in the next row of tiles.
     void rowsOverTheEnd()
     {
