@@ -1,4 +1,5 @@
 #include "Kernel.h"
+#include "Luminance.h"
 #include "TableLookUp.h"
 
 #include "OPBlackAndWhiteTransformation.h"
@@ -149,16 +150,9 @@ KXCORE_KERNEL void DesaturateTransformationAVX2(unsigned char *pixels, bool)
     });
 }
 
-/// The sum is divided by 100 and compared with the level, in integers: it is below 100 times the level.
 KXCORE_KERNEL void ThresholdAVX2(const OPThresholdRGB32 &self, unsigned char *pixels, bool)
 {
-    using T = OPThresholdRGB32;
-    static_assert(255 * std::max(T::weightB + T::weightG, T::weightR) < 32768, "sums of two products fit 16 bits");
-    const __m256i weights = inAllPixels(T::weightB | T::weightG << 8 | T::weightR << 16);
-    const __m256i limit = _mm256_set1_epi32(std::clamp(self.GetLevel(), 0, 256) * T::divisor);
-    forEachEightColours(pixels, [&](__m256i words) {
-        const __m256i pairs = _mm256_maddubs_epi16(words, weights);
-        const __m256i sum = _mm256_madd_epi16(pairs, _mm256_set1_epi16(1));
-        return _mm256_xor_si256(_mm256_cmpgt_epi32(limit, sum), _mm256_set1_epi32(-1));
+    forEachEightColours(pixels, [isDark = vectors::IsDark(self.GetLevel())](__m256i words) {
+        return _mm256_xor_si256(isDark(words), _mm256_set1_epi32(-1));
     });
 }

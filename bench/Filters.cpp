@@ -1,6 +1,7 @@
 #include "KXRefineSelectionProcessing.h"
 #include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
+#include "OPDiffuseGlowProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
@@ -150,6 +151,9 @@ void addFilters(Suite &suite)
     add(suite, sharpenName, 9, &OPSharpenProcessing::run, [](auto &data) { data.params.amount = sharpenAmount; });
     addHighPass(suite);
     addNoise(suite);
+    const std::string glow = "diffuse glow, radius 5";
+    suite.addRow(glow, { Column::Module, gaussianName(5), 0.5 }); // two blurs
+    add(suite, glow, 9, &OPDiffuseGlowProcessing::run, [](auto &) {});
     suite.addRow(featherName, { Column::OpenCV, {}, 0.8 });
     static RGBA32iImage mask;
     suite.addOurs(

@@ -10,7 +10,7 @@ const std::vector<Operation> &operations()
     static const std::vector<Operation> all = [] {
         std::vector<Operation> list;
         for (auto &family : { modes(), toneAdjustments(), colorAdjustments(), selectiveColors(), whiteBalance(),
-                 profileAdjustments(), alphaAdjustments(), vignettes(), filters() })
+                 profileAdjustments(), alphaAdjustments(), glowThresholds(), vignettes(), filters() })
             list.insert(list.end(), family.begin(), family.end());
         return list;
     }();

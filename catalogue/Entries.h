@@ -20,6 +20,7 @@ std::vector<Operation> selectiveColors();
 std::vector<Operation> whiteBalance();
 std::vector<Operation> profileAdjustments();
 std::vector<Operation> alphaAdjustments();
+std::vector<Operation> glowThresholds();
 std::vector<Operation> vignettes();
 std::vector<Operation> filters();
 

@@ -3,6 +3,7 @@
 #include "KXRefineSelectionProcessing.h"
 #include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
+#include "OPDiffuseGlowProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
@@ -86,6 +87,30 @@ struct RefineSelection : public KXRefineSelectionProcessing { // of a mask that 
 
 } // namespace
 
+std::vector<Operation> glowThresholds()
+{
+    const Parameter threshold { "threshold", "", "1 to 255; beyond it all pixels are alike", "what is enough" };
+    return {
+        adjustment<OPDiffuseGlowProcessing::OPAlphaThreshold>(
+            { "Alpha threshold", "OPDiffuseGlowProcessing::OPAlphaThreshold",
+                "Makes alpha 0 where it is below a threshold, otherwise 255.", { threshold }, "next to nothing",
+                "AlphaThresholdAVX2", {} },
+            { { "threshold 128", [] { return OPAlphaThreshold(128); } },
+                { "threshold 0", [] { return OPAlphaThreshold(0); } },
+                { "threshold 255", [] { return OPAlphaThreshold(255); } },
+                { "threshold 256", [] { return OPAlphaThreshold(256); } } }),
+        adjustment<OPDiffuseGlowProcessing::OPColorizeThreshold>(
+            { "Colorize threshold", "OPDiffuseGlowProcessing::OPColorizeThreshold",
+                "Makes a pixel one color, opaque where its luminance reaches a threshold, otherwise transparent.",
+                { threshold, { "color", "", "any, its alpha does not count", "what pixels become" } },
+                "three multiplications and a division a pixel; the kernel does without the division",
+                "ColorizeThresholdAVX2", {} },
+            { { "threshold 128", [] { return OPColorizeThreshold(128, OPRGBA32i(0x80FFE0C0u)); } },
+                { "threshold -1", [] { return OPColorizeThreshold(-1, OPRGBA32i(0xFF102030u)); } },
+                { "threshold 1000", [] { return OPColorizeThreshold(1000, OPRGBA32i(0xFFFFFFFFu)); } } }),
+    };
+}
+
 std::vector<Operation> vignettes()
 {
     return {
@@ -126,6 +151,24 @@ std::vector<Operation> filters()
             { { "amount 50", { 50, 0, true } }, { "amount 30, normal", { 30, 1, true } },
                 { "amount 100, with its alpha", { 100, 0, false } },
                 { "amount 250, normal, with its alpha", { 250, 7, false } } }),
+        filter<OPDiffuseGlowProcessing>(
+            { "Diffuse glow", "OPDiffuseGlowProcessing",
+                "Lays a soft halo, in one color, around the bright parts of the layer.",
+                { { "amount", "percent", "0 to 100", "opacity of the glow" },
+                    { "radius", "pixels", "1 to some hundreds; with 0 nothing glows",
+                        "sigma of the two blurs; each reaches three times as far" },
+                    { "threshold", "", "1 to 255; with 0 everything glows", "the luminance that glows" },
+                    { "color", "", "any, its alpha does not count", "that of the glow" },
+                    { "mode", "", "0 or 1", "whether the glow covers what is transparent" } },
+                "grows with the radius: 24 multiplications a pixel for each pixel of it; then a composition",
+                "IterativeVectorProcess, ColorizeThresholdAVX2, LineHandlerConvolutionAVX2, AlphaThresholdAVX2, "
+                "BlendWithOpacityAVX2",
+                needsFlat | needsTwoProcessors },
+            "KXDiffuseGlow 1.00000",
+            { { "radius 3", { 80, 3, 150, QColor(255, 220, 180), 0 } },
+                { "radius 2, with its alpha", { 100, 2, 100, Qt::white, 1 } },
+                { "radius 0, amount 250", { 250, 0, 90, Qt::red, 0 } },
+                { "radius -7", { 60, -7, 128, QColor(), -1 } } }),
         filter<HighPass>(
             { "High pass", "OPHighPassProcessing",
                 "Composes the layer minus its Gaussian blur, plus mid-grey, onto the layer.",

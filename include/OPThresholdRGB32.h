@@ -16,6 +16,10 @@ class KX_EXPORT OPThresholdRGB32 : public BaseTransformation {
 public:
     /// What the channels count in the luminance, in parts of the divisor.
     static constexpr int weightR = 30, weightG = 59, weightB = 11, divisor = 100;
+    static constexpr int Luminance(OPRGBA32i pixel)
+    {
+        return (pixel.b * weightB + pixel.g * weightG + pixel.r * weightR) / divisor;
+    }
 
     /// With a level of 0, which makes every pixel white, until @c SetLevel is called.
     OPThresholdRGB32();

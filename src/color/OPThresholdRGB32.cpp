@@ -22,6 +22,5 @@ void OPThresholdRGB32::operator()(unsigned char *pixels, bool flag) const
 
 void OPThresholdRGB32::operator()(OPRGBA32i &pixel) const
 {
-    const int y = (pixel.b * weightB + pixel.g * weightG + pixel.r * weightR) / divisor;
-    pixel.word = (pixel.word & 0xFF000000u) | (y < m_Level ? 0u : 0x00FFFFFFu);
+    pixel.word = (pixel.word & 0xFF000000u) | (Luminance(pixel) < m_Level ? 0u : 0x00FFFFFFu);
 }

@@ -131,6 +131,14 @@ const OPRGBA32i *rowOf(const RGBA32iImage &image, int x, int y, int length, std:
     return buffer.data();
 }
 
+void AdjustmentWalk::Run(const std::atomic<bool> &cancel, const Progress &progress)
+{
+    if (m_rect.isEmpty()) // to a walk that may be all of the image
+        return;
+    pixels::makePrivate(m_image, m_rect); // walks write shared tiles as they are
+    m_walk(m_adjustment, m_image, m_rect, cancel, progress);
+}
+
 QRect selectedRect(const KXFilterData &data)
 {
     const Area<InLayer> area = selected(data);

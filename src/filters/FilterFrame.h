@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BaseTransformation.h"
 #include "KXIterativeConvolution.h"
 #include "OPAdjustmentProcessing.h"
 
@@ -8,6 +9,7 @@
 #include <QtCore/QReadWriteLock>
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <tuple>
@@ -129,6 +131,31 @@ void forEachRow(int count, const std::atomic<bool> &cancel, const Progress &prog
         };
     });
 }
+
+/// The walk of an adjustment over a rectangle of an image, which is borrowed.
+class AdjustmentWalk {
+public:
+    /// One of the walks of OPImageWalk that can be cancelled, or one like them.
+    using Walk = void(const std::shared_ptr<BaseTransformation> &, RGBA32iImage &, const QRect &,
+        const std::atomic<bool> &, const Progress &);
+
+    AdjustmentWalk(Walk &walk, std::shared_ptr<BaseTransformation> adjustment, RGBA32iImage &image, const QRect &rect)
+        : m_walk(walk)
+        , m_adjustment(std::move(adjustment))
+        , m_image(image)
+        , m_rect(rect)
+    {
+    }
+
+    int LineCount() const { return m_rect.isEmpty() ? 0 : m_rect.height(); }
+    void Run(const std::atomic<bool> &cancel, const Progress &progress);
+
+private:
+    Walk &m_walk;
+    const std::shared_ptr<BaseTransformation> m_adjustment;
+    RGBA32iImage &m_image;
+    const QRect m_rect;
+};
 
 /// A lock of the caller's, held for reading or for writing while the object lives.
 ///

@@ -1,7 +1,6 @@
 #include "OPVignetteProcessing.h"
 
 #include "color/Walks.h"
-#include "pixels/Tiles.h"
 
 #include "FilterFrame.h"
 #include "ParamsStream.h"
@@ -44,32 +43,6 @@ private:
     QPoint m_origin;
 };
 
-/// The walk of a stage over a rectangle of the work.
-class Tinting {
-public:
-    Tinting(std::shared_ptr<BaseTransformation> stage, RGBA32iImage &image, const QRect &rect)
-        : m_stage(std::move(stage))
-        , m_image(image)
-        , m_rect(rect)
-    {
-    }
-
-    int LineCount() const { return m_rect.isEmpty() ? 0 : m_rect.height(); }
-
-    void Run(const std::atomic<bool> &cancel, const filters::Progress &progress) const
-    {
-        if (m_rect.isEmpty()) // to a walk that may be all of the image
-            return;
-        pixels::makePrivate(m_image, m_rect); // walks write shared tiles as they are
-        color::walkAtPositions(m_stage, m_image, m_rect, cancel, progress);
-    }
-
-private:
-    const std::shared_ptr<BaseTransformation> m_stage;
-    RGBA32iImage &m_image;
-    const QRect m_rect;
-};
-
 template <class Stage>
 RGBA32iImage tinted(const filters::FilterRun &run, OPVignetteProcessing::VignetteData &data)
 {
@@ -79,7 +52,8 @@ RGBA32iImage tinted(const filters::FilterRun &run, OPVignetteProcessing::Vignett
         OPRGBA32i(params.color.rgba()));
     const QPoint origin = data.selectionRect.isEmpty() ? QPoint() : (filters::selectedRect(data) & layer).topLeft();
     return filters::runPasses(run, data, { 0, 0 }, [&](RGBA32iImage &image, const QRect &rect) {
-        return Tinting(std::make_shared<OnPart<Stage>>(stage, origin), image, rect);
+        return filters::AdjustmentWalk(
+            color::walkAtPositions, std::make_shared<OnPart<Stage>>(stage, origin), image, rect);
     });
 }
 

@@ -91,6 +91,10 @@ KX_KERNEL(
 KX_KERNEL(LinearAVX2, const KXLinearVignette &self, int x, int y, unsigned char *pixels, bool flag)
 KX_KERNEL(ParabolicAVX2, const KXParabolicVignette &self, int x, int y, unsigned char *pixels, bool flag)
 
+// The hard masks of a glow: adjustments, as below.
+KX_KERNEL(AlphaThresholdAVX2, const OPAlphaThreshold &self, unsigned char *pixels, bool flag)
+KX_KERNEL(ColorizeThresholdAVX2, const OPColorizeThreshold &self, unsigned char *pixels, bool flag)
+
 // The alpha of length pixels, from samples that lie stride apart under its taps: see filters::sumAlphaTaps.
 KX_KERNEL(SumAlphaTapsAVX2, const float *samples, qptrdiff stride, const float *taps, int tapCount, OPRGBA32i *pixels,
     int length)

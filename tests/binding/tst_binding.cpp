@@ -15,6 +15,7 @@
 #include "OPColorizeTransformation.h"
 #include "OPCurvesTransformation.h"
 #include "OPDesaturateTransformation.h"
+#include "OPDiffuseGlowProcessing.h"
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
 #include "OPHueSaturationTransformation.h"
@@ -100,6 +101,13 @@ void addNoise()
     OPAddNoiseProcessing(cancel, lock, uniform, gaussian).run(data);
 }
 
+void glow()
+{
+    OPDiffuseGlowProcessing::DiffuseGlowData data;
+    data.image = flat;
+    OPDiffuseGlowProcessing(cancel).run(data);
+}
+
 void vignette()
 {
     OPVignetteProcessing::VignetteData data;
@@ -182,6 +190,9 @@ const Use uses[] = {
     { { "UniformNoiseAVX2" }, [] { OPUniformNoise(1)(block, false); } },
     { { "GaussianNoiseAVX2" }, [] { OPGaussianNoise(1)(block, false); } },
     { { "MersenneTwisterAVX2", "UniformNoiseAVX2", "BlendWithOpacityAVX2" }, addNoise },
+    { { "AlphaThresholdAVX2" }, [] { OPAlphaThreshold(1)(block, false); } },
+    { { "ColorizeThresholdAVX2" }, [] { OPColorizeThreshold(1, {})(block, false); } },
+    { { "IterativeVectorProcess", "LineHandlerConvolutionAVX2", "BlendWithOpacityAVX2" }, glow },
     { { "LinearAVX2" }, [] { OPVignetteProcessing::Linear(1, 1, 0, 1, {})(0, 0, block, false); } },
     { { "ParabolicAVX2" }, [] { OPVignetteProcessing::Parabolic(1, 1, 0, 1, {})(0, 0, block, false); } },
     { { "PixelTransformIterativeVectorProcess" }, vignette },

@@ -3,6 +3,7 @@
 #include "KXIterativeConvolution.h"
 #include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
+#include "OPDiffuseGlowProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
@@ -314,6 +315,14 @@ private Q_SLOTS:
         OPAddNoiseProcessing::Params noise { 0, 0, false };
         QDataStream anyTruth("KXAddNoise 1.00000" + QByteArray::fromHex("0000000100000002FFFFFF00"));
         QVERIFY(noise.Read(anyTruth) && noise.amount == 1 && noise.distribution == 2 && noise.keepAlpha);
+
+        checkStreams(OPDiffuseGlowProcessing::Params { 1, 2, 3, QColor(16, 32, 48, 64), 4 }, "KXDiffuseGlow 1.00000",
+            "00000064000000050000008001FFFFFFFFFFFFFFFF000000000000",
+            { "000000010000000200000003014040101020203030000000000004",
+                "010000000200000003000000014040101020203030000004000000",
+                "000000010000000200000003014040101020203030000000000004" },
+            { "[src\\filters\\OPDiffuseGlowProcessing:297] Read diffuse glow data error.",
+                "[src\\filters\\OPDiffuseGlowProcessing:283] Write diffuse glow data error." });
 
         using Vignette = OPVignetteProcessing::Params;
         const char *const black = "00000001000000640000000101FFFF0000000000000000";

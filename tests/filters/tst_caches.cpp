@@ -4,7 +4,7 @@
 #include "OPAddNoiseProcessing.h"
 #include "OPHighPassProcessing.h"
 
-#include "kit/Picture.h"
+#include "kit/Formulas.h"
 
 #include <cmath>
 #include <random>
@@ -163,17 +163,8 @@ Picture noisy(const KXFilterData &data, const Picture &noise, const OPAddNoisePr
     for (int y = 0; y < area.height(); ++y)
         for (int x = 0; x < area.width(); ++x) {
             OPRGBA32i &pixel = result.at(area.x() + x, area.y() + y);
-            const OPRGBA32i n = noise.at(x, y), old = pixel;
-            const unsigned na = n.a * unsigned(params.amount * 256 / 100) / 256, rest = (255 - na) * old.a;
-            const unsigned alpha = (na * 255 + rest) / 255;
-            const OPRGBA32i blended = kit::pixelOf([&](int c) { // all 0 where nothing covers
-                const unsigned mean =
-                    (kit::channel(n, c) * na * 255 + kit::channel(old, c) * rest) / std::max(alpha * 255, 1u);
-                return c < 3 ? std::min(mean, 255u) : params.keepAlpha ? old.a : alpha;
-            });
-            const int m = isSelected ? mask.at(maskX + x, selectionStart + y).a : 255;
-            pixel = kit::pixelOf(
-                [&](int c) { return (kit::channel(blended, c) * m + kit::channel(old, c) * (255 - m)) / 255; });
+            const OPRGBA32i blended = kit::laidOver(noise.at(x, y), pixel, params.amount, params.keepAlpha);
+            pixel = kit::moved(pixel, blended, isSelected ? mask.at(maskX + x, selectionStart + y).a : 255);
         }
     return result;
 }

@@ -84,4 +84,23 @@ inline void unpremultiply(Picture &picture, const QRect &rect)
     allButTheLastRow(picture, rect, [](int c, int a) { return a == 0 ? 0 : (c * 255 + a / 2) / a; });
 }
 
+/// @p upper laid over @p lower with an opacity in percent: the mean of the colours by their alphas, all 0 where nothing
+/// covers.
+inline OPRGBA32i laidOver(OPRGBA32i upper, OPRGBA32i lower, int percent, bool keepAlpha)
+{
+    const unsigned covered = upper.a * unsigned(percent * 256 / 100) / 256, rest = (255 - covered) * lower.a;
+    const unsigned alpha = (covered * 255 + rest) / 255;
+    return pixelOf([&](int c) {
+        const unsigned mean =
+            (channel(upper, c) * covered * 255 + channel(lower, c) * rest) / std::max(alpha * 255, 1u);
+        return c < 3 ? std::min(mean, 255u) : keepAlpha ? lower.a : alpha;
+    });
+}
+
+/// @p from moved towards @p to by a selection's alpha.
+inline OPRGBA32i moved(OPRGBA32i from, OPRGBA32i to, int alpha)
+{
+    return pixelOf([&](int c) { return (channel(to, c) * alpha + channel(from, c) * (255 - alpha)) / 255; });
+}
+
 } // namespace kit

@@ -1,0 +1,30 @@
+#include "Kernel.h"
+#include "Luminance.h"
+#include "Vectors.h"
+
+#include "OPGlowThresholds.h"
+
+// The hard masks of a glow.
+
+namespace {
+
+__m256i opaque() { return _mm256_set1_epi32(int(0xFF000000)); }
+
+} // namespace
+
+KXCORE_KERNEL void AlphaThresholdAVX2(const OPAlphaThreshold &self, unsigned char *pixels, bool)
+{
+    const __m256i below = _mm256_set1_epi32(std::clamp(self.GetThreshold(), 0, 256) - 1);
+    vectors::forEachEight(pixels, [below](__m256i words) {
+        const __m256i isCovered = _mm256_cmpgt_epi32(_mm256_srli_epi32(words, 24), below);
+        return _mm256_blendv_epi8(words, isCovered, opaque());
+    });
+}
+
+KXCORE_KERNEL void ColorizeThresholdAVX2(const OPColorizeThreshold &self, unsigned char *pixels, bool)
+{
+    const __m256i color = _mm256_andnot_si256(opaque(), _mm256_set1_epi32(int(self.GetColor().word)));
+    vectors::forEachEight(pixels, [color, isDark = vectors::IsDark(self.GetThreshold())](__m256i words) {
+        return _mm256_or_si256(color, _mm256_andnot_si256(isDark(words), opaque()));
+    });
+}
