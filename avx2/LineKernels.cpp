@@ -1,11 +1,12 @@
 #include "Kernel.h"
 #include "Scratch.h"
+#include "Sharpening.h"
 #include "Vectors.h"
+#include "lines/ConvolutionKernels.h"
 
 #include "KXKernels.h"
 
 #include <algorithm>
-#include <cmath>
 #include <vector>
 
 // The one-dimensional kernels, each over one whole line.
@@ -85,38 +86,18 @@ void blurAlpha(OPGaussianAlpha1D &kernel, int length)
         kernel(i);
 }
 
-constexpr int largestAmount = 57000;
-
-/// Sixteen channels: c + (amount * d + 765) / 1785, rounded down, where d = 2 * c - l - r lies within 510 of 0. That is
-/// the kernel's quotient wherever it is not clamped; below zero the kernel rounds up, and both are clamped to 0.
-///
-/// With K = 1024 * amount / 1785, rounded, d * K / 1024 is less than 0.25 away from d * amount / 1785. Rounded down it
-/// is therefore the quotient or 1 less: 765 / 1785 is 0.43, and 0.43 - 0.25 > 0, 0.43 + 0.25 < 1. What remains of the
-/// dividend, from 0 to 2 * 1785 - 1, tells which. Up to the largest amount K and all quotients fit 16 bits; products
-/// wrap, and their difference is right.
-__m256i sharpened(__m256i l, __m256i c, __m256i r, __m256i amount, __m256i perThousand)
-{
-    const __m256i d = _mm256_sub_epi16(_mm256_add_epi16(c, c), _mm256_add_epi16(l, r));
-    const __m256i low = _mm256_mulhi_epi16(_mm256_slli_epi16(d, 6), perThousand);
-    const __m256i dividend = _mm256_add_epi16(_mm256_mullo_epi16(d, amount), _mm256_set1_epi16(765));
-    const __m256i rest = _mm256_sub_epi16(dividend, _mm256_mullo_epi16(low, _mm256_set1_epi16(1785)));
-    const __m256i isOneMore = _mm256_cmpgt_epi16(rest, _mm256_set1_epi16(1784));
-    return _mm256_adds_epi16(c, _mm256_sub_epi16(low, isOneMore));
-}
-
 void sharpen(OPSimpleSharpenKernel1D &kernel, int length)
 {
-    const int offset = kernel.SourceOffset(), amount = kernel.Amount();
+    if (!lines::sharpening::fits(kernel.Amount()))
+        return runPlain(kernel, length);
+    const int offset = kernel.SourceOffset();
     const OPRGBA32i *const source = kernel.Source()->data() + offset;
     OPRGBA32i *const out = kernel.Destination()->data();
-    if (amount == 0) {
-        std::copy_n(source, length, out);
-        return;
-    }
-    if (amount < -largestAmount || amount > largestAmount)
-        return runPlain(kernel, length);
-    const __m256i zero = _mm256_setzero_si256(), factor = _mm256_set1_epi16(short(amount));
-    const __m256i perThousand = _mm256_set1_epi16(short(std::lround(amount * (1024 / 1785.0))));
+    const Sharpening sharpening(kernel.Amount());
+    const auto words = [&](__m256i l, __m256i c, __m256i r) {
+        return sharpening.Words(c, _mm256_sub_epi16(_mm256_add_epi16(c, c), _mm256_add_epi16(l, r)));
+    };
+    const __m256i zero = _mm256_setzero_si256();
     // Pixels whose neighbours all lie in the line; the others are left to the kernel itself.
     const int first = std::clamp(1 - offset, 0, length), last = std::min(length, kernel.LastIndex() - offset);
     int i = 0;
@@ -125,10 +106,10 @@ void sharpen(OPSimpleSharpenKernel1D &kernel, int length)
     for (; i + 8 <= last; i += 8) {
         const __m256i l = vectors::load(source + i - 1), c = vectors::load(source + i),
                       r = vectors::load(source + i + 1);
-        const __m256i low = sharpened(_mm256_unpacklo_epi8(l, zero), _mm256_unpacklo_epi8(c, zero),
-            _mm256_unpacklo_epi8(r, zero), factor, perThousand);
-        const __m256i high = sharpened(_mm256_unpackhi_epi8(l, zero), _mm256_unpackhi_epi8(c, zero),
-            _mm256_unpackhi_epi8(r, zero), factor, perThousand);
+        const __m256i low =
+            words(_mm256_unpacklo_epi8(l, zero), _mm256_unpacklo_epi8(c, zero), _mm256_unpacklo_epi8(r, zero));
+        const __m256i high =
+            words(_mm256_unpackhi_epi8(l, zero), _mm256_unpackhi_epi8(c, zero), _mm256_unpackhi_epi8(r, zero));
         vectors::store(out + i, _mm256_packus_epi16(low, high));
     }
     for (; i < length; ++i)

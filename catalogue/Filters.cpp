@@ -196,7 +196,8 @@ std::vector<Operation> filters()
             { "Sharpen", "OPSharpenProcessing", "Sharpens all four channels with three taps each way.",
                 { { "amount", "1785ths", "0, which changes nothing, to some hundreds",
                     "how far a pixel moves away from the sum of its neighbours" } },
-                "six multiplications a channel and pixel", "LineHandlerConvolutionAVX2", needsFlat },
+                "six multiplications a channel and pixel", "LineHandlerConvolutionAVX2, SharpenColumnsAVX2",
+                needsFlat },
             "KXSharpen 1.00000", { { "amount 150", { 150 } }, { "amount 0", { 0 } }, { "amount -90", { -90 } } }),
         filter<OPSmoothenProcessing>(
             { "Smoothen", "OPSmoothenProcessing", "Smoothens with three taps each way; colour counts by its alpha.",

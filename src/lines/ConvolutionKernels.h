@@ -41,3 +41,13 @@ constexpr std::size_t maxTaps = 7; ///< with more, premultiplying is a small par
 inline bool fits(const std::vector<short> &taps) { return taps.size() <= maxTaps && isSymmetric(taps); }
 
 } // namespace lines::rows
+
+/// What sharpening and the kernels for it agree on.
+namespace lines::sharpening {
+
+constexpr int largestAmount = 1784; ///< of 1785: the share that it makes is below 1
+
+/// Whether the kernel for columns takes this amount; to that for lines others are only slower.
+constexpr bool fits(int amount) { return amount >= -largestAmount && amount <= largestAmount; }
+
+} // namespace lines::sharpening

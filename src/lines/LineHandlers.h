@@ -18,6 +18,7 @@ namespace lines {
 /// Bound when a handler of the kind is made.
 inline kernels::Slot windowKernel { KX_SYMBOL(LineHandlerAVX2) };
 inline kernels::Slot lineKernel { KX_SYMBOL(LineHandlerConvolutionAVX2) };
+inline kernels::Slot sharpenColumnsKernel { KX_SYMBOL(SharpenColumnsAVX2) };
 
 /// What both handlers have: the rectangle's lines and their reach.
 template <class Direction>
@@ -96,6 +97,7 @@ public:
         , m_kernel(kernel)
         , m_lineKernel(lineKernel.Bind())
     {
+        sharpenColumnsKernel.Bind();
     }
 
     void Run(const std::atomic<bool> &cancel, const Progress &progress) const
@@ -103,7 +105,18 @@ public:
         if (!this->m_clip.isValid())
             return;
         const PassShape shape = this->Shape();
-        runPass<Direction>(this->m_image, shape, workers::forLines(workers::hardware()), cancel, progress, [&] {
+        const int count = workers::forLines(workers::hardware());
+        if constexpr (sharpensColumns)
+            if (sharpenColumnsKernel && !this->m_image.IsTiled() && sharpening::fits(m_kernel.Amount())) {
+                const bool hasAbove = this->m_lines.readFirst < this->m_lines.first;
+                const bool hasBelow = this->m_lines.readLast > this->m_lines.last;
+                const auto sharpen = [&](int, OPRGBA32i *pixels, int columns) {
+                    sharpenColumnsKernel(
+                        pixels, this->m_image.Width(), columns, shape.length, hasAbove, hasBelow, m_kernel.Amount());
+                };
+                return runColumnBlocks(this->m_image, shape, count, cancel, progress, sharpen);
+            }
+        runPass<Direction>(this->m_image, shape, count, cancel, progress, [&] {
             return [&, kernel = m_kernel, destination = std::vector<OPRGBA32i>(size_t(shape.length))](
                        int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {
                 kernel.SetSource(&source);
@@ -120,6 +133,10 @@ public:
     }
 
 private:
+    /// For columns side by side the module has a kernel of its own.
+    static constexpr bool sharpensColumns =
+        std::is_same_v<Kernel, OPSimpleSharpenKernel1D> && std::is_same_v<Direction, VerticalDirection>;
+
     Kernel m_kernel;
     decltype(LineHandlerConvolutionAVX2) *m_lineKernel;
 };

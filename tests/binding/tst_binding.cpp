@@ -121,6 +121,13 @@ void runHandler(const Operation &operation)
     Handler(operation, flat, flat.Rect()).Run(cancel, nullptr);
 }
 
+template <class Direction>
+void sharpen(int amount)
+{
+    using Kernel = OPSimpleSharpenKernel1D;
+    runHandler<lines::LineHandlerConvolution<Kernel, Direction>>(Kernel(amount));
+}
+
 /// One place of the library that calls kernels.
 struct Use {
     Symbols symbols;
@@ -175,11 +182,9 @@ const Use uses[] = {
         [] { OPPixelIterativeTransformImageColors(Accelerated(), &flat, r, cancel, nullptr)(); } },
     { { "LineHandlerAVX2" },
         [] { runHandler<lines::LineHandler<OPRGBABlurAccumulator, HorizontalDirection>>(OPRGBABlurAccumulator(1)); } },
-    { { "LineHandlerConvolutionAVX2" },
-        [] {
-            using Kernel = OPSimpleSharpenKernel1D;
-            runHandler<lines::LineHandlerConvolution<Kernel, HorizontalDirection>>(Kernel(3));
-        } },
+    { { "LineHandlerConvolutionAVX2" }, [] { sharpen<HorizontalDirection>(3); } },
+    { { "LineHandlerConvolutionAVX2" }, [] { sharpen<VerticalDirection>(1785); } }, // too much for the next one
+    { { "SharpenColumnsAVX2" }, [] { sharpen<VerticalDirection>(-1784); } },
     { {}, [] { runHandler<lines::LineHandlerConvolution<PlainCopy, HorizontalDirection>>(PlainCopy()); } },
     { { "KXIterativeConvolutionFast1DAVX2Convolve" }, convolve<HorizontalDirection> },
     { { "KXIterativeConvolutionFast1DAVX2ConvolveColumns" }, convolve<VerticalDirection> },
@@ -280,6 +285,7 @@ private Q_SLOTS:
         const Symbols line { "KXIterativeConvolutionFast1DAVX2Convolve" };
         QVERIFY(calledBy({ {}, convolve<VerticalDirection> }) == line);
         QVERIFY(calledBy({ {}, convolveBoth }) == (Symbols { "VectorProcess", *line.begin() }));
+        QVERIFY(calledBy({ {}, [] { sharpen<VerticalDirection>(3); } }) == Symbols { "LineHandlerConvolutionAVX2" });
         AVX2LIB::UseModule(nullptr);
         QVERIFY(calledBy({ {}, convolve<VerticalDirection> }) == line); // what is bound stays bound
     }

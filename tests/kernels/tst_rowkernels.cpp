@@ -6,6 +6,7 @@
 #include "kit/Kernels.h"
 #include "lines/ConvolutionKernels.h"
 #include "lines/Convolve.h"
+#include "lines/LineHandlers.h"
 
 using Taps = std::vector<short>;
 using kit::Line, kit::Picture, kit::Row, kit::fromModule;
@@ -33,7 +34,7 @@ class TestRowKernels : public QObject {
 private Q_SLOTS:
     void init()
     {
-        if (!QByteArrayList { "convolution", "passes" }.contains(QTest::currentTestFunction()))
+        if (!QByteArrayList { "convolution", "passes", "sharpeningPasses" }.contains(QTest::currentTestFunction()))
             SKIP_WITHOUT_MODULE();
         m_slide = fromModule(KX_SYMBOL(LineHandlerAVX2));
     }
@@ -135,12 +136,24 @@ private Q_SLOTS:
         for (const int shift : { 0, 1, 2, 3, 7, 15, 16, 31, 40, 100, 4000000 })
             for (const int sign : { 1, -1 })
                 checkLineKernel(OPShiftEdge1D(sign * shift), QString("shift by %1").arg(sign * shift));
-        // Amounts that share no factor with 1785 reach every remainder of the division.
-        for (const int amount : { 0, 1, 11, 137, 892, 57000, 57001, -1, -299, -57000, 8000000, INT_MAX, INT_MIN })
+        for (const int amount : { 0, 1, 150, 1784, 1785, -1, -299, -1784, -1785, 8000000, INT_MAX, INT_MIN })
             checkLineKernel(OPSimpleSharpenKernel1D(amount), QString("sharpen by %1").arg(amount));
 
         OPKernelBase other(KernelAlpha); // nothing that the module knows
         fromModule(KX_SYMBOL(LineHandlerConvolutionAVX2))(&other);
+    }
+
+    /// Every sum of two neighbours beside every channel.
+    void sharpeningOverItsDomain()
+    {
+        Line source;
+        for (unsigned sum = 0; sum <= 510; ++sum)
+            for (unsigned center = 0; center < 256; ++center)
+                for (const unsigned channel : { sum / 2, center, sum - sum / 2 })
+                    source.push_back(OPRGBA32i(channel * 0x01010101u));
+        // Amounts that share no factor with 1785 reach every remainder of the division.
+        for (const int amount : { 1, 11, 150, 446, 892, 1783, 1784, -1, -299, -1784 })
+            compareLine(OPSimpleSharpenKernel1D(amount), source, 0, source.size(), QString("amount %1").arg(amount));
     }
 
     void convolution_data()
@@ -232,8 +245,41 @@ private Q_SLOTS:
         }
     }
 
+    void sharpeningPasses()
+    {
+        QRandomGenerator random = kit::random();
+        for (int repeat = 0; repeat < 100; ++repeat) {
+            const QRect rect(random.bounded(3), random.bounded(3), 1 + random.bounded(150), 1 + random.bounded(9));
+            Picture expected = Picture::random(
+                rect.right() + random.bounded(1, 4), rect.bottom() + random.bounded(1, 4), quint32(repeat));
+            RGBA32iImage image = expected.image(false);
+            const int amount = random.bounded(-2000, 2000);
+            using Sharpen = OPSimpleSharpenKernel1D;
+            lines::LineHandlerConvolution2D<Sharpen>(Sharpen(amount), image, rect).Run(kit::noCancel, nullptr);
+            kit::sharpen(expected, rect, Qt::Horizontal, amount);
+            kit::sharpen(expected, rect, Qt::Vertical, amount);
+            VERIFY_SAME_AT(kit::difference(Picture::of(image), expected),
+                QString::asprintf("amount %d, %d by %d", amount, rect.width(), rect.height()));
+        }
+    }
+
 private:
-    /// Runs @p kernel over a line, by itself and by the module.
+    /// Runs @p kernel over @p length pixels of a line, by itself and by the module.
+    template <class Kernel>
+    void compareLine(Kernel kernel, const Line &source, int offset, size_t length, const QString &where)
+    {
+        Line expected(length, OPRGBA32i(0x12345678u)), actual = expected;
+        kernel.SetSource(&source);
+        kernel.SetSourceOffset(offset);
+        kernel.SetDestination(&expected);
+        for (int i = 0; i < int(length); ++i)
+            kernel(i);
+        kernel.SetDestination(&actual);
+        fromModule(KX_SYMBOL(LineHandlerConvolutionAVX2))(&kernel);
+        VERIFY_SAME_AT(kit::difference(actual.data(), expected), where);
+    }
+
+    /// The same for lines of many lengths.
     template <class Kernel>
     void checkLineKernel(Kernel kernel, const QString &name)
     {
@@ -250,15 +296,7 @@ private:
                     if (sparse && random.bounded(16))
                         pixel.a = repeat == 1 ? 255 : 0;
                 }
-                Line expected(size_t(length), OPRGBA32i(0x12345678u)), actual = expected;
-                kernel.SetSource(&source);
-                kernel.SetSourceOffset(offset);
-                kernel.SetDestination(&expected);
-                for (int i = 0; i < length; ++i)
-                    kernel(i);
-                kernel.SetDestination(&actual);
-                fromModule(KX_SYMBOL(LineHandlerConvolutionAVX2))(&kernel);
-                VERIFY_SAME_AT(kit::difference(actual.data(), expected), name + QString(", offset %1").arg(offset));
+                compareLine(kernel, source, offset, size_t(length), name + QString(", offset %1").arg(offset));
             }
     }
 

@@ -41,6 +41,17 @@ inline void convolve(Picture &picture, const QRect &rect, Qt::Orientation lines,
         [&](auto at) { return convolved(taps, [&](int j) { return at(j - int(taps.size() / 2)); }); });
 }
 
+/// Sharpens the lines of @p rect, around which the pixels of the picture count as neighbours.
+inline void sharpen(Picture &picture, const QRect &rect, Qt::Orientation lines, int amount)
+{
+    alongLines(picture, rect, picture.rect(), lines, [amount](auto at) {
+        return pixelOf([&](int c) {
+            const int sides = channel(at(-1), c) + channel(at(1), c);
+            return qBound(0, (channel(at(0), c) * (2 * amount + 1785) - sides * amount + 765) / 1785, 255);
+        });
+    });
+}
+
 /// The means of the channels of 2 * radius + 1 pixels around at(0), truncated; colour may count by its alpha.
 template <class At>
 std::array<int, 4> means(At at, int radius, bool premultiplied)

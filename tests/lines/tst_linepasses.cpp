@@ -508,14 +508,7 @@ private:
             check([&](RGBA32iImage &image) { return runAndCount(Convolution(taps, image, rect)); },
                 [&](Picture &p, Qt::Orientation lines) { kit::convolve(p, area, lines, taps); });
         check([&](RGBA32iImage &image) { return runAndCount(Sharpening(OPSimpleSharpenKernel1D(300), image, rect)); },
-            [&](Picture &picture, Qt::Orientation lines) {
-                kit::alongLines(picture, area, picture.rect(), lines, [](auto at) {
-                    return kit::pixelOf([&](int c) {
-                        const int sides = channel(at(-1), c) + channel(at(1), c);
-                        return qBound(0, (channel(at(0), c) * 2385 - sides * 300 + 765) / 1785, 255);
-                    });
-                });
-            });
+            [&](Picture &picture, Qt::Orientation lines) { kit::sharpen(picture, area, lines, 300); });
     }
 };
 

@@ -1,0 +1,97 @@
+#include "Kernel.h"
+#include "Sharpening.h"
+#include "lines/ConvolutionKernels.h"
+#include "support/Prefetch.h"
+
+// Sharpens columns side by side, in place, row after row. What a row needs of itself and of the one above is kept for
+// all columns of the block, in the nearest cache; so each row is read once, before it is overwritten.
+
+namespace {
+
+constexpr int stripColumns = 8; ///< of one vector of pixels
+constexpr int strips = lines::columns::width / stripColumns;
+
+/// Rows of a picture lie in different pages, and the processor does not fetch those ahead by itself: they are
+/// prefetched this many rows before they are needed.
+constexpr int prefetchRows = 16;
+
+/// Sixteen channels of a row.
+class Channels {
+public:
+    Channels() = default;
+    Channels(__m256i above, __m256i own)
+        : m_own(own)
+        , m_rise(_mm256_sub_epi16(own, above))
+    {
+    }
+
+    /// Returns the results, and goes on to the row @p below.
+    __m256i Next(__m256i below, const Sharpening &sharpening)
+    {
+        const __m256i nextRise = _mm256_sub_epi16(below, m_own);
+        const __m256i words = sharpening.Words(m_own, _mm256_sub_epi16(m_rise, nextRise));
+        m_own = below;
+        m_rise = nextRise;
+        return words;
+    }
+
+private:
+    __m256i m_own, m_rise; ///< the rise is from the row above
+};
+
+/// Eight pixels of a row.
+class Strip {
+public:
+    Strip() = default;
+    Strip(__m256i above, __m256i own)
+        : m_low(Low(above), Low(own))
+        , m_high(High(above), High(own))
+    {
+    }
+
+    /// As for the channels.
+    __m256i Next(__m256i below, const Sharpening &sharpening)
+    {
+        return _mm256_packus_epi16(m_low.Next(Low(below), sharpening), m_high.Next(High(below), sharpening));
+    }
+
+private:
+    static __m256i Low(__m256i pixels) { return _mm256_unpacklo_epi8(pixels, _mm256_setzero_si256()); }
+    static __m256i High(__m256i pixels) { return _mm256_unpackhi_epi8(pixels, _mm256_setzero_si256()); }
+
+    Channels m_low, m_high;
+};
+
+} // namespace
+
+/// A block of columns: see KernelList.h.
+KXCORE_KERNEL void SharpenColumnsAVX2(
+    OPRGBA32i *pixels, qptrdiff stride, int columns, int rows, bool hasAbove, bool hasBelow, int amount)
+{
+    const Sharpening sharpening(amount);
+    const int whole = columns / stripColumns, left = columns % stripColumns;
+    const __m256i isLeft = _mm256_cmpgt_epi32(_mm256_set1_epi32(left), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+    const auto loadLeft = [isLeft](const OPRGBA32i *p) {
+        return _mm256_maskload_epi32(reinterpret_cast<const int *>(p), isLeft);
+    };
+    const auto storeLeft = [isLeft](OPRGBA32i *p, __m256i v) {
+        _mm256_maskstore_epi32(reinterpret_cast<int *>(p), isLeft, v);
+    };
+    /// Calls step(strip, load, store) for each strip, with what loads and stores its pixels.
+    const auto forEachStrip = [&](auto step) {
+        for (int s = 0; s < whole; ++s)
+            step(s, vectors::load, vectors::store);
+        if (left > 0)
+            step(whole, loadLeft, storeLeft);
+    };
+    const auto at = [=](int row, int strip) { return pixels + row * stride + strip * stripColumns; };
+
+    Strip kept[strips];
+    forEachStrip([&](int s, auto load, auto) { kept[s] = Strip(load(at(hasAbove ? -1 : 0, s)), load(at(0, s))); });
+    for (int row = 0; row < rows; ++row) {
+        const int below = row + 1 < rows || hasBelow ? row + 1 : row;
+        memory::prefetch(at(row + prefetchRows, 0), columns);
+        forEachStrip(
+            [&](int s, auto load, auto store) { store(at(row, s), kept[s].Next(load(at(below, s)), sharpening)); });
+    }
+}
