@@ -62,6 +62,7 @@
 #include "OPSmoothenProcessing.h"
 #include "OPTCGrayscaleFromRGBA32iAlpha.h"
 #include "OPTemperatureCorrection.h"
+#include "OPTextHelper.h"
 #include "OPThresholdRGB32.h"
 #include "OPTintRGB32.h"
 #include "OPTransformImageColors.h"

@@ -1,0 +1,236 @@
+#pragma once
+
+/// @file
+/// The engine of text layers: lays out a text, bends it, paints it, and tells the editing view where caret, selection
+/// and characters are. `docs/behaviour/text.md` shows a small text tool made of it.
+///
+/// **The order of calls.** Set, lay out, ask.
+/// 1. Set the box, the paragraphs, spacing, stretch and deformation; then font and text. Only @c SetFont and @c SetText
+///    make the layout stale: after any other setter of what is laid out, call `SetText(GetText())`.
+/// 2. Lay out. @c GetTextRect does so always. Images, paths, @c GetCharPath and @c FindSelectedChar do so where the layout
+///    is stale. **Caret, selection, underline, box and centring mark do not**; they use what the last layout left, and of
+///    a deformed text also the rectangle of its outlines, which only a deformed image or path measures. So ask for one
+///    of these first.
+/// 3. Ask. An image uses up the two markup strokes of a layout (see @c CreateImageByText); lay out again before the next
+///    one.
+///
+/// **Paragraph settings grow.** Before a layout there is an entry per paragraph, of those that were set; after it one per
+/// line, each line of a paragraph having a copy of its entry. The next layout in a box begins from these and inserts again.
+/// So set the paragraphs, by @c SetParagraphParameters, whenever the text is to be laid out anew.
+///
+/// **Coordinates.** x to the right, y down, in pixels.
+/// - *Layout*: lines begin at x = 0 or where their settings say, and the first line's ascent at y = 0. So is
+///   @c GetTextRect.
+/// - *Stretched*: layout coordinates times the two stretches, and bent where the text is. So is all that the editing view
+///   draws over a text (caret, selection, underline, box, mark, the path of characters), and the point of a click.
+/// - *Layer*: stretched coordinates through @c GetTransform.
+///
+/// The path of a text lies with its top left corner at (0, 0), which was stretched (@c UnsetTransformOffset takes that
+/// back, in whole pixels); the two strokes make its rectangle that of the whole lines, from the ascent of the first to the
+/// descent of the last.
+///
+/// **Placing a picture.** @c CreatePathByTextWithRect, or for a deformed text @c CreatePathByTextWithDeformationWithRect,
+/// gives path and rectangle; @c TransformAndCreateImage paints them. The picture's top left corner belongs at
+/// `position + rect.topLeft()` of the layer.
+///
+/// **Positions** lie between UTF-16 units; 0 is before the first one. The editing view counts in the *wrapped* text,
+/// which has a newline where a line was broken. @c GetPositionWithWrap leads there from the text as it was typed and
+/// @c GetPositionWithoutWrap back. A click becomes a position by @c FindSelectedChar, a position a caret by
+/// @c GetVerticalLine and two of them a selection by @c GetSelectionRect.
+///
+/// **A text that does not fit.** In a box lines that overflow its height are not there: neither painted nor in the
+/// wrapped text. Where a line is too wide, which takes indents or a box narrower than a character, no line is there.
+/// @c IsTextOutsideArea tells. A box whose width or height is 0 is none: then nothing is broken into lines.
+///
+/// **What comes out of other scripts.** Lines are broken behind spaces, and where there are none between any two UTF-16
+/// units: also within a pair of surrogates or before a combining mark. Outlines are Qt's, right-to-left text included;
+/// but places along a line are widths of what precedes them, counted from the left, so that caret and selection in such
+/// a text lie where they would in one from left to right.
+///
+/// **Limits.** Whole numbers that overflow wrap around. A path is cut for a deformation into 4,194,304 pieces at most;
+/// where it would be more, the pieces become longer. An image of more than 2^31 - 1 pixels throws std::bad_alloc, as
+/// every KXImage.
+
+#include "KXGlobal.h"
+#include "KXImage.h"
+
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QPair>
+#include <QtCore/QPointF>
+#include <QtCore/QRectF>
+#include <QtCore/QSet>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtGui/QColor>
+#include <QtGui/QFont>
+#include <QtGui/QFontMetrics>
+#include <QtGui/QMatrix4x4>
+#include <QtGui/QPainter>
+#include <QtGui/QPainterPath>
+#include <QtGui/QTransform>
+
+/// How a paragraph is set; after a layout, how one line is.
+struct TextParagraphParams {
+    int alignment = 1; ///< an OPTextHelper::AlignmentMode; any other number counts as Left
+    int leftIndent = 0; ///< moves lines to the right and makes them shorter
+    int rightIndent = 0; ///< **moves lines to the left and makes them longer**
+    int firstLineIndent = 0; ///< moves the first line to the right and makes it shorter
+    int spaceBefore = 0; ///< moves down this line alone, and not those after it
+    int spaceAfter = 0; ///< moves down the lines after this one
+    bool isFirstLine = true; ///< false for lines that were broken off another
+};
+
+/// One text object: text, font, settings, and the layout made of them. See the top of the file.
+///
+/// Owner    A value: a copy has all of it, the layout included.
+/// Threads  One thread that may use fonts; there is a QGuiApplication.
+/// Errors   None. Bad input gives empty paths or is clamped, as it says where it matters. Memory may end, and then
+///          std::bad_alloc leaves.
+class KX_EXPORT OPTextHelper {
+public:
+    enum AlignmentMode : int { Left = 1, Centre = 2, Right = 3 };
+
+    /// @p maxSegmentLength is the longest straight piece that a path is left with before it is bent; with 0 or less
+    /// nothing is cut.
+    explicit OPTextHelper(float maxSegmentLength = 2.0f);
+    OPTextHelper(const OPTextHelper &other);
+    OPTextHelper(OPTextHelper &&other);
+    OPTextHelper &operator=(const OPTextHelper &other);
+    OPTextHelper &operator=(OPTextHelper &&other);
+    ~OPTextHelper();
+
+    /// @name What is laid out
+    /// SetText and SetFont make the layout stale, the others do not.
+    /// @{
+    QString GetText() const { return m_text; } ///< as it was typed; newlines separate paragraphs
+    void SetText(const QString &text);
+    QFont GetFont() const { return m_font; }
+    void SetFont(const QFont &font); ///< of one that does not exist Qt takes what it has
+    QRect GetTextArea() const { return m_textArea; }
+    void SetTextArea(const QRect &area) { m_textArea = area; } ///< the box; its corner is not read, only its size
+    void SetParagraphParameters(const QList<TextParagraphParams> &paragraphs) { m_paragraphs = paragraphs; }
+    int GetLineSpacing() const { return m_lineSpacing; }
+    void SetLineSpacing(int pixels) { m_lineSpacing = pixels; } ///< between lines, besides their heights
+    int GetLetterSpacing() const { return m_letterSpacing; }
+    void SetLetterSpacing(int spacing) { m_letterSpacing = spacing; } ///< kept for the caller; no layout reads it
+    int GetHorizontalStretch() const { return m_horizontalStretch; }
+    void SetHorizontalStretch(int percent) { m_horizontalStretch = percent; }
+    int GetVerticalStretch() const { return m_verticalStretch; }
+    void SetVerticalStretch(int percent) { m_verticalStretch = percent; }
+    /// @}
+
+    /// @name How it is deformed, placed and painted
+    /// Read whenever a path or an image is made.
+    /// @{
+    int GetStyle() const { return m_style; }
+    /// 0 is plain and 1 deformed. Of other numbers the text is deformed and what the editing view draws is not.
+    void SetStyle(int style) { m_style = style; }
+    void SetOrientation(bool vertical) { m_vertical = vertical; } ///< in which direction the wave runs
+    void SetBend(double percent) { m_bend = percent; } ///< height of the wave; 100: half the height of a line
+    void SetHDistortion(double percent) { m_hDistortion = percent; }
+    void SetVDistortion(double percent) { m_vDistortion = percent; }
+    QMatrix4x4 GetTransform() const { return m_transform; }
+    void SetTransform(const QMatrix4x4 &transform) { m_transform = transform; } ///< the layer's placement
+    QColor GetColor() const { return m_color; }
+    void SetColor(const QColor &color) { m_color = color; } ///< of pen and brush
+    void SetRenderHint(QPainter::RenderHint hint, bool on) { m_renderHints[hint] = on; }
+    /// Mode 1 sets the hints for antialiasing (of all kinds) and smooth pictures to false, mode 2 to true; any other
+    /// number does nothing.
+    void SetRenderMode(int mode);
+    /// @}
+
+    /// @name Lines and their settings
+    /// @{
+
+    /// The bounding rectangle of the outlines, in layout coordinates and without the markup strokes. Lays out, always.
+    QRectF GetTextRect();
+    /// Whether the last layout did not fit the box.
+    bool IsTextOutsideArea() const { return m_textOutsideArea; }
+    /// Of each entry: of the paragraphs that were set, after a layout of the lines.
+    QList<AlignmentMode> GetAlignmentModes() const;
+    /// Gives the lines of @c GetSelectedLines the alignments that @p modes has at their places. Where there is no such
+    /// entry, or no such mode, all entries are replaced instead: by one with default settings for each mode.
+    void SetAlignmentMode(const QList<int> &modes);
+    /// The paragraphs, by their numbers, of caret or selection: of the caret where the selection's ends are equal, none
+    /// where it ends before it starts.
+    QSet<int> GetSelectedLines() const;
+    /// How many paragraphs the text has: 1 and more.
+    int GetLinesCount() const;
+    /// @p text in lines of the width of the box, as a layout without indents breaks them; nothing where the box is
+    /// narrower than 1. The font is that of the last layout.
+    QString MakeWrappedText(const QString &text) const;
+    /// The text as the last layout broke it into lines; without a box the text.
+    QString GetWrappedText() const;
+    /// Puts into @p point's x where the line @p line begins in the layout, if it is line number @p index and measured with
+    /// @p metrics.
+    void SetLineAlignment(const QFontMetrics &metrics, const QString &line, int index, QPoint &point);
+    /// @}
+
+    /// @name Positions
+    /// Where nothing else is said, what lies behind the end counts as the end, and so does what is below 0.
+    /// @{
+
+    /// The line of a position in the wrapped text with @p useWrapped, where a layout in a box has made one; otherwise in
+    /// the text.
+    int GetLineByPosition(int position, bool useWrapped) const;
+    int GetLineByPositionForWrappedText(int position) const;
+    /// From the text to the wrapped text. At the place where a line is broken that is the end of the line. Below 0: 0.
+    int GetPositionWithWrap(int position) const;
+    /// From the wrapped text to the text, or to @p source if that is not empty: a text that differs from the wrapped one
+    /// by newlines only. Below 0: 0. Without a wrapped text the position itself.
+    int GetPositionWithoutWrap(int position, const QString &source) const;
+    /// @p position less the number of lines that were broken before it, by counting newlines up to the same position in
+    /// @p unwrapped and in the wrapped text; a rough way back to the text.
+    int GetSelectedCharFromWrappedText(const QString &unwrapped, int position) const;
+    /// For each position in @p string how many pixels it is from the beginning of its line, in layout coordinates.
+    QList<int> GetTextPoints(const QString &string, const QFontMetrics &metrics) const;
+    /// The selection's ends, in the wrapped text, as they were set here or by @c GetSelectionRect.
+    QPair<int, int> GetStartEndPositions() const { return { m_selectionStart, m_selectionEnd }; }
+    void SetStartEndPositions(int start, int end);
+    /// @}
+
+private:
+    QStringList splitWordToWidth(const QString &word, int width) const;
+    QStringList wrapTextToWidth(const QString &text, int width, int indent) const;
+    void CreateTextPath();
+    void SetMarkupPoints(QPainterPath &path, int x1, int y1, int x2, int y2);
+
+    void MakeStale();
+    /// The lines of the last layout, joined.
+    QString WrappedText() const { return m_wrappedLines.join('\n'); }
+
+    QString m_text;
+    QFont m_font;
+    QColor m_color;
+    QPainterPath m_textPath; ///< stretched, its top left corner at (0, 0)
+    QRectF m_textRect; ///< bounding rectangle of m_textPath
+    bool m_textDirty = true; ///< m_textPath is to be made anew
+    bool m_heavyDirty = true;
+    int m_markupCount = 0; ///< elements of the markup strokes at the end of the path, until an image has used them up
+    float m_maxSegmentLength;
+    int m_style = 0;
+    bool m_vertical = false;
+    double m_bend = 0;
+    double m_hDistortion = 0;
+    double m_vDistortion = 0;
+    QMatrix4x4 m_transform;
+    int m_caretPosition = 0;
+    int m_selectionStart = 0;
+    int m_selectionEnd = 0;
+    int m_lineSpacing = 0;
+    int m_letterSpacing = 0;
+    int m_horizontalStretch = 100;
+    int m_verticalStretch = 100;
+    int m_offsetX = 0; ///< where the stretched path began before it was moved, in whole pixels
+    int m_offsetY = 0;
+    QFontMetrics m_metrics; ///< of the last layout's font
+    int m_ascent = 0; ///< 0 before a layout, as is the height
+    int m_lineHeight = 0;
+    QList<TextParagraphParams> m_paragraphs; ///< one per line after a layout
+    QMap<QPainter::RenderHint, bool> m_renderHints;
+    QRect m_textArea; ///< empty: no box
+    QStringList m_wrappedLines; ///< of the last layout in a box
+    QRectF m_pathRect; ///< of the lines before they were stretched
+    bool m_textOutsideArea = false;
+};

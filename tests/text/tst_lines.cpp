@@ -1,0 +1,234 @@
+#include "kit/Test.h"
+
+#include "text/LineLayout.h"
+#include "text/Positions.h"
+
+Q_DECLARE_METATYPE(TextParagraphParams)
+
+/// Breaking and placing lines, and positions, with characters that are all 10 pixels wide.
+class TestLines : public QObject {
+    Q_OBJECT
+
+    static int measure(const QString &string) { return 10 * string.length(); }
+
+    static TextParagraphParams entry(int alignment, int left = 0, int right = 0, int first = 0, bool isFirst = true)
+    {
+        return { alignment, left, right, first, 0, 0, isFirst };
+    }
+
+    static QString randomText(QRandomGenerator &random, const char *characters)
+    {
+        QString result;
+        for (int length = random.bounded(60); length > 0; --length)
+            result += characters[random.bounded(int(qstrlen(characters)))];
+        return result;
+    }
+
+private Q_SLOTS:
+    void wraps_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("width");
+        QTest::addColumn<int>("indent");
+        QTest::addColumn<QStringList>("lines");
+        const auto row = [](const char *name, const char *text, int width, int indent, const QStringList &lines) {
+            QTest::newRow(name) << QString(text) << width << indent << lines;
+        };
+        row("nothing is a line", "", 50, 0, { "" });
+        row("no width, no lines", "a", 0, 0, {});
+        row("no width, no lines of nothing", "", -1, 0, {});
+        row("a space behind a word counts", "aa bb cc", 50, 0, { "aa ", "bb cc" });
+        row("and fits where there is room", "aa bb cc", 60, 0, { "aa bb ", "cc" });
+        row("many spaces go with their word", "aa   bb", 40, 0, { "aa  ", " bb" });
+        row("the last piece takes the next word", "abcdefg hi", 50, 0, { "abcde", "fg hi" });
+        row("a piece of spaces alone", "abcdefghij kl", 50, 0, { "abcde", "fghij", " kl" });
+        row("pieces after a line", "a bcdefg h", 30, 0, { "a ", "bcd", "efg", " h" });
+        row("leading spaces by themselves", "  ab", 30, 0, { "  ", "ab" });
+        row("only spaces", "     ", 20, 0, { "  ", "  ", " " });
+        row("narrower than a character", "ab c", 9, 0, { "a", "b", " ", "c" });
+        row("an indent", "aa bb", 50, 20, { "aa ", "bb" });
+        row("an indent narrows no later line", "aa bb cc", 50, 20, { "aa ", "bb cc" });
+        row("an indent above the width", "abcd", 30, 50, { "a", "bcd" });
+        row("an indent below 0", "aa bb", 30, -20, { "aa bb" });
+        row("an indent that overflows", "ab", 30, INT_MIN, { "a", "b" });
+        row("a tab is a character", "a\tb c", 40, 0, { "a\tb ", "c" });
+        QTest::newRow("a pair of surrogates is two") << QString::fromUtf8("\U0001F600") << 10 << 0
+                                                     << QStringList { QString(QChar(0xD83D)), QString(QChar(0xDE00)) };
+    }
+    void wraps()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, width);
+        QFETCH(int, indent);
+        QTEST(text::wrap(text, width, indent, measure), "lines");
+    }
+
+    /// Nothing is lost, no line could have taken more, and positions lead there and back.
+    void wrapsRandomTexts()
+    {
+        QRandomGenerator random = kit::random();
+        for (int n = 0; n < 2000; ++n) {
+            const QString paragraph = randomText(random, "abc  ");
+            const int width = random.bounded(1, 150), indent = random.bounded(-20, 40);
+            const QStringList lines = text::wrap(paragraph, width, indent, measure);
+            QCOMPARE(lines.join(""), paragraph);
+            for (int i = 0, start = 0; i < lines.size(); start += lines[i++].length()) {
+                const int available = std::max(i == 0 ? width - indent : width, 0);
+                QVERIFY(measure(lines[i]) <= available || lines[i].length() == 1);
+                const int next = start + lines[i].length();
+                int wordEnd = next;
+                while (wordEnd < paragraph.length() && paragraph[wordEnd] != ' ')
+                    ++wordEnd;
+                while (wordEnd < paragraph.length() && paragraph[wordEnd] == ' ')
+                    ++wordEnd;
+                QVERIFY(next == paragraph.length() || measure(paragraph.mid(start, wordEnd - start)) > available);
+            }
+            QCOMPARE(text::splitWord(paragraph, width, measure).join(""), paragraph);
+        }
+    }
+
+    void splitsWords()
+    {
+        QCOMPARE(text::splitWord("abcde", 29, measure), (QStringList { "ab", "cd", "e" }));
+        QCOMPARE(text::splitWord("abc", 5, measure), (QStringList { "a", "b", "c" }));
+        QCOMPARE(text::splitWord("", 5, measure), QStringList());
+    }
+
+    void placesByAlignment_data()
+    {
+        QTest::addColumn<TextParagraphParams>("entry");
+        QTest::addColumn<int>("areaWidth");
+        QTest::addColumn<int>("x"); // of a line that is 30 wide
+        QTest::newRow("left") << entry(1) << 100 << 0;
+        QTest::newRow("left, indents") << entry(1, 7, 2, 4) << 100 << 9;
+        QTest::newRow("not the first line") << entry(1, 7, 2, 4, false) << 100 << 5;
+        QTest::newRow("centre") << entry(2) << 101 << -15 + 50;
+        QTest::newRow("centre, halves go to 0") << entry(2, 5) << 101 << -12 + 50;
+        QTest::newRow("centre, no box") << entry(2, 5) << 0 << -12;
+        QTest::newRow("centre, a width below 0") << entry(2) << -9 << -15;
+        QTest::newRow("right") << entry(3, 5, 1) << 100 << 74;
+        QTest::newRow("right, no box") << entry(3) << 0 << -30;
+        QTest::newRow("another number") << entry(0, 5) << 100 << 5;
+        QTest::newRow("overflow") << entry(3, INT_MAX, -1) << 100 << INT_MIN + 70;
+    }
+    void placesByAlignment()
+    {
+        QFETCH(TextParagraphParams, entry);
+        QFETCH(int, areaWidth);
+        QTEST(text::lineX(entry, 30, QRect(0, 0, areaWidth, 10)), "x");
+    }
+
+    /// Two paragraphs of two lines each: the entries grow with each layout, and lines find those of the one before.
+    void entriesPerLine()
+    {
+        text::Entries entries { entry(3), entry(2) };
+        const QStringList paragraphs { "aa bb", "cc dd" }, lines { "aa ", "bb", "cc ", "dd" };
+        QCOMPARE(text::breakLines(paragraphs, QRect(5, 5, 30, 1), entries, measure), lines);
+        const auto describe = [&entries] {
+            QString result;
+            for (const TextParagraphParams &e : entries)
+                result += QString("%1%2 ").arg(e.alignment).arg(e.isFirstLine ? "+" : "");
+            return result;
+        };
+        QCOMPARE(describe(), QString("3+ 3 2+ 2 ")); // the second paragraph had number 1, and 1 for a line more
+        for (const char *grown : { "3+ 3 3 3 2+ 2 ", "3+ 3 3 3 3 3 2+ 2 " }) {
+            text::breakLines(paragraphs, QRect(0, 0, 30, 1), entries, measure);
+            QCOMPARE(describe(), QString(grown));
+        }
+        entries = { entry(1, 10, 0, 20) }; // 70 - 10 for lines, and 20 less for the first
+        QCOMPARE(
+            text::breakLines({ "aa bb cc" }, QRect(0, 0, 70, 1), entries, measure), (QStringList { "aa ", "bb cc" }));
+        entries = { entry(1, 70) };
+        QCOMPARE(text::breakLines({ "a", "b" }, QRect(0, 0, 70, 1), entries, measure), QStringList { "b" });
+    }
+
+    /// Lines of 8 up and 2 down, 3 apart; the first one is a, of 10, then bb, of 20.
+    void placesLines_data()
+    {
+        QTest::addColumn<QRect>("area");
+        QTest::addColumn<QList<TextParagraphParams>>("entries");
+        QTest::addColumn<QString>("places");
+        QTest::addColumn<QList<int>>("extent"); // left, right, bottom, fit
+        const auto spaced = [](int before, int after, int left = 0) {
+            return TextParagraphParams { 1, left, 0, 0, before, after, true };
+        };
+        const auto row = [](const char *name, const QRect &area, const text::Entries &entries, const char *places,
+                             const QList<int> &extent) { QTest::newRow(name) << area << entries << places << extent; };
+        row("no box", {}, {}, "0,8:a 0,21:bb ", { 0, 20, 23, text::Extent::Inside });
+        row("space", {}, { spaced(5, 7), spaced(1, 9) }, "0,13:a 0,29:bb ", { 0, 20, 30, text::Extent::Inside });
+        row("sum of places", {}, { spaced(0, 0, 4), spaced(0, 0, 6) }, "4,8:a 6,21:bb ", { 0, 26, 23, 0 });
+        row("to the left of 0", {}, { spaced(0, 0, -4), spaced(0, 0, -6) }, "-4,8:a -6,21:bb ", { -6, 14, 23, 0 });
+        row("just fits", QRect(9, 9, 20, 21), {}, "0,8:a 0,21:bb ", { 0, 20, 23, text::Extent::Inside });
+        row("too high", QRect(9, 9, 20, 20), {}, "0,8:a ", { 0, 10, 23, text::Extent::TooHigh });
+        row("too high from the first on", QRect(9, 9, 20, 8), { spaced(1, 0) }, "",
+            { 0, 0, 10, text::Extent::TooHigh });
+        row("too wide", QRect(9, 9, 19, 99), {}, "0,8:a ", { 0, 10, 23, text::Extent::TooWide });
+        row("too wide comes first", QRect(9, 9, 19, 9), {}, "0,8:a ", { 0, 10, 23, text::Extent::TooWide });
+    }
+    void placesLines()
+    {
+        QFETCH(QRect, area);
+        QFETCH(QList<TextParagraphParams>, entries);
+        QString places;
+        const text::Extent extent = text::placeLines(
+            { "a", "bb" }, area, entries, { 8, 2, 3 }, measure, [&places](int x, int baseline, const QString &line) {
+                places += QString("%1,%2:%3 ").arg(x).arg(baseline).arg(line);
+            });
+        QTEST(places, "places");
+        QTEST((QList<int> { extent.left, extent.right, extent.bottom, extent.fit }), "extent");
+        QCOMPARE(extent.placed, places.count(':'));
+        QVERIFY(entries.size() > (extent.fit == text::Extent::Inside ? 1 : 0));
+    }
+
+    void placesNothing()
+    {
+        text::Entries entries;
+        const text::Extent extent =
+            text::placeLines({}, QRect(), entries, { 8, 2, 3 }, measure, [](int, int, const QString &) { QFAIL(""); });
+        QCOMPARE(extent.bottom, 10);
+        QVERIFY(entries.isEmpty());
+    }
+
+    void positions()
+    {
+        const QString typed = "aa bb\ncc", wrapped = "aa \nbb\ncc";
+        const text::PositionMap map(typed, wrapped);
+        const int toTyped[] = { 0, 1, 2, 3, 3, 4, 5, 6, 7, 8 }, toWrapped[] = { 0, 1, 2, 3, 5, 6, 7, 8, 9 };
+        for (int i = 0; i < 10; ++i)
+            QCOMPARE(map.ToTyped(i), toTyped[i]);
+        for (int i = 0; i < 9; ++i)
+            QCOMPARE(map.ToWrapped(i), toWrapped[i]);
+        QCOMPARE(map.ToWrapped(99), 9);
+        QCOMPARE(text::PositionMap("", "a\nb").ToTyped(3), 2); // of another text: no crash
+
+        const int lines[] = { 0, 0, 0, 0, 1, 1, 1, 2, 2, 2 };
+        for (int i = 0; i < 10; ++i)
+            QCOMPARE(text::lineOf(i, wrapped), lines[i]);
+        QCOMPARE(text::lineOf(-1, wrapped), 2);
+        QCOMPARE(text::lineOf(INT_MAX, wrapped), 2);
+        QCOMPARE(text::caretPoints("ab\n\nc", measure), (QList<int> { 0, 10, 20, 0, 0, 10 }));
+    }
+
+    void positionsThereAndBack()
+    {
+        QRandomGenerator random = kit::random();
+        for (int n = 0; n < 1000; ++n) {
+            const QString typed = randomText(random, "abc  \n");
+            text::Entries entries;
+            const QRect area(0, 0, random.bounded(1, 150), 1);
+            const QStringList lines = text::breakLines(text::linesOf(typed), area, entries, measure);
+            QCOMPARE(entries.size(), lines.size());
+            QCOMPARE(lines.join(""), QString(typed).remove('\n'));
+            const QString wrapped = lines.join('\n');
+            const text::PositionMap map(typed, wrapped);
+            for (int i = 0; i <= typed.length(); ++i)
+                QCOMPARE(map.ToTyped(map.ToWrapped(i)), i);
+            for (int j = 0; j < wrapped.length(); ++j)
+                QVERIFY(map.ToTyped(j) <= map.ToTyped(j + 1) && map.ToWrapped(map.ToTyped(j)) <= j);
+            QCOMPARE(text::caretPoints(wrapped, measure).size(), wrapped.length() + 1);
+        }
+    }
+};
+
+KXCORE_TEST_MAIN(TestLines)
+#include "tst_lines.moc"
