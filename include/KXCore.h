@@ -24,6 +24,7 @@
 #include "KXPixels.h"
 #include "KXRGBHistogram.h"
 #include "KXRefineSelectionProcessing.h"
+#include "KXResizeImage.h"
 #include "KXSelectiveColorsTransformation.h"
 #include "KXTableTransformation.h"
 #include "KXTileManager64.h"

@@ -50,59 +50,89 @@ struct Taps {
     std::vector<short> values;
 };
 
+/// The pixel of @p count taps over samples that lie @p step pixels apart.
+inline OPRGBA32i convolvePixel(const OPRGBA32i *sample, qptrdiff step, const short *taps, std::size_t count)
+{
+    unsigned b = roundingTerm, g = b, r = b, a = b;
+    for (std::size_t i = 0; i < count; ++i, sample += step) {
+        const unsigned factor = unsigned(int(taps[i]));
+        b += sample->b * factor;
+        g += sample->g * factor;
+        r += sample->r * factor;
+        a += sample->a * factor;
+    }
+    const auto channel = [](unsigned sum) {
+        return static_cast<unsigned char>(arithmetic::clamp8(int(sum) >> fractionBits));
+    };
+    return OPRGBA32i(channel(b), channel(g), channel(r), channel(a));
+}
+
 /// out[i] for i in [@p first, @p length); @p in[i + j] lies under tap j.
 inline void convolvePixels(const OPRGBA32i *in, OPRGBA32i *out, int first, int length, const std::vector<short> &taps)
 {
-    for (int i = first; i < length; ++i) {
-        unsigned b = roundingTerm, g = b, r = b, a = b;
-        const OPRGBA32i *pixel = in + i;
-        for (const short tap : taps) {
-            const unsigned factor = unsigned(int(tap));
-            b += pixel->b * factor;
-            g += pixel->g * factor;
-            r += pixel->r * factor;
-            a += pixel->a * factor;
-            ++pixel;
-        }
-        const auto channel = [](unsigned sum) {
-            return static_cast<unsigned char>(arithmetic::clamp8(int(sum) >> fractionBits));
-        };
-        out[i] = OPRGBA32i(channel(b), channel(g), channel(r), channel(a));
-    }
+    for (int i = first; i < length; ++i)
+        out[i] = convolvePixel(in + i, 1, taps.data(), taps.size());
 }
 
 #ifdef __SSE2__
-/// Four pixels at a time: one multiplication takes two neighbouring samples and two taps. The sum of two products is
-/// at most 2 * 255 * 32768, so it is exact in 32 bits, and what is added up is the same as in @c convolvePixels.
-/// Packing with saturation, first to 16 bits signed and then to 8 unsigned, is clamp8.
-inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const std::vector<short> &taps)
+/// Two neighbouring taps for one multiplication.
+inline __m128i tapPair(const short *taps)
+{
+    int pair;
+    std::memcpy(&pair, taps, sizeof pair);
+    return _mm_set1_epi32(pair);
+}
+
+/// The sums of four pixels, two samples of each at a time. The sum of two products is at most 2 * 255 * 32768, so it is
+/// exact in 32 bits, and what is added up is the same as in @c convolvePixel.
+struct FourPixelSums {
+    __m128i sums[4] = { half(), half(), half(), half() };
+
+    /// Adds four first samples and four second ones under a pair of taps.
+    void Add(__m128i first, __m128i second, __m128i pair)
+    {
+        const __m128i low = _mm_unpacklo_epi8(first, second), high = _mm_unpackhi_epi8(first, second);
+        const __m128i zero = _mm_setzero_si128();
+        const auto add = [pair](__m128i &sum, __m128i samples) {
+            sum = _mm_add_epi32(sum, _mm_madd_epi16(samples, pair));
+        };
+        add(sums[0], _mm_unpacklo_epi8(low, zero));
+        add(sums[1], _mm_unpackhi_epi8(low, zero));
+        add(sums[2], _mm_unpacklo_epi8(high, zero));
+        add(sums[3], _mm_unpackhi_epi8(high, zero));
+    }
+
+    /// Packing with saturation, first to 16 bits signed and then to 8 unsigned, is clamp8.
+    __m128i Pixels() const
+    {
+        const auto words = [this](int i) {
+            return _mm_packs_epi32(_mm_srai_epi32(sums[i], fractionBits), _mm_srai_epi32(sums[i + 1], fractionBits));
+        };
+        return _mm_packus_epi16(words(0), words(2));
+    }
+
+private:
+    static __m128i half() { return _mm_set1_epi32(roundingTerm); }
+};
+
+/// Four pixels from taps over samples that lie @p step pixels apart.
+inline void convolveFour(const OPRGBA32i *samples, qptrdiff step, OPRGBA32i *out, const short *taps, std::size_t count)
 {
     const auto load = [](const OPRGBA32i *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); };
-    const __m128i zero = _mm_setzero_si128(), half = _mm_set1_epi32(roundingTerm);
-    const short *const end = taps.data() + taps.size(), *const endOfPairs = taps.data() + taps.size() / 2 * 2;
+    FourPixelSums sums;
+    std::size_t i = 0;
+    for (; i + 2 <= count; i += 2, samples += 2 * step)
+        sums.Add(load(samples), load(samples + step), tapPair(taps + i));
+    if (i < count)
+        sums.Add(load(samples), _mm_setzero_si128(), _mm_set1_epi16(taps[i]));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(out), sums.Pixels());
+}
+
+inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const std::vector<short> &taps)
+{
     int i = 0;
-    for (; i + 4 <= length; i += 4) {
-        const OPRGBA32i *pixels = in + i;
-        __m128i s0 = half, s1 = half, s2 = half, s3 = half;
-        const auto add = [&](__m128i even, __m128i odd, __m128i factors) {
-            const __m128i low = _mm_unpacklo_epi8(even, odd), high = _mm_unpackhi_epi8(even, odd);
-            s0 = _mm_add_epi32(s0, _mm_madd_epi16(_mm_unpacklo_epi8(low, zero), factors));
-            s1 = _mm_add_epi32(s1, _mm_madd_epi16(_mm_unpackhi_epi8(low, zero), factors));
-            s2 = _mm_add_epi32(s2, _mm_madd_epi16(_mm_unpacklo_epi8(high, zero), factors));
-            s3 = _mm_add_epi32(s3, _mm_madd_epi16(_mm_unpackhi_epi8(high, zero), factors));
-        };
-        const short *tap = taps.data();
-        for (; tap != endOfPairs; tap += 2, pixels += 2) {
-            int pair;
-            std::memcpy(&pair, tap, sizeof pair);
-            add(load(pixels), load(pixels + 1), _mm_set1_epi32(pair));
-        }
-        if (tap != end)
-            add(load(pixels), zero, _mm_set1_epi16(*tap));
-        const __m128i low = _mm_packs_epi32(_mm_srai_epi32(s0, fractionBits), _mm_srai_epi32(s1, fractionBits));
-        const __m128i high = _mm_packs_epi32(_mm_srai_epi32(s2, fractionBits), _mm_srai_epi32(s3, fractionBits));
-        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + i), _mm_packus_epi16(low, high));
-    }
+    for (; i + 4 <= length; i += 4)
+        convolveFour(in + i, 1, out + i, taps.data(), taps.size());
     convolvePixels(in, out, i, length, taps);
 }
 #else

@@ -33,6 +33,9 @@ class OPRGBABlurAccumulatorBase;
 class OPUniformNoise;
 class QImage;
 enum class KXCompositionMode : int;
+namespace transform {
+struct ResizeTaps;
+}
 
 /// @file
 /// Each kernel of the module as a C prototype. The module defines them under these declarations, so that a signature

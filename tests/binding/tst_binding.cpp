@@ -5,6 +5,7 @@
 #include "KXFillTransformation.h"
 #include "KXIterativeConvolution.h"
 #include "KXRefineSelectionProcessing.h"
+#include "KXResizeImage.h"
 #include "KXSelectiveColorsTransformation.h"
 #include "KXWBTransformation.h"
 #include "OPAddNoiseProcessing.h"
@@ -201,6 +202,7 @@ const Use uses[] = {
     { { "LinearAVX2" }, [] { OPVignetteProcessing::Linear(1, 1, 0, 1, {})(0, 0, block, false); } },
     { { "ParabolicAVX2" }, [] { OPVignetteProcessing::Parabolic(1, 1, 0, 1, {})(0, 0, block, false); } },
     { { "PixelTransformIterativeVectorProcess" }, vignette },
+    { { "ResizeRowAVX2", "ResizeColumnsAVX2" }, [] { KXResizeImage(flat, flat, KXResizeBox); } },
     { { "SumAlphaTapsAVX2" },
         [] {
             RGBA32iImage mask(1, 1, false);

@@ -1,0 +1,272 @@
+#include "KXResizeImage.h"
+#include "kit/Images.h"
+#include "kit/Test.h"
+#include "transform/ResizeTables.h"
+
+#include <cmath>
+
+using kit::Picture, transform::ResizeFilter, transform::ResizeTable;
+using Coefficients = std::vector<std::pair<int, std::vector<short>>>; ///< of each result: its first sample, and they
+
+Q_DECLARE_METATYPE(Coefficients)
+Q_DECLARE_METATYPE(KXResizeType)
+
+namespace {
+
+constexpr ResizeFilter box { transform::boxWeight, 0.5f }, lanczos { transform::lanczos3Weight, 3.0f };
+
+const ResizeFilter &filterOf(KXResizeType type) { return type == KXResizeBox ? box : lanczos; }
+
+Picture resized(const RGBA32iImage &source, QSize size, KXResizeType type)
+{
+    RGBA32iImage result(size.width(), size.height(), false);
+    return KXResizeImage(source, result, type) ? Picture::of(result) : Picture(0, 0);
+}
+
+/// A line of a picture as the table makes it, in whole numbers.
+std::vector<OPRGBA32i> byTable(const std::vector<OPRGBA32i> &line, const ResizeTable &table)
+{
+    std::vector<OPRGBA32i> result;
+    for (const transform::ResizeTaps &taps : table.taps)
+        result.push_back(kit::pixelOf([&](int c) {
+            qint64 sum = 8192;
+            for (int k = 0; k < taps.count; ++k)
+                sum += qint64(kit::channel(line[size_t(taps.firstSample + k)], c))
+                    * table.coefficients[taps.firstCoefficient + size_t(k)];
+            return int(qBound(qint64(0), sum >> 14, qint64(255)));
+        }));
+    return result;
+}
+
+/// sin(pi x) / (pi x) * sin(pi x / 3) / (pi x / 3), within three lobes.
+double sinc3(double x)
+{
+    const double a = M_PI * x;
+    return std::abs(x) >= 3 ? 0 : x == 0 ? 1 : 3 * std::sin(a) * std::sin(a / 3) / (a * a);
+}
+
+} // namespace
+
+/// KXResizeImage.
+class TestResize : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void tables_data()
+    {
+        QTest::addColumn<KXResizeType>("type");
+        QTest::addColumn<int>("from");
+        QTest::addColumn<int>("to");
+        QTest::addColumn<Coefficients>("expected");
+        const short one = 16384, half = 8192;
+        QTest::newRow("box, 2: repeats") << KXResizeBox << 3 << 6
+                                         << Coefficients { { 0, { one } }, { 0, { one } }, { 1, { one } },
+                                                { 1, { one } }, { 2, { one } }, { 2, { one } } };
+        QTest::newRow("box, 1/2: zeros are cut off")
+            << KXResizeBox << 4 << 2 << Coefficients { { 0, { half, half } }, { 2, { half, half } } };
+        QTest::newRow("box, 2/3: an edge at 0.5 belongs to both")
+            << KXResizeBox << 3 << 2 << Coefficients { { 0, { half, half } }, { 1, { half, half } } };
+        QTest::newRow("box, 1/3: 5461.8 each, and the remainder in the middle")
+            << KXResizeBox << 3 << 1 << Coefficients { { 0, { 5461, 5462, 5461 } } };
+        // The middle is that of the samples 0 to 4, before the last one of weight 0 is cut off.
+        QTest::newRow("box, 2/7: the middle before cutting")
+            << KXResizeBox << 7 << 2 << Coefficients { { 0, { 5461, 5461, 5462 } }, { 3, { 4096, 4096, 4096, 4096 } } };
+        // What follows was computed elsewhere, in single precision step by step.
+        QTest::newRow("lanczos, 3/2: cut at the edge")
+            << KXResizeLanczos3 << 2 << 3
+            << Coefficients { { 0, { 18418, -2034 } }, { 0, { half, half } }, { 0, { -2033, 18417 } } };
+        QTest::newRow("lanczos, 2/3: widened")
+            << KXResizeLanczos3 << 3 << 2
+            << Coefficients { { 0, { 10713, 6853, -1182 } }, { 0, { -1182, 6853, 10713 } } };
+        QTest::newRow("lanczos, 1/2") << KXResizeLanczos3 << 8 << 4
+                                      << Coefficients { { 0, { 7728, 7728, 2346, -1153, -590, 261, 64 } },
+                                             { 0, { -1078, 2195, 7230, 7230, 2191, -1078, -550, 244 } },
+                                             { 0, { 244, -550, -1078, 2195, 7226, 7230, 2195, -1078 } },
+                                             { 1, { 64, 261, -588, -1155, 2346, 7728, 7728 } } };
+        QTest::newRow("lanczos, 1: the others are below a step")
+            << KXResizeLanczos3 << 4 << 4
+            << Coefficients { { 0, { one } }, { 1, { one } }, { 2, { one } }, { 3, { one } } };
+        QTest::newRow("lanczos, a single sample")
+            << KXResizeLanczos3 << 1 << 3 << Coefficients { { 0, { one } }, { 0, { one } }, { 0, { one } } };
+    }
+    void tables()
+    {
+        QFETCH(KXResizeType, type);
+        QFETCH(int, from);
+        QFETCH(int, to);
+        QFETCH(Coefficients, expected);
+        const ResizeTable table(from, to, filterOf(type));
+        Coefficients actual;
+        for (const auto &[first, sample, count] : table.taps) {
+            const short *const begin = table.coefficients.data() + first;
+            actual.push_back({ sample, { begin, begin + count } });
+        }
+        QVERIFY(actual == expected);
+    }
+
+    /// Whatever the lengths are, coefficients add up to 1.0, neither begin nor end with 0, and meet samples of the line.
+    void allTables()
+    {
+        const auto check = [](int from, int to, const ResizeFilter &filter) {
+            const ResizeTable table(from, to, filter);
+            QCOMPARE(table.taps.size(), size_t(to));
+            for (const auto &[first, sample, count] : table.taps) {
+                const short *const begin = table.coefficients.data() + first;
+                QVERIFY(count > 0 && sample >= 0 && sample <= from - count && begin[0] != 0 && begin[count - 1] != 0);
+                QCOMPARE(std::accumulate(begin, begin + count, 0), 16384);
+            }
+        };
+        for (const ResizeFilter &filter : { box, lanczos }) {
+            for (int from = 1; from < 40; ++from)
+                for (int to = 1; to < 40; ++to)
+                    check(from, to, filter);
+            check(3, 20000, filter);
+            check(20000, 3, filter);
+            check(1000000, 1, filter); // no weight is as much as a step
+        }
+        check(4233259, 8550252, box); // the last window begins behind the last sample
+        check((1 << 23) + 9, 2000, box);
+        check((1 << 23) + 9, (1 << 23) + 9, box); // no weight at all at every other position of the last nine
+    }
+
+    /// Lines of every length, for whole vectors and what is left of them, along rows and along columns.
+    void lines()
+    {
+        for (const KXResizeType type : { KXResizeBox, KXResizeLanczos3 })
+            for (const auto &[from, to] : { std::pair(1, 9), { 2, 5 }, { 7, 7 }, { 9, 1 }, { 33, 16 }, { 40, 21 },
+                     { 60, 91 }, { 137, 68 }, { 300, 23 }, { 700, 1050 }, { 1037, 1 }, { 20, 1100 } })
+                for (int other = 1; other < 20; other += 1 + other / 9) {
+                    const ResizeTable table(from, to, filterOf(type));
+                    const Picture wide = Picture::random(from, other, quint32(from)), rows(to, other),
+                                  columns(other, to);
+                    Picture high(other, from), expectedRows = rows, expectedColumns = columns;
+                    for (int line = 0; line < other; ++line) {
+                        std::vector<OPRGBA32i> source;
+                        for (int i = 0; i < from; ++i)
+                            source.push_back(high.at(line, i) = wide.at(i, line));
+                        const auto result = byTable(source, table);
+                        for (int i = 0; i < to; ++i)
+                            expectedRows.at(i, line) = expectedColumns.at(line, i) = result[size_t(i)];
+                    }
+                    const QString where = QString("%1 to %2, %3 lines").arg(from).arg(to).arg(other);
+                    VERIFY_SAME_AT(
+                        kit::difference(resized(wide.image(false), { to, other }, type), expectedRows), where);
+                    VERIFY_SAME_AT(
+                        kit::difference(resized(high.image(false), { other, to }, type), expectedColumns), where);
+                }
+    }
+
+    /// A result lies as near to the weighted sum of real numbers as coefficients of 16384ths let it: half of a step,
+    /// and for each of its samples up to a 16384th of it, which the middle one gives back.
+    void realNumbers()
+    {
+        for (const auto &[from, to] : { std::pair(90, 45), { 90, 31 }, { 90, 7 }, { 30, 45 }, { 30, 299 } }) {
+            const double scale = double(to) / from, widening = std::min(scale, 1.0), reach = 3 / widening;
+            const Picture source = Picture::random(from, 1, quint32(to));
+            const Picture result = resized(source.image(false), { to, 1 }, KXResizeLanczos3);
+            for (int i = 0; i < to; ++i)
+                for (int c = 0; c < 4; ++c) {
+                    double sum = 0, weights = 0;
+                    int count = 0;
+                    for (int j = 0; j < from; ++j) {
+                        const double distance = j + 0.5 - (i + 0.5) / scale, weight = sinc3(distance * widening);
+                        sum += weight * kit::channel(source.at(j, 0), c);
+                        weights += weight;
+                        count += std::abs(distance) < reach;
+                    }
+                    const double exact = qBound(0.0, sum / weights, 255.0), most = 0.5 + 2 * 255.0 * count / 16384;
+                    QVERIFY(std::abs(kit::channel(result.at(i, 0), c) - exact) <= most);
+                }
+        }
+    }
+
+    /// Rows come first: the picture between is as wide as the result. A pass that keeps the size changes nothing.
+    void twoPasses()
+    {
+        const QSize size(211, 140);
+        const RGBA32iImage source = Picture::random(size.width(), size.height(), 3).image(false);
+        for (const KXResizeType type : { KXResizeBox, KXResizeLanczos3 }) {
+            COMPARE_PICTURE(resized(source, size, type), Picture::of(source));
+            for (const QSize to : { QSize(100, 300), QSize(300, 50), QSize(1, 1), QSize(1700, 37) }) {
+                const Picture between = resized(source, QSize(to.width(), size.height()), type);
+                const Picture expected = resized(between.image(false), to, type);
+                COMPARE_PICTURE(resized(source, to, type), expected);
+                for (const int processors : { 1, 3 }) {
+                    const kit::Processors some(processors);
+                    COMPARE_PICTURE(resized(source, to, type), expected);
+                }
+            }
+        }
+    }
+
+    /// Each channel by itself, alpha among them, and cut off at both ends.
+    void overshoots()
+    {
+        Picture edge(8, 1, OPRGBA32i(0, 10, 128, 0));
+        std::fill(edge.pixels.begin() + 4, edge.pixels.end(), OPRGBA32i(255, 10, 128, 255));
+        const Picture result = resized(edge.image(false), { 16, 1 }, KXResizeLanczos3);
+        // At a quarter beside the edge the three samples of the other side weigh 0.04, -0.16 and 0.26 or so: the
+        // pixels next to those lie beyond the ends.
+        QCOMPARE(result.at(5, 0), OPRGBA32i(0, 10, 128, 0));
+        QCOMPARE(result.at(10, 0), OPRGBA32i(255, 10, 128, 255));
+        QVERIFY(result.at(7, 0).b > 30 && result.at(7, 0).b == 255 - result.at(8, 0).b);
+    }
+
+    void oneColour()
+    {
+        for (const unsigned word : { 0u, 0x01020304u, 0xFFFFFFFFu, 0x80FE017Fu })
+            for (const KXResizeType type : { KXResizeBox, KXResizeLanczos3 })
+                for (const QSize to : { QSize(1, 1), QSize(50, 90), QSize(311, 7), QSize(622, 400) }) {
+                    const Picture picture(311, 200, OPRGBA32i(word)),
+                        expected(to.width(), to.height(), OPRGBA32i(word));
+                    COMPARE_PICTURE(resized(picture.image(false), to, type), expected);
+                }
+    }
+
+    /// A tiled source is what its rows read as; a tiled destination has no columns.
+    void tiles()
+    {
+        QRandomGenerator random = kit::random(5);
+        RGBA32iImage source = kit::patchy(random, { 300, 260 }, true);
+        kit::addWindow(random, source, QRect(90, 40, 150, 180));
+        Picture shown = Picture::of(source);
+        const Picture expected = resized(shown.image(false), { 170, 400 }, KXResizeLanczos3);
+        COMPARE_PICTURE(resized(source, { 170, 400 }, KXResizeLanczos3), expected);
+
+        RGBA32iImage tiled(170, 400, true);
+        tiled.Fill(0x12345678u);
+        QVERIFY(KXResizeImage(source, tiled, KXResizeLanczos3));
+        COMPARE_PICTURE(Picture::of(tiled), Picture(170, 400, 0x12345678u));
+    }
+
+    /// All of the source is read before the destination is written.
+    void intoItself()
+    {
+        RGBA32iImage image = Picture::random(90, 70, 1).image(false), copy = image;
+        const Picture before = Picture::of(image);
+        QVERIFY(KXResizeImage(image, image, KXResizeLanczos3) && KXResizeImage(image, copy, KXResizeBox));
+        COMPARE_PICTURE(Picture::of(copy), before);
+    }
+
+    void refuses()
+    {
+        const auto refused = [](QSize from, QSize to, KXResizeType type) {
+            const RGBA32iImage source = Picture(from.width(), from.height(), 0xFFFFFFFFu).image(false);
+            RGBA32iImage destination(to.width(), to.height(), false);
+            return !KXResizeImage(source, destination, type)
+                && kit::difference(Picture::of(destination), Picture(to.width(), to.height())).isEmpty();
+        };
+        const kit::LogCapture log;
+        for (const QSize empty : { QSize(0, 5), QSize(5, 0), QSize(0, 0) })
+            for (const KXResizeType type : { KXResizeBox, KXResizeLanczos3 })
+                QVERIFY(refused(empty, { 4, 4 }, type) && refused({ 4, 4 }, empty, type));
+        for (const int type : { -1, 2, 1000 })
+            QVERIFY(refused({ 4, 4 }, { 2, 2 }, KXResizeType(type)));
+        QCOMPARE(log.texts(), QStringList());
+        QVERIFY(refused({ 1, 65536 }, { 65536, 1 }, KXResizeBox)); // the picture between would have 2^32 pixels
+        QCOMPARE(log.texts(), QStringList("[src/transform/KXResize] Unexpected exception std::bad_alloc"));
+    }
+};
+
+KXCORE_TEST_MAIN(TestResize)
+#include "tst_resize.moc"
