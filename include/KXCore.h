@@ -50,6 +50,7 @@
 #include "OPHighPassProcessing.h"
 #include "OPHistogrammCalculator.h"
 #include "OPHueSaturationTransformation.h"
+#include "OPImageTransformation.h"
 #include "OPImageUtils.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"

@@ -59,11 +59,17 @@ public:
 
     void Run(const std::atomic<bool> &cancel, const Progress &progress) const
     {
+        Run(workers::forLines(workers::hardware()), cancel, progress);
+    }
+
+    /// On @p count workers, see @c workers::forEachItem.
+    void Run(int count, const std::atomic<bool> &cancel, const Progress &progress) const
+    {
         if (!this->m_clip.isValid())
             return;
         const PassShape shape = this->Shape();
         const auto &record = this->m_lines;
-        runPass<Direction>(this->m_image, shape, workers::forLines(workers::hardware()), cancel, progress, [&] {
+        runPass<Direction>(this->m_image, shape, count, cancel, progress, [&] {
             return [&, window = m_accumulator, radius = m_accumulator.GetRadius(),
                        zeros = std::vector<OPRGBA32i>(writesAlphaOnly ? size_t(shape.length) : 0)](
                        int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {

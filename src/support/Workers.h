@@ -50,7 +50,7 @@ inline int forWalks() { return besidesCaller(hardware()); }
 /// Line passes and the composition of a selection: up to two processors the caller works alone.
 constexpr int forLines(int n) { return n <= 2 ? onCaller : n - 1; }
 
-/// Fixed-point convolution: one processor means the caller.
+/// Fixed-point convolution, and the box filter of resampling: one processor means the caller.
 constexpr int forConvolution(int n) { return n < 2 ? onCaller : n; }
 
 /// What reaches the caller when a worker threw something that is no QException: its text is that of the original.

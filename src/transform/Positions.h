@@ -1,0 +1,223 @@
+#pragma once
+
+#include <QtCore/QPoint>
+#include <QtCore/QRect>
+#include <QtGui/QTransform>
+
+#include <algorithm>
+#include <cmath>
+
+/// What resampling through a QTransform is made of: positions in the source, and what is read there.
+namespace transform {
+
+/// 2^-52, which samplers add to a position before they truncate it.
+constexpr double epsilon = 2.220446049250313e-16;
+
+/// The positions in the source of the pixel centres of one stretch of destination columns, row by row.
+///
+/// They are those of QTransform::map, with its order of operations; only the products that depend on the column alone
+/// are taken once for all rows, and never are steps added up. Products that the type of the transform leaves out are 0
+/// here, and adding 0 changes no value.
+class Positions {
+public:
+    static constexpr int most = 256; ///< columns of a stretch
+
+    /// For @p count columns from @p first on; @p offset is subtracted from each position.
+    Positions(const QTransform &inverse, int first, int count, const QPoint &offset)
+        : m_m21(0)
+        , m_m22(1)
+        , m_m23(inverse.m23())
+        , m_dx(inverse.dx())
+        , m_dy(inverse.dy())
+        , m_m33(inverse.m33())
+        , m_offsetX(offset.x())
+        , m_offsetY(offset.y())
+        , m_isProjective(inverse.type() == QTransform::TxProject)
+        , m_count(count)
+    {
+        double m11 = 1, m12 = 0;
+        switch (inverse.type()) {
+        case QTransform::TxNone:
+            m_dx = m_dy = 0;
+            break;
+        case QTransform::TxTranslate:
+            break;
+        case QTransform::TxScale:
+            m11 = inverse.m11();
+            m_m22 = inverse.m22();
+            break;
+        default:
+            m11 = inverse.m11();
+            m12 = inverse.m12();
+            m_m21 = inverse.m21();
+            m_m22 = inverse.m22();
+        }
+        for (int i = 0; i < count; ++i) {
+            const double x = first + i + 0.5;
+            m_x[i] = m11 * x;
+            m_y[i] = m12 * x;
+            m_w[i] = inverse.m13() * x;
+        }
+    }
+
+    int Count() const { return m_count; }
+
+    /// The row with the centre @p y + 0.5.
+    class Row {
+    public:
+        Row(const Positions &positions, int y)
+            : m_positions(positions)
+            , m_x(positions.m_m21 * (y + 0.5))
+            , m_y(positions.m_m22 * (y + 0.5))
+            , m_w(positions.m_m23 * (y + 0.5))
+        {
+        }
+
+        /// Of an affine map: one coordinate of the column @p i.
+        double X(int i) const { return m_positions.m_x[i] + m_x + m_positions.m_dx - m_positions.m_offsetX; }
+        double Y(int i) const { return m_positions.m_y[i] + m_y + m_positions.m_dy - m_positions.m_offsetY; }
+
+        /// Writes the positions of the columns from @p first to @p last - 1 to @p x and @p y, at the same indices.
+        void Write(int first, int last, double *x, double *y) const
+        {
+            const Positions &p = m_positions;
+            if (!p.m_isProjective) {
+                for (int i = first; i < last; ++i) {
+                    x[i] = X(i);
+                    y[i] = Y(i);
+                }
+                return;
+            }
+            for (int i = first; i < last; ++i) {
+                const double w = p.m_w[i] + m_w + p.m_m33, scale = 1.0 / (w < 1e-6 ? 1e-6 : w);
+                x[i] = (p.m_x[i] + m_x + p.m_dx) * scale - p.m_offsetX;
+                y[i] = (p.m_y[i] + m_y + p.m_dy) * scale - p.m_offsetY;
+            }
+        }
+
+        /// Whether the coordinates only grow or only shrink along the row: no step of rounding turns the order of two
+        /// values around, unless one of them is infinite.
+        bool IsMonotonic() const
+        {
+            const int last = m_positions.m_count - 1;
+            return !m_positions.m_isProjective && std::isfinite(X(0)) && std::isfinite(X(last)) && std::isfinite(Y(0))
+                && std::isfinite(Y(last));
+        }
+
+    private:
+        const Positions &m_positions;
+        double m_x, m_y, m_w;
+    };
+
+private:
+    double m_m21, m_m22, m_m23, m_dx, m_dy, m_m33, m_offsetX, m_offsetY;
+    bool m_isProjective;
+    int m_count;
+    double m_x[most], m_y[most], m_w[most];
+};
+
+/// Which coordinates lie inside, along one axis: those that are at least @c low and whose sum with @c bias, truncated,
+/// is one of the pixels from @c first to @c last. That is written without the truncation, which is defined for
+/// coordinates of any size: trunc(u) <= last is u < last + 1, and trunc(u) >= first is u >= first, but for the first
+/// pixel 0, where @c low decides alone.
+class Span {
+public:
+    Span(double low, double bias, int first, int last)
+        : m_low(low)
+        , m_bias(bias)
+        , m_first(first > 0 ? first : -1.0)
+        , m_end(last + 1.0)
+    {
+    }
+
+    bool isBefore(double v) const { return v < m_low || v + m_bias < m_first; }
+    bool isBehind(double v) const { return v + m_bias >= m_end; }
+    /// False for NaN.
+    bool contains(double v) const { return v >= m_low && v + m_bias >= m_first && v + m_bias < m_end; }
+
+private:
+    double m_low, m_bias, m_first, m_end;
+};
+
+/// Which positions are sampled.
+struct Inside {
+    Span x, y;
+};
+
+/// Indices from @c first to @c last - 1.
+struct Range {
+    int first, last;
+};
+
+/// Those of the indices of @p range at which the monotonic @p at(index) lies in @p span.
+template <class At>
+Range within(const Span &span, Range range, At at)
+{
+    if (range.first >= range.last)
+        return range;
+    const double front = at(range.first), back = at(range.last - 1);
+    if (span.contains(front) && span.contains(back))
+        return range;
+    const auto firstNot = [range, at](auto isOutside) {
+        int first = range.first, count = range.last - first;
+        while (count > 0) {
+            const int half = count / 2;
+            if (isOutside(at(first + half))) {
+                first += half + 1;
+                count -= half + 1;
+            } else {
+                count = half;
+            }
+        }
+        return first;
+    };
+    const bool grows = front < back;
+    const int first = firstNot([&span, grows](double v) { return grows ? span.isBefore(v) : span.isBehind(v); });
+    const int last = firstNot([&span, grows](double v) { return !(grows ? span.isBehind(v) : span.isBefore(v)); });
+    return { first, std::max(first, last) };
+}
+
+enum class Order { Strips, Rows };
+
+/// Calls @p run(x, y, sourceX, sourceY, count) for stretches of the rows of @p area whose positions are all inside, and
+/// which together are all that are: @p count pixels from (x, y) on, with their positions in two arrays.
+///
+/// @p area is taken in strips of columns, so that neighbouring rows find in the caches what they read of the source, or
+/// row after row.
+template <class Run>
+void forEachRun(
+    const QTransform &inverse, const QPoint &offset, const QRect &area, const Inside &inside, Order order, Run run)
+{
+    if (order == Order::Rows && area.height() > 1) {
+        for (int y = area.y(); y < area.y() + area.height(); ++y)
+            forEachRun(inverse, offset, QRect(area.x(), y, area.width(), 1), inside, order, run);
+        return;
+    }
+    double sourceX[Positions::most], sourceY[Positions::most];
+    for (int done = 0, count; done < area.width(); done += count) {
+        count = std::min(Positions::most, area.width() - done);
+        const int x = area.x() + done;
+        const Positions positions(inverse, x, count, offset);
+        for (int y = area.y(); y < area.y() + area.height(); ++y) {
+            const Positions::Row row(positions, y);
+            if (row.IsMonotonic()) {
+                const Range columns = within(inside.x, { 0, count }, [&row](int i) { return row.X(i); });
+                const Range range = within(inside.y, columns, [&row](int i) { return row.Y(i); });
+                if (range.first < range.last) {
+                    row.Write(range.first, range.last, sourceX, sourceY);
+                    run(x + range.first, y, sourceX + range.first, sourceY + range.first, range.last - range.first);
+                }
+                continue;
+            }
+            row.Write(0, count, sourceX, sourceY);
+            const auto contains = [&](int i) { return inside.x.contains(sourceX[i]) && inside.y.contains(sourceY[i]); };
+            for (int first = 0, last; first < count; first = last + 1) {
+                for (last = first; last < count && contains(last); ++last) { }
+                if (last > first)
+                    run(x + first, y, sourceX + first, sourceY + first, last - first);
+            }
+        }
+    }
+}
+
+} // namespace transform
