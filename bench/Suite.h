@@ -100,6 +100,7 @@ void addComposition(Suite &suite);
 void addFilters(Suite &suite);
 void addProfiles(Suite &suite);
 void addOperations(Suite &suite); ///< of the catalogue; modes have addComposition
+void addRetouching(Suite &suite);
 void addOpenCV(Suite &suite); ///< only where it is installed
 void addVips(Suite &suite); ///< only where it is installed
 

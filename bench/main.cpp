@@ -32,6 +32,7 @@ Suite makeSuite(Role role)
     addComposition(suite);
     addProfiles(suite);
     addOperations(suite);
+    addRetouching(suite);
 #ifdef KXCORE_BENCH_OPENCV
     addOpenCV(suite);
 #endif
@@ -133,6 +134,7 @@ int main(int argc, char **argv)
     addComposition(names);
     addProfiles(names);
     addOperations(names);
+    addRetouching(names);
     std::vector<Row> rows = names.rows();
     for (int round = 1; round <= rounds; ++round)
         for (const Role role : roles) {

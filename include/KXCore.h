@@ -52,6 +52,7 @@
 #include "OPHueSaturationTransformation.h"
 #include "OPImageTransformation.h"
 #include "OPImageUtils.h"
+#include "OPInpaint.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"
 #include "OPNoise.h"
