@@ -1,3 +1,4 @@
+#include "AlphaGaussian.h"
 #include "Kernel.h"
 #include "Scratch.h"
 #include "Sharpening.h"
@@ -15,74 +16,34 @@ namespace {
 
 using Line = std::vector<OPRGBA32i>;
 
-/// What stands for the samples beyond the ends of a line.
-enum class Outside { Repeat, Zero };
-
-/// The alphas of a line, with @c padding more of them on both sides and room for @c slack numbers behind.
-template <class Number>
+/// The alphas of a line, with @c padding zeros on both sides and room for @c slack numbers behind.
 class PaddedAlpha {
 public:
-    PaddedAlpha(const Line &source, int padding, Outside outside, int slack)
+    PaddedAlpha(const Line &source, int padding, int slack)
         : m_padding(size_t(padding))
-        , m_numbers(source.size() + 2 * m_padding + size_t(slack))
+        , m_alpha(source.size() + 2 * m_padding + size_t(slack))
     {
-        Number *p = m_numbers.Data();
+        unsigned char *p = m_alpha.Data();
         if (!p)
             return;
-        const bool repeat = outside == Outside::Repeat;
-        p = std::fill_n(p, m_padding, Number(repeat ? source.front().a : 0));
+        p = std::fill_n(p, m_padding, static_cast<unsigned char>(0));
         for (const OPRGBA32i &pixel : source)
-            *p++ = Number(pixel.a);
-        std::fill_n(p, m_padding, Number(repeat ? source.back().a : 0));
+            *p++ = pixel.a;
+        std::fill_n(p, m_padding, static_cast<unsigned char>(0));
     }
 
     /// That of the line's first pixel; null where there is no memory.
-    Number *First() { return m_numbers.Data() ? m_numbers.Data() + m_padding : nullptr; }
+    unsigned char *First() { return m_alpha.Data() ? m_alpha.Data() + m_padding : nullptr; }
 
 private:
     size_t m_padding;
-    Scratch<Number, 32768 / sizeof(Number)> m_numbers;
+    Scratch<unsigned char, 32768> m_alpha;
 };
 
 template <class Kernel>
 void runPlain(Kernel &kernel, int length)
 {
     for (int i = 0; i < length; ++i)
-        kernel(i);
-}
-
-/// Four pixels at a time: each sums its products in double precision from left to right.
-void blurAlpha(OPGaussianAlpha1D &kernel, int length)
-{
-    constexpr int pixels = 16; // four vectors, so that additions need not wait for one another
-    const int radius = kernel.Left();
-    const double *const weights = kernel.Weights().data();
-    PaddedAlpha<double> padded(*kernel.Source(), radius, Outside::Repeat, 0);
-    const double *const alpha = padded.First();
-    if (!alpha)
-        return runPlain(kernel, length);
-    const OPRGBA32i *const source = kernel.Source()->data() + kernel.SourceOffset();
-    OPRGBA32i *const out = kernel.Destination()->data();
-    int i = 0;
-    for (; i + pixels <= length; i += pixels) {
-        const double *const window = alpha + kernel.SourceOffset() + i - radius;
-        __m256d sums[pixels / 4];
-        std::fill(std::begin(sums), std::end(sums), _mm256_setzero_pd());
-        for (int j = 0; j <= 2 * radius; ++j) {
-            const __m256d weight = _mm256_set1_pd(weights[j]);
-            for (int k = 0; k < pixels / 4; ++k)
-                sums[k] = _mm256_add_pd(sums[k], _mm256_mul_pd(_mm256_loadu_pd(window + j + 4 * k), weight));
-        }
-        for (int k = 0; k < pixels / 4; ++k) {
-            // A NaN converts to -2147483648, as in scalar code, and is clamped to 0.
-            __m128i a = _mm256_cvttpd_epi32(_mm256_add_pd(sums[k], _mm256_set1_pd(0.5)));
-            a = _mm_max_epi32(_mm_min_epi32(a, _mm_set1_epi32(255)), _mm_setzero_si128());
-            const __m128i pixel = _mm_loadu_si128(reinterpret_cast<const __m128i *>(source + i + 4 * k));
-            const __m128i color = _mm_and_si128(pixel, _mm_set1_epi32(0x00FFFFFF));
-            _mm_storeu_si128(reinterpret_cast<__m128i *>(out + i + 4 * k), _mm_or_si128(color, _mm_slli_epi32(a, 24)));
-        }
-    }
-    for (; i < length; ++i)
         kernel(i);
 }
 
@@ -129,7 +90,7 @@ void shiftEdge(OPShiftEdge1D &kernel, int length)
         return shrink ? _mm256_min_epu8(x, y) : _mm256_max_epu8(x, y);
     };
     const int reach = std::min(kernel.Left(), kernel.LastIndex() + 1), window = 2 * reach + 1;
-    PaddedAlpha<unsigned char> padded(*kernel.Source(), reach, Outside::Zero, 2 * pixels);
+    PaddedAlpha padded(*kernel.Source(), reach, 2 * pixels);
     if (!padded.First())
         return runPlain(kernel, length);
     unsigned char *const alpha = padded.First() + kernel.SourceOffset() - reach;
@@ -168,7 +129,7 @@ KXCORE_KERNEL void LineHandlerConvolutionAVX2(OPKernelBase *kernel)
         line->SourceOffset() >= 0 && qint64(line->SourceOffset()) + length <= qint64(line->Source()->size());
 
     if (auto *const blur = dynamic_cast<OPGaussianAlpha1D *>(line))
-        inside ? blurAlpha(*blur, length) : runPlain(*blur, length);
+        inside ? blurAlphaOfLine(*blur, length) : runPlain(*blur, length);
     else if (auto *const shift = dynamic_cast<OPShiftEdge1D *>(line))
         !inside || shift->Shift() == 0 ? runPlain(*shift, length)
             : shift->Shift() < 0       ? shiftEdge<true>(*shift, length)

@@ -63,10 +63,11 @@ public:
     ///            mask is blurred along its rows alone.
     /// Selection  The mask is made of what is selected and of what the first blur reaches around that. **Beyond it the
     ///            blurs meet the layer's own alpha, as if it were mask**: around a selection in the middle of an opaque
-    ///            layer a low threshold lets an edge glow that is not bright. Each pixel moves from the old value to the
-    ///            blended one by the alpha of the selection.
+    ///            layer a low threshold lets an edge glow that is not bright. Each pixel moves from the old value to
+    ///            the blended one by the alpha of the selection.
     /// Memory     A copy of the image, or of what is selected and six times the radius around it.
-    /// Progress   A step per row of the mask for each threshold, per row and column for each blur, and per composed row.
+    /// Progress   A step per row of the mask for each threshold, per row and column for each blur, and per row that is
+    ///            composed.
     /// Threads    The thresholds as the image walks: **on a single processor there are none**, so that the layer itself
     ///            is laid over the layer, under its blurred alpha, and their rows are not reported.
     RGBA32iImage run(DiffuseGlowData data);

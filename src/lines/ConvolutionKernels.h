@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <vector>
 
@@ -30,6 +31,22 @@ constexpr std::size_t maxTaps = 65; ///< more are faster on lines, transposing i
 inline bool fits(const std::vector<short> &taps) { return taps.size() <= maxTaps && isSymmetric(taps); }
 
 } // namespace lines::columns
+
+/// What the Gaussian blur of alpha and its kernel for columns agree on: as wide as the columns above, and in bands of
+/// rows for which the kernel holds samples.
+namespace lines::alphacolumns {
+
+constexpr int bandRows = 64;
+constexpr int maxReach = 64; ///< what reaches further is blurred on lines
+
+/// Whether the kernel takes a Gaussian. It does not if its weights are not numbers.
+template <class Gaussian>
+bool fits(const Gaussian &gaussian)
+{
+    return gaussian.Left() <= maxReach && !std::isnan(gaussian.Weights().front());
+}
+
+} // namespace lines::alphacolumns
 
 /// What the convolution of rows and a kernel for it agree on: the kernel takes straight pixels and premultiplies them
 /// itself, as by KXBlur::PremultiplyAlpha. Otherwise it is called like the kernel for any line.

@@ -19,6 +19,7 @@ namespace lines {
 inline kernels::Slot windowKernel { KX_SYMBOL(LineHandlerAVX2) };
 inline kernels::Slot lineKernel { KX_SYMBOL(LineHandlerConvolutionAVX2) };
 inline kernels::Slot sharpenColumnsKernel { KX_SYMBOL(SharpenColumnsAVX2) };
+inline kernels::Slot alphaColumnsKernel { KX_SYMBOL(GaussianAlphaColumnsAVX2) };
 
 /// What both handlers have: the rectangle's lines and their reach.
 template <class Direction>
@@ -94,6 +95,41 @@ private:
     decltype(LineHandlerAVX2) *m_kernel;
 };
 
+/// How the module does columns side by side, in place, for one class of kernels: @c Find returns whether it does so for
+/// this object. Most have nothing but what is done on lines.
+template <class Kernel>
+struct SideBySide {
+    static constexpr bool exists = false;
+};
+
+template <>
+struct SideBySide<OPSimpleSharpenKernel1D> {
+    static constexpr bool exists = true;
+    static bool Find(const OPSimpleSharpenKernel1D &kernel)
+    {
+        return sharpenColumnsKernel.Bind() && sharpening::fits(kernel.Amount());
+    }
+    static void Run(const OPSimpleSharpenKernel1D &kernel, OPRGBA32i *pixels, qptrdiff stride, int columns, int rows,
+        int rowsAbove, int rowsBelow)
+    {
+        sharpenColumnsKernel(pixels, stride, columns, rows, rowsAbove > 0, rowsBelow > 0, kernel.Amount());
+    }
+};
+
+template <>
+struct SideBySide<OPGaussianAlpha1D> {
+    static constexpr bool exists = true;
+    static bool Find(const OPGaussianAlpha1D &kernel)
+    {
+        return alphaColumnsKernel.Bind() && alphacolumns::fits(kernel);
+    }
+    static void Run(const OPGaussianAlpha1D &kernel, OPRGBA32i *pixels, qptrdiff stride, int columns, int rows,
+        int rowsAbove, int rowsBelow)
+    {
+        alphaColumnsKernel(kernel, pixels, stride, columns, rows, rowsAbove, rowsBelow);
+    }
+};
+
 /// Runs a one-dimensional kernel over each line.
 template <class Kernel, class Direction>
 class LineHandlerConvolution : public LineHandlerBase<Direction> {
@@ -103,7 +139,8 @@ public:
         , m_kernel(kernel)
         , m_lineKernel(lineKernel.Bind())
     {
-        sharpenColumnsKernel.Bind();
+        if constexpr (isSideBySide)
+            m_hasColumnsKernel = SideBySide<Kernel>::Find(kernel);
     }
 
     void Run(const std::atomic<bool> &cancel, const Progress &progress) const
@@ -112,15 +149,14 @@ public:
             return;
         const PassShape shape = this->Shape();
         const int count = workers::forLines(workers::hardware());
-        if constexpr (sharpensColumns)
-            if (sharpenColumnsKernel && !this->m_image.IsTiled() && sharpening::fits(m_kernel.Amount())) {
-                const bool hasAbove = this->m_lines.readFirst < this->m_lines.first;
-                const bool hasBelow = this->m_lines.readLast > this->m_lines.last;
-                const auto sharpen = [&](int, OPRGBA32i *pixels, int columns) {
-                    sharpenColumnsKernel(
-                        pixels, this->m_image.Width(), columns, shape.length, hasAbove, hasBelow, m_kernel.Amount());
+        if constexpr (isSideBySide)
+            if (m_hasColumnsKernel && !this->m_image.IsTiled()) {
+                const int above = shape.first - shape.readFirst, below = shape.readLength - shape.length - above;
+                const auto process = [&](int, OPRGBA32i *pixels, int columns) {
+                    SideBySide<Kernel>::Run(
+                        m_kernel, pixels, this->m_image.Width(), columns, shape.length, above, below);
                 };
-                return runColumnBlocks(this->m_image, shape, count, cancel, progress, sharpen);
+                return runColumnBlocks(this->m_image, shape, count, cancel, progress, process);
             }
         runPass<Direction>(this->m_image, shape, count, cancel, progress, [&] {
             return [&, kernel = m_kernel, destination = std::vector<OPRGBA32i>(size_t(shape.length))](
@@ -139,12 +175,11 @@ public:
     }
 
 private:
-    /// For columns side by side the module has a kernel of its own.
-    static constexpr bool sharpensColumns =
-        std::is_same_v<Kernel, OPSimpleSharpenKernel1D> && std::is_same_v<Direction, VerticalDirection>;
+    static constexpr bool isSideBySide = SideBySide<Kernel>::exists && std::is_same_v<Direction, VerticalDirection>;
 
     Kernel m_kernel;
     decltype(LineHandlerConvolutionAVX2) *m_lineKernel;
+    bool m_hasColumnsKernel = false;
 };
 
 /// A one-dimensional kernel over rows, to their end, then over columns.

@@ -21,6 +21,7 @@ class OPColorizeTransformation;
 class OPCurvesTransformation;
 class OPExposureTransformation;
 class OPGammaCorrectionTransformation;
+class OPGaussianAlpha1D;
 class OPGaussianNoise;
 class OPHueSaturationTransformation;
 class OPKernelBase;

@@ -10,8 +10,8 @@ using Glow = OPDiffuseGlowProcessing;
 
 namespace {
 
-const QSize size(70, 41);
-const QRect selected(-5, 20, 40, 18); // in the layer; the selection's own rectangle begins at (3, 3)
+const QSize size(71, 170); // more rows than a kernel for columns takes at once
+const QRect selected(-5, 20, 40, 58); // in the layer; the selection's own rectangle begins at (3, 3)
 
 int luminance(OPRGBA32i p) { return (p.g * 59 + p.r * 30 + p.b * 11) / 100; }
 
@@ -69,14 +69,14 @@ private Q_SLOTS:
         const QColor color(250, 128, 3, 7);
         const Glow::Params all[] = { { 80, 2, 128, color, 0 }, { 100, 3, 60, color, 5 }, { 100, 1, 0, color, 1 },
             { 100, 2, 256, color, 0 }, { 0, 1, 100, color, 0 }, { 70, 0, 128, color, 1 }, { 90, -4, 100, color, 1 },
-            { 30, 9, 128, color, 0 } };
+            { 30, 9, 128, color, 0 }, { 60, 22, 128, color, 0 } };
         for (const Glow::Params &params : all)
             for (const bool isSelected : { false, true })
                 for (const int processors : { 1, 3 }) {
                     const kit::Processors these(processors);
                     const Picture layer = Picture::random(size.width(), size.height(), 5);
                     Glow::DiffuseGlowData data = onLayer(layer, params);
-                    const Picture mask = Picture::random(60, 60, 6);
+                    const Picture mask = Picture::random(60, 80, 6);
                     if (isSelected) {
                         data.selection = mask.image(false);
                         data.selectionRect = QRect(QPoint(3, 3), selected.size());
