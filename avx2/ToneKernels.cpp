@@ -52,13 +52,24 @@ KXCORE_KERNEL void BlackAndWhiteTransformationAVX2(
     const OPBlackAndWhiteTransformation &self, unsigned char *pixels, bool)
 {
     if (const auto &factors = self.ShareFactors()) {
-        const __m256i blueRed = inAllPixels(unsigned(factors->b) | unsigned(factors->r) << 16);
-        const __m256i green = inAllPixels(factors->g); // and none of alpha
+        // In 16-bit halves of a pixel lie blue and red, or green and alpha, of which there is no share. To cut a share
+        // at 255 by itself would not change the sum, which is cut there.
+        const auto halves = [](int low, int high) {
+            return inAllPixels(unsigned(low & 0xFFFF) | unsigned(high) << 16);
+        };
+        const __m256i blueRed = halves(factors->b, factors->r), green = halves(factors->g, 0);
+        const __m256i wholeBlueRed = halves(factors->b >> 16, factors->r >> 16),
+                      wholeGreen = halves(factors->g >> 16, 0);
+        const bool hasWholes = (factors->b | factors->g | factors->r) >> 16;
+        const auto shares = [=](__m256i bytes, __m256i fraction, __m256i whole) {
+            const __m256i part = _mm256_mulhi_epu16(bytes, fraction);
+            return hasWholes ? _mm256_add_epi16(part, _mm256_mullo_epi16(bytes, whole)) : part;
+        };
         forEachEightColours(pixels, [&](__m256i words) {
             const __m256i evenBytes = _mm256_and_si256(words, inAllPixels(0x00FF00FF));
             const __m256i oddBytes = _mm256_srli_epi16(words, 8);
             const __m256i pairs =
-                _mm256_add_epi16(_mm256_mulhi_epu16(evenBytes, blueRed), _mm256_mulhi_epu16(oddBytes, green));
+                _mm256_add_epi16(shares(evenBytes, blueRed, wholeBlueRed), shares(oddBytes, green, wholeGreen));
             const __m256i sums = _mm256_madd_epi16(pairs, _mm256_set1_epi16(1));
             return _mm256_shuffle_epi8(_mm256_min_epi16(sums, inAllPixels(255)), spreadLowByte());
         });

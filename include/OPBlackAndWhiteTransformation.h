@@ -39,10 +39,10 @@ public:
     /// The share of each value of a channel.
     const KXChannelTables &Shares() const { return m_Shares; }
 
-    /// For red, green and blue: a number whose product with any value, divided by 65536 and truncated, is the share of
-    /// that value. Most weights from 0 to below 1 have one, without the lightness.
+    /// For red, green and blue: a number whose product with any value, divided by 65536, truncated and cut at 255, is
+    /// the share of that value. Most weights from 0 to below 16 have one, without the lightness.
     struct Factors {
-        unsigned short r, g, b;
+        int r, g, b;
     };
     /// Nothing, unless all three weights have one.
     const std::optional<Factors> &ShareFactors() const { return m_ShareFactors; }

@@ -24,17 +24,17 @@ KXChannelTables::Table sharesOf(bool lightnessCurve, float weight)
 
 /// The least factor whose products reach all shares, if none of them goes beyond. Weights with the same truncated
 /// products fill an interval between two fractions whose denominators are at most 255. So it is no shorter than
-/// 1 / (254 * 255), and contains a multiple of 1 / 65536. Only where single precision rounds a product up to an integer
-/// may there be none.
-std::optional<unsigned short> factorOf(const KXChannelTables::Table &shares)
+/// 1 / (254 * 255), and contains a multiple of 1 / 65536. Only where single precision rounds some products up to an
+/// integer may there be none. Below 16 the sum of three products of 8 bits fits 16 bits with a sign.
+std::optional<int> factorOf(const KXChannelTables::Table &shares)
 {
     int factor = 0;
     for (int i = 1; i < 256; ++i)
         factor = std::max(factor, (shares[size_t(i)] * 65536 + i - 1) / i);
-    const auto isShare = [&, i = 0](int share) mutable { return share == i++ * factor / 65536; };
-    if (factor > 65535 || !std::all_of(shares.begin(), shares.end(), isShare))
+    const auto isShare = [&, i = 0](int share) mutable { return share == std::min(i++ * factor / 65536, 255); };
+    if (factor >= 16 * 65536 || !std::all_of(shares.begin(), shares.end(), isShare))
         return std::nullopt;
-    return static_cast<unsigned short>(factor);
+    return factor;
 }
 
 std::optional<OPBlackAndWhiteTransformation::Factors> factorsOf(const KXChannelTables &shares)
