@@ -2,6 +2,7 @@
 #include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPDiffuseGlowProcessing.h"
+#include "OPDropShadowProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPHighPassProcessing.h"
 #include "OPSharpenProcessing.h"
@@ -106,6 +107,25 @@ void addNoise(Suite &suite)
         });
 }
 
+/// The drop shadow of a layer without a mask, and the box blur that it is held against.
+void addShadow(Suite &suite)
+{
+    constexpr int radius = 20;
+    suite.addRow(boxName(radius));
+    add(suite, boxName(radius), 9, &OPBoxBlurProcessing::run, [](auto &data) { data.params.radius = radius; });
+    const std::string shadow = "drop shadow, radius " + std::to_string(radius);
+    suite.addRow(shadow, { Column::Module, boxName(radius), 1.2 });
+    suite.addOurs(
+        shadow, 9, [] { restore(image(), layer)(); },
+        [] {
+            OPDropShadowProcessing::DropShadowData data;
+            data.image = image();
+            data.maskInverted = true;
+            data.params.blurRadius = radius;
+            OPDropShadowProcessing(cancel).run(std::move(data));
+        });
+}
+
 /// How many times faster than OpenCV a Gaussian has to be.
 double goalOf(int sigma) { return sigma <= 1 ? 1 : sigma <= 5 ? 1.8 : sigma <= 20 ? 3 : 6; }
 
@@ -147,6 +167,7 @@ void addFilters(Suite &suite)
         add(suite, boxName(radius), 9, &OPBoxBlurProcessing::run,
             [radius](auto &data) { data.params.radius = radius; });
     }
+    addShadow(suite);
     suite.addRow(sharpenName, { Column::OpenCV, {}, 0.8 });
     add(suite, sharpenName, 9, &OPSharpenProcessing::run, [](auto &data) { data.params.amount = sharpenAmount; });
     addHighPass(suite);

@@ -1,11 +1,14 @@
 #include "Entries.h"
 
+#include "KXComposer.h"
 #include "KXRefineSelectionProcessing.h"
 #include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPDiffuseGlowProcessing.h"
+#include "OPDropShadowProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPHighPassProcessing.h"
+#include "OPInnerShadowProcessing.h"
 #include "OPSharpenProcessing.h"
 #include "OPSmoothenProcessing.h"
 #include "OPVignetteProcessing.h"
@@ -84,6 +87,63 @@ struct RefineSelection : public KXRefineSelectionProcessing { // of a mask that 
         return { mask, refined.rect };
     }
 };
+
+// Shadows as pictures of the layer's size and storage. The layer has no mask.
+
+RGBA32iImage transparent(const RGBA32iImage &layer)
+{
+    return RGBA32iImage(layer.Width(), layer.Height(), layer.IsTiled());
+}
+
+struct DropShadow : public OPDropShadowProcessing {
+    using OPDropShadowProcessing::OPDropShadowProcessing;
+
+    DropShadowResult run(DropShadowData data)
+    {
+        DropShadowResult result { transparent(data.image), QPoint() };
+        data.maskInverted = true;
+        const int margin = data.params.blurRadius;
+        const RGBA32iImage shadow = OPDropShadowProcessing::run(std::move(data)).image;
+        const QRect all = result.image.Rect();
+        ComposeSource(shadow, all.translated(margin, margin), result.image, all);
+        return result;
+    }
+};
+
+struct InnerShadow : public OPInnerShadowProcessing {
+    using OPInnerShadowProcessing::OPInnerShadowProcessing;
+
+    KXFilterResult run(InnerShadowData data)
+    {
+        KXFilterResult result { transparent(data.image), QPoint() };
+        data.maskInverted = true;
+        const auto [color, shape, origin] = OPInnerShadowProcessing::run(std::move(data));
+        const QRect all = result.image.Rect();
+        ComposeMaskOn(
+            color, all, KXCompositionMode::Source, result.image, all, 1.0, shape, all.translated(-origin), true, false);
+        return result;
+    }
+};
+
+/// What the parameter list of both shadows says.
+std::vector<Parameter> shadowParameters()
+{
+    const char *const kept = "kept for the application, which composes the shadow";
+    return { { "angle", "degrees", "any", kept }, { "color", "", "any, its alpha does not count", "the shadow's" },
+        { "opacity", "percent", "any", kept }, { "distance", "pixels", "any", kept },
+        { "spread", "percent", "any", kept },
+        { "blurRadius", "pixels", "0 to the size of the layer", "alpha is averaged over a square around each pixel" },
+        { "noise", "percent", "any", kept } };
+}
+
+/// Parameters of a shadow of that color and blur radius.
+template <class Params>
+Params shadowOf(const QColor &color, int blurRadius)
+{
+    return { { 120, color, 60, 18, 0, blurRadius, 0 } };
+}
+
+constexpr char shadowCost[] = "the same for every blur radius: two running sums a pixel";
 
 } // namespace
 
@@ -169,6 +229,15 @@ std::vector<Operation> filters()
                 { "radius 2, with its alpha", { 100, 2, 100, Qt::white, 1 } },
                 { "radius 0, amount 250", { 250, 0, 90, Qt::red, 0 } },
                 { "radius -7", { 60, -7, 128, QColor(), -1 } } }),
+        filter<DropShadow>(
+            { "Drop shadow", "OPDropShadowProcessing", "Makes the shadow that the layer drops: its blurred alpha.",
+                shadowParameters(), shadowCost, "LineHandlerAVX2, IterativeVectorProcess, ColorizeOPRGBA32iAVX2",
+                needsTwoProcessors },
+            "KXDropShadow 1.00000",
+            { { "radius 6", shadowOf<DropShadow::Params>(QColor(20, 10, 60), 6) },
+                { "radius 0", shadowOf<DropShadow::Params>(Qt::red, 0) },
+                { "radius 200", shadowOf<DropShadow::Params>(QColor(1, 2, 3, 4), 200) },
+                { "radius -9", shadowOf<DropShadow::Params>(QColor(), -9) } }),
         filter<HighPass>(
             { "High pass", "OPHighPassProcessing",
                 "Composes the layer minus its Gaussian blur, plus mid-grey, onto the layer.",
@@ -182,6 +251,16 @@ std::vector<Operation> filters()
             "KXHighPass 1.00000",
             { { "radius 3, Overlay", { 3.0, 1, 100 } }, { "radius 1.5, details alone", { 1.5, 0, 100 } },
                 { "radius 0.5, half HardLight", { 0.5, 3, 50 } } }),
+        filter<InnerShadow>(
+            { "Inner shadow", "OPInnerShadowProcessing",
+                "Makes the shadow that falls into the layer: what its blurred alpha leaves of it.", shadowParameters(),
+                shadowCost,
+                "LineHandlerAVX2, IterativeVectorProcess, ColorizeOPRGBA32iAVX2, InvertColorAlphaOPRGBA32iAVX2",
+                needsTwoProcessors },
+            "KXInnerShadow 1.00000",
+            { { "radius 6", shadowOf<InnerShadow::Params>(QColor(20, 10, 60), 6) },
+                { "radius 0", shadowOf<InnerShadow::Params>(Qt::red, 0) },
+                { "radius -9", shadowOf<InnerShadow::Params>(QColor(), -9) } }),
         filter<RefineSelection>(
             { "Refine selection", "KXRefineSelectionProcessing",
                 "Feathers the mask of a selection, and moves its edge outward or inward.",

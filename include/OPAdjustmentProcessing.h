@@ -75,7 +75,7 @@ private:
 /// What every filter takes, beside its parameters.
 struct KXFilterData {
     RGBA32iImage image; ///< the layer; filtered and returned. Filters with vertical passes need it flat
-    RGBA32iImage mask; ///< the layer's own mask; the blurs do not look at it
+    RGBA32iImage mask; ///< the layer's own mask; only the shadows look at it
     RGBA32iImage selection; ///< coverage of the selection in its alpha
     /// Bounds of the selection, in the coordinates of @c selection, which may be flat or tiled; nothing is merged where
     /// it does not cover them. Empty: there is no selection, the whole image is filtered.

@@ -93,15 +93,6 @@ QPoint seenFrom(qint64 x, qint64 y, const QPoint &point)
     return { saturated(point.x() - x), saturated(point.y() - y) };
 }
 
-/// A transparent flat image of the size of @p area.
-RGBA32iImage newCanvas(const Area<InLayer> &area)
-{
-    const qint64 width = area.Columns().Length(), height = area.Rows().Length();
-    if (std::max(width, height) > INT_MAX)
-        throw std::bad_alloc();
-    return RGBA32iImage(int(width), int(height), false);
-}
-
 } // namespace
 
 CallersLock::CallersLock(QReadWriteLock &lock, Purpose purpose)
@@ -263,6 +254,13 @@ RGBA32iImage runConvolution(const FilterRun &run, KXFilterData &data, int reach,
         [&taps](RGBA32iImage &image, const QRect &rect) { return premultipliedConvolution(taps, image, rect); });
 }
 
+RGBA32iImage newCanvas(qint64 width, qint64 height)
+{
+    if (std::max(width, height) > INT_MAX)
+        throw std::bad_alloc();
+    return RGBA32iImage(int(std::max<qint64>(width, 0)), int(std::max<qint64>(height, 0)), false);
+}
+
 QPoint growLayer(KXFilterData &data, const KXFilterCanvas &canvas, int reach)
 {
     const QRect full = data.image.Rect();
@@ -275,7 +273,7 @@ QPoint growLayer(KXFilterData &data, const KXFilterCanvas &canvas, int reach)
     const Area<InLayer> grown = (allowed | layer) & layer.Grown(reach);
     if (grown == layer || grown.IsNull()) // null: a layer of no area, and nothing beside it
         return canvas.origin;
-    RGBA32iImage image = newCanvas(grown);
+    RGBA32iImage image = newCanvas(grown.Columns().Length(), grown.Rows().Length());
     const qint64 left = grown.Columns().first, top = grown.Rows().first;
     ComposeSource(data.image, full, image, full.translated(seenFrom(left, top, QPoint())));
     data.image = image;

@@ -348,6 +348,9 @@ KXIterativeConvolutionFast2D<RGBA32iImage> premultipliedConvolution(
 /// Runs a filter that is such a convolution; the taps reach @p reach pixels to either side.
 RGBA32iImage runConvolution(const FilterRun &run, KXFilterData &data, int reach, const std::vector<short> &taps);
 
+/// A transparent flat image. Negative sides are 0; throws std::bad_alloc where there is no such image.
+RGBA32iImage newCanvas(qint64 width, qint64 height);
+
 /// Grows the layer of @p data by @p reach on each side, as far as @p canvas allows, and returns where it then lies.
 QPoint growLayer(KXFilterData &data, const KXFilterCanvas &canvas, int reach);
 

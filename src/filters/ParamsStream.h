@@ -58,8 +58,10 @@ public:
         return stream.status() == QDataStream::Ok;
     }
 
-    /// What the stream operators do: a failure is logged, and the stream's status is left alone.
-    QDataStream &Put(QDataStream &stream, const Params &params) const
+    /// What the stream operators do: a failure is logged, and the stream's status is left alone. @p Whole is what has
+    /// Write and Read: the parameters themselves, or what derives from them.
+    template <class Whole>
+    QDataStream &Put(QDataStream &stream, const Whole &params) const
     {
         if (!params.Write(stream))
             Report(m_source.writeLine, "Write ");
@@ -67,11 +69,12 @@ public:
     }
 
     /// After a failure @p params holds the defaults.
-    QDataStream &Get(QDataStream &stream, Params &params) const
+    template <class Whole>
+    QDataStream &Get(QDataStream &stream, Whole &params) const
     {
         if (!params.Read(stream)) {
             Report(m_source.readLine, "Read ");
-            params = Params();
+            params = Whole();
         }
         return stream;
     }

@@ -4,8 +4,10 @@
 #include "OPAddNoiseProcessing.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPDiffuseGlowProcessing.h"
+#include "OPDropShadowProcessing.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPHighPassProcessing.h"
+#include "OPInnerShadowProcessing.h"
 #include "OPSharpenProcessing.h"
 #include "OPSmoothenProcessing.h"
 #include "OPVignetteProcessing.h"
@@ -331,6 +333,21 @@ private Q_SLOTS:
                 "0000000100000002000000030140401010202030300000" },
             { "[src\\filters\\OPVignetteProcessing:506] Read vignette data error.",
                 "[src\\filters\\OPVignetteProcessing:492] Write vignette data error." });
+        const KXShadowParams shadow { 1, QColor(16, 32, 48, 64), 2, 3, 4, 0x01020304, 5 };
+        const char *const shadows = "0000008701FFFF0000000000000000"
+                                    "0000004B00000019000000000000001400000000";
+        const QByteArrayList shadowDigits { "00000001014040101020203030000000000002000000030000000401020304"
+                                            "00000005",
+            "01000000014040101020203030000002000000030000000400000004030201"
+            "05000000",
+            "00000001014040101020203030000000000002000000030000000401020304"
+            "00000005" };
+        checkStreams(OPDropShadowProcessing::Params { shadow }, "KXDropShadow 1.00000", shadows, shadowDigits,
+            { "[src\\filters\\OPDropShadowProcessing:202] Read drop shadow data error.",
+                "[src\\filters\\OPDropShadowProcessing:188] Write drop shadow data error." });
+        checkStreams(OPInnerShadowProcessing::Params { shadow }, "KXInnerShadow 1.00000", shadows, shadowDigits,
+            { "[src\\filters\\OPInnerShadowProcessing:202] Read inner shadow data error.",
+                "[src\\filters\\OPInnerShadowProcessing:188] Write inner shadow data error." });
         Vignette vignette;
         vignette.color = Qt::red;
         QDataStream withoutColor("KXVignette 1.00000" + QByteArray::fromHex("000000050000000600000007"));

@@ -1,0 +1,67 @@
+#pragma once
+
+/// @file
+/// Drop shadow of a layer. See KXShadow.h for what both shadows have in common.
+
+#include "KXGlobal.h"
+#include "KXShadow.h"
+#include "OPAdjustmentProcessing.h"
+
+#include <QtCore/QDataStream>
+
+/// Makes the shadow that a layer drops on what lies below: one colour, under the layer's alpha, blurred.
+///
+/// @code
+/// const std::atomic<bool> cancel { false };
+/// OPDropShadowProcessing::DropShadowData data;
+/// data.image = layer; // is only read
+/// data.maskInverted = true; // the layer has no mask: all of it is seen
+/// data.params.blurRadius = 12;
+/// const RGBA32iImage shadow = OPDropShadowProcessing(cancel).run(data).image; // larger than the layer by 12 all around
+/// const QPoint light(-18, -18), corner = layerCorner - light - QPoint(12, 12);
+/// Compose(shadow, shadow.Rect(), KXCompositionMode::SourceOver, canvas, shadow.Rect().translated(corner), 0.75, false);
+/// Compose(
+///     layer, layer.Rect(), KXCompositionMode::SourceOver, canvas, layer.Rect().translated(layerCorner), 1.0, false);
+/// @endcode
+class KX_EXPORT OPDropShadowProcessing : public OPAdjustmentProcessing {
+public:
+    struct KX_EXPORT Params : KXShadowParams {
+        /// Writes "KXDropShadow 1.00000", then the fields in their order. False when the stream fails.
+        bool Write(QDataStream &stream) const;
+        /// Reads what @c Write wrote, with the version and byte order that the stream is set to. False, with nothing
+        /// stored, when the signature is another; false when the stream fails.
+        bool Read(QDataStream &stream);
+    };
+
+    struct DropShadowData : KXFilterParams<Params>, KXFilterData { };
+
+    using DropShadowResult = KXFilterResult;
+
+    explicit OPDropShadowProcessing(const std::atomic<bool> &cancel);
+    ~OPDropShadowProcessing() override;
+
+    /// Makes the shadow of the image.
+    ///
+    /// Shape      The image's alpha through the mask: its pixel (0, 0) lies on the image's pixel @c maskOffset, and
+    ///            @c maskInverted says whether the image is seen beyond the mask. **Without a mask that is to be set:**
+    ///            otherwise nothing is seen, and the shadow is empty. No selection is looked at.
+    /// Result     A new flat image, larger than the layer by the blur radius on each side, but its origin is (0, 0) all
+    ///            the same: the layer's top left pixel belongs on (blurRadius, blurRadius). Every pixel has the color,
+    ///            transparent ones too. A layer of no area stays one.
+    /// Storage    The image and the mask may be flat or tiled, and are only read.
+    /// Progress   A step per row and column of the result, with a blur radius of 0 one per row.
+    /// Threads    With a blur radius of 0 as the image walks: **on a single processor the shape keeps its colours**, and
+    ///            no row is reported.
+    /// Errors     Needs the composition slots: @c loadAVX2Functions(true) must have been called, std::bad_function_call
+    ///            otherwise. std::bad_alloc, also where the result would be too large.
+    /// Cost       The same for any blur radius, but for the margin.
+    DropShadowResult run(DropShadowData data);
+
+private:
+    const std::atomic<bool> &m_cancel;
+};
+
+/// @c Params::Write; a failure is reported to the debug log.
+KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPDropShadowProcessing::Params &params);
+/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
+KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPDropShadowProcessing::Params &params);

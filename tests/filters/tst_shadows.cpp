@@ -1,0 +1,197 @@
+#include "KXComposer.h"
+#include "OPDropShadowProcessing.h"
+#include "OPInnerShadowProcessing.h"
+
+#include "kit/Picture.h"
+#include "support/Workers.h"
+
+using kit::Picture;
+
+namespace {
+
+const unsigned colour = 0x00C86432;
+
+/// What is seen of a layer: @p mask has alphas of 0 and 255 alone.
+Picture seen(const Picture &layer, const Picture &mask, const QPoint &offset, bool isSeenOutside)
+{
+    Picture shape(layer.width, layer.height);
+    for (int y = 0; y < layer.height; ++y)
+        for (int x = 0; x < layer.width; ++x) {
+            const QPoint p = QPoint(x, y) - offset;
+            const bool isInside = mask.rect().contains(p);
+            if (isInside || isSeenOutside)
+                shape.at(x, y) = layer.at(x, y);
+            if (isInside && mask.at(p.x(), p.y()).a == 0)
+                shape.at(x, y).a = 0;
+        }
+    return shape;
+}
+
+/// The alphas of @p shape with @p margin around it, averaged over rows and then over columns. Around the shape they are
+/// 0, also where windows go beyond the margin: so what they sum lies within the shape.
+Picture blurred(const Picture &shape, int margin)
+{
+    Picture rows(shape.width + 2 * margin, shape.height), both(rows.width, shape.height + 2 * margin);
+    const auto mean = [margin](int at, int length, auto alpha) { // of the window that begins at @p at of the shape
+        int sum = 0;
+        for (int i = qMax(at, 0); i < qMin(at + 2 * margin + 1, length); ++i)
+            sum += alpha(i);
+        return uchar(sum / (2 * margin + 1));
+    };
+    for (int y = 0; y < rows.height; ++y)
+        for (int x = 0; x < rows.width; ++x)
+            rows.at(x, y).a = mean(x - 2 * margin, shape.width, [&](int i) { return int(shape.at(i, y).a); });
+    for (int y = 0; y < both.height; ++y)
+        for (int x = 0; x < both.width; ++x)
+            both.at(x, y).a = mean(y - 2 * margin, shape.height, [&](int i) { return int(rows.at(x, i).a); });
+    return both;
+}
+
+/// A run of either filter, watched.
+template <class Filter, class Data>
+auto run(Data data, QList<int> &report)
+{
+    Filter filter(kit::noCancel);
+    std::atomic<int> steps { 0 };
+    QObject::connect(&filter, &Filter::RangeChanged, [&](int, int maximum) { report << maximum; });
+    QObject::connect(&filter, &Filter::ProgressChanged, [&](int) { ++steps; });
+    auto result = filter.run(data);
+    report << steps;
+    return result;
+}
+
+} // namespace
+
+class TestShadows : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { loadAVX2Functions(true); }
+
+    /// One pixel of alpha 90: a third in each of three columns, a third of that in each of three rows.
+    void onePixel()
+    {
+        Picture pixel(1, 1, OPRGBA32i(0x5A010203u)), half(1, 1, OPRGBA32i(0x80000000u));
+        OPDropShadowProcessing::DropShadowData data;
+        data.image = pixel.image(false);
+        data.maskInverted = true;
+        data.params.blurRadius = 1;
+        data.params.color = QColor(0xC8, 0x64, 0x32, 7); // whose alpha does not count
+        QList<int> report;
+        const auto drop = run<OPDropShadowProcessing>(data, report);
+        COMPARE_PICTURE(Picture::of(drop.image), Picture(3, 3, OPRGBA32i(10u << 24 | colour)));
+        QCOMPARE(drop.origin, QPoint());
+        data.mask = half.image(false); // 90 * 128 / 255 = 45.2, a ninth of which is 5
+        COMPARE_PICTURE(
+            Picture::of(run<OPDropShadowProcessing>(data, report).image), Picture(3, 3, OPRGBA32i(5u << 24 | colour)));
+
+        OPInnerShadowProcessing::InnerShadowData inner;
+        inner.image = data.image;
+        inner.maskInverted = true;
+        inner.params.blurRadius = 1;
+        inner.params.color = data.params.color;
+        const auto [color, shape, origin] = run<OPInnerShadowProcessing>(inner, report);
+        COMPARE_PICTURE(Picture::of(color), Picture(1, 1, OPRGBA32i(90u << 24 | colour)));
+        COMPARE_PICTURE(Picture::of(shape), Picture(3, 3, OPRGBA32i(245u << 24)));
+        QCOMPARE(origin, QPoint(-1, -1));
+        QCOMPARE(report, QList<int>({ 6, 6, 6, 6, 7, 7 }));
+    }
+
+    void againstTheFormula_data()
+    {
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<int>("radius");
+        for (const auto &[size, radius] : { std::pair(QSize(140, 9), 0), { QSize(31, 150), 1 }, { QSize(64, 64), 7 },
+                 { QSize(90, 20), 40 }, { QSize(15, 31), 130 }, { QSize(1, 1), 300 } }) // also wider than the layer
+            QTest::addRow("%d x %d, radius %d", size.width(), size.height(), radius) << size << radius;
+    }
+    void againstTheFormula()
+    {
+        QFETCH(const QSize, size);
+        QFETCH(const int, radius);
+        const Picture layer = Picture::random(size.width(), size.height(), 60);
+        Picture mask = Picture::random(50, 40, 61);
+        for (OPRGBA32i &pixel : mask.pixels)
+            pixel.a = pixel.a < 128 ? 0 : 255;
+        for (const QPoint offset : { QPoint(), QPoint(20, 3), QPoint(-15, -30), QPoint(INT_MIN, INT_MAX) })
+            for (const int form : { 0, 1, 2, 3 }) {
+                const bool tiled = form & 1, inverted = form & 2, isMasked = !offset.isNull() || tiled;
+                OPDropShadowProcessing::DropShadowData data;
+                data.image = layer.image(tiled);
+                data.mask = isMasked ? mask.image(tiled) : RGBA32iImage(0, 40, false);
+                data.maskOffset = offset;
+                data.maskInverted = inverted;
+                data.params.blurRadius = radius;
+                data.params.color = QColor(0xC8, 0x64, 0x32);
+                const auto far = [](int position) { return qBound(-1000, position, 1000); };
+                const Picture shape = isMasked ? seen(layer, mask, QPoint(far(offset.x()), far(offset.y())), inverted)
+                                               : seen(layer, Picture(0, 0), QPoint(), inverted);
+                check(data, shape, radius);
+                COMPARE_PICTURE(Picture::of(data.image), layer);
+            }
+    }
+
+    /// What has no area stays so; a negative radius crops; a margin beyond all images is refused.
+    void oddSizes()
+    {
+        OPDropShadowProcessing::DropShadowData data;
+        data.maskInverted = true;
+        for (const QSize size : { QSize(0, 0), QSize(0, 5) }) {
+            data.image = RGBA32iImage(size.width(), size.height(), false);
+            QList<int> report;
+            QCOMPARE(run<OPDropShadowProcessing>(data, report).image.Rect(), QRect(QPoint(), size));
+            QCOMPARE(report, QList<int>({ 0, 0 }));
+        }
+        const Picture layer = Picture::random(9, 8, 62);
+        data.image = layer.image(true);
+        for (const auto &[radius, size] :
+            { std::pair(-3, QSize(3, 2)), { -4, QSize(1, 0) }, { INT_MIN, QSize(0, 0) } }) {
+            data.params.blurRadius = radius;
+            QList<int> report;
+            const Picture cropped = Picture::of(run<OPDropShadowProcessing>(data, report).image);
+            QCOMPARE(cropped.rect().size(), size);
+            for (int y = 0; y < size.height(); ++y)
+                for (int x = 0; x < size.width(); ++x)
+                    QCOMPARE(cropped.at(x, y).word, unsigned(layer.at(x + 3, y + 3).a) << 24);
+            QCOMPARE(report.first(), size.isEmpty() ? 0 : 5);
+        }
+        for (const int radius : { INT_MAX, 1 << 30, 1 << 20 }) {
+            data.params.blurRadius = radius;
+            QVERIFY_EXCEPTION_THROWN(OPDropShadowProcessing(kit::noCancel).run(data), std::bad_alloc);
+        }
+    }
+
+private:
+    /// Both shadows of what is seen of a layer. On a single processor walks leave pixels as they are.
+    void check(const OPDropShadowProcessing::DropShadowData &data, const Picture &shape, int radius)
+    {
+        const bool walks = workers::hardware() > 1;
+        Picture drop = blurred(shape, radius), inverse = drop, coloured = shape;
+        const int width = drop.width, height = drop.height;
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x) {
+                const unsigned a = drop.at(x, y).a, under = radius ? 0 : shape.at(x, y).word;
+                drop.at(x, y).word = a << 24 | (radius || walks ? colour : under & 0xFFFFFFu);
+                inverse.at(x, y).word = (radius || walks ? 255 - a : a) << 24 | (under & 0xFFFFFFu);
+            }
+        for (OPRGBA32i &pixel : coloured.pixels)
+            pixel.word = walks ? (pixel.word & 0xFF000000u) | colour : pixel.word;
+
+        const int lines = radius ? width + height : height;
+        QList<int> report;
+        COMPARE_PICTURE(Picture::of(run<OPDropShadowProcessing>(data, report).image), drop);
+        OPInnerShadowProcessing::InnerShadowData inner;
+        static_cast<KXFilterData &>(inner) = data;
+        static_cast<KXShadowParams &>(inner.params) = data.params;
+        const auto result = run<OPInnerShadowProcessing>(inner, report);
+        COMPARE_PICTURE(Picture::of(result.color), coloured);
+        COMPARE_PICTURE(Picture::of(result.shape), inverse);
+        QCOMPARE(result.origin, QPoint(-radius, -radius));
+        QCOMPARE(report[0], lines);
+        QCOMPARE(report[2], lines + shape.height);
+        QVERIFY(!walks || (report[1] == lines && report[3] == lines + shape.height));
+    }
+};
+
+KXCORE_TEST_MAIN(TestShadows)
+#include "tst_shadows.moc"
