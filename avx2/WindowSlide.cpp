@@ -8,10 +8,11 @@
 #include "lines/WindowSlide.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <typeinfo>
 
-// The window slide along one line. A sum depends on that of the pixel before, so the line's four quarters are worked on
-// side by side.
+// The window slide along one line. A sum depends on that of the pixel before. Of four channels the line's four quarters
+// are worked on side by side; of alpha alone a sum is the difference of two running totals.
 
 namespace {
 
@@ -23,22 +24,14 @@ struct Line {
     int length, offset;
 };
 
-/// The alphas of two elements, 32 bits each, in the order of interleaved().
-__m256i alphas(__m256i first, __m256i second)
-{
-    const __m256 redAlpha = _mm256_shuffle_ps(_mm256_castsi256_ps(first), _mm256_castsi256_ps(second), 0xDD);
-    return _mm256_srli_epi32(_mm256_castps_si256(redAlpha), 16);
-}
-
-// What the accumulators make of pixels and means: a sample of a pixel's channels, and two pixels of each quarter from
-// the means of two neighbouring elements. These pixels are in the order that packing leaves, see quarters::interleaved;
-// so is `before`, what the destination holds, if readsDestination is set.
+// What the accumulators of four channels make of pixels and means: a sample of a pixel's channels, and two pixels of
+// each quarter from the means of two neighbouring elements. These pixels are in the order that packing leaves, see
+// quarters::interleaved.
 
 /// OPRGBABlurAccumulator: each channel by itself.
 struct Plain {
-    static constexpr bool readsDestination = false;
     static __m256i sample(__m256i pixels) { return pixels; }
-    __m256i finish(__m256i first, __m256i second, __m256i) const { return _mm256_packus_epi16(first, second); }
+    __m256i finish(__m256i first, __m256i second) const { return _mm256_packus_epi16(first, second); }
 };
 
 /// OPRGBABlurAccumulatorPremul: samples premultiplied; the means unpremultiplied, q * 255 / mean alpha.
@@ -48,12 +41,11 @@ struct Plain {
 /// is reached; and it is less than 1 / m, which any other quotient is short of the next integer at least. Where m is 0
 /// so is q.
 struct Premultiplied {
-    static constexpr bool readsDestination = false;
     static __m256i sample(__m256i pixels)
     {
         return vectors::div255(_mm256_mullo_epi16(pixels, vectors::alphaFactors(pixels)));
     }
-    __m256i finish(__m256i first, __m256i second, __m256i) const
+    __m256i finish(__m256i first, __m256i second) const
     {
         const __m256i blueGreen =
             _mm256_castps_si256(_mm256_shuffle_ps(_mm256_castsi256_ps(first), _mm256_castsi256_ps(second), 0x88));
@@ -75,53 +67,72 @@ struct Premultiplied {
     }
 };
 
-/// OPAlphaBlurAccumulator and OPAlphaBlurAccumulatorWithInvert: alpha alone, complemented if @c complement is 255.
+// What those of alpha alone make of eight means, 32 bits each, and of the pixels that the destination holds.
+
+/// OPAlphaBlurAccumulator and OPAlphaBlurAccumulatorWithInvert: under those pixels' colours, complemented if
+/// @c complement is 255.
 struct Alpha {
-    static constexpr bool readsDestination = true;
     unsigned complement;
-    static __m256i sample(__m256i pixels) { return pixels; }
-    __m256i finish(__m256i first, __m256i second, __m256i before) const
+    __m256i finish(__m256i means, const OPRGBA32i *before) const
     {
-        const __m256i a = _mm256_xor_si256(alphas(first, second), _mm256_set1_epi32(int(complement)));
-        const __m256i colors = _mm256_and_si256(before, _mm256_set1_epi32(0x00FFFFFF));
+        const __m256i a = _mm256_xor_si256(means, _mm256_set1_epi32(int(complement)));
+        const __m256i colors = _mm256_and_si256(vectors::load(before), _mm256_set1_epi32(0x00FFFFFF));
         return _mm256_or_si256(colors, _mm256_slli_epi32(a, 24));
     }
 };
 
-/// OPAlphaBlurAccumulatorWithRGBColorize: alpha under one colour.
+/// OPAlphaBlurAccumulatorWithRGBColorize: under one colour.
 struct Colored {
-    static constexpr bool readsDestination = false;
     unsigned color; ///< its alpha is 0
-    static __m256i sample(__m256i pixels) { return pixels; }
-    __m256i finish(__m256i first, __m256i second, __m256i) const
+    __m256i finish(__m256i means, const OPRGBA32i *) const
     {
-        return _mm256_or_si256(_mm256_slli_epi32(alphas(first, second), 24), _mm256_set1_epi32(int(color)));
+        return _mm256_or_si256(_mm256_slli_epi32(means, 24), _mm256_set1_epi32(int(color)));
     }
 };
 
-/// Slides a window over @p line; false where there is no memory.
+/// What of a line its windows hold.
 ///
 /// Where the window is wider than the line on both sides, its end pixels count the more often, the wider it is. That is
 /// one addition: the radius in excess of the line's length is taken off the window and given to its sums at first.
+struct Extent {
+    Extent(const Line &line, int radius)
+        : overlap(std::min(radius, line.sourceLength))
+        , excess(radius - overlap)
+        , begin(line.offset - overlap)
+        , end(line.offset + line.length + overlap)
+    {
+    }
+
+    int Length() const { return end - begin; }
+
+    /// Writes the pixels of @p line there, with its end pixels repeated as far as windows overhang it, and @p slack
+    /// more, which may be anything.
+    void Pad(const Line &line, unsigned *padded, int slack) const
+    {
+        const int inside = std::max(begin, 0), behind = std::min(end, line.sourceLength);
+        unsigned *p = std::fill_n(padded, inside - begin, line.source[0].word);
+        for (int i = inside; i < behind; ++i)
+            *p++ = line.source[i].word;
+        std::fill_n(p, end - behind + slack, line.source[line.sourceLength - 1].word);
+    }
+
+    const int overlap, excess, begin, end;
+};
+
+/// Slides a window of four channels over @p line; false where there is no memory.
 template <class Window, class Form>
-bool slide(const Line &line, int radius, const Form &form)
+bool slideChannels(const Line &line, int radius, const Form &form)
 {
-    const int overlap = std::min(radius, line.sourceLength), excess = radius - overlap, reach = 2 * overlap;
+    const Extent extent(line, radius);
+    constexpr int slack = 3;
     const int quarter = ((line.length + 3) / 4 + 1) & ~1; // even: a step finishes two elements
-    const int begin = line.offset - overlap, end = line.offset + line.length + overlap; // of what windows hold
-    Scratch<unsigned, 8192> padding(size_t(end - begin) + 3); // three more, which may be anything
+    const int reach = 2 * extent.overlap;
+    Scratch<unsigned, 8192> padding(size_t(extent.Length()) + slack);
     Scratch<quarters::Element, 2048> scratch(size_t(quarter) + size_t(reach) + 4);
     unsigned *const padded = padding.Data();
     if (!padded || !scratch.Data())
         return false;
-
-    // The line with its end pixels repeated as far as windows overhang it.
-    const int inside = std::max(begin, 0), behind = std::min(end, line.sourceLength);
-    const unsigned front = line.source[0].word, back = line.source[line.sourceLength - 1].word;
-    unsigned *p = std::fill_n(padded, inside - begin, front);
-    for (int i = inside; i < behind; ++i)
-        *p++ = line.source[i].word;
-    std::fill_n(p, end - behind + 3, back);
+    extent.Pad(line, padded, slack);
 
     const quarters::Starts starts(line.length, quarter);
     quarters::Element *const elements = scratch.Data() + 1; // element -1, which leaves the window first, is 0
@@ -132,18 +143,58 @@ bool slide(const Line &line, int radius, const Form &form)
         to[k] = line.destination + starts.at[k];
 
     Window window(2 * radius + 1);
-    for (const unsigned pixel : { front, back })
-        window.AddRepeated(Form::sample(quarters::samePixel(pixel)), excess);
+    for (const OPRGBA32i &pixel : { line.source[0], line.source[line.sourceLength - 1] })
+        window.AddRepeated(Form::sample(quarters::samePixel(pixel.word)), extent.excess);
     for (int i = 0; i < reach; ++i)
         window.Add(elements[i].v);
     for (int i = 0; i < quarter; i += 2) {
         window.Slide(elements[i + reach].v, elements[i - 1].v);
         const __m256i first = window.Means();
         window.Slide(elements[i + 1 + reach].v, elements[i].v);
-        const __m256i second = window.Means();
-        const __m256i before =
-            Form::readsDestination ? quarters::interleaved(quarters::load(to, i)) : _mm256_setzero_si256();
-        quarters::store(to, i, quarters::interleaved(form.finish(first, second, before)));
+        quarters::store(to, i, quarters::interleaved(form.finish(first, window.Means())));
+    }
+    return true;
+}
+
+/// Replaces pixels by the totals of their alphas, from the first one on, 32 bits each; @p count is a multiple of eight.
+/// Totals wrap. Their differences are right where these fit 32 bits, as the sums of all windows do.
+void addUpAlphas(unsigned *pixels, int count)
+{
+    const __m256i last = _mm256_set1_epi32(7);
+    __m256i before = _mm256_setzero_si256();
+    for (int i = 0; i < count; i += 8) {
+        __m256i t = _mm256_srli_epi32(vectors::load(pixels + i), 24);
+        t = _mm256_add_epi32(t, _mm256_slli_si256(t, 4));
+        t = _mm256_add_epi32(t, _mm256_slli_si256(t, 8));
+        const __m256i ofLowHalf = _mm256_shuffle_epi32(_mm256_permute2x128_si256(t, t, 0x08), 0xFF);
+        t = _mm256_add_epi32(t, ofLowHalf);
+        vectors::store(pixels + i, _mm256_add_epi32(t, before));
+        before = _mm256_add_epi32(before, _mm256_permutevar8x32_epi32(t, last));
+    }
+}
+
+/// Slides a window of alphas over @p line, which has eight pixels or more; false where there is no memory.
+template <class Mean, class Form>
+bool slideAlpha(const Line &line, int radius, const Form &form)
+{
+    const Extent extent(line, radius);
+    constexpr int slack = 7; // of a vector
+    Scratch<unsigned, 8192> padding(size_t(extent.Length()) + slack + 1);
+    if (!padding.Data())
+        return false;
+    unsigned *const totals = padding.Data() + 1; // the one before the first is 0
+    totals[-1] = 0;
+    extent.Pad(line, totals, slack);
+    addUpAlphas(totals, (extent.Length() + slack) & ~7);
+
+    const Mean mean(2 * radius + 1);
+    const int reach = 2 * extent.overlap;
+    const __m256i ends = _mm256_set1_epi32(extent.excess * (line.source[0].a + line.source[line.sourceLength - 1].a));
+    for (int step = 0; step < line.length; step += 8) {
+        const int i = std::min(step, line.length - 8); // the last ones may be done twice, with the same result
+        const __m256i sum = _mm256_sub_epi32(vectors::load(totals + i + reach), vectors::load(totals + i - 1));
+        OPRGBA32i *const to = line.destination + i;
+        vectors::store(to, form.finish(mean(_mm256_add_epi32(sum, ends)), to));
     }
     return true;
 }
@@ -175,14 +226,22 @@ struct Virtual {
 template <class Accumulator, class Form>
 void slideBest(const Line &line, int radius, OPRGBABlurAccumulatorBase *accumulator, const Form &form)
 {
-    using LargeWindow = WideWindow<SinglePrecisionMean>;
-    using LargestWindow = WideWindow<DoublePrecisionMean>;
-    static_assert(2 * OPRGBABlurAccumulatorBase::MaximumRadius + 1 <= LargestWindow::maximumSize, "any window fits");
+    static_assert(2 * OPRGBABlurAccumulatorBase::MaximumRadius + 1 <= DoublePrecisionMean::maximumSize,
+        "the last one takes any window");
     const int size = 2 * radius + 1;
-    const auto slideVectors = size <= NarrowWindow::maximumSize ? slide<NarrowWindow, Form>
-        : size <= LargeWindow::maximumSize                      ? slide<LargeWindow, Form>
-                                                                : slide<LargestWindow, Form>;
-    if (line.length < 2 || !slideVectors(line, radius, form))
+    bool isDone = false;
+    if constexpr (std::is_base_of_v<OPRGBABlurAccumulator, Accumulator>) {
+        using LargeWindow = WideWindow<SinglePrecisionMean>;
+        const auto slide = size <= NarrowWindow::maximumSize ? slideChannels<NarrowWindow, Form>
+            : size <= LargeWindow::maximumSize               ? slideChannels<LargeWindow, Form>
+                                                             : slideChannels<WideWindow<DoublePrecisionMean>, Form>;
+        isDone = line.length >= 2 && slide(line, radius, form);
+    } else {
+        const auto slide = size <= SinglePrecisionMean::maximumSize ? slideAlpha<SinglePrecisionMean, Form>
+                                                                    : slideAlpha<DoublePrecisionMean, Form>;
+        isDone = line.length >= 8 && slide(line, radius, form);
+    }
+    if (!isDone)
         slidePlain(line, radius, *static_cast<Accumulator *>(accumulator));
 }
 

@@ -231,7 +231,8 @@ std::vector<Operation> filters()
                 { "radius -7", { 60, -7, 128, QColor(), -1 } } }),
         filter<DropShadow>(
             { "Drop shadow", "OPDropShadowProcessing", "Makes the shadow that the layer drops: its blurred alpha.",
-                shadowParameters(), shadowCost, "LineHandlerAVX2, IterativeVectorProcess, ColorizeOPRGBA32iAVX2",
+                shadowParameters(), shadowCost,
+                "LineHandlerAVX2, SlideAlphaColumnsAVX2, IterativeVectorProcess, ColorizeOPRGBA32iAVX2",
                 needsTwoProcessors },
             "KXDropShadow 1.00000",
             { { "radius 6", shadowOf<DropShadow::Params>(QColor(20, 10, 60), 6) },
@@ -255,7 +256,8 @@ std::vector<Operation> filters()
             { "Inner shadow", "OPInnerShadowProcessing",
                 "Makes the shadow that falls into the layer: what its blurred alpha leaves of it.", shadowParameters(),
                 shadowCost,
-                "LineHandlerAVX2, IterativeVectorProcess, ColorizeOPRGBA32iAVX2, InvertColorAlphaOPRGBA32iAVX2",
+                "LineHandlerAVX2, SlideAlphaColumnsAVX2, IterativeVectorProcess, ColorizeOPRGBA32iAVX2, "
+                "InvertColorAlphaOPRGBA32iAVX2",
                 needsTwoProcessors },
             "KXInnerShadow 1.00000",
             { { "radius 6", shadowOf<InnerShadow::Params>(QColor(20, 10, 60), 6) },
@@ -267,7 +269,7 @@ std::vector<Operation> filters()
                 { { "feather", "pixels", "0 to the size of the mask", "radius of three box means each way" },
                     { "contract", "pixels", "negative to positive", "how far the edge moves outward" } },
                 "twelve running sums a pixel whatever the feather; moving an edge grows with the distance",
-                "LineHandlerAVX2, LineHandlerConvolutionAVX2", {} },
+                "LineHandlerAVX2, SlideAlphaColumnsAVX2, LineHandlerConvolutionAVX2", {} },
             "KXRefineSelection 1.00000",
             { { "feather 4", { 4.0, 0 } }, { "outward by 3", { 0.0, 3 } }, { "feather 2, inward by 5", { 2.0, -5 } },
                 { "as it is", { 0.0, 0 } } }),

@@ -17,11 +17,11 @@
 /// data.image = layer; // is only read
 /// data.maskInverted = true; // the layer has no mask: all of it is seen
 /// data.params.blurRadius = 12;
-/// const RGBA32iImage shadow = OPDropShadowProcessing(cancel).run(data).image; // larger than the layer by 12 all around
-/// const QPoint light(-18, -18), corner = layerCorner - light - QPoint(12, 12);
-/// Compose(shadow, shadow.Rect(), KXCompositionMode::SourceOver, canvas, shadow.Rect().translated(corner), 0.75, false);
-/// Compose(
-///     layer, layer.Rect(), KXCompositionMode::SourceOver, canvas, layer.Rect().translated(layerCorner), 1.0, false);
+/// const RGBA32iImage shadow = OPDropShadowProcessing(cancel).run(data).image; // 12 larger all around
+/// const QPoint away(18, 18), corner = layerCorner + away - QPoint(12, 12);
+/// constexpr auto over = KXCompositionMode::SourceOver;
+/// Compose(shadow, shadow.Rect(), over, canvas, shadow.Rect().translated(corner), 0.75, false);
+/// Compose(layer, layer.Rect(), over, canvas, layer.Rect().translated(layerCorner), 1.0, false);
 /// @endcode
 class KX_EXPORT OPDropShadowProcessing : public OPAdjustmentProcessing {
 public:
@@ -50,8 +50,8 @@ public:
     ///            transparent ones too. A layer of no area stays one.
     /// Storage    The image and the mask may be flat or tiled, and are only read.
     /// Progress   A step per row and column of the result, with a blur radius of 0 one per row.
-    /// Threads    With a blur radius of 0 as the image walks: **on a single processor the shape keeps its colours**, and
-    ///            no row is reported.
+    /// Threads    With a blur radius of 0 as the image walks: **on a single processor the shape keeps its colours**,
+    ///            and no row is reported.
     /// Errors     Needs the composition slots: @c loadAVX2Functions(true) must have been called, std::bad_function_call
     ///            otherwise. std::bad_alloc, also where the result would be too large.
     /// Cost       The same for any blur radius, but for the margin.

@@ -20,9 +20,9 @@
 /// data.params.blurRadius = 12;
 /// const auto shadow = OPInnerShadowProcessing(cancel).run(data);
 /// const QRect all = layer.Rect();
-/// const QPoint light(-18, -18); // the mask is moved away from it; what lies beyond the mask is in the shadow
+/// const QPoint away(18, 18); // from the light; what lies beyond the mask is in the shadow
 /// ComposeMaskOn(shadow.color, all, KXCompositionMode::SourceOver, layer, all, 0.75, shadow.shape,
-///     all.translated(light - shadow.origin), true, true); // the layer keeps its alpha
+///     all.translated(-away - shadow.origin), true, true); // the layer keeps its alpha
 /// @endcode
 class KX_EXPORT OPInnerShadowProcessing : public OPAdjustmentProcessing {
 public:
@@ -51,8 +51,8 @@ public:
     ///            radius of 0 those of the layer. A layer of no area stays one, and the origin (0, 0).
     /// Progress   A step per row and column of @c shape, or with a blur radius of 0 one per row, and one per row of
     ///            @c color.
-    /// Threads    What is not blurred goes as the image walks: **on a single processor @c color keeps its colours**, and
-    ///            with a blur radius of 0 @c shape its alpha; no row of these is reported.
+    /// Threads    What is not blurred goes as the image walks: **on a single processor @c color keeps its colours**,
+    ///            and with a blur radius of 0 @c shape its alpha; no row of these is reported.
     InnerShadowResult run(InnerShadowData data);
 
 private:

@@ -22,7 +22,8 @@ constexpr auto shadowStream(const char *signature, const char *name, const Strea
         &P::blurRadius, &P::noise);
 }
 
-/// How much larger than the layer its blurred shape is on each side; below 0 it is smaller. A layer of no area stays so.
+/// How much larger than the layer its blurred shape is on each side; below 0 it is smaller. A layer of no area stays
+/// so.
 int shadowMargin(const KXFilterData &data, const KXShadowParams &params);
 
 /// The layer as it is seen through its mask, in a new flat image with such a margin.

@@ -68,3 +68,12 @@ constexpr int largestAmount = 1784; ///< of 1785: the share that it makes is bel
 constexpr bool fits(int amount) { return amount >= -largestAmount && amount <= largestAmount; }
 
 } // namespace lines::sharpening
+
+/// What the windows of alpha that slide down columns agree on with their kernel.
+namespace lines::alphawindows {
+
+constexpr int largestRadius = 255; ///< what leaves a window is kept near
+
+constexpr bool fits(int radius) { return radius <= largestRadius; }
+
+} // namespace lines::alphawindows

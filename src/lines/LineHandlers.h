@@ -20,83 +20,10 @@ inline kernels::Slot windowKernel { KX_SYMBOL(LineHandlerAVX2) };
 inline kernels::Slot lineKernel { KX_SYMBOL(LineHandlerConvolutionAVX2) };
 inline kernels::Slot sharpenColumnsKernel { KX_SYMBOL(SharpenColumnsAVX2) };
 inline kernels::Slot alphaColumnsKernel { KX_SYMBOL(GaussianAlphaColumnsAVX2) };
+inline kernels::Slot alphaWindowsKernel { KX_SYMBOL(SlideAlphaColumnsAVX2) };
 
-/// What both handlers have: the rectangle's lines and their reach.
-template <class Direction>
-class LineHandlerBase {
-public:
-    /// How many lines a run walks, and so how often it calls progress.
-    int LineCount() const { return m_clip.isValid() ? m_lines.LineCount() : 0; }
-
-protected:
-    LineHandlerBase(RGBA32iImage &image, const QRect &rect, int radius)
-        : m_image(image)
-        , m_clip(clipped(rect, image))
-        , m_lines(image, m_clip, radius)
-    {
-    }
-
-    PassShape Shape() const
-    {
-        return { m_lines.firstLine, m_lines.lastLine, m_lines.readFirst, m_lines.ReadLength(), 0, m_lines.ReadLength(),
-            m_lines.first, m_lines.Length() };
-    }
-
-    RGBA32iImage &m_image;
-    QRect m_clip;
-    Direction m_lines;
-};
-
-/// Slides an accumulator along each line. @p Accumulator is the class of the object itself, not a base of it.
-template <class Accumulator, class Direction>
-class LineHandler : public LineHandlerBase<Direction> {
-public:
-    LineHandler(const Accumulator &accumulator, RGBA32iImage &image, const QRect &rect)
-        : LineHandlerBase<Direction>(image, rect, accumulator.GetRadius())
-        , m_accumulator(accumulator)
-        , m_kernel(windowKernel.Bind())
-    {
-    }
-
-    void Run(const std::atomic<bool> &cancel, const Progress &progress) const
-    {
-        Run(workers::forLines(workers::hardware()), cancel, progress);
-    }
-
-    /// On @p count workers, see @c workers::forEachItem.
-    void Run(int count, const std::atomic<bool> &cancel, const Progress &progress) const
-    {
-        if (!this->m_clip.isValid())
-            return;
-        const PassShape shape = this->Shape();
-        const auto &record = this->m_lines;
-        runPass<Direction>(this->m_image, shape, count, cancel, progress, [&] {
-            return [&, window = m_accumulator, radius = m_accumulator.GetRadius(),
-                       zeros = std::vector<OPRGBA32i>(writesAlphaOnly ? size_t(shape.length) : 0)](
-                       int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {
-                OPRGBA32i *const out = writesAlphaOnly ? zeros.data() : target;
-                if (m_kernel)
-                    m_kernel(&window, source.data(), out, record.readFirst, record.readLast, record.first, record.last,
-                        radius);
-                else
-                    slideWindow(window, source.data(), shape.readLength, out, shape.length,
-                        shape.first - shape.readFirst, radius);
-                if (writesAlphaOnly)
-                    std::copy_n(out, shape.length, target);
-            };
-        });
-    }
-
-private:
-    /// Accumulators of alpha write no colours. These are to be 0, so they write into a line of zeros.
-    static constexpr bool writesAlphaOnly = !std::is_base_of<OPRGBABlurAccumulator, Accumulator>::value;
-
-    const Accumulator &m_accumulator;
-    decltype(LineHandlerAVX2) *m_kernel;
-};
-
-/// How the module does columns side by side, in place, for one class of kernels: @c Find returns whether it does so for
-/// this object. Most have nothing but what is done on lines.
+/// How the module does columns side by side, in place, for one class of kernels or accumulators: @c Find returns
+/// whether it does so for this object. Most have nothing but what is done on lines.
 template <class Kernel>
 struct SideBySide {
     static constexpr bool exists = false;
@@ -130,6 +57,131 @@ struct SideBySide<OPGaussianAlpha1D> {
     }
 };
 
+/// Windows of alpha.
+template <class Accumulator>
+struct WindowsSideBySide {
+    static constexpr bool exists = true;
+    static bool Find(const Accumulator &window)
+    {
+        return alphaWindowsKernel.Bind() && alphawindows::fits(window.GetRadius());
+    }
+    static void Run(const Accumulator &window, OPRGBA32i *pixels, qptrdiff stride, int columns, int rows, int rowsAbove,
+        int rowsBelow)
+    {
+        constexpr unsigned complement = std::is_same_v<OPAlphaBlurAccumulatorWithInvert, Accumulator> ? 255 : 0;
+        unsigned color = 0;
+        if constexpr (std::is_same_v<OPAlphaBlurAccumulatorWithRGBColorize, Accumulator>)
+            color = window.Color().word;
+        alphaWindowsKernel(pixels, stride, columns, rows, rowsAbove, rowsBelow, window.GetRadius(), complement, color);
+    }
+};
+
+template <>
+struct SideBySide<OPAlphaBlurAccumulator> : WindowsSideBySide<OPAlphaBlurAccumulator> {
+};
+template <>
+struct SideBySide<OPAlphaBlurAccumulatorWithInvert> : WindowsSideBySide<OPAlphaBlurAccumulatorWithInvert> {
+};
+template <>
+struct SideBySide<OPAlphaBlurAccumulatorWithRGBColorize> : WindowsSideBySide<OPAlphaBlurAccumulatorWithRGBColorize> {
+};
+
+/// What both handlers have: the rectangle's lines and their reach.
+template <class Direction>
+class LineHandlerBase {
+public:
+    /// How many lines a run walks, and so how often it calls progress.
+    int LineCount() const { return m_clip.isValid() ? m_lines.LineCount() : 0; }
+
+protected:
+    LineHandlerBase(RGBA32iImage &image, const QRect &rect, int radius)
+        : m_image(image)
+        , m_clip(clipped(rect, image))
+        , m_lines(image, m_clip, radius)
+    {
+    }
+
+    PassShape Shape() const
+    {
+        return { m_lines.firstLine, m_lines.lastLine, m_lines.readFirst, m_lines.ReadLength(), 0, m_lines.ReadLength(),
+            m_lines.first, m_lines.Length() };
+    }
+
+    /// Has the module do all columns side by side where it does so for this @p kernel; false where it does not.
+    template <class Kernel>
+    bool RunSideBySide(const Kernel &kernel, const PassShape &shape, int count, const std::atomic<bool> &cancel,
+        const Progress &progress) const
+    {
+        if constexpr (SideBySide<Kernel>::exists && std::is_same_v<Direction, VerticalDirection>) {
+            if (m_image.IsTiled() || !SideBySide<Kernel>::Find(kernel))
+                return false;
+            const int above = shape.first - shape.readFirst, below = shape.readLength - shape.length - above;
+            runColumnBlocks(m_image, shape, count, cancel, progress, [&](int, OPRGBA32i *pixels, int columns) {
+                SideBySide<Kernel>::Run(kernel, pixels, m_image.Width(), columns, shape.length, above, below);
+            });
+            return true;
+        }
+        return false;
+    }
+
+    RGBA32iImage &m_image;
+    QRect m_clip;
+    Direction m_lines;
+};
+
+/// Slides an accumulator along each line. @p Accumulator is the class of the object itself, not a base of it.
+template <class Accumulator, class Direction>
+class LineHandler : public LineHandlerBase<Direction> {
+public:
+    LineHandler(const Accumulator &accumulator, RGBA32iImage &image, const QRect &rect)
+        : LineHandlerBase<Direction>(image, rect, accumulator.GetRadius())
+        , m_accumulator(accumulator)
+        , m_kernel(windowKernel.Bind())
+    {
+    }
+
+    void Run(const std::atomic<bool> &cancel, const Progress &progress) const
+    {
+        Run(workers::forLines(workers::hardware()), cancel, progress);
+    }
+
+    /// On @p count workers, see @c workers::forEachItem.
+    void Run(int count, const std::atomic<bool> &cancel, const Progress &progress) const
+    {
+        if (!this->m_clip.isValid())
+            return;
+        const PassShape shape = this->Shape();
+        if (this->RunSideBySide(m_accumulator, shape, count, cancel, progress))
+            return;
+        const auto &record = this->m_lines;
+        runPass<Direction>(this->m_image, shape, count, cancel, progress, [&] {
+            return [&, window = m_accumulator, radius = m_accumulator.GetRadius(),
+                       zeros = std::vector<OPRGBA32i>(writesAlphaOnly ? size_t(shape.length) : 0)](
+                       int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {
+                OPRGBA32i *const out = writesAlphaOnly ? zeros.data() : target;
+                if (m_kernel)
+                    m_kernel(&window, source.data(), out, record.readFirst, record.readLast, record.first, record.last,
+                        radius);
+                else
+                    slideWindow(window, source.data(), shape.readLength, out, shape.length,
+                        shape.first - shape.readFirst, radius);
+                if (writesAlphaOnly)
+                    std::copy_n(out, shape.length, target);
+            };
+        });
+    }
+
+private:
+    static constexpr bool writesColors =
+        std::is_base_of_v<OPRGBABlurAccumulator,
+            Accumulator> || std::is_same_v<OPAlphaBlurAccumulatorWithRGBColorize, Accumulator>;
+    /// The other accumulators of alpha write no colours. These are to be 0, so they write into a line of zeros.
+    static constexpr bool writesAlphaOnly = !writesColors;
+
+    const Accumulator &m_accumulator;
+    decltype(LineHandlerAVX2) *m_kernel;
+};
+
 /// Runs a one-dimensional kernel over each line.
 template <class Kernel, class Direction>
 class LineHandlerConvolution : public LineHandlerBase<Direction> {
@@ -139,8 +191,6 @@ public:
         , m_kernel(kernel)
         , m_lineKernel(lineKernel.Bind())
     {
-        if constexpr (isSideBySide)
-            m_hasColumnsKernel = SideBySide<Kernel>::Find(kernel);
     }
 
     void Run(const std::atomic<bool> &cancel, const Progress &progress) const
@@ -149,15 +199,8 @@ public:
             return;
         const PassShape shape = this->Shape();
         const int count = workers::forLines(workers::hardware());
-        if constexpr (isSideBySide)
-            if (m_hasColumnsKernel && !this->m_image.IsTiled()) {
-                const int above = shape.first - shape.readFirst, below = shape.readLength - shape.length - above;
-                const auto process = [&](int, OPRGBA32i *pixels, int columns) {
-                    SideBySide<Kernel>::Run(
-                        m_kernel, pixels, this->m_image.Width(), columns, shape.length, above, below);
-                };
-                return runColumnBlocks(this->m_image, shape, count, cancel, progress, process);
-            }
+        if (this->RunSideBySide(m_kernel, shape, count, cancel, progress))
+            return;
         runPass<Direction>(this->m_image, shape, count, cancel, progress, [&] {
             return [&, kernel = m_kernel, destination = std::vector<OPRGBA32i>(size_t(shape.length))](
                        int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {
@@ -175,11 +218,8 @@ public:
     }
 
 private:
-    static constexpr bool isSideBySide = SideBySide<Kernel>::exists && std::is_same_v<Direction, VerticalDirection>;
-
     Kernel m_kernel;
     decltype(LineHandlerConvolutionAVX2) *m_lineKernel;
-    bool m_hasColumnsKernel = false;
 };
 
 /// A one-dimensional kernel over rows, to their end, then over columns.

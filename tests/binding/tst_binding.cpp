@@ -122,6 +122,12 @@ void runHandler(const Operation &operation)
     Handler(operation, flat, flat.Rect()).Run(cancel, nullptr);
 }
 
+void slideColumns(int radius)
+{
+    using Window = OPAlphaBlurAccumulator;
+    runHandler<lines::LineHandler<Window, VerticalDirection>>(Window(radius));
+}
+
 template <class Direction>
 void sharpen(int amount)
 {
@@ -183,6 +189,8 @@ const Use uses[] = {
         [] { OPPixelIterativeTransformImageColors(Accelerated(), &flat, r, cancel, nullptr)(); } },
     { { "LineHandlerAVX2" },
         [] { runHandler<lines::LineHandler<OPRGBABlurAccumulator, HorizontalDirection>>(OPRGBABlurAccumulator(1)); } },
+    { { "LineHandlerAVX2" }, [] { slideColumns(256); } }, // too wide for the next one
+    { { "SlideAlphaColumnsAVX2" }, [] { slideColumns(255); } },
     { { "LineHandlerConvolutionAVX2" }, [] { sharpen<HorizontalDirection>(3); } },
     { { "LineHandlerConvolutionAVX2" }, [] { sharpen<VerticalDirection>(1785); } }, // too much for the next one
     { { "SharpenColumnsAVX2" }, [] { sharpen<VerticalDirection>(-1784); } },

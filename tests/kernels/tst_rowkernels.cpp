@@ -101,14 +101,10 @@ private Q_SLOTS:
             radii << radius;
         for (const int radius : radii) {
             const int size = 2 * radius + 1, length = 255 * size + 1;
-            OPRGBABlurAccumulator accumulator(radius);
-            Row source(0, 256 * size), destination(0, length);
+            Row source(0, 256 * size);
             for (int i = 0; i < source.length(); ++i)
                 source[i].word = unsigned(i / size) * 0x01010101u;
-            m_slide(&accumulator, source.pixels(), destination.pixels(), 0, source.length() - 1, radius,
-                radius + length - 1, radius);
-            const Line expected(source.pixels(), source.pixels() + length); // i / size, again
-            COMPARE_ROW(destination, expected, QString("radius %1").arg(radius));
+            checkMeans(source, radius, radius, Line(source.pixels(), source.pixels() + length)); // i / size, again
         }
     }
 
@@ -116,15 +112,12 @@ private Q_SLOTS:
     void meansOfWindowsWiderThanTheLine()
     {
         for (const int radius : { 300, 8191, 8192, 1 << 20, OPRGBABlurAccumulatorBase::MaximumRadius }) {
-            OPRGBABlurAccumulator accumulator(radius);
             for (unsigned mean = 1; mean < 256; ++mean)
                 for (const unsigned less : { 0, 1 }) {
-                    Row source(0, 9), destination(0, 9);
+                    Row source(0, 9);
                     for (int i = 0; i < 9; ++i)
                         source[i].word = (mean - (i == 4 ? less : 0)) * 0x01010101u;
-                    m_slide(&accumulator, source.pixels(), destination.pixels(), 0, 8, 0, 8, radius);
-                    const Line expected(9, OPRGBA32i((mean - less) * 0x01010101u));
-                    COMPARE_ROW(destination, expected, QString("radius %1, mean %2").arg(radius).arg(mean - less));
+                    checkMeans(source, 0, radius, Line(9, OPRGBA32i((mean - less) * 0x01010101u)));
                 }
         }
     }
@@ -264,6 +257,25 @@ private Q_SLOTS:
     }
 
 private:
+    /// Slides a window of four channels along @p source, and one of alpha, from the position @p first on. Of each of
+    /// the @p means all channels are alike.
+    void checkMeans(Row &source, int first, int radius, const Line &means)
+    {
+        OPRGBABlurAccumulator channels(radius);
+        OPAlphaBlurAccumulatorWithRGBColorize alpha(radius, OPRGBA32i(0x123456u));
+        Line ofAlpha = means;
+        for (OPRGBA32i &mean : ofAlpha)
+            mean.word = (mean.word & 0xFF000000u) | 0x123456u;
+        const std::pair<OPRGBABlurAccumulatorBase *, const Line *> windows[] { { &channels, &means },
+            { &alpha, &ofAlpha } };
+        for (const auto &[window, expected] : windows) {
+            Row destination(0, int(means.size()));
+            m_slide(window, source.pixels(), destination.pixels(), 0, source.length() - 1, first,
+                first + destination.length() - 1, radius);
+            COMPARE_ROW(destination, *expected, QString("radius %1").arg(radius));
+        }
+    }
+
     /// Runs @p kernel over @p length pixels of a line, by itself and by the module.
     template <class Kernel>
     void compareLine(Kernel kernel, const Line &source, int offset, size_t length, const QString &where)

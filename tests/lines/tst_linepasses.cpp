@@ -481,7 +481,7 @@ private:
                 formula(expected, lines);
             COMPARE_PICTURE(Picture::of(image), expected);
         };
-        for (const int radius : { 0, 3, 50, 200 }) {
+        for (const int radius : { 0, 3, 50, 255, 256 }) {
             const auto checkWindow = [&](const auto &window, auto byte) {
                 check([&](RGBA32iImage &image) { return slide(window, image, rect); },
                     [&](Picture &picture, Qt::Orientation lines) {

@@ -1,0 +1,74 @@
+#include "Kernel.h"
+#include "Vectors.h"
+#include "WindowSums.h"
+#include "lines/ConvolutionKernels.h"
+#include "support/Prefetch.h"
+
+#include <algorithm>
+
+// Slides a window of alphas down columns side by side, in place, row after row. Alphas that were overwritten and are to
+// leave the window are kept in a ring, so that each row is read once from memory.
+
+namespace {
+
+constexpr int stripColumns = 8; ///< of one vector of pixels
+constexpr int strips = lines::columns::width / stripColumns;
+constexpr int prefetchRows = 16; ///< rows lie in different pages, which the processor does not foresee
+
+/// The alphas of a row of the block, 32 bits each.
+struct Row {
+    __m256i strip[strips];
+};
+
+__m256i alphaOf(__m256i pixels) { return _mm256_srli_epi32(pixels, 24); }
+
+} // namespace
+
+/// A block of columns: see KernelList.h.
+KXCORE_KERNEL void SlideAlphaColumnsAVX2(OPRGBA32i *pixels, qptrdiff stride, int columns, int rows, int rowsAbove,
+    int rowsBelow, int radius, unsigned complement, unsigned color)
+{
+    static_assert(2 * lines::alphawindows::largestRadius + 1 <= SinglePrecisionMean::maximumSize, "means are exact");
+    const int whole = columns / stripColumns, left = columns % stripColumns;
+    const __m256i isLeft = _mm256_cmpgt_epi32(_mm256_set1_epi32(left), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
+    const auto loadLeft = [isLeft](const OPRGBA32i *p) {
+        return _mm256_maskload_epi32(reinterpret_cast<const int *>(p), isLeft);
+    };
+    const auto storeLeft = [isLeft](OPRGBA32i *p, __m256i v) {
+        _mm256_maskstore_epi32(reinterpret_cast<int *>(p), isLeft, v);
+    };
+    /// Calls step(strip, load, store) for each strip, with what loads and stores its pixels.
+    const auto forEachStrip = [&](auto step) {
+        for (int s = 0; s < whole; ++s)
+            step(s, vectors::load, vectors::store);
+        if (left > 0)
+            step(whole, loadLeft, storeLeft);
+    };
+    const auto at = [&](int row, int strip) {
+        return pixels + std::clamp(row, -rowsAbove, rows + rowsBelow - 1) * stride + strip * stripColumns;
+    };
+
+    const SinglePrecisionMean mean(2 * radius + 1);
+    const __m256i complements = _mm256_set1_epi32(int(complement)), colors = _mm256_set1_epi32(int(color));
+    Row sums, leaving[lines::alphawindows::largestRadius + 1]; // before the first row: what its window begins with
+    forEachStrip([&](int s, auto load, auto) {
+        __m256i sum = _mm256_setzero_si256();
+        for (int row = -radius - 1; row < radius; ++row) {
+            const __m256i alpha = alphaOf(load(at(row, s)));
+            sum = _mm256_add_epi32(sum, alpha);
+            if (row < 0)
+                leaving[row + radius + 1].strip[s] = alpha;
+        }
+        sums.strip[s] = sum;
+    });
+    for (int row = 0, oldest = 0; row < rows; ++row, oldest = oldest == radius ? 0 : oldest + 1) {
+        memory::prefetch(at(row + radius + prefetchRows, 0), columns);
+        forEachStrip([&](int s, auto load, auto store) {
+            __m256i &last = leaving[oldest].strip[s], &sum = sums.strip[s];
+            sum = _mm256_add_epi32(sum, _mm256_sub_epi32(alphaOf(load(at(row + radius, s))), last));
+            last = alphaOf(load(at(row, s)));
+            const __m256i alpha = _mm256_slli_epi32(_mm256_xor_si256(mean(sum), complements), 24);
+            store(at(row, s), _mm256_or_si256(alpha, colors));
+        });
+    }
+}
