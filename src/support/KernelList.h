@@ -65,8 +65,8 @@ KX_KERNEL(PixelTransformIterativeVectorProcess, OPRGBA32i *data, int stride, con
 // the destination at first. The second does all of a destination line, from the lines that its kernel object is set to.
 // The third sharpens up to lines::columns::width columns side by side, in place, by an amount such that
 // lines::sharpening::fits: pixels is the first pixel of the first column, the next row lies stride pixels further.
-// Where there is no row above or below them, the end pixels of the columns count as repeated. The fourth blurs the alpha
-// of such columns, by a Gaussian such that lines::alphacolumns::fits; so many rows above and below them are read, too.
+// Where there is no row above or below them, the end pixels of the columns count as repeated. The fourth blurs the
+// alpha of such columns, by a Gaussian such that lines::alphacolumns::fits; so many rows above and below them are read.
 // The fifth slides a window of alphas down such columns, of a radius such that lines::alphawindows::fits, and reads as
 // much; it writes color under the mean, which is complemented if complement is 255.
 KX_KERNEL(LineHandlerAVX2, OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *source, OPRGBA32i *destination,
