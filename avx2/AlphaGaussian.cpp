@@ -19,10 +19,6 @@ namespace {
 
 using lines::alphacolumns::bandRows, lines::alphacolumns::maxReach, lines::columns::width;
 
-/// Rows lie in different pages, and the processor does not fetch those ahead by itself: they are prefetched this many
-/// rows before they are needed.
-constexpr int prefetchRows = 8;
-
 /// Two successive samples of a line, or of a column: what one multiplication takes. The first is the lower half.
 using Pair = quint32;
 
@@ -67,16 +63,17 @@ public:
                 sums[k] = _mm256_add_epi32(sums[k], _mm256_madd_epi16(vectors::load(samples + 8 * k), taps));
         }
         const __m256i fraction = _mm256_set1_epi32((1 << m_bits) - 1), doubt = _mm256_set1_epi32(2 * m_margin);
+        quint64 inDoubt = 0; // a bit for each pixel
 #pragma GCC unroll 8
         for (int k = 0; k < count; ++k) {
             const __m256i alpha = _mm256_slli_epi32(_mm256_srl_epi32(sums[k], _mm_cvtsi32_si128(m_bits)), 24);
             const __m256i color = _mm256_and_si256(vectors::load(colors + 8 * k), _mm256_set1_epi32(0x00FFFFFF));
             vectors::store(out + 8 * k, _mm256_or_si256(color, alpha));
             const __m256i isInDoubt = _mm256_cmpgt_epi32(doubt, _mm256_and_si256(sums[k], fraction));
-            unsigned which = unsigned(_mm256_movemask_ps(_mm256_castsi256_ps(isInDoubt)));
-            for (; which; which &= which - 1)
-                Doubt(first + 8 * k + __builtin_ctz(which), out + 8 * k + __builtin_ctz(which));
+            inDoubt |= quint64(_mm256_movemask_ps(_mm256_castsi256_ps(isInDoubt))) << 8 * k;
         }
+        for (; inDoubt; inDoubt &= inDoubt - 1)
+            Doubt(first + __builtin_ctzll(inDoubt), out + __builtin_ctzll(inDoubt));
     }
 
     /// Sums what is in doubt as it is defined.
@@ -174,12 +171,16 @@ public:
 
     void PairUp(int row, Pair *out)
     {
-        const OPRGBA32i *const ahead = At(row + prefetchRows);
-        for (int x = 0; x < m_count; x += 16)
-            _mm_prefetch(reinterpret_cast<const char *>(ahead + x), _MM_HINT_T0);
         const OPRGBA32i *const pixels = Whole(row, m_padded[0]), *const next = Whole(row + 1, m_padded[1]);
         for (int x = 0; x < width; x += 8)
             vectors::store(out + x, pairs(pixels + x, next + x));
+    }
+
+    void Prefetch(int row) const
+    {
+        const OPRGBA32i *const pixels = At(row);
+        for (int x = 0; x < m_count; x += 16)
+            _mm_prefetch(reinterpret_cast<const char *>(pixels + x), _MM_HINT_T1);
     }
 
     /// Blurs a row.
@@ -226,8 +227,8 @@ void blurAlphaOfLine(OPGaussianAlpha1D &kernel, int length)
     const OPRGBA32i *const source = kernel.Source()->data() + offset;
     OPRGBA32i *const out = kernel.Destination()->data();
     int i = 0;
-    for (; i + 32 <= length; i += 32)
-        sums.Sum<4>(samples + i, source + i, out + i);
+    for (; i + 64 <= length; i += 64)
+        sums.Sum<8>(samples + i, source + i, out + i);
     for (; i < length; i += 8) { // the last eight end with the line, and some of them are done again
         i = std::min(i, length - 8);
         sums.Sum<1>(samples + i, source + i, out + i);
@@ -250,8 +251,11 @@ KXCORE_KERNEL void GaussianAlphaColumnsAVX2(const OPGaussianAlpha1D &kernel, OPR
         const int count = std::min(bandRows, rows - first);
         for (int i = 0; i < count; ++i)
             block.PairUp(first + i + reach, window[2 * reach + i]);
-        for (int i = 0; i < count; ++i)
+        for (int i = 0; i < count; ++i) {
+            // Rows lie in different pages, and the processor does not fetch those ahead by itself.
+            block.Prefetch(first + i + bandRows + reach + 1);
             block.Write(first + i, sums, window[i]);
+        }
         sums.Settle();
         std::copy_n(window[count], 2 * reach * width, window[0]);
     }
