@@ -4,6 +4,7 @@
 #include "KXIterativeConvolution.h"
 #include "OPAdjustmentProcessing.h"
 
+#include "support/Prefetch.h"
 #include "support/Workers.h"
 
 #include <QtCore/QReadWriteLock>
@@ -204,6 +205,11 @@ void changeRows(const RowsOf<RGBA32iImage> &target, const RowsOf<const RGBA32iIm
                 change(line, target.image.Bits() + size_t(y) * size_t(target.image.Width()) + x, from());
                 return;
             }
+            // What is in the cache before the lock is taken keeps the other workers waiting for less.
+            if (!target.image.IsTiled())
+                memory::prefetch(rowOf(target.image, x, y, length, buffer), length);
+            if (!source.image.IsTiled())
+                memory::prefetch(from(), length);
             {
                 const CallersLock reading(lock, CallersLock::Reading);
                 const OPRGBA32i *const old = from();
