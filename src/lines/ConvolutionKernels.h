@@ -64,7 +64,7 @@ namespace lines::sharpening {
 
 constexpr int largestAmount = 1784; ///< of 1785: the share that it makes is below 1
 
-/// Whether the kernel for columns takes this amount; to that for lines others are only slower.
+/// Whether the kernel for columns takes this amount. That for lines takes any, but is slower for others.
 constexpr bool fits(int amount) { return amount >= -largestAmount && amount <= largestAmount; }
 
 } // namespace lines::sharpening
