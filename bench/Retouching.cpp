@@ -1,4 +1,5 @@
 #include "OPInpaint.h"
+#include "OPInpaintIterative.h"
 
 #include "Scene.h"
 #include "Suite.h"
@@ -52,12 +53,63 @@ void addInpainting(Suite &suite, const std::string &suffix, double ratio, int re
     suite.addOurs(once + suffix, repetitions, renew, [fill] { fill(*engine); });
 }
 
+RGBA32iImage &image()
+{
+    static RGBA32iImage damaged = flatPicture(photoLayer);
+    return damaged;
+}
+
+/// Where the hole is marked.
+RGBA32iImage &mask()
+{
+    static RGBA32iImage marked(width, height, false);
+    return marked;
+}
+
+void markHole()
+{
+    restore(image(), photoLayer)();
+    const QRect area = hole();
+    for (int y = area.y(); y < area.y() + area.height(); ++y)
+        for (int x = area.x(); x < area.x() + area.width(); ++x) {
+            mask().SetColor(x, y, 0xFF000000u);
+            image().SetColor(x, y, OPRGBA32i());
+        }
+}
+
+/// Finding the frontier, and the first sweep in @p stage, after which most of the hole is repaired.
+template <class Engine, class Sweep>
+void addRepair(Suite &suite, const std::string &suffix, double ratio, int repetitions, Sweep sweep)
+{
+    static std::optional<Engine> engine;
+    const auto renew = [] {
+        markHole();
+        engine.emplace(image(), mask(), mask().Rect(), mask().Rect());
+    };
+    const std::string find = "repair, find the frontier";
+    suite.addRow(find + suffix, { Column::Module, find + plainForm, ratio });
+    suite.addOurs(
+        find + suffix, repetitions, markHole, [] { engine.emplace(image(), mask(), mask().Rect(), mask().Rect()); });
+    for (const int stage : { 1, 2 }) {
+        const std::string once = "repair, a sweep in stage " + std::to_string(stage);
+        suite.addRow(once + suffix, { Column::Module, once + plainForm, ratio });
+        suite.addOurs(once + suffix, repetitions, renew, [sweep, stage] { sweep(*engine, stage); });
+    }
+}
+
 } // namespace
 
 void addRetouching(Suite &suite)
 {
     addInpainting<OPInpaint>(suite, "", 4, 5, [](OPInpaint &engine) { engine(0); });
     addInpainting<kit::PlainInpaint>(suite, plainForm, 0, 2, [](kit::PlainInpaint &engine) { engine.run(); });
+    addRepair<OPInpaintIterative>(suite, "", 4, 5, [](OPInpaintIterative &engine, int stage) {
+        while (OPInpaintIterative::GetIteration() != stage)
+            engine.NextIteration();
+        engine();
+    });
+    addRepair<kit::PlainInpaintIterative>(
+        suite, plainForm, 0, 2, [](kit::PlainInpaintIterative &engine, int stage) { engine.run(stage); });
 }
 
 } // namespace bench

@@ -56,6 +56,7 @@
 #include "OPImageUtils.h"
 #include "OPInnerShadowProcessing.h"
 #include "OPInpaint.h"
+#include "OPInpaintIterative.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"
 #include "OPNoise.h"

@@ -4,7 +4,10 @@
 
 #include <QtGui/QImage>
 
+#include <algorithm>
+#include <climits>
 #include <cmath>
+#include <exception>
 
 /// Both inpainting engines as they are told, pixel by pixel through QImage::pixel and KXImage::GetColor: what the
 /// library's are compared with, and what they are measured against.
@@ -109,6 +112,127 @@ private:
             }
         mask = nextMask;
         return changed && (mask != maskBefore || frontier != snapshot || rect != rectBefore);
+    }
+};
+
+class PlainInpaintIterative {
+public:
+    PlainInpaintIterative(RGBA32iImage &picture, const RGBA32iImage &marked, const QRect &inImage, const QRect &inMask)
+        : image(&picture)
+        , mask(marked)
+        , frontier(marked.Width(), marked.Height(), false)
+        , maskRect(inMask)
+        , workRect(inMask)
+        , offset(inImage.topLeft() - inMask.topLeft())
+        , active(!inMask.isEmpty())
+    {
+        const QRect r = inMask & marked.Rect();
+        const auto a = [&](int x, int y) { return r.contains(x, y) ? int(marked.GetColor(x, y).a) : 0; };
+        for (int y = r.top(); y <= r.bottom(); ++y)
+            for (int x = r.left(); x <= r.right(); ++x) {
+                const int left = a(x - 1, y - 1) + a(x - 1, y) + a(x - 1, y + 1);
+                const int right = a(x + 1, y - 1) + a(x + 1, y) + a(x + 1, y + 1);
+                const int above = a(x - 1, y - 1) + a(x, y - 1) + a(x + 1, y - 1);
+                const int below = a(x - 1, y + 1) + a(x, y + 1) + a(x + 1, y + 1);
+                const int gx = 3 * (right - left), gy = 3 * (above - below);
+                const unsigned magnitude = unsigned(std::min(std::sqrt(double(gy * gy + gx * gx)), 255.0));
+                frontier.SetColor(x, y, OPRGBA32i(magnitude << 24));
+            }
+    }
+
+    /// One sweep in @p stage. What is thrown ends it.
+    bool run(int stage)
+    {
+        if (!active)
+            return false;
+        bool changed = false;
+        int minX = INT_MAX, maxX = INT_MIN, minY = INT_MAX, maxY = INT_MIN;
+        const QRect r = workRect & frontier.Rect();
+        try {
+            for (int y = r.top(); y <= r.bottom(); ++y)
+                for (int x = r.left(); x <= r.right(); ++x) {
+                    if (frontier.GetColor(x, y).a == 0)
+                        continue;
+                    visit(x, y, stage, changed);
+                    minX = std::min(minX, x), maxX = std::max(maxX, x);
+                    minY = std::min(minY, y), maxY = std::max(maxY, y);
+                }
+        } catch (const std::exception &) {
+        }
+        workRect = minX <= maxX && minY <= maxY ? QRect(QPoint(minX, minY), QPoint(maxX, maxY)) : QRect();
+        active = changed;
+        return active;
+    }
+
+    RGBA32iImage *image;
+    RGBA32iImage mask, frontier;
+    QRect maskRect, workRect;
+    QPoint offset;
+    bool active;
+
+private:
+    bool isKnown(int x, int y) const { return maskRect.contains(x, y) && mask.GetColor(x, y).a < 255; }
+
+    void visit(int x, int y, int stage, bool &changed)
+    {
+        if (isKnown(x, y)) {
+            frontier.SetColor(x, y, 0);
+            changed = true;
+            return;
+        }
+        if (!(stage == 1 ? fillFromBlock(x + offset.x(), y + offset.y()) : average(x + offset.x(), y + offset.y())))
+            return;
+        changed = true;
+        mask.SetColor(x, y, 0);
+        frontier.SetColor(x, y, 0);
+        for (int yy = y - 1; yy <= y + 1; ++yy)
+            for (int xx = x - 1; xx <= x + 1; ++xx)
+                if (yy >= maskRect.top() && yy <= maskRect.bottom() && xx >= maskRect.left() && xx < maskRect.right()
+                    && (xx != x || yy != y) && !isKnown(xx, yy))
+                    frontier.SetColor(xx, yy, 0xFF000000);
+    }
+
+    bool average(int x, int y)
+    {
+        int a = 0, r = 5, g = 5, b = 5;
+        for (int yy = y - 1; yy <= y + 1; ++yy)
+            for (int xx = x - 1; xx <= x + 1; ++xx)
+                if (xx != x || yy != y) {
+                    const OPRGBA32i p = image->GetColor(xx, yy);
+                    a += p.a, r += p.r, g += p.g, b += p.b;
+                }
+        image->SetColor(x, y, qRgba(r >> 3, g >> 3, b >> 3, a >> 3));
+        return true;
+    }
+
+    bool fillFromBlock(int x, int y)
+    {
+        using Places = QPoint[8];
+        static const Places tries[] = {
+            { { -1, -1 }, { 0, -1 }, { 1, -1 }, { -1, 0 }, { 1, 0 }, { -1, -2 }, { 0, -2 }, { 1, -2 } },
+            { { -1, 1 }, { 0, 1 }, { 1, 1 }, { -1, 0 }, { 1, 0 }, { -1, 2 }, { 0, 2 }, { 1, 2 } },
+            { { -1, -1 }, { -1, 0 }, { -1, 1 }, { 0, -1 }, { 0, 1 }, { -2, -1 }, { -2, 0 }, { -2, 1 } },
+            { { 1, -1 }, { 1, 0 }, { 1, 1 }, { 0, -1 }, { 0, 1 }, { 2, -1 }, { 2, 0 }, { 2, 1 } },
+            { { -2, 0 }, { -1, 0 }, { -2, -1 }, { -1, -1 }, { 0, -1 }, { -2, -2 }, { -1, -2 }, { 0, -2 } },
+            { { 1, 0 }, { 2, 0 }, { 0, -1 }, { 1, -1 }, { 2, -1 }, { 0, -2 }, { 1, -2 }, { 2, -2 } },
+            { { 1, 0 }, { 2, 0 }, { 0, 1 }, { 1, 1 }, { 2, 1 }, { 0, 2 }, { 1, 2 }, { 2, 2 } },
+            { { -2, 0 }, { -1, 0 }, { -2, 1 }, { -1, 1 }, { 0, 1 }, { -2, 2 }, { -1, 2 }, { 0, 2 } },
+        };
+        for (const Places &places : tries) {
+            bool known = true;
+            for (const QPoint &at : places)
+                known = known && isKnown(x + at.x(), y + (&places == &tries[1] && at == QPoint(0, 2) ? -2 : at.y()));
+            if (!known)
+                continue;
+            int a = 0, r = 0, g = 0, b = 0;
+            for (const QPoint &at : places) {
+                const OPRGBA32i p = image->GetColor(x + at.x(), y + at.y());
+                a += p.a, r += p.r, g += p.g, b += p.b;
+            }
+            image->SetColor(x, y, qRgba(r >> 3, g >> 3, b >> 3, a >> 3));
+            return true;
+        }
+        return false;
     }
 };
 

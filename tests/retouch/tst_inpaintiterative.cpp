@@ -1,0 +1,298 @@
+#include "OPInpaintIterative.h"
+
+#include "kit/Picture.h"
+#include "kit/PlainInpainting.h"
+
+/// What is private in OPInpaintIterative.
+struct OPInpaintIterativeInside {
+    static const RGBA32iImage &frontier(const OPInpaintIterative &o) { return o.frontier; }
+    static QRect workRect(const OPInpaintIterative &o) { return o.workRect; }
+    static RGBA32iImage gradient(const OPInpaintIterative &o, const RGBA32iImage &mask, const QRect &rect)
+    {
+        return o.Gradient(mask, rect);
+    }
+};
+
+using Inside = OPInpaintIterativeInside;
+
+namespace {
+
+void repair(RGBA32iImage &image, RGBA32iImage &mask, const QRect &area)
+{
+    for (int i = 0; i < OPInpaintIterative::GetIterationCount(); ++i) { // stage 1, 2 and 3
+        OPInpaintIterative sweep(image, mask, area, area);
+        while (sweep()) { } // here an application draws the image, or stops
+        sweep.NextIteration(); // after the last one it is 1 again
+    }
+}
+
+RGBA32iImage deep(const RGBA32iImage &image)
+{
+    RGBA32iImage copy;
+    image.CopyTo(copy, false);
+    return copy;
+}
+
+/// A mask drawn in text, rows divided by '/': '#' is unknown, '+' known with an alpha that is not 0.
+RGBA32iImage drawn(const QString &text)
+{
+    const QStringList rows = text.split('/');
+    RGBA32iImage mask(rows[0].size(), rows.size(), false);
+    for (int y = 0; y < mask.Height(); ++y)
+        for (int x = 0; x < mask.Width(); ++x)
+            mask.SetColor(x, y, rows[y][x] == '#' ? 0xFF000000u : rows[y][x] == '+' ? 0x7F000000u : 0x00123456u);
+    return mask;
+}
+
+/// '#' where alpha is 255, '+' where it is less, '.' where it is 0.
+QString alphas(const RGBA32iImage &image)
+{
+    QStringList rows;
+    for (int y = 0; y < image.Height(); ++y) {
+        rows << QString();
+        for (int x = 0; x < image.Width(); ++x)
+            rows.back() += image.GetColor(x, y).a == 255 ? '#' : image.GetColor(x, y).a ? '+' : '.';
+    }
+    return rows.join('/');
+}
+
+/// While it lives the stage is @p stage.
+class Stage {
+public:
+    explicit Stage(int stage) { set(stage); }
+    ~Stage() { set(1); }
+
+    static void set(int stage)
+    {
+        RGBA32iImage none;
+        while (OPInpaintIterative::GetIteration() != stage)
+            OPInpaintIterative(none, none, QRect(), QRect()).NextIteration();
+    }
+};
+
+} // namespace
+
+class TestInpaintIterative : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    /// Images, masks and rectangles of many sizes and places, stages in any order, against the text done pixel by
+    /// pixel: all pixels, the rectangle and what a sweep says, also where it ends with what is thrown.
+    void equalsThePlainForm()
+    {
+        QRandomGenerator random = kit::random(1);
+        const kit::LogCapture log;
+        int repaired = 0;
+        for (int round = 0; round < 3000; ++round) {
+            const QSize size(random.bounded(1, 24), random.bounded(1, 24));
+            const bool isOne = random.bounded(8) == 0; // the image is the mask
+            const bool isSmaller = random.bounded(8) == 0, isShifted = random.bounded(4) == 0;
+            RGBA32iImage mask = kit::Picture::random(size.width(), size.height(), random.generate()).image(false);
+            for (int i = random.bounded(5); i > 0; --i) {
+                const QPoint corner(random.bounded(size.width()), random.bounded(size.height()));
+                const QRect hole = mask.Rect() & QRect(corner, QSize(random.bounded(1, 9), random.bounded(1, 9)));
+                for (int y = hole.y(); y < hole.y() + hole.height(); ++y)
+                    for (int x = hole.x(); x < hole.x() + hole.width(); ++x)
+                        mask.SetColor(x, y, i == 1 ? 0x7F000000u : 0xFF000000u);
+            }
+            RGBA32iImage image = isOne
+                ? mask
+                : kit::Picture::random(size.width() - (isSmaller ? 1 : 0), size.height(), random.generate())
+                      .image(false);
+            RGBA32iImage plainMask = deep(mask), plainImage = isOne ? plainMask : deep(image);
+            const auto edge = [&](int reach) { return random.bounded(4) ? 0 : random.bounded(-reach, reach + 1); };
+            const QRect inMask = mask.Rect().adjusted(edge(3), edge(3), edge(3), edge(3));
+            const QRect inImage = inMask.translated(isShifted ? edge(3) : 0, isShifted ? edge(3) : 0);
+            kit::PlainInpaintIterative plain(plainImage, plainMask, inImage, inMask);
+            OPInpaintIterative sweep(image, mask, inImage, inMask);
+            const int mainStage = random.bounded(1, 4);
+            for (int n = 0; n < 12; ++n) {
+                const Stage stage(random.bounded(5) ? mainStage : random.bounded(1, 4));
+                const bool changes = plain.run(OPInpaintIterative::GetIteration());
+                const QByteArray where = "round " + QByteArray::number(round);
+                QVERIFY2(sweep() == changes && Inside::workRect(sweep) == plain.workRect, where);
+                VERIFY_SAME_AT(kit::difference(kit::Picture::of(mask), kit::Picture::of(plainMask)), where);
+                VERIFY_SAME_AT(kit::difference(kit::Picture::of(image), kit::Picture::of(plainImage)), where);
+                VERIFY_SAME_AT(
+                    kit::difference(kit::Picture::of(Inside::frontier(sweep)), kit::Picture::of(plain.frontier)),
+                    where);
+                repaired += changes;
+            }
+        }
+        QVERIFY(log.texts().size() > 300 && repaired > 3000);
+    }
+
+    /// What a sweep leaves of a mask, as its rectangle the whole mask is.
+    void sweeps_data()
+    {
+        QTest::addColumn<int>("stage");
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        const QString empty = "......./......./......./......./......./......./.......";
+        const QString single = "......./......./......./...#.../......./......./.......";
+        for (int stage = 1; stage <= 3; ++stage)
+            QTest::addRow("a single pixel has no slope in stage %d", stage) << stage << single << single;
+        QTest::newRow("nor has the inside of a line, until its end is repaired")
+            << 1 << "......./......./......./..###../......./......./......." << empty;
+        QTest::newRow("a line from edge to edge stays in stage 1") << 1 << "....../....../....../######/....../......"
+                                                                   << "....../....../....../######/....../......";
+        QTest::newRow("it spreads right and down within a sweep")
+            << 1 << "......./......./..###../..###../..###../......./......." << empty;
+        QTest::newRow("the last column is not put on, so the inside of a line there stays")
+            << 1 << "......./......./......#/......#/......#/......./......."
+            << "......./......./......./......#/......./......./.......";
+        // In the first row all other blocks reach over the edge or hold one of the two single pixels; the second one
+        // would be known but for the pixel two rows above, which it does not take. What is half marked lends slopes.
+        QTest::newRow("the second block asks for the pixel two rows above") << 1 << "..#+./#...#/...../....."
+                                                                            << "..#+./#..../...../.....";
+    }
+
+    void sweeps()
+    {
+        QFETCH(int, stage);
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        RGBA32iImage mask = drawn(before), image(mask.Width(), mask.Height(), false);
+        const Stage set(stage);
+        OPInpaintIterative sweep(image, mask, image.Rect(), mask.Rect());
+        sweep();
+        QCOMPARE(alphas(mask), after);
+    }
+
+    void means()
+    {
+        // The top left pixel of a hole of 2 by 2. The block of which it is the bottom right has red 0 to 7, the rest of
+        // the ring, hole too, red 100 and an alpha of 10.
+        for (const int stage : { 1, 2, 3 }) {
+            RGBA32iImage mask = drawn("......./......./......./...##../...##../......./......."), image(7, 7, false);
+            image.Fill(OPRGBA32i(0x0A640000u));
+            for (int i = 0; i < 9; ++i)
+                image.SetColor(1 + i % 3, 1 + i / 3, OPRGBA32i(0xFF000000u | unsigned(i) << 16));
+            const Stage set(stage);
+            OPInpaintIterative sweep(image, mask, image.Rect(), mask.Rect());
+            sweep();
+            // Stage 1: 0 to 7 are 28 / 8 = 3.5, toward zero. Others: 4, 5 and 7 of them, and five others: 516 + 5 and
+            // 815 by 8 are 65.1 and 101.9.
+            QCOMPARE(image.GetColor(3, 3), OPRGBA32i(stage == 1 ? 0xFF030000u : 0x65410000u));
+        }
+    }
+
+    /// The loop of the header, on holes and scratches that are marked a pixel wider than they are.
+    void repairsCompletely()
+    {
+        QRandomGenerator random = kit::random(2);
+        for (int round = 0; round < 100; ++round) {
+            RGBA32iImage mask(60, 50, false), image(60, 50, false);
+            image.Fill(OPRGBA32i(0xFF123456u));
+            for (int i = random.bounded(1, 40), x = random.bounded(4, 54), y = random.bounded(4, 44); i > 0; --i) {
+                for (int at = 0; at < 9; ++at)
+                    mask.SetColor(x + at % 3, y + at / 3, 0xFF000000u);
+                image.SetColor(x + 1, y + 1, OPRGBA32i());
+                x = qBound(4, x + random.bounded(-2, 3), 53);
+                y = qBound(4, y + random.bounded(-2, 3), 43);
+            }
+            const RGBA32iImage sharesPixels = mask;
+            repair(image, mask, mask.Rect());
+            for (int y = 0; y < 50; ++y)
+                for (int x = 0; x < 60; ++x)
+                    QVERIFY(image.GetColor(x, y) == 0xFF123456u && sharesPixels.GetColor(x, y) == 0u);
+            QCOMPARE(OPInpaintIterative::GetIteration(), 1);
+        }
+    }
+
+    /// Where the corners differ the mask is asked at the place in the image: another hole decides.
+    void shiftedPlaces()
+    {
+        RGBA32iImage mask = drawn("........../........../..##....../..##....../........../.........."),
+                     image(10, 6, false);
+        image.Fill(OPRGBA32i(0xFF404040u));
+        OPInpaintIterative sweep(image, mask, mask.Rect().translated(5, 0), mask.Rect());
+        QVERIFY(sweep());
+        QVERIFY(alphas(mask) == alphas(drawn("........../........../........../........../........../..........")));
+        image.Fill(OPRGBA32i());
+        RGBA32iImage again = drawn("........../........../..##.##.../..##.##.../........../..........");
+        OPInpaintIterative(image, again, QRect(2, 0, 4, 6), QRect(0, 0, 10, 6))();
+        QCOMPARE(again.GetColor(2, 2).a, 255); // its place is (4, 2), of whose blocks each holds a pixel of a hole
+    }
+
+    void firstFrontier()
+    {
+        RGBA32iImage mask = drawn("...../...../...../...../....."), image(5, 5, false);
+        mask.SetColor(2, 2, 0x0A000000u);
+        const OPInpaintIterative sweep(image, mask, mask.Rect(), mask.Rect());
+        const int expected[] = { 42, 30, 42, 30, 0, 30, 42, 30, 42 }; // 30 * sqrt(2) at the corners
+        for (int i = 0; i < 9; ++i)
+            QCOMPARE(Inside::frontier(sweep).GetColor(1 + i % 3, 1 + i / 3).word, unsigned(expected[i]) << 24);
+        // Outside of the rectangle counts as 0: a region that reaches its border has a slope there.
+        mask.Fill(OPRGBA32i(0xFF000000u));
+        QCOMPARE(alphas(Inside::gradient(sweep, mask, QRect(1, 1, 9, 3))), QString("...../.####/.#..#/.####/....."));
+        QCOMPARE(alphas(Inside::gradient(sweep, mask, QRect(9, 9, 3, 3))), QString("...../...../...../...../....."));
+    }
+
+    void whatASweepSays()
+    {
+        RGBA32iImage image(6, 5, false), mask = drawn("....../....../######/....../......");
+        OPInpaintIterative sweep(image, mask, mask.Rect(), mask.Rect());
+        QVERIFY(sweep() && Inside::workRect(sweep) == QRect(0, 1, 6, 3)); // known pixels were taken off
+        QVERIFY(!sweep()); // the line stays on the frontier, and counts for the bounds alone
+        QCOMPARE(Inside::workRect(sweep), QRect(0, 2, 6, 1));
+        const Stage stage(2);
+        QVERIFY(!sweep()); // at its end, also where another stage would do something
+        RGBA32iImage dot = drawn("....../....../..#.../....../......");
+        OPInpaintIterative first(image, dot, dot.Rect(), dot.Rect()), second = first, third = std::move(second);
+        QVERIFY(first() && !third()); // they share what is on the frontier
+        QVERIFY(Inside::workRect(third).isNull() && !third());
+    }
+
+    void badInput()
+    {
+        const QString read = "[include/OPTransformImageColors] Unexpected exception OPImage::GetColor";
+        RGBA32iImage image(4, 4, false), tiled(4, 4, true), mask = drawn("##../##../..../...."), none;
+        const kit::LogCapture log;
+        try {
+            OPInpaintIterative(image, tiled, image.Rect(), image.Rect());
+            QFAIL("a tiled mask");
+        } catch (const std::out_of_range &e) {
+            QCOMPARE(QByteArray(e.what()), QByteArray("OPImage::GetColor"));
+        }
+        const QRect all(QPoint(INT_MIN, INT_MIN), QPoint(INT_MAX, INT_MAX));
+        for (const QRect &rect : { QRect(), QRect(2, 2, 0, 1), QRect(9, 9, 5, 5), QRect(-9, -9, 5, 5) }) {
+            OPInpaintIterative(image, mask, all, rect)();
+            QVERIFY(!OPInpaintIterative(none, none, rect, all)());
+            QVERIFY(!OPInpaintIterative(image, mask, rect, rect)());
+        }
+        QCOMPARE(log.texts(), QStringList());
+        // The first pixel that is visited lies at the border, and nothing is changed: the object is at its end.
+        for (RGBA32iImage *const each : { &image, &tiled, &none }) {
+            const Stage stage(3);
+            OPInpaintIterative sweep(*each, mask, mask.Rect(), mask.Rect());
+            QVERIFY(!sweep() && !sweep() && Inside::workRect(sweep).isNull());
+            OPInpaintIterative(image, mask, all, mask.Rect())(); // places beyond all numbers
+            QCOMPARE(mask.GetColor(0, 0).a, 255);
+        }
+        OPInpaintIterative(image, mask, mask.Rect(), all)(); // stage 1: the mask ends before its rectangle does
+        QCOMPARE(log.texts(), (QStringList { read, read, read, read, read, read, read }));
+    }
+
+    void stages()
+    {
+        OPInpaintIterative any(*std::make_unique<RGBA32iImage>(), RGBA32iImage(), QRect(), QRect());
+        QCOMPARE(OPInpaintIterative::GetIterationCount(), 3);
+        for (const int next : { 2, 3, 1 }) {
+            any.NextIteration();
+            QCOMPARE(OPInpaintIterative::GetIteration(), next);
+        }
+        std::atomic<bool> isInRange { true };
+        QVERIFY(kit::onPool(4, 4, [&] {
+            for (int i = 0; i < 3000; ++i) {
+                any.NextIteration();
+                const int stage = OPInpaintIterative::GetIteration();
+                isInRange = isInRange && stage >= 1 && stage <= 3;
+            }
+        }));
+        QVERIFY(isInRange && OPInpaintIterative::GetIteration() == 1); // 12000 steps
+    }
+};
+
+KXCORE_TEST_MAIN(TestInpaintIterative)
+#include "tst_inpaintiterative.moc"
