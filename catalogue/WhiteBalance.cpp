@@ -37,7 +37,8 @@ std::vector<Operation> whiteBalance()
                 { "amount", "per cent", "0 to 100", "how far from the unchanged channel" } },
             "three looks at each pixel of the measured picture, once; then three loads a pixel",
             "WhiteBalanceAutoAVX2, WhiteBalanceOverExposureAVX2, WhiteBalanceUnderExposureAVX2", keepsAlpha },
-        { { "automatic", balance(Balance::Auto, 100) }, { "overexposure", balance(Balance::OverExposure, 100) },
+        { { "automatic, of a warm ramp", balance(Balance::Auto, 100) },
+            { "overexposure", balance(Balance::OverExposure, 100) },
             { "underexposure, 60 per cent", balance(Balance::UnderExposure, 60) } }) };
 }
 

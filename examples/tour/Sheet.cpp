@@ -59,10 +59,11 @@ void addOperations(
 QImage contactSheet(const Sheet &sheet)
 {
     constexpr int gap = 8, lineHeight = 17;
-    const bool hasDetails = std::any_of(
-        sheet.cells.begin(), sheet.cells.end(), [](const Sheet::Cell &each) { return !each.details.isEmpty(); });
-    const int columns = std::min(sheet.columns, int(sheet.cells.size()));
-    const int rows = (sheet.cells.size() + columns - 1) / columns;
+    const QVector<Sheet::Cell> cells = sheet.sources + sheet.cells;
+    const bool hasDetails =
+        std::any_of(cells.begin(), cells.end(), [](const Sheet::Cell &each) { return !each.details.isEmpty(); });
+    const int columns = std::min(sheet.columns, int(cells.size()));
+    const int rows = (cells.size() + columns - 1) / columns;
     const QSize step = sheet.size + QSize(gap, gap + lineHeight * (hasDetails ? 2 : 1));
     QImage picture(gap + columns * step.width(), gap + rows * step.height(), QImage::Format_RGB32);
     picture.fill(QColor(24, 26, 32));
@@ -70,8 +71,8 @@ QImage contactSheet(const Sheet &sheet)
     QFont font = painter.font();
     font.setPixelSize(12);
     painter.setFont(font);
-    for (int i = 0; i < sheet.cells.size(); ++i) {
-        const Sheet::Cell &each = sheet.cells[i];
+    for (int i = 0; i < cells.size(); ++i) {
+        const Sheet::Cell &each = cells[i];
         const QPoint corner(gap + i % columns * step.width(), gap + i / columns * step.height());
         painter.drawImage(corner, onCheckerboard(each.picture));
         QRect line(corner + QPoint(0, sheet.size.height()), QSize(sheet.size.width(), lineHeight));

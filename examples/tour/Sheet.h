@@ -41,7 +41,7 @@ Sheet::Cell cell(const QString &name, const RGBA32iImage &picture, const QSize &
 void addOperations(
     Sheet &sheet, catalogue::Kind kind, const QImage &below, const QImage &above, const std::atomic<bool> &stop);
 
-/// All pictures of the sheet with their names, in rows, on a checkerboard.
+/// All pictures of the sheet with their names, the sources first, in rows, on a checkerboard.
 QImage contactSheet(const Sheet &sheet);
 
 // The chapters, one file each.

@@ -50,7 +50,7 @@ Sheet modesSheet(const QImage &photo, const std::atomic<bool> &stop)
     Sheet sheet { "modes", "Every composition mode",
         "The same two layers, composed once in each mode. The checkerboard shows through where the result is "
         "transparent.",
-        { { "the lower layer", {}, below }, { "the upper layer", {}, above } } };
+        { { "The lower layer", {}, below }, { "The upper layer", {}, above } } };
     addOperations(sheet, catalogue::Kind::Mode, below, above, stop);
     return sheet;
 }

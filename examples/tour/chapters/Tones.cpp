@@ -20,7 +20,8 @@ namespace tour {
 
 namespace {
 
-constexpr QSize panel(480, 320);
+constexpr QSize panel(396, 264);
+constexpr int magnification = 6; ///< of what is adjusted, so that the times mean something
 constexpr int margin = 8; ///< around a drawing
 
 /// How often each value occurs in each channel of an image.
@@ -45,6 +46,29 @@ OPLevelsTransformation automaticLevels(const Histogram &histogram)
         std::copy(ends.begin(), ends.end(), input[channel++]);
     }
     return OPLevelsTransformation(input, output, gammas, 100);
+}
+
+/// All hues, from light to dark, above a ramp of greys, behind a warm veil.
+QImage chartWithCast(const QSize &size)
+{
+    QImage picture(size, QImage::Format_ARGB32);
+    QRectF hues = picture.rect(), greys = picture.rect();
+    hues.setBottom(0.75 * size.height());
+    greys.setTop(hues.bottom());
+    QLinearGradient around(hues.topLeft(), hues.topRight()), darker(hues.topLeft(), hues.bottomLeft()),
+        ramp(greys.topLeft(), greys.topRight());
+    for (int hue = 0; hue <= 360; hue += 60)
+        around.setColorAt(hue / 360.0, QColor::fromHsv(hue % 360, 130, 240));
+    darker.setColorAt(0, Qt::transparent);
+    darker.setColorAt(1, QColor(0, 0, 0, 200));
+    ramp.setColorAt(0, QColor(10, 10, 10));
+    ramp.setColorAt(1, Qt::white);
+    QPainter painter(&picture);
+    painter.fillRect(hues, around);
+    painter.fillRect(hues, darker);
+    painter.fillRect(greys, ramp);
+    painter.fillRect(picture.rect(), QColor(255, 150, 40, 80));
+    return picture;
 }
 
 /// Where a value before and a value after lie in a drawing of a panel's size.
@@ -113,20 +137,23 @@ void drawCurve(QImage &picture, const QVector<QPoint> &points)
 
 Sheet tonesSheet(const QImage &photo, const std::atomic<bool> &stop)
 {
-    constexpr int magnification = 6;
-    const auto original = ConvertImage<QImage, RGBA32iImage>(cellOf(photo, magnification));
-    Sheet sheet { "tones", "Histograms and curves",
-        "Automatic levels stretch what each channel makes use of to its whole range, a white balance takes the colour "
-        "of the light off. A curve is drawn over the "
-        "histogram of what it acts on.",
-        {}, {}, panel, 4 };
-    const auto adjusted = [&](const char *name, const QString &details, const auto &adjustment) {
+    const auto imageOf = [](const QImage &picture) { return ConvertImage<QImage, RGBA32iImage>(picture); };
+    const RGBA32iImage original = imageOf(cellOf(photo, magnification));
+    const RGBA32iImage chart = imageOf(chartWithCast(cellSize * magnification));
+    Sheet sheet { "tones", "Histograms, curves and white balance",
+        "Automatic levels stretch what each channel makes use of to its whole range. A curve is drawn over the "
+        "histogram "
+        "of what it acts on. A white balance takes a colour cast off.",
+        {}, {}, panel, 5 };
+    const auto show = [&](const char *name, const RGBA32iImage &image) { sheet.cells << cell(name, image, panel); };
+    const auto adjusted = [&](const char *name, const QString &details, const RGBA32iImage &source,
+                              const auto &adjustment) {
         RGBA32iImage image;
-        original.CopyTo(image, false);
+        source.CopyTo(image, false);
         QElapsedTimer timer;
         timer.start();
         OPIterativeTransformImageColors(adjustment, &image, image.Rect(), stop, {})();
-        sheet.cells << cell(name, image, panel);
+        show(name, image);
         sheet.cells.last().details = details;
         sheet.cells.last().milliseconds = double(timer.nsecsElapsed()) / 1e6;
         if (stop)
@@ -134,23 +161,27 @@ Sheet tonesSheet(const QImage &photo, const std::atomic<bool> &stop)
         return image;
     };
     const auto draw = [&](const char *name, const QImage &picture) {
-        sheet.cells << Sheet::Cell { name, {}, picture };
+        sheet.cells << Sheet::Cell { name, "the tallest bins cut", picture };
     };
 
     const Histogram before(original);
     QVector<QPoint> curves[4] = { { { 0, 0 }, { 70, 48 }, { 170, 205 }, { 255, 255 } }, { { 0, 0 }, { 255, 255 } },
         { { 0, 0 }, { 255, 255 } }, { { 0, 0 }, { 255, 255 } } };
-    const OPCurvesTransformation curve(curves, 100);
-    sheet.cells << cell("The photo", original, panel);
-    const RGBA32iImage levelled = adjusted("Automatic levels", "each channel by itself", automaticLevels(before));
-    const RGBA32iImage balanced = adjusted("White balance", "automatic, measured on the photo",
-        KXWBTransformation(original, KXWBTransformation::BalanceFunction::Auto, 100));
-    adjusted("Curves", "one S for all channels", curve);
-    for (const RGBA32iImage &image : { original, levelled, balanced })
-        draw("Its histogram", drawn(Histogram(image)));
+    show("The photo", original);
+    const RGBA32iImage levelled =
+        adjusted("Automatic levels", "each channel by itself", original, automaticLevels(before));
+    adjusted("Curves", "one S for all channels", original, OPCurvesTransformation(curves, 100));
+    show("A chart with a warm cast", chart);
+    const RGBA32iImage balanced = adjusted("White balance", "automatic, measured on the chart", chart,
+        KXWBTransformation(chart, KXWBTransformation::BalanceFunction::Auto, 100));
+
+    draw("Its histogram", drawn(before));
+    draw("Its histogram", drawn(Histogram(levelled)));
     QImage drawing = drawn(before);
     drawCurve(drawing, curves[0]);
     draw("The curve, over the histogram of the photo", drawing);
+    draw("Its histogram", drawn(Histogram(chart)));
+    draw("Its histogram", drawn(Histogram(balanced)));
     return sheet;
 }
 
