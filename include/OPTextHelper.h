@@ -70,6 +70,8 @@
 #include <QtGui/QPainterPath>
 #include <QtGui/QTransform>
 
+#include <functional>
+
 /// How a paragraph is set; after a layout, how one line is.
 struct TextParagraphParams {
     int alignment = 1; ///< an OPTextHelper::AlignmentMode; any other number counts as Left
@@ -190,23 +192,149 @@ public:
     void SetStartEndPositions(int start, int end);
     /// @}
 
+    /// @name Images and paths
+    /// All of them lay out where the layout is stale. **The markup strokes of a layout are taken out once**: the first
+    /// image after a layout shrinks them to a point (of a text without visible characters it is empty), and the next one
+    /// shows them, as two strokes of a pixel at the corners of the block. So call `SetText(GetText())`, and
+    /// @c SetParagraphParameters where there is a box, before every image but the first.
+    ///
+    /// Images are flat, straight colour, as large as the path's bounding rectangle in whole pixels or the rectangle that
+    /// is given; transparent where a stretch is 0.
+    /// @{
+
+    /// The text through the transform. @p position is by how much its top left corner moves, from where the undeformed
+    /// block has it, so that the block's centre stays under a scaling or a rotation about the corner; what the transform
+    /// itself moves is **subtracted**. To place a picture in a layer see the top of the file.
+    RGBA32iImage CreateImageByText(QPointF &position);
+    /// The same of a deformed text. It has another @p position: the one given, less the whole pixels by which the
+    /// deformed outlines begin further right and further down than the block, which the transform does not enter.
+    RGBA32iImage CreateImageByTextWithDeformation(QPointF &position);
+    /// As @c CreateImageByTextWithDeformation; the selection is not looked at.
+    RGBA32iImage CreateImageByTextWithSelectionAndDeformation(QPointF &position, int start, int length);
+    /// A path of this text, which has the rectangle @p rect, through the transform: what lies in the mapped rectangle.
+    /// @p position is how far that begins from the corner of @p rect.
+    RGBA32iImage TransformAndCreateImage(const QPainterPath &path, const QRectF &rect, QPointF &position);
+
+    /// The text's path, its rectangle, and that through the transform. @p position is not touched.
+    QPainterPath CreatePathByTextWithRect(QRectF &pathRect, QRectF &mappedRect, QPointF &position);
+    /// The same, deformed unless the style is 0; then @p position changes as in @c CreateImageByTextWithDeformation. The
+    /// shear takes its measures before the wave here, and after it there.
+    void CreatePathByTextWithDeformationWithRect(
+        QPainterPath &path, QRectF &pathRect, QRectF &mappedRect, QPointF &position);
+
+    /// Stretches a path by the two percentages.
+    void StretchPath(QPainterPath &path) const;
+    /// Lets @p transform take a stretched path to where it was before it was moved to (0, 0).
+    void UnsetTransformOffset(QTransform &transform) const;
+    /// @}
+
+    /// @name What the editing view draws
+    /// In stretched coordinates. Positions are those of the wrapped text. All but the first three need a layout before
+    /// them. Points that are called unused are not read.
+    /// @{
+
+    /// A polyline through all positions, in the middle of the lines and moved by @p point. It is what clicks are measured
+    /// against.
+    QPainterPath GetCharPath(const QPoint &point);
+    /// The position next to @p point, a click, where the text is drawn at @p origin: the number of the element of
+    /// @c GetCharPath that is nearest to it. Of positions at one place the polyline has the first alone, so that behind
+    /// characters without a width of their own the number is too low by one for each. -1 without a polyline.
+    int FindSelectedChar(const QPoint &origin, const QPoint &point);
+    /// A rectangle from one position to another on a line, as high as the block, and deformed as the text; empty for a
+    /// length of 0 or -1. Newlines count as characters of the line: it is for texts of a single line. @p position changes
+    /// as in @c CreateImageByTextWithDeformation, and in a plain text not at all.
+    QPainterPath CreateSelectionAndDeformationPath(QPointF &position, int start, int length);
+
+    /// The selection between two positions, in any order, as a rectangle for each line; it also becomes the one of
+    /// @c GetStartEndPositions. Empty, with nothing else done, if one of them is -1; what is below counts as 0.
+    QPainterPath GetSelectionRect(int start, int end);
+    /// The underline of all the text, a stroke for each line.
+    QPainterPath GetUnderLine();
+    /// The caret: a stroke from the bottom of the line to its top. It also sets the caret of @c GetSelectedLines. Empty
+    /// behind the end; below 0 counts as the end. @p point and @p last are unused.
+    QPainterPath GetVerticalLine(const QPoint &point, int position, int last);
+    /// A small square where the text begins, at its ascent; empty for lines lower than 20 pixels.
+    QPainterPath GetCenteringMark();
+    /// The outline of a rectangle that is given in layout coordinates, the box mostly.
+    QPainterPath GetTextArea(const QRect &rect);
+    /// @}
+
 private:
+    // Wrapping and layout.
     QStringList splitWordToWidth(const QString &word, int width) const;
     QStringList wrapTextToWidth(const QString &text, int width, int indent) const;
     void CreateTextPath();
     void SetMarkupPoints(QPainterPath &path, int x1, int y1, int x2, int y2);
 
+    // Deformation.
+    void CreateHeavyTextPath();
+    QPainterPath PreparePath(const QPainterPath &path) const;
+    void PreparePath();
+    void FlagFunction(QPointF &position, QPainterPath &path, const QRectF &rect) const;
+    void FlagFunction(
+        QPointF &position, QPainterPath &path, const QPointF &origin, float halfSpan, double amplitude) const;
+    void Distortion(QPainterPath &path, int flags, float hFactor, float vFactor) const;
+    void Distortion(QPainterPath &path, int flags, float halfWidth, float halfHeight, float hFactor, float vFactor,
+        const QPointF &centre) const;
+
+    // Placing and painting.
+    void TranslateMarkupPoints(QPainterPath &path);
+    QPainterPath TransformPath(const QPainterPath &path, const QRectF &rect) const;
+    QPainterPath TransformPath(const QPainterPath &path, const QRectF &rect, QPointF &delta) const;
+    void TransformPath(const QPainterPath &path, const QTransform &transform, QPainterPath &out) const;
+    QPainterPath TransformPathWithRect(const QPainterPath &path, const QRectF &rect) const;
+    QPainterPath TransformPathWithRect(
+        const QPainterPath &path, const QRectF &rect, QRectF &mappedRect, QPointF &delta, bool withOffset) const;
+    RGBA32iImage CreateImage(QPainterPath &path);
+    RGBA32iImage CreateImage(QPainterPath &path, const QRectF &rect);
+    RGBA32iImage TransformImage(const RGBA32iImage &image) const;
+    RGBA32iImage CreateImageByTextWithSelection(QPointF &position, int start, int length);
+
+    // The editing view.
+    QPainterPath CreateSelectionPath(QPointF &position, int start, int length);
+    QPainterPath CreateSelectionPath(const QPointF &topLeft, const QSize &size, size_t count) const;
+    QPainterPath GetUpperLine(const QPoint &point);
+    QPainterPath GetUpperLine(const QPoint &point, const QRect &rect);
+    QPainterPath GetUnderLine(const QPoint &point, size_t start, size_t count) const;
+    QPainterPath GetUnderLine(const QPoint &point, size_t start, size_t count, const QRect &rect) const;
+
+    // What several of them share.
+    enum class Measured { BeforeWave, AfterWave };
     void MakeStale();
+    void LayOutIfStale();
     /// The lines of the last layout, joined.
     QString WrappedText() const { return m_wrappedLines.join('\n'); }
+    /// What the editing view draws over: the lines of the last layout in a box, and otherwise the paragraphs.
+    QStringList ShownLines() const;
+    /// The text of these lines, but nothing where a box holds nothing.
+    QString ShownText() const;
+    /// Runs @p ask on the places of positions in a text of @p length.
+    template <class Ask>
+    QPainterPath OnPlaces(int length, const Ask &ask);
+    /// The distortions, of what has that rectangle.
+    void Shear(QPainterPath &path, const QRectF &rect) const;
+    /// The text, deformed. Gives the rectangle that the shear was measured by.
+    QPainterPath DeformedText(QPointF &position, Measured measured, QRectF &shearRect);
+    using Deformation = std::function<void(QPainterPath &)>;
+    /// As the text is deformed, by a shear of @p shearRect.
+    Deformation AsText(const QRectF &shearRect) const;
+    /// Calls @p deform, if there is something to deform, with the path where the text's own is.
+    void DeformInPlace(QPainterPath &path, const Deformation &deform) const;
+    /// From layout coordinates to where the text shows: stretched, and deformed.
+    QPainterPath Overlay(QPainterPath path, const Deformation &deform) const;
+    QPainterPath Overlay(const QPainterPath &path) const { return Overlay(path, AsText(m_heavyRect)); }
+    /// The transform from the text's path to the layer.
+    QTransform LayerTransform(bool withOffset) const;
 
     QString m_text;
     QFont m_font;
     QColor m_color;
     QPainterPath m_textPath; ///< stretched, its top left corner at (0, 0)
     QRectF m_textRect; ///< bounding rectangle of m_textPath
+    QPainterPath m_heavyPath; ///< m_textPath cut into short pieces, to be deformed
+    QRectF m_heavyRect; ///< bounding rectangle of m_heavyPath
     bool m_textDirty = true; ///< m_textPath is to be made anew
-    bool m_heavyDirty = true;
+    bool m_heavyDirty = true; ///< m_heavyPath too; a layout that is asked for leaves it as it is
     int m_markupCount = 0; ///< elements of the markup strokes at the end of the path, until an image has used them up
     float m_maxSegmentLength;
     int m_style = 0;

@@ -1,9 +1,17 @@
 #include "OPTextHelper.h"
 
 #include "support/Arithmetic.h"
+#include "text/Deformation.h"
 #include "text/LineBreaking.h"
 #include "text/LineLayout.h"
+#include "text/Overlays.h"
+#include "text/Painting.h"
 #include "text/Positions.h"
+
+#include <QtGui/QVector2D>
+
+#include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -11,6 +19,26 @@ namespace {
 auto advances(const QFontMetrics &metrics)
 {
     return [&metrics](const QString &string) { return metrics.horizontalAdvance(string); };
+}
+
+QString stretchOf(const QString &string, size_t start, size_t count)
+{
+    const auto clamped = [](size_t n) { return int(std::min(n, size_t(std::numeric_limits<int>::max()))); };
+    return string.mid(clamped(start), clamped(count));
+}
+
+/// Strokes below lines that lie one under the other, the first one from @p point on and @p tightHeight high.
+QPainterPath underline(const QStringList &lines, int tightHeight, const QPoint &point, const QFontMetrics &metrics)
+{
+    QPainterPath path;
+    double y = 2.0 * point.y() + tightHeight - 1; // the last row, once more below the point
+    for (const QString &line : lines) {
+        path.moveTo(point.x(), y);
+        for (int k = 1; k <= line.length(); ++k)
+            path.lineTo(double(point.x()) + metrics.horizontalAdvance(line.left(k)), y);
+        y += metrics.height();
+    }
+    return path;
 }
 
 } // namespace
@@ -91,7 +119,7 @@ void OPTextHelper::CreateTextPath()
     m_pathRect = path.boundingRect();
 
     SetMarkupPoints(path, extent.left, 0, extent.right, extent.bottom);
-    path = QTransform::fromScale(m_horizontalStretch * 0.01, m_verticalStretch * 0.01).map(path);
+    StretchPath(path);
     const QPointF corner = path.boundingRect().topLeft();
     m_offsetX = arithmetic::truncate(corner.x());
     m_offsetY = arithmetic::truncate(corner.y());
@@ -110,6 +138,12 @@ void OPTextHelper::SetMarkupPoints(QPainterPath &path, int x1, int y1, int x2, i
     }
     path.addPath(strokes);
     m_markupCount = strokes.elementCount();
+}
+
+void OPTextHelper::LayOutIfStale()
+{
+    if (m_textDirty)
+        CreateTextPath();
 }
 
 QRectF OPTextHelper::GetTextRect()
@@ -228,4 +262,413 @@ int OPTextHelper::GetSelectedCharFromWrappedText(const QString &unwrapped, int p
 QList<int> OPTextHelper::GetTextPoints(const QString &string, const QFontMetrics &metrics) const
 {
     return text::caretPoints(string, advances(metrics));
+}
+
+// --- Deformation -----------------------------------------------------------------------------------------------------
+
+void OPTextHelper::CreateHeavyTextPath()
+{
+    LayOutIfStale();
+    m_heavyPath = PreparePath(m_textPath);
+    m_heavyRect = m_heavyPath.boundingRect();
+    m_heavyDirty = false;
+}
+
+QPainterPath OPTextHelper::PreparePath(const QPainterPath &path) const { return text::cut(path, m_maxSegmentLength); }
+
+void OPTextHelper::PreparePath() { m_textPath = PreparePath(m_textPath); }
+
+void OPTextHelper::FlagFunction(QPointF &position, QPainterPath &path, const QRectF &rect) const
+{
+    const QRect r = text::rounded(rect.width() == 0 || rect.height() == 0 ? m_textRect : rect);
+    const int width = text::widthOf(r), height = text::heightOf(r);
+    const int lines = ShownLines().size();
+    const double amplitude = (m_vertical ? width : height) / (2 * lines); // at 100 percent half the height of a line
+    FlagFunction(position, path, r.center(), float((m_vertical ? height : width) / 2), amplitude);
+}
+
+void OPTextHelper::FlagFunction(
+    QPointF &, QPainterPath &path, const QPointF &origin, float halfSpan, double amplitude) const
+{
+    text::wave(path, m_vertical ? Qt::Vertical : Qt::Horizontal, origin, halfSpan, m_bend * 0.01 * amplitude);
+}
+
+void OPTextHelper::Distortion(QPainterPath &path, int flags, float hFactor, float vFactor) const
+{
+    const QRectF rect = path.boundingRect();
+    Distortion(path, flags, float(rect.width() * 0.5), float(rect.height() * 0.5), hFactor, vFactor, rect.center());
+}
+
+void OPTextHelper::Distortion(QPainterPath &path, int flags, float halfWidth, float halfHeight, float hFactor,
+    float vFactor, const QPointF &centre) const
+{
+    if (m_text.isEmpty()) // so that its caret is sheared as one beside a letter would be
+        halfWidth = float((m_textArea.isEmpty() ? m_metrics.horizontalAdvance("W") : text::widthOf(m_textArea)) / 2);
+    text::shear(path, flags, halfWidth, halfHeight, hFactor, vFactor, centre);
+}
+
+void OPTextHelper::Shear(QPainterPath &path, const QRectF &rect) const
+{
+    Distortion(path, text::ShearDown | text::ShearRight, float(rect.width() * 0.5), float(rect.height() * 0.5),
+        float(m_hDistortion * 0.01), float(m_vDistortion * 0.01), rect.center());
+}
+
+QPainterPath OPTextHelper::DeformedText(QPointF &position, Measured measured, QRectF &shearRect)
+{
+    LayOutIfStale();
+    if (m_heavyDirty)
+        CreateHeavyTextPath();
+    QPainterPath work = m_heavyPath;
+    shearRect = work.boundingRect();
+    FlagFunction(position, work, QRectF());
+    if (measured == Measured::AfterWave)
+        shearRect = work.boundingRect();
+    Shear(work, shearRect);
+    const QPointF moved = m_textRect.topLeft() - work.boundingRect().topLeft();
+    position -= QPointF(arithmetic::truncate(moved.x()), arithmetic::truncate(moved.y()));
+    return work;
+}
+
+// --- Placing and painting --------------------------------------------------------------------------------------------
+
+void OPTextHelper::StretchPath(QPainterPath &path) const
+{
+    path = text::stretch(m_horizontalStretch, m_verticalStretch).map(path);
+}
+
+void OPTextHelper::UnsetTransformOffset(QTransform &transform) const
+{
+    transform.translate(-double(m_offsetX), -double(m_offsetY));
+}
+
+void OPTextHelper::TranslateMarkupPoints(QPainterPath &path)
+{
+    const int count = std::min(m_markupCount, path.elementCount());
+    if (m_markupCount > 0 && m_text.trimmed().isEmpty())
+        path = QPainterPath();
+    else
+        for (int i = path.elementCount() - count; i < path.elementCount(); ++i)
+            path.setElementPositionAt(i, path.elementAt(0).x, path.elementAt(0).y);
+    m_markupCount = 0;
+}
+
+QTransform OPTextHelper::LayerTransform(bool withOffset) const
+{
+    QTransform result = m_transform.toTransform();
+    return withOffset ? result.translate(m_offsetX, m_offsetY) : result;
+}
+
+QPainterPath OPTextHelper::TransformPath(const QPainterPath &path, const QRectF &rect) const
+{
+    const QTransform t = LayerTransform(false);
+    const QRectF m = t.mapRect(rect);
+    return text::mapped(path, t * QTransform::fromTranslate(-m.left(), -m.top()));
+}
+
+QPainterPath OPTextHelper::TransformPath(const QPainterPath &path, const QRectF &rect, QPointF &delta) const
+{
+    const QTransform t = LayerTransform(true);
+    const QRectF m = t.mapRect(rect);
+    const QPainterPath result = text::mapped(path, t * QTransform::fromTranslate(-m.left(), -m.top()));
+    const QPointF q = t.map(rect.center()) - result.boundingRect().topLeft();
+    delta = (rect.center() - rect.topLeft()) - q;
+    return result;
+}
+
+void OPTextHelper::TransformPath(const QPainterPath &path, const QTransform &transform, QPainterPath &out) const
+{
+    text::addPolygons(path, transform, out);
+}
+
+QPainterPath OPTextHelper::TransformPathWithRect(const QPainterPath &path, const QRectF &) const
+{
+    return text::mapped(path, LayerTransform(false));
+}
+
+QPainterPath OPTextHelper::TransformPathWithRect(
+    const QPainterPath &path, const QRectF &rect, QRectF &mappedRect, QPointF &delta, bool withOffset) const
+{
+    const QTransform t = LayerTransform(withOffset);
+    mappedRect = t.mapRect(rect);
+    delta = mappedRect.topLeft() - rect.topLeft();
+    return text::mapped(path, t);
+}
+
+RGBA32iImage OPTextHelper::CreateImage(QPainterPath &path)
+{
+    TranslateMarkupPoints(path);
+    return CreateImage(path, path.boundingRect());
+}
+
+RGBA32iImage OPTextHelper::CreateImage(QPainterPath &path, const QRectF &rect)
+{
+    TranslateMarkupPoints(path); // does nothing more for a path that comes from the other form
+    const QRect area = text::rounded(rect);
+    if (m_horizontalStretch == 0 || m_verticalStretch == 0)
+        return RGBA32iImage(text::widthOf(area), text::heightOf(area), false);
+    return text::paint(path, area, m_color, m_renderHints);
+}
+
+RGBA32iImage OPTextHelper::CreateImageByText(QPointF &position)
+{
+    LayOutIfStale();
+    QPointF delta;
+    QPainterPath path = TransformPath(m_textPath, m_textPath.boundingRect(), delta);
+    position = text::rounded(delta);
+    return CreateImage(path);
+}
+
+RGBA32iImage OPTextHelper::CreateImageByTextWithDeformation(QPointF &position)
+{
+    if (m_style == 0)
+        return CreateImageByText(position);
+    QRectF shearRect;
+    const QPainterPath work = DeformedText(position, Measured::AfterWave, shearRect);
+    QPainterPath path = TransformPath(work, work.boundingRect());
+    return CreateImage(path);
+}
+
+RGBA32iImage OPTextHelper::CreateImageByTextWithSelection(QPointF &position, int start, int length)
+{
+    if (length == 0 || length == -1)
+        return CreateImageByText(position);
+    LayOutIfStale();
+    QPainterPath work = m_textPath;
+    work.addRect(m_metrics.horizontalAdvance(m_text.left(start)), 0,
+        m_metrics.horizontalAdvance(m_text.mid(start, length)), text::heightOf(text::rounded(m_textRect)));
+    QPainterPath path = TransformPath(work, work.boundingRect());
+    return CreateImage(path);
+}
+
+RGBA32iImage OPTextHelper::CreateImageByTextWithSelectionAndDeformation(QPointF &position, int, int)
+{
+    return CreateImageByTextWithDeformation(position);
+}
+
+RGBA32iImage OPTextHelper::TransformAndCreateImage(const QPainterPath &path, const QRectF &rect, QPointF &position)
+{
+    QRectF mappedRect;
+    QPointF delta;
+    QPainterPath result = TransformPathWithRect(path, rect, mappedRect, delta, true);
+    position = text::rounded(delta);
+    return CreateImage(result, mappedRect);
+}
+
+QPainterPath OPTextHelper::CreatePathByTextWithRect(QRectF &pathRect, QRectF &mappedRect, QPointF &)
+{
+    LayOutIfStale();
+    pathRect = m_textPath.boundingRect();
+    mappedRect = LayerTransform(false).mapRect(pathRect);
+    return m_textPath;
+}
+
+void OPTextHelper::CreatePathByTextWithDeformationWithRect(
+    QPainterPath &path, QRectF &pathRect, QRectF &mappedRect, QPointF &position)
+{
+    if (m_style == 0) {
+        path = CreatePathByTextWithRect(pathRect, mappedRect, position);
+        return;
+    }
+    QRectF shearRect;
+    path = DeformedText(position, Measured::BeforeWave, shearRect);
+    pathRect = path.boundingRect();
+    mappedRect = LayerTransform(false).mapRect(pathRect);
+}
+
+// --- The editing view ------------------------------------------------------------------------------------------------
+
+QStringList OPTextHelper::ShownLines() const
+{
+    return m_wrappedLines.isEmpty() ? text::linesOf(m_text) : m_wrappedLines;
+}
+
+QString OPTextHelper::ShownText() const
+{
+    return m_wrappedLines.isEmpty() && m_textArea.isEmpty() ? m_text : WrappedText();
+}
+
+template <class Ask>
+QPainterPath OPTextHelper::OnPlaces(int length, const Ask &ask)
+{
+    const text::LineMetrics metrics { m_ascent, text::wrappingSubtract(m_lineHeight, m_ascent), m_lineSpacing };
+    return ask(text::Places(ShownLines(), length, m_textArea, m_paragraphs, metrics, advances(m_metrics)));
+}
+
+OPTextHelper::Deformation OPTextHelper::AsText(const QRectF &shearRect) const
+{
+    return [this, shearRect](QPainterPath &path) {
+        QPointF position;
+        FlagFunction(position, path, m_heavyRect);
+        Shear(path, shearRect);
+    };
+}
+
+void OPTextHelper::DeformInPlace(QPainterPath &path, const Deformation &deform) const
+{
+    path.translate(-double(m_offsetX), -double(m_offsetY));
+    if (m_style == 1)
+        deform(path);
+    path.translate(m_offsetX, m_offsetY);
+}
+
+QPainterPath OPTextHelper::Overlay(QPainterPath path, const Deformation &deform) const
+{
+    StretchPath(path);
+    path = PreparePath(path);
+    DeformInPlace(path, deform);
+    return path;
+}
+
+QPainterPath OPTextHelper::CreateSelectionPath(QPointF &, int start, int length)
+{
+    QPainterPath path;
+    if (length == 0 || length == -1)
+        return path;
+    LayOutIfStale();
+    const QString string = m_wrappedLines.isEmpty() ? m_text : WrappedText();
+    const QRect block = text::rounded(m_textRect);
+    path.addRect(m_metrics.horizontalAdvance(string.left(start)), block.top(),
+        m_metrics.horizontalAdvance(string.mid(start, length)), text::heightOf(block));
+    return path;
+}
+
+/// With one step for each of the first two sides, and the whole height for each of the others.
+QPainterPath OPTextHelper::CreateSelectionPath(const QPointF &topLeft, const QSize &size, size_t count) const
+{
+    QPainterPath path;
+    path.moveTo(topLeft);
+    if (count == 0 || count == size_t(-1))
+        return path;
+    const int n = int(std::min(count, size_t(text::mostPieces / 4)));
+    const auto step = [n](int length) { return double(arithmetic::roundHalfUp(length * (1.0 / n))); };
+    const double stepX = step(size.width()), stepY = step(size.height()), height = size.height();
+    for (int i = 1; i < n; ++i)
+        path.lineTo(topLeft + QPointF(stepX * i, 0));
+    for (int i = 1; i < n; ++i)
+        path.lineTo(topLeft + QPointF(stepX * n, stepY * i));
+    for (int i = 1; i < n; ++i)
+        path.lineTo(topLeft + QPointF(stepX * (n - i), height * n));
+    for (int i = 1; i < n; ++i)
+        path.lineTo(topLeft + QPointF(0, height * (n - i)));
+    return path;
+}
+
+QPainterPath OPTextHelper::CreateSelectionAndDeformationPath(QPointF &position, int start, int length)
+{
+    QPainterPath selection = CreateSelectionPath(position, start, length);
+    if (length == 0 || length == -1 || m_style == 0)
+        return selection;
+    QRectF shearRect;
+    DeformedText(position, Measured::AfterWave, shearRect);
+    selection = PreparePath(selection);
+    FlagFunction(position, selection, QRectF());
+    Shear(selection, shearRect);
+    return selection;
+}
+
+QPainterPath OPTextHelper::GetSelectionRect(int start, int end)
+{
+    if (start == -1 || end == -1)
+        return QPainterPath();
+    m_selectionStart = std::min(start, end);
+    m_selectionEnd = std::max(start, end);
+    const int length = ShownLines().join('\n').length();
+    return Overlay(OnPlaces(length, [&](const auto &places) {
+        return text::selection(places, std::max(m_selectionStart, 0), std::min(m_selectionEnd, length));
+    }));
+}
+
+QPainterPath OPTextHelper::GetUpperLine(const QPoint &point)
+{
+    QPainterPath path = OnPlaces(ShownText().length(),
+        [&](const auto &places) { return text::throughPositions(places, m_lineHeight / 2, text::NewLine::Connected); });
+    StretchPath(path);
+    path.translate(point);
+    return path;
+}
+
+/// As the overlays, but not cut into pieces: its elements stay positions.
+QPainterPath OPTextHelper::GetUpperLine(const QPoint &point, const QRect &)
+{
+    QPainterPath path = GetUpperLine(point);
+    path.translate(-QPointF(point));
+    DeformInPlace(path, AsText(m_heavyRect));
+    path.translate(point);
+    return path;
+}
+
+QPainterPath OPTextHelper::GetCharPath(const QPoint &point)
+{
+    LayOutIfStale();
+    return GetUpperLine(point, text::rounded(m_textRect));
+}
+
+int OPTextHelper::FindSelectedChar(const QPoint &origin, const QPoint &point)
+{
+    const QPainterPath path = GetCharPath(origin);
+    const auto distance = [&](int element) {
+        return QVector2D(QPointF(path.elementAt(element)) - QPointF(point)).length();
+    };
+    int nearest = path.elementCount() == 0 ? -1 : 0;
+    for (int i = 1; i < path.elementCount(); ++i)
+        if (distance(i) < distance(nearest))
+            nearest = i;
+    return nearest;
+}
+
+QPainterPath OPTextHelper::GetUnderLine()
+{
+    return Overlay(OnPlaces(ShownText().length(),
+        [&](const auto &places) { return text::throughPositions(places, m_ascent, text::NewLine::Apart); }));
+}
+
+/// Below each line of the stretch, of which the first one is at the point.
+QPainterPath OPTextHelper::GetUnderLine(const QPoint &point, size_t start, size_t count) const
+{
+    const QString stretch = stretchOf(ShownText(), start, count);
+    return underline(text::linesOf(stretch), m_metrics.tightBoundingRect(stretch).height(), point, m_metrics);
+}
+
+/// As if the stretch were a single line, and @p rect the rectangle of what is deformed.
+QPainterPath OPTextHelper::GetUnderLine(const QPoint &point, size_t start, size_t count, const QRect &rect) const
+{
+    const QString stretch = stretchOf(ShownText(), start, count);
+    QPainterPath path = underline({ stretch }, m_metrics.tightBoundingRect(stretch).height(), point, m_metrics);
+    return Overlay(path, [&](QPainterPath &bent) {
+        const double width = rect.isEmpty() ? 1.0 : rect.width(), height = rect.isEmpty() ? 1.0 : rect.height();
+        const double along = m_vertical ? height : width, across = m_vertical ? width : height;
+        QPointF position;
+        FlagFunction(position, bent, rect.center(), float(along / 2), across / (2 * ShownLines().size()));
+        Shear(bent, rect);
+    });
+}
+
+QPainterPath OPTextHelper::GetVerticalLine(const QPoint &, int position, int)
+{
+    m_caretPosition = position;
+    const int length = ShownText().length();
+    if (position > length)
+        return QPainterPath();
+    return Overlay(
+        OnPlaces(length, [&](const auto &places) { return text::caret(places, position < 0 ? length : position); }));
+}
+
+QPainterPath OPTextHelper::GetCenteringMark()
+{
+    const int size = arithmetic::truncate(m_lineHeight * 0.05);
+    QPainterPath path;
+    path.addRect(-size / 2, m_ascent - size, size, size);
+    QRectF shearRect = m_heavyRect; // with something to shear by, also before a text is deformed
+    if (shearRect.width() == 0)
+        shearRect.setWidth(0.01);
+    if (shearRect.height() == 0)
+        shearRect.setHeight(0.01);
+    return Overlay(path, AsText(shearRect));
+}
+
+QPainterPath OPTextHelper::GetTextArea(const QRect &rect)
+{
+    QPainterPath path;
+    path.addRect(rect.x(), rect.y(), text::widthOf(rect), text::heightOf(rect));
+    return Overlay(path);
 }

@@ -1,0 +1,117 @@
+#pragma once
+
+#include "text/LineLayout.h"
+#include "text/Positions.h"
+
+#include <QtCore/QRectF>
+#include <QtGui/QPainterPath>
+
+#include <algorithm>
+#include <vector>
+
+/// What the editing view draws over a text, in layout coordinates: before it is stretched and bent as the text is.
+namespace text {
+
+/// The lines of a text that is laid out, and where positions lie on them. Positions are from 0 to Length().
+template <class Measure>
+class Places {
+public:
+    /// @p length is that of the lines with a newline between each two of them, or 0: then nothing is shown of the lines,
+    /// and there is only the position before the first one.
+    Places(const QStringList &lines, int length, const QRect &area, Entries &entries, const LineMetrics &metrics,
+        const Measure &measure)
+        : m_lines(lines)
+        , m_length(length)
+        , m_area(area)
+        , m_entries(entries)
+        , m_lineHeight(metrics.lineHeight())
+        , m_measure(measure)
+    {
+        int start = 0, top = 0;
+        for (const QString &line : lines) {
+            const TextParagraphParams entry = entries.value(int(m_starts.size()));
+            m_starts.push_back(start);
+            m_tops.push_back(wrappingAdd(top, entry.spaceBefore));
+            start += line.length() + 1;
+            top = wrappingAdd(top, lineAdvance(entry, metrics.lineSpacing, m_lineHeight));
+        }
+    }
+
+    int LineCount() const { return m_lines.size(); }
+    int Length() const { return m_length; }
+    int LineHeight() const { return m_lineHeight; }
+
+    int LineOf(int position) const
+    {
+        return int(std::upper_bound(m_starts.begin(), m_starts.end(), position) - m_starts.begin()) - 1;
+    }
+    int Start(int line) const { return m_starts[size_t(line)]; }
+    int End(int line) const { return std::min(Start(line) + m_lines[line].length(), m_length); }
+
+    /// Where a line begins. A line that has no entry gets one.
+    int X(int line) const { return lineX(entryOf(line, m_entries), m_measure(m_lines[line]), m_area); }
+    int Top(int line) const { return m_tops[size_t(line)]; }
+    /// How far a position is from the beginning of its line.
+    int Along(int line, int position) const { return m_measure(m_lines[line].left(position - Start(line))); }
+
+private:
+    const QStringList m_lines;
+    const int m_length;
+    const QRect m_area;
+    Entries &m_entries;
+    const int m_lineHeight;
+    const Measure m_measure;
+    std::vector<int> m_starts, m_tops;
+};
+
+/// A stroke as high as a line, upwards.
+template <class Measure>
+QPainterPath caret(const Places<Measure> &places, int position)
+{
+    const int line = places.LineOf(position), top = places.Top(line);
+    const int x = wrappingAdd(places.X(line), places.Along(line, position));
+    QPainterPath path;
+    path.moveTo(x, wrappingAdd(top, places.LineHeight()));
+    path.lineTo(x, top);
+    return path;
+}
+
+/// A rectangle for each line that has something between two positions. A newline has no width; where the second position
+/// is behind one, the line that begins there is left out.
+template <class Measure>
+QPainterPath selection(const Places<Measure> &places, int start, int end)
+{
+    QPainterPath path;
+    if (start > end)
+        return path;
+    for (int line = places.LineOf(start), last = places.LineOf(std::max(start, end - 1)); line <= last; ++line) {
+        const int from = places.Along(line, std::max(start, places.Start(line)));
+        const int to = places.Along(line, std::min(end, places.End(line)));
+        path.addRect(
+            wrappingAdd(places.X(line), from), places.Top(line), wrappingSubtract(to, from), places.LineHeight());
+    }
+    return path;
+}
+
+/// How a polyline goes on at a new line.
+enum class NewLine { Connected, Apart };
+
+/// A polyline through all positions, @p below the upper edges of the lines. Two positions at one place are one point of
+/// it.
+template <class Measure>
+QPainterPath throughPositions(const Places<Measure> &places, int below, NewLine newLine)
+{
+    QPainterPath path;
+    for (int line = 0; line < places.LineCount() && places.Start(line) <= places.Length(); ++line) {
+        const int x = places.X(line), y = wrappingAdd(places.Top(line), below);
+        for (int position = places.Start(line); position <= places.End(line); ++position) {
+            const QPointF point(wrappingAdd(x, places.Along(line, position)), y);
+            if (position == 0 || (position == places.Start(line) && newLine == NewLine::Apart))
+                path.moveTo(point);
+            path.lineTo(point);
+        }
+    }
+    return path;
+}
+
+} // namespace text
