@@ -1,5 +1,6 @@
 #include "OPTextHelper.h"
 
+#include "OPImageTransformation.h"
 #include "support/Arithmetic.h"
 #include "text/Deformation.h"
 #include "text/LineBreaking.h"
@@ -407,6 +408,15 @@ RGBA32iImage OPTextHelper::CreateImage(QPainterPath &path, const QRectF &rect)
     if (m_horizontalStretch == 0 || m_verticalStretch == 0)
         return RGBA32iImage(text::widthOf(area), text::heightOf(area), false);
     return text::paint(path, area, m_color, m_renderHints);
+}
+
+RGBA32iImage OPTextHelper::TransformImage(const RGBA32iImage &image) const
+{
+    const QTransform t = LayerTransform(false);
+    const QRectF m = t.mapRect(QRectF(image.Rect()));
+    RGBA32iImage result(arithmetic::truncate(m.width()), arithmetic::truncate(m.height()), false);
+    ::TransformImage(image, t * QTransform::fromTranslate(-m.left(), -m.top()), result, QRect());
+    return result;
 }
 
 RGBA32iImage OPTextHelper::CreateImageByText(QPointF &position)

@@ -1,7 +1,31 @@
 #include "kit/Font.h"
+#include "kit/Picture.h"
 #include "kit/Test.h"
 
 #include "OPTextHelper.h"
+
+// Members of the class that only it may call, and that nothing of it calls: explicit instantiation may name them.
+template <class Tag, typename Tag::Type member>
+struct Open {
+    friend typename Tag::Type open(Tag) { return member; }
+};
+struct TransformImage {
+    using Type = RGBA32iImage (OPTextHelper::*)(const RGBA32iImage &) const;
+    friend Type open(TransformImage);
+};
+struct SelectionOutline {
+    using Type = QPainterPath (OPTextHelper::*)(const QPointF &, const QSize &, size_t) const;
+    friend Type open(SelectionOutline);
+};
+struct UnderLine {
+    using Type = QPainterPath (OPTextHelper::*)(const QPoint &, size_t, size_t) const;
+    friend Type open(UnderLine);
+};
+template struct Open<TransformImage, &OPTextHelper::TransformImage>;
+template struct Open<SelectionOutline, &OPTextHelper::CreateSelectionPath>;
+template struct Open<UnderLine, &OPTextHelper::GetUnderLine>;
+
+using kit::Picture;
 
 /// The text object with a font: what is expected is computed from the font's metrics.
 class TestText : public QObject {
@@ -23,6 +47,63 @@ class TestText : public QObject {
         text.SetText("aa bb cc dd\nee");
         text.GetTextRect();
         return text;
+    }
+
+    /// The outlines of "Hi" over "yo", a line below it, with the strokes at the corners of the block.
+    QPainterPath twoLinesOf(const QString &first, const QString &second, int left) const
+    {
+        QPainterPath path;
+        const int ascent = m_metrics.ascent(), height = ascent + m_metrics.descent();
+        path.addText(left, ascent, m_font, first);
+        path.addText(left, ascent + height, m_font, second);
+        const int right = std::max(width(first) + left, width(second)) + left; // the sum of the lines' places
+        for (const QPoint &stroke : { QPoint(std::min(left, 0), 0), QPoint(right, 2 * height) }) {
+            path.moveTo(stroke);
+            path.lineTo(stroke + QPoint(1, 0));
+        }
+        return path;
+    }
+
+    /// "Hi" over "yo" from @p left on, without a box.
+    OPTextHelper twoLines(int left = 0) const
+    {
+        OPTextHelper text(1e6f); // nothing is cut
+        text.SetFont(m_font);
+        text.SetText("Hi\nyo");
+        text.SetParagraphParameters({ { 1, left, 0, 0, 0, 0, true }, { 1, left, 0, 0, 0, 0, true } });
+        return text;
+    }
+
+    static QPainterPath polygons(const QPainterPath &path, const QTransform &transform)
+    {
+        QPainterPath result;
+        for (const QPolygonF &polygon : path.toSubpathPolygons(transform))
+            result.addPolygon(polygon);
+        return result;
+    }
+
+    static Picture painted(const QPainterPath &path, const QColor &color)
+    {
+        const QRect area = path.boundingRect().toRect();
+        QImage image(area.size(), QImage::Format_ARGB32);
+        image.fill(Qt::transparent);
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(color);
+        painter.setBrush(color);
+        painter.translate(-area.topLeft());
+        painter.drawPath(path);
+        Picture result(image.width(), image.height());
+        std::memcpy(static_cast<void *>(result.pixels.data()), image.constBits(), size_t(image.sizeInBytes()));
+        return result;
+    }
+
+    static bool isNear(const QPainterPath &a, const QPainterPath &b)
+    {
+        bool same = a.elementCount() == b.elementCount();
+        for (int i = 0; same && i < a.elementCount(); ++i)
+            same = (QPointF(a.elementAt(i)) - QPointF(b.elementAt(i))).manhattanLength() < 1e-9;
+        return same;
     }
 
 private Q_SLOTS:
@@ -145,6 +226,216 @@ private Q_SLOTS:
         text.SetLineAlignment(m_metrics, "abc", 4, point); // a line that has no entry yet
         QCOMPARE(point.x(), 0);
         QCOMPARE(text.GetAlignmentModes().size(), 5);
+    }
+
+    void pathOfText()
+    {
+        OPTextHelper text = twoLines(-30);
+        text.SetHorizontalStretch(50);
+        text.SetVerticalStretch(300);
+        text.SetTransform(QMatrix4x4(QTransform::fromScale(2, 1)));
+        QPainterPath expected = QTransform::fromScale(0.5, 3).map(twoLinesOf("Hi", "yo", -30));
+        expected.translate(-expected.boundingRect().topLeft());
+        QRectF rect, mapped;
+        QPointF untouched(7, 8);
+        const QPainterPath path = text.CreatePathByTextWithRect(rect, mapped, untouched);
+        QVERIFY(isNear(path, expected));
+        QCOMPARE(rect, expected.boundingRect());
+        QCOMPARE(mapped, QRectF(0, 0, 2 * rect.width(), rect.height()));
+        QCOMPARE(untouched, QPointF(7, 8));
+        QTransform back;
+        text.UnsetTransformOffset(back);
+        QCOMPARE(back.dx(), 15.0);
+        QPainterPath stretched = twoLinesOf("a", "b", 3);
+        text.StretchPath(stretched);
+        QCOMPARE(stretched, QTransform::fromScale(0.5, 3).map(twoLinesOf("a", "b", 3)));
+    }
+
+    /// Moved, enlarged and turned by a quarter; the strokes are gone from the first picture and show in the second.
+    void picturesOfText()
+    {
+        OPTextHelper text = twoLines(-30);
+        text.SetColor(QColor(200, 100, 50, 180));
+        text.SetRenderMode(2);
+        const QTransform t(0, 2, -2, 0, 11, 22);
+        text.SetTransform(QMatrix4x4(t));
+        QPainterPath path = twoLinesOf("Hi", "yo", -30);
+        const QRectF block = path.boundingRect();
+        const QPointF corner = t.mapRect(block).topLeft();
+        const QPainterPath marked = polygons(path, t * QTransform::fromTranslate(-corner.x(), -corner.y()));
+        QPainterPath clean = marked;
+        for (int i = clean.elementCount() - 4; i < clean.elementCount(); ++i)
+            clean.setElementPositionAt(i, clean.elementAt(0).x, clean.elementAt(0).y);
+        QPointF position;
+        const Picture first = Picture::of(text.CreateImageByText(position));
+        COMPARE_PICTURE(first, painted(clean, QColor(200, 100, 50, 180)));
+        // The corner moves by half the difference of the sizes, less the transform's own way and that to (-30, 0).
+        const QPointF half(block.width() / 2, block.height() / 2);
+        QCOMPARE(position, QPointF((half - t.map(half + QPointF(-30, 0))).toPoint()));
+        const Picture second = Picture::of(text.CreateImageByText(position));
+        COMPARE_PICTURE(second, painted(marked, QColor(200, 100, 50, 180)));
+
+        text.SetText(" \n "); // nothing to see
+        QCOMPARE(text.CreateImageByText(position).Rect(), QRect());
+        text.SetText("Hi\nyo");
+        text.SetHorizontalStretch(0);
+        QRectF rect, mapped;
+        path = text.CreatePathByTextWithRect(rect, mapped, position);
+        const RGBA32iImage empty = text.TransformAndCreateImage(path, QRectF(10, 20, 30, 5), position);
+        QCOMPARE(empty.Rect().size(), QSize(10, 60));
+        QCOMPARE(position, QPointF(11 - 50 - 10, 22 + 20 - 20)); // no offset: a stretch of 0 leaves the block at 0
+        QCOMPARE(Picture::of(empty).pixels, Picture(10, 60).pixels);
+        text.SetTransform(QMatrix4x4(QTransform::fromScale(3, 2)));
+        Picture source(2, 1, OPRGBA32i(1, 2, 3, 4));
+        source.at(1, 0) = OPRGBA32i(5, 6, 7, 8);
+        const Picture larger = Picture::of((text.*open(TransformImage()))(source.image(false)));
+        QCOMPARE(larger.rect(), QRect(0, 0, 6, 2));
+        QCOMPARE(larger.at(2, 1), source.at(0, 0));
+        QCOMPARE(larger.at(3, 1), source.at(1, 0));
+    }
+
+    /// Wave and shear of the path, by their formulas; and of the caret, which follows it.
+    void deforms()
+    {
+        for (const bool vertical : { false, true }) {
+            OPTextHelper text = twoLines();
+            QRectF rect, mapped;
+            QPointF position;
+            QPainterPath expected = polygons(text.CreatePathByTextWithRect(rect, mapped, position), QTransform());
+            text.SetStyle(1);
+            text.SetOrientation(vertical);
+            text.SetBend(60);
+            text.SetHDistortion(40);
+            text.SetVDistortion(-20);
+            const QRectF plain = rect;
+            const QRect block = rect.toRect();
+            const double height = 0.6 * ((vertical ? block.width() : block.height()) / 4); // two lines
+            const double half = (vertical ? block.height() : block.width()) / 2;
+            const QPointF centre = rect.center(), origin = block.center();
+            const auto deform = [&](QPainterPath &path) {
+                for (int i = 0; i < path.elementCount(); ++i) {
+                    QPointF p = path.elementAt(i);
+                    if (vertical)
+                        p.rx() -= std::sin((p.y() - origin.y()) * (M_PI / half)) * height;
+                    else
+                        p.ry() -= std::sin((p.x() - origin.x()) * (M_PI / half)) * height;
+                    const QPointF d = p - centre;
+                    p.ry() += double(0.4f) * d.x() * (d.y() / double(float(plain.width() / 2)));
+                    p.rx() += double(-0.2f) * d.y() * (d.x() / double(float(plain.height() / 2)));
+                    path.setElementPositionAt(i, p.x(), p.y());
+                }
+            };
+            deform(expected);
+            QPainterPath path;
+            text.CreatePathByTextWithDeformationWithRect(path, rect, mapped, position);
+            QVERIFY(isNear(path, expected));
+            QCOMPARE(rect, expected.boundingRect());
+            QCOMPARE(position, QPointF(int(rect.left()), int(rect.top())));
+
+            QPainterPath caret;
+            caret.moveTo(width("H"), m_metrics.ascent() + m_metrics.descent());
+            caret.lineTo(width("H"), 0);
+            deform(caret);
+            QVERIFY(isNear(text.GetVerticalLine(QPoint(), 1, 0), caret));
+            text.SetStyle(2); // the text alone
+            QCOMPARE(text.GetVerticalLine(QPoint(), 1, 0).elementAt(1).x, double(width("H")));
+        }
+    }
+
+    void drawsOver()
+    {
+        OPTextHelper text = twoLines(4);
+        text.SetHorizontalStretch(200);
+        const QPainterPath places = text.GetCharPath(QPoint(10, 20));
+        const int line = m_metrics.ascent() + m_metrics.descent();
+        const QVector<QPointF> expected { { 4.0, line / 2 + 0.0 }, { 4.0 + width("H"), line / 2 + 0.0 },
+            { 4.0 + width("Hi"), line / 2 + 0.0 }, { 4.0, line / 2 + line + 0.0 },
+            { 4.0 + width("y"), line / 2 + line + 0.0 }, { 4.0 + width("yo"), line / 2 + line + 0.0 } };
+        QCOMPARE(places.elementCount(), 6); // one for each position
+        for (int i = 0; i < 6; ++i) {
+            QCOMPARE(QPointF(places.elementAt(i)), QPointF(expected[i].x() * 2 + 10, expected[i].y() + 20));
+            QCOMPARE(text.FindSelectedChar(QPoint(10, 20), QPointF(places.elementAt(i)).toPoint() + QPoint(1, 3)), i);
+        }
+        text.SetText("WW");
+        QCOMPARE(text.FindSelectedChar({}, { 8 + width("W"), 0 }), 0); // the middle of the first character: the first
+        QCOMPARE(text.GetUnderLine().boundingRect(), QRectF(8, m_metrics.ascent(), 2 * width("WW"), 0));
+        QCOMPARE(text.GetVerticalLine({}, -1, 0).boundingRect(), QRectF(8 + 2 * width("WW"), 0, 0, line));
+        QVERIFY(text.GetVerticalLine({}, 3, 0).isEmpty());
+        QCOMPARE(text.GetSelectionRect(2, 1).boundingRect(), QRectF(8 + 2 * width("W"), 0, 2 * width("W"), line));
+        QCOMPARE(text.GetSelectionRect(1, 99).boundingRect(), QRectF(8 + 2 * width("W"), 0, 2 * width("W"), line));
+        QVERIFY(text.GetSelectionRect(-1, 5).isEmpty());
+        QCOMPARE(text.GetStartEndPositions(), qMakePair(1, 99));
+        QCOMPARE(text.GetTextArea(QRect(1, 2, 3, 4)).boundingRect(), QRectF(2, 2, 6, 4));
+        QPointF position(7, 8);
+        QCOMPARE(text.CreateSelectionAndDeformationPath(position, 1, 1).boundingRect().width(), 1.0 * width("W"));
+        QVERIFY(text.CreateSelectionAndDeformationPath(position, 1, 0).isEmpty() && position == QPointF(7, 8));
+        QVERIFY(text.GetCenteringMark().isEmpty() == (line < 20));
+
+        const QPainterPath outline = (text.*open(SelectionOutline()))(QPointF(1, 2), QSize(10, 5), 2);
+        const QPointF corners[] = { { 1, 2 }, { 6, 2 }, { 11, 5 }, { 6, 12 }, { 1, 7 } };
+        for (int i = 0; i < 5; ++i)
+            QCOMPARE(QPointF(outline.elementAt(i)), corners[i]);
+        QVERIFY((text.*open(SelectionOutline()))(QPointF(), QSize(9, 9), size_t(1) << 40).elementCount() < 1 << 23);
+        QCOMPARE((text.*open(UnderLine()))(QPoint(3, 0), 1, size_t(-1)).elementCount(), 2);
+    }
+
+    /// Nothing crashes or goes on for ever, whatever is set and asked. Paths are not cut: that takes time, and tst_shapes
+    /// has it.
+    void survives()
+    {
+        const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+        const QString texts[] = { "", "  \n \n",
+            QString::fromUtf8("\U0001F600a\u0301\u0301 \u05e9\u05dc\u05d5\u05dd\tx"), QString(300, 'w'),
+            QString(QChar(0xDC00)) + QChar(0x9c) + "a" };
+        const QRect areas[] = { {}, { 0, 0, 1, 50 }, { 0, 0, 40, INT_MAX },
+            { QPoint(INT_MIN, 0), QPoint(INT_MAX, 9) } };
+        const int numbers[] = { 0, -7, INT_MIN, INT_MAX };
+        const QTransform transforms[] = { QTransform(0, 0, 0, 0, 5, 5), QTransform(nan, 1, 1, inf, nan, 0),
+            QTransform(1, 0, 1e-3, 0, 1, 1e-3, 0, 0, 1), QTransform::fromScale(1e30, 1e-30) };
+        QRandomGenerator random = kit::random();
+        const auto any = [&random](const auto &list) { return list[random.bounded(int(std::size(list)))]; };
+        for (int n = 0; n < 60; ++n) {
+            OPTextHelper text(any(QVector<float> { 1e9f, 0, -1, float(nan) }));
+            text.SetTextArea(any(areas));
+            QFont font = any(QVector<QFont> { m_font, QFont("No such font") });
+            text.SetFont(font);
+            QList<TextParagraphParams> entries;
+            for (int i = random.bounded(4); i > 0; --i)
+                entries << TextParagraphParams { random.bounded(5), any(numbers), any(numbers), any(numbers),
+                    any(numbers), any(numbers), true };
+            text.SetParagraphParameters(entries);
+            text.SetLineSpacing(any(numbers));
+            text.SetHorizontalStretch(n % 2 ? 100 : any(numbers));
+            text.SetVerticalStretch(n % 3 ? 100 : any(numbers));
+            text.SetStyle(random.bounded(3));
+            text.SetBend(any(QVector<double> { 50, nan, inf, -1e300 }));
+            text.SetHDistortion(any(QVector<double> { 10, nan, 1e300 }));
+            text.SetText(any(texts));
+            QRectF rect, mapped;
+            QPointF position;
+            QPainterPath path;
+            text.CreatePathByTextWithDeformationWithRect(path, rect, mapped, position);
+            for (const int start : { INT_MIN, -2, 0, 3, INT_MAX })
+                for (const int end : { -3, 2, INT_MAX }) {
+                    text.GetSelectionRect(start, end);
+                    text.GetSelectedLines();
+                    text.GetVerticalLine({}, start, end);
+                    text.CreateSelectionAndDeformationPath(position, start, end);
+                    QVERIFY(text.GetLineByPosition(text.GetPositionWithWrap(start), true) >= 0);
+                    text.GetPositionWithoutWrap(end, "");
+                }
+            text.GetUnderLine();
+            text.GetCenteringMark();
+            text.GetTextArea(any(areas));
+            text.SetAlignmentMode({ 7, -1, INT_MAX });
+            const QPoint far = any(QVector<QPoint> { { 3, 4 }, { INT_MIN, INT_MAX } });
+            QVERIFY(text.FindSelectedChar(far, far) <= text.GetText().length() * 2);
+            text.SetTransform(QMatrix4x4(any(transforms)));
+            try {
+                text.CreateImageByTextWithSelectionAndDeformation(position, 0, 1);
+            } catch (const std::bad_alloc &) { // for a picture too large
+            }
+        }
     }
 };
 
