@@ -50,23 +50,6 @@ double disc(double x, double y, QPointF centre, double radius)
     return std::clamp(radius + 0.5 - std::hypot(x + 0.5 - centre.x(), y + 0.5 - centre.y()), 0.0, 1.0);
 }
 
-/// Blurs with a bar in the terminal that follows the filter's own signals.
-template <class Run>
-auto withProgress(OPGaussianBlurProcessing &filter, const char *label, const std::atomic<bool> &stop, Run run)
-{
-    ProgressBar bar(label);
-    QObject::connect(
-        &filter, &OPAdjustmentProcessing::RangeChanged, &filter, [&bar](int, int maximum) { bar.setRange(maximum); },
-        Qt::DirectConnection);
-    QObject::connect(
-        &filter, &OPAdjustmentProcessing::ProgressChanged, &filter, [&bar](int value) { bar.setValue(value); },
-        Qt::DirectConnection);
-    auto result = run();
-    if (stop)
-        throw Stopped();
-    return result;
-}
-
 } // namespace
 
 Document::Document(const QImage &photo, const std::atomic<bool> &stop)

@@ -1,5 +1,10 @@
 #pragma once
 
+#include "Failure.h"
+
+#include <OPAdjustmentProcessing.h>
+
+#include <atomic>
 #include <mutex>
 #include <string>
 
@@ -26,5 +31,22 @@ private:
     int m_maximum = 0;
     int m_percent = -1; ///< the last one shown
 };
+
+/// Returns what @p run does, under a bar that follows the signals of @p filter. Throws Stopped where @p stop is set.
+template <class Run>
+auto withProgress(OPAdjustmentProcessing &filter, const std::string &label, const std::atomic<bool> &stop, Run run)
+{
+    ProgressBar bar(label);
+    QObject::connect(
+        &filter, &OPAdjustmentProcessing::RangeChanged, &filter, [&bar](int, int maximum) { bar.setRange(maximum); },
+        Qt::DirectConnection);
+    QObject::connect(
+        &filter, &OPAdjustmentProcessing::ProgressChanged, &filter, [&bar](int value) { bar.setValue(value); },
+        Qt::DirectConnection);
+    auto result = run();
+    if (stop)
+        throw Stopped();
+    return result;
+}
 
 } // namespace tour

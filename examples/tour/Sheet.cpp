@@ -28,30 +28,34 @@ Sheet::Cell cell(const QString &name, const RGBA32iImage &picture, const QSize &
     return { name, {}, preview(picture, size) };
 }
 
+Sheet::Cell timedCell(
+    const catalogue::Operation &operation, const QSize &size, const std::function<RGBA32iImage()> &make)
+{
+    QElapsedTimer timer;
+    timer.start();
+    const RGBA32iImage picture = make();
+    const double milliseconds = double(timer.nsecsElapsed()) / 1e6;
+    return { QString::fromStdString(operation.name), QString::fromStdString(operation.variants.front().name),
+        preview(picture, size), milliseconds };
+}
+
 void addOperations(
     Sheet &sheet, catalogue::Kind kind, const QImage &below, const QImage &above, const std::atomic<bool> &stop)
 {
     const auto image = [](const QImage &picture) { return ConvertImage<QImage, RGBA32iImage>(picture); };
     const catalogue::Watch watch { stop, [](int) {}, [] {} };
     for (const catalogue::Operation &operation : catalogue::operations(kind)) {
-        const catalogue::Variant &variant = operation.variants.front();
         catalogue::Input input;
         input.image = image(below);
         if (!above.isNull())
             input.upper = image(above);
-        QElapsedTimer timer;
-        timer.start();
-        const RGBA32iImage result = variant.run(input, watch);
-        const double milliseconds = double(timer.nsecsElapsed()) / 1e6;
+        Sheet::Cell made = timedCell(operation, cellSize, [&] { return operation.variants.front().run(input, watch); });
         if (stop)
             throw Stopped();
-        Sheet::Cell made = cell(QString::fromStdString(operation.name), result);
         if (kind == catalogue::Kind::Mode)
             made.name.prepend(QString("%1 ").arg(int(operation.mode)));
         if (operation.mode == KXCompositionMode::FillUnmasked)
             made.name += ", through a mask";
-        made.details = QString::fromStdString(variant.name);
-        made.milliseconds = milliseconds;
         sheet.cells << made;
     }
 }

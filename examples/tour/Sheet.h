@@ -8,6 +8,7 @@
 #include <QtGui/QImage>
 
 #include <atomic>
+#include <functional>
 
 namespace tour {
 
@@ -35,6 +36,10 @@ QImage cellOf(const QImage &photo, int magnification = 1);
 
 /// @p picture, averaged down to @p size.
 Sheet::Cell cell(const QString &name, const RGBA32iImage &picture, const QSize &size = cellSize);
+
+/// What @p make returns, averaged down to @p size, with the operation's name, its first variant, and the time it took.
+Sheet::Cell timedCell(
+    const catalogue::Operation &operation, const QSize &size, const std::function<RGBA32iImage()> &make);
 
 /// Every operation of @p kind once, as its first variant, on @p below and, for modes, under @p above. The pictures are
 /// added to @p sheet. Throws Stopped when @p stop is set.
