@@ -4,7 +4,7 @@
 #include "Scene.h"
 #include "Suite.h"
 
-#include "kit/PlainInpainting.h"
+#include "catalogue/PlainInpainting.h"
 
 #include <algorithm>
 #include <optional>
@@ -102,14 +102,15 @@ void addRepair(Suite &suite, const std::string &suffix, double ratio, int repeti
 void addRetouching(Suite &suite)
 {
     addInpainting<OPInpaint>(suite, "", 4, 5, [](OPInpaint &engine) { engine(0); });
-    addInpainting<kit::PlainInpaint>(suite, plainForm, 0, 2, [](kit::PlainInpaint &engine) { engine.run(); });
+    addInpainting<catalogue::PlainInpaint>(
+        suite, plainForm, 0, 2, [](catalogue::PlainInpaint &engine) { engine.run(); });
     addRepair<OPInpaintIterative>(suite, "", 4, 5, [](OPInpaintIterative &engine, int stage) {
         while (OPInpaintIterative::GetIteration() != stage)
             engine.NextIteration();
         engine();
     });
-    addRepair<kit::PlainInpaintIterative>(
-        suite, plainForm, 0, 2, [](kit::PlainInpaintIterative &engine, int stage) { engine.run(stage); });
+    addRepair<catalogue::PlainInpaintIterative>(
+        suite, plainForm, 0, 2, [](catalogue::PlainInpaintIterative &engine, int stage) { engine.run(stage); });
 }
 
 } // namespace bench

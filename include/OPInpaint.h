@@ -65,7 +65,7 @@ public:
     void operator()(int);
 
 private:
-    friend struct OPInpaintInside; ///< for tests: gives them what is private
+    friend class TestInpaint; ///< to which what is private is of interest too
 
     static constexpr qint32 neighbourhoodRadius = 3; ///< of @c inpaint
 

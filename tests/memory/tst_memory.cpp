@@ -5,6 +5,8 @@
 #include "OPColorTransformStack.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPImageUtils.h"
+#include "OPInpaint.h"
+#include "OPInpaintIterative.h"
 #include "OPRGBA32ColorProfileTransform.h"
 #include "OPTransformImageColors.h"
 
@@ -292,6 +294,12 @@ const struct {
     { "box", [](Scene &s) { blur<OPBoxBlurProcessing>(s, false); } },
     { "box of a selection", [](Scene &s) { blur<OPBoxBlurProcessing>(s, true); } },
     { "box that grows", [](Scene &s) { OPBoxBlurProcessing(s.cancel).runEx(s.Blurring<OPBoxBlurProcessing>(false)); } },
+    { "inpaint",
+        [](Scene &s) {
+            OPInpaint fill(s.sharing);
+            fill(0);
+        } },
+    { "find what to repair", [](Scene &s) { OPInpaintIterative(s.flatTarget, s.mask, s.rect, s.rect); } },
     { "grey", [](Scene &s) { OPToGrayScaleImage()(s.flatTarget), OPToGrayScaleImage()(s.sharing); } },
     { "write a row", writeLine<OPImageUtils::HorizontalDirection<QImage>> },
     { "write a column", writeLine<OPImageUtils::VerticalDirection<QImage>> },

@@ -1,19 +1,7 @@
 #include "OPInpaintIterative.h"
 
+#include "catalogue/PlainInpainting.h"
 #include "kit/Picture.h"
-#include "kit/PlainInpainting.h"
-
-/// What is private in OPInpaintIterative.
-struct OPInpaintIterativeInside {
-    static const RGBA32iImage &frontier(const OPInpaintIterative &o) { return o.frontier; }
-    static QRect workRect(const OPInpaintIterative &o) { return o.workRect; }
-    static RGBA32iImage gradient(const OPInpaintIterative &o, const RGBA32iImage &mask, const QRect &rect)
-    {
-        return o.Gradient(mask, rect);
-    }
-};
-
-using Inside = OPInpaintIterativeInside;
 
 namespace {
 
@@ -103,19 +91,18 @@ private Q_SLOTS:
             const auto edge = [&](int reach) { return random.bounded(4) ? 0 : random.bounded(-reach, reach + 1); };
             const QRect inMask = mask.Rect().adjusted(edge(3), edge(3), edge(3), edge(3));
             const QRect inImage = inMask.translated(isShifted ? edge(3) : 0, isShifted ? edge(3) : 0);
-            kit::PlainInpaintIterative plain(plainImage, plainMask, inImage, inMask);
+            catalogue::PlainInpaintIterative plain(plainImage, plainMask, inImage, inMask);
             OPInpaintIterative sweep(image, mask, inImage, inMask);
             const int mainStage = random.bounded(1, 4);
             for (int n = 0; n < 12; ++n) {
                 const Stage stage(random.bounded(5) ? mainStage : random.bounded(1, 4));
                 const bool changes = plain.run(OPInpaintIterative::GetIteration());
                 const QByteArray where = "round " + QByteArray::number(round);
-                QVERIFY2(sweep() == changes && Inside::workRect(sweep) == plain.workRect, where);
+                QVERIFY2(sweep() == changes && sweep.workRect == plain.workRect, where);
                 VERIFY_SAME_AT(kit::difference(kit::Picture::of(mask), kit::Picture::of(plainMask)), where);
                 VERIFY_SAME_AT(kit::difference(kit::Picture::of(image), kit::Picture::of(plainImage)), where);
                 VERIFY_SAME_AT(
-                    kit::difference(kit::Picture::of(Inside::frontier(sweep)), kit::Picture::of(plain.frontier)),
-                    where);
+                    kit::difference(kit::Picture::of(sweep.frontier), kit::Picture::of(plain.frontier)), where);
                 repaired += changes;
             }
         }
@@ -222,26 +209,26 @@ private Q_SLOTS:
         const OPInpaintIterative sweep(image, mask, mask.Rect(), mask.Rect());
         const int expected[] = { 42, 30, 42, 30, 0, 30, 42, 30, 42 }; // 30 * sqrt(2) at the corners
         for (int i = 0; i < 9; ++i)
-            QCOMPARE(Inside::frontier(sweep).GetColor(1 + i % 3, 1 + i / 3).word, unsigned(expected[i]) << 24);
+            QCOMPARE(sweep.frontier.GetColor(1 + i % 3, 1 + i / 3).word, unsigned(expected[i]) << 24);
         // Outside of the rectangle counts as 0: a region that reaches its border has a slope there.
         mask.Fill(OPRGBA32i(0xFF000000u));
-        QCOMPARE(alphas(Inside::gradient(sweep, mask, QRect(1, 1, 9, 3))), QString("...../.####/.#..#/.####/....."));
-        QCOMPARE(alphas(Inside::gradient(sweep, mask, QRect(9, 9, 3, 3))), QString("...../...../...../...../....."));
+        QCOMPARE(alphas(sweep.Gradient(mask, QRect(1, 1, 9, 3))), QString("...../.####/.#..#/.####/....."));
+        QCOMPARE(alphas(sweep.Gradient(mask, QRect(9, 9, 3, 3))), QString("...../...../...../...../....."));
     }
 
     void whatASweepSays()
     {
         RGBA32iImage image(6, 5, false), mask = drawn("....../....../######/....../......");
         OPInpaintIterative sweep(image, mask, mask.Rect(), mask.Rect());
-        QVERIFY(sweep() && Inside::workRect(sweep) == QRect(0, 1, 6, 3)); // known pixels were taken off
+        QVERIFY(sweep() && sweep.workRect == QRect(0, 1, 6, 3)); // known pixels were taken off
         QVERIFY(!sweep()); // the line stays on the frontier, and counts for the bounds alone
-        QCOMPARE(Inside::workRect(sweep), QRect(0, 2, 6, 1));
+        QCOMPARE(sweep.workRect, QRect(0, 2, 6, 1));
         const Stage stage(2);
         QVERIFY(!sweep()); // at its end, also where another stage would do something
         RGBA32iImage dot = drawn("....../....../..#.../....../......");
         OPInpaintIterative first(image, dot, dot.Rect(), dot.Rect()), second = first, third = std::move(second);
         QVERIFY(first() && !third()); // they share what is on the frontier
-        QVERIFY(Inside::workRect(third).isNull() && !third());
+        QVERIFY(third.workRect.isNull() && !third());
     }
 
     void badInput()
@@ -266,7 +253,7 @@ private Q_SLOTS:
         for (RGBA32iImage *const each : { &image, &tiled, &none }) {
             const Stage stage(3);
             OPInpaintIterative sweep(*each, mask, mask.Rect(), mask.Rect());
-            QVERIFY(!sweep() && !sweep() && Inside::workRect(sweep).isNull());
+            QVERIFY(!sweep() && !sweep() && sweep.workRect.isNull());
             OPInpaintIterative(image, mask, all, mask.Rect())(); // places beyond all numbers
             QCOMPARE(mask.GetColor(0, 0).a, 255);
         }

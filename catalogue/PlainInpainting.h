@@ -11,7 +11,7 @@
 
 /// Both inpainting engines as they are told, pixel by pixel through QImage::pixel and KXImage::GetColor: what the
 /// library's are compared with, and what they are measured against.
-namespace kit {
+namespace catalogue {
 
 class PlainInpaint {
 public:
@@ -236,4 +236,4 @@ private:
     }
 };
 
-} // namespace kit
+} // namespace catalogue
