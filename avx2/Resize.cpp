@@ -29,8 +29,8 @@ __m256i pixelSums(const OPRGBA32i *samples, const short *coefficients, int count
     return sums;
 }
 
-/// Eight pixels of a row that is made of @p count rows.
-void resizeEight(const OPRGBA32i *source, qptrdiff stride, OPRGBA32i *destination, const short *coefficients, int count)
+/// Eight pixels, from @p x on, of a row that is made of @p count rows.
+void resizeEight(const OPRGBA32i *const *rows, int x, OPRGBA32i *destination, const short *coefficients, int count)
 {
     const __m256i zero = _mm256_setzero_si256();
     __m256i sums[4];
@@ -44,32 +44,28 @@ void resizeEight(const OPRGBA32i *source, qptrdiff stride, OPRGBA32i *destinatio
         sums[3] = _mm256_add_epi32(sums[3], _mm256_madd_epi16(_mm256_unpackhi_epi8(high, zero), pair));
     };
     int k = 0;
-    for (; k + 2 <= count; k += 2, source += 2 * stride)
-        add(vectors::load(source), vectors::load(source + stride),
+    for (; k + 2 <= count; k += 2)
+        add(vectors::load(rows[k] + x), vectors::load(rows[k + 1] + x),
             _mm256_broadcastsi128_si256(lines::tapPair(coefficients + k)));
     if (k < count)
-        add(vectors::load(source), zero, _mm256_set1_epi16(coefficients[k]));
+        add(vectors::load(rows[k] + x), zero, _mm256_set1_epi16(coefficients[k]));
     const auto words = [&](int i) {
         return _mm256_packs_epi32(
             _mm256_srai_epi32(sums[i], lines::fractionBits), _mm256_srai_epi32(sums[i + 1], lines::fractionBits));
     };
-    vectors::store(destination, _mm256_packus_epi16(words(0), words(2)));
+    vectors::store(destination + x, _mm256_packus_epi16(words(0), words(2)));
 }
 
 } // namespace
 
-KXCORE_KERNEL void ResizeRowAVX2(const OPRGBA32i *source, int sourceLength, OPRGBA32i *destination, int length,
+KXCORE_KERNEL void ResizeRowAVX2(const OPRGBA32i *source, OPRGBA32i *destination, int length, int paddedLength,
     const transform::ResizeTaps *taps, const short *coefficients)
 {
     const auto sums = [&](int i) {
         return pixelSums(source + taps[i].firstSample, coefficients + taps[i].firstCoefficient, taps[i].count);
     };
-    // Samples are taken by fours, beyond the last one under coefficients of 0; but none beyond the row.
-    const auto fits = [&](int i) {
-        return transform::paddedTaps(size_t(taps[i].count)) <= size_t(sourceLength - taps[i].firstSample);
-    };
     int i = 0;
-    for (; i + 4 <= length && fits(i) && fits(i + 1) && fits(i + 2) && fits(i + 3); i += 4) {
+    for (; i + 4 <= std::min(length, paddedLength); i += 4) {
         const __m256i first = _mm256_hadd_epi32(sums(i), sums(i + 1)),
                       last = _mm256_hadd_epi32(sums(i + 2), sums(i + 3));
         const __m256i words = _mm256_packs_epi32(
@@ -78,16 +74,14 @@ KXCORE_KERNEL void ResizeRowAVX2(const OPRGBA32i *source, int sourceLength, OPRG
         _mm_storeu_si128(reinterpret_cast<__m128i *>(destination + i),
             _mm_unpacklo_epi16(_mm256_castsi256_si128(bytes), _mm256_extracti128_si256(bytes, 1)));
     }
-    transform::resizeRow(source, destination + i, length - i, taps + i, coefficients);
+    transform::resizeRow(source, destination + i, length - i, 0, taps + i, coefficients);
 }
 
 KXCORE_KERNEL void ResizeColumnsAVX2(
-    const OPRGBA32i *source, qptrdiff stride, OPRGBA32i *destination, int width, const short *coefficients, int count)
+    const OPRGBA32i *const *rows, OPRGBA32i *destination, int width, const short *coefficients, int count)
 {
     if (width < 8)
-        return transform::resizeColumns(source, stride, destination, width, coefficients, count);
-    for (int i = 0; i < width; i += 8) { // the last eight end with the row
-        const int x = std::min(i, width - 8);
-        resizeEight(source + x, stride, destination + x, coefficients, count);
-    }
+        return transform::resizeColumns(rows, destination, width, coefficients, count);
+    for (int x = 0; x < width; x += 8) // the last eight end with the row
+        resizeEight(rows, std::min(x, width - 8), destination, coefficients, count);
 }

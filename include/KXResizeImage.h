@@ -13,7 +13,7 @@ enum KXResizeType : int {
     KXResizeLanczos3 = 1 ///< weights with three lobes on each side, in a window of 6; hard edges overshoot a little
 };
 
-/// Resizes all of @p source to the size that @p destination has: along rows into an image between the two, then along
+/// Resizes all of @p source to the size that @p destination has: along rows into a picture between the two, then along
 /// columns. No position, part or transformation can be chosen.
 ///
 /// Units    Weights are computed in single precision for each column and each row of the result, and kept as 16-bit
@@ -29,12 +29,13 @@ enum KXResizeType : int {
 ///          **which all its copies share**. It may be the source, or share pixels with it.
 /// Errors   False, with nothing changed, where an image has no area and for any other @p type. A std::exception,
 ///          std::bad_alloc among them, is logged as "[src/transform/KXResize:line] Unexpected exception text" and gives
-///          false; the rows that were finished by then stay. A source has rows of less than 2^30 pixels; a debug build
-///          asserts it.
-/// Threads  Each pass runs on the global pool with a worker per processor and is waited for. With a single processor it
-///          runs on the calling thread. The pixels are the same.
+///          false; what was finished by then stays. A source has rows of less than 2^30 pixels; a debug build asserts
+///          it.
+/// Threads  Runs on the global pool with a worker per processor, and waits. With a single processor it runs on the
+///          calling thread. The pixels are the same.
 /// Owner    Borrows both images for the call. Profile, resolution and whatever else is not pixels stay as they are.
-/// Cost     For each pixel of the image between, as wide as the destination and as high as the source, and for each of
-///          the destination: a multiplication per channel and sample, so many samples as the window has, about 6 (or 1)
-///          times the factor of a reduction. Memory for the image between.
+/// Cost     For each pixel of the picture between, as wide as the destination and as high as the source, and for each
+///          of the destination: a multiplication per channel and sample; there are about 6 samples (with a box 1), or
+///          so many times the factor of a reduction. A worker holds only those rows of the picture between that one
+///          row of the result is made of, or up to twice as many.
 KX_EXPORT bool KXResizeImage(const RGBA32iImage &source, RGBA32iImage &destination, KXResizeType type);

@@ -50,16 +50,18 @@ struct Taps {
     std::vector<short> values;
 };
 
-/// The pixel of @p count taps over samples that lie @p step pixels apart.
-inline OPRGBA32i convolvePixel(const OPRGBA32i *sample, qptrdiff step, const short *taps, std::size_t count)
+/// The pixel of @p count taps, where the sample at sampleUnder(i) lies under tap i.
+template <class SampleUnder>
+OPRGBA32i convolvePixel(const SampleUnder &sampleUnder, const short *taps, std::size_t count)
 {
     unsigned b = roundingTerm, g = b, r = b, a = b;
-    for (std::size_t i = 0; i < count; ++i, sample += step) {
+    for (std::size_t i = 0; i < count; ++i) {
+        const OPRGBA32i sample = *sampleUnder(i);
         const unsigned factor = unsigned(int(taps[i]));
-        b += sample->b * factor;
-        g += sample->g * factor;
-        r += sample->r * factor;
-        a += sample->a * factor;
+        b += sample.b * factor;
+        g += sample.g * factor;
+        r += sample.r * factor;
+        a += sample.a * factor;
     }
     const auto channel = [](unsigned sum) {
         return static_cast<unsigned char>(arithmetic::clamp8(int(sum) >> fractionBits));
@@ -71,7 +73,7 @@ inline OPRGBA32i convolvePixel(const OPRGBA32i *sample, qptrdiff step, const sho
 inline void convolvePixels(const OPRGBA32i *in, OPRGBA32i *out, int first, int length, const std::vector<short> &taps)
 {
     for (int i = first; i < length; ++i)
-        out[i] = convolvePixel(in + i, 1, taps.data(), taps.size());
+        out[i] = convolvePixel([=](std::size_t j) { return in + i + j; }, taps.data(), taps.size());
 }
 
 #ifdef __SSE2__
@@ -115,16 +117,18 @@ private:
     static __m128i half() { return _mm_set1_epi32(roundingTerm); }
 };
 
-/// Four pixels from taps over samples that lie @p step pixels apart.
-inline void convolveFour(const OPRGBA32i *samples, qptrdiff step, OPRGBA32i *out, const short *taps, std::size_t count)
+/// Four pixels of @p count taps, where four samples from sampleUnder(i) on lie under tap i.
+template <class SampleUnder>
+void convolveFour(const SampleUnder &sampleUnder, OPRGBA32i *out, const short *taps, std::size_t count)
 {
-    const auto load = [](const OPRGBA32i *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); };
+    const auto load = [&sampleUnder](
+                          std::size_t i) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(sampleUnder(i))); };
     FourPixelSums sums;
     std::size_t i = 0;
-    for (; i + 2 <= count; i += 2, samples += 2 * step)
-        sums.Add(load(samples), load(samples + step), tapPair(taps + i));
+    for (; i + 2 <= count; i += 2)
+        sums.Add(load(i), load(i + 1), tapPair(taps + i));
     if (i < count)
-        sums.Add(load(samples), _mm_setzero_si128(), _mm_set1_epi16(taps[i]));
+        sums.Add(load(i), _mm_setzero_si128(), _mm_set1_epi16(taps[i]));
     _mm_storeu_si128(reinterpret_cast<__m128i *>(out), sums.Pixels());
 }
 
@@ -132,7 +136,7 @@ inline void convolve(const OPRGBA32i *in, OPRGBA32i *out, int length, const std:
 {
     int i = 0;
     for (; i + 4 <= length; i += 4)
-        convolveFour(in + i, 1, out + i, taps.data(), taps.size());
+        convolveFour([=](std::size_t j) { return in + i + j; }, out + i, taps.data(), taps.size());
     convolvePixels(in, out, i, length, taps);
 }
 #else

@@ -91,12 +91,11 @@ KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied, const unsigned 
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveColumns, unsigned *pixels, qptrdiff stride, int columns, int rows,
     const std::vector<short> &taps, int straightRows)
 
-// Resizing: see src/transform/ResizeLines.h. The first makes length pixels of a row from one of sourceLength; the second
-// width pixels of a row from count rows, stride pixels apart.
-KX_KERNEL(ResizeRowAVX2, const OPRGBA32i *source, int sourceLength, OPRGBA32i *destination, int length,
+// Resizing, as the functions in src/transform/ResizeLines.h: of a row, and of columns.
+KX_KERNEL(ResizeRowAVX2, const OPRGBA32i *source, OPRGBA32i *destination, int length, int paddedLength,
     const transform::ResizeTaps *taps, const short *coefficients)
-KX_KERNEL(ResizeColumnsAVX2, const OPRGBA32i *source, qptrdiff stride, OPRGBA32i *destination, int width,
-    const short *coefficients, int count)
+KX_KERNEL(ResizeColumnsAVX2, const OPRGBA32i *const *rows, OPRGBA32i *destination, int width, const short *coefficients,
+    int count)
 
 // Noise. The first makes the next 624 words of a Mersenne Twister from its state, which moves on; the next two are
 // adjustments, as below. The last lays count pixels over others as OPBlend::OPSourceOver does.

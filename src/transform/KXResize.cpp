@@ -16,72 +16,120 @@ using transform::ResizeFilter, transform::ResizeTable, transform::ResizeTaps;
 kernels::Slot rowKernel { KX_SYMBOL(ResizeRowAVX2) };
 kernels::Slot columnsKernel { KX_SYMBOL(ResizeColumnsAVX2) };
 
-/// A worker makes this many rows of a column pass at a time. Neighbouring rows are made of almost the same ones.
-constexpr int bandRows = 16;
-/// And this many columns of them, so that the rows that they are made of stay in a cache.
-constexpr int stripColumns = 512;
+/// What a resizing works on: both images, and the tables of the pass along rows and of that along columns.
+///
+/// The destination is made in parts. Of the picture between, which is as wide as the destination and as high as the
+/// source, there are only the rows that one row of a part is made of.
+struct Job {
+    Job(const RGBA32iImage &from, RGBA32iImage &to, const ResizeFilter &filter)
+        : source(from)
+        , destination(to)
+        , across(from.Width(), to.Width(), filter)
+        , down(from.Height(), to.Height(), filter)
+    {
+        const auto hasLess = [](const ResizeTaps &a, const ResizeTaps &b) { return a.count < b.count; };
+        const int most = std::max_element(down.taps.begin(), down.taps.end(), hasLess)->count;
+        while (heldRows < most)
+            heldRows *= 2;
+        // They stay in the cache of a processor. What two parts make both is at most an eighth of what they make.
+        partColumns = int(std::min(std::max(65536 / heldRows, qint64(512)), qint64(to.Width())));
+        partRows = int(std::clamp(8 * heldRows * to.Height() / from.Height(), qint64(1), qint64(to.Height())));
+        partsAcross = (to.Width() - 1) / partColumns + 1;
+        partsDown = (to.Height() - 1) / partRows + 1;
+    }
 
-int workerCount() { return workers::forConvolution(workers::ideal()); }
+    const RGBA32iImage &source;
+    RGBA32iImage &destination;
+    const ResizeTable across, down;
+    qint64 heldRows = 1; ///< a power of two
+    int partColumns, partRows, partsAcross, partsDown;
+};
 
-/// The pass along rows, into an image of the same height.
-void resizeRows(const RGBA32iImage &source, RGBA32iImage &destination, const ResizeTable &table)
-{
-    const auto resize = [&](const OPRGBA32i *from, OPRGBA32i *to) {
-        if (const auto kernel = rowKernel.Bound())
-            kernel(from, source.Width(), to, destination.Width(), table.taps.data(), table.coefficients.data());
-        else
-            transform::resizeRow(from, to, destination.Width(), table.taps.data(), table.coefficients.data());
-    };
-    const auto row = [](auto &image, int y) { return image.Bits() + qptrdiff(y) * image.Width(); };
-    workers::forEachItem(workerCount(), 0, source.Height(), [&] {
-        return [&, line = std::vector<OPRGBA32i>(source.IsTiled() ? size_t(source.Width()) : 0)](int y) mutable {
-            if (source.IsTiled()) {
-                std::fill(line.begin(), line.end(), OPRGBA32i()); // what a null tile reads as
-                source.ReadRow(unsigned(y), 0, line.data(), unsigned(source.Width()) * 4u);
-            }
-            resize(source.IsTiled() ? line.data() : row(source, y), row(destination, y));
-            return true;
-        };
-    });
-}
+/// Makes parts of the destination.
+class Worker {
+public:
+    explicit Worker(const Job &job)
+        : m_job(job)
+        , m_between(size_t(job.heldRows) * size_t(job.partColumns))
+        , m_held(size_t(job.heldRows))
+        , m_under(size_t(job.heldRows))
+        , m_line(job.source.IsTiled() ? size_t(job.source.Width()) : 0)
+    {
+    }
 
-/// The pass along columns, between two flat images of the same width: row by row, as all columns have the same taps.
-void resizeColumns(const RGBA32iImage &source, RGBA32iImage &destination, const ResizeTable &table)
-{
-    const int width = source.Width(), height = destination.Height();
-    const auto resize = [&](int x, int columns, int y) {
-        const ResizeTaps &taps = table.taps[size_t(y)];
-        const OPRGBA32i *const from = source.Bits() + qptrdiff(taps.firstSample) * width + x;
-        OPRGBA32i *const to = destination.Bits() + qptrdiff(y) * width + x;
-        const short *const coefficients = table.coefficients.data() + taps.firstCoefficient;
-        if (const auto kernel = columnsKernel.Bound())
-            kernel(from, width, to, columns, coefficients, taps.count);
-        else
-            transform::resizeColumns(from, width, to, columns, coefficients, taps.count);
-    };
-    workers::forEachItem(workerCount(), 0, (height - 1) / bandRows + 1, [&] {
-        return [&](int band) {
-            const int first = band * bandRows, rows = std::min(bandRows, height - first);
-            for (int x = 0; x < width; x += stripColumns)
-                for (int y = first; y < first + rows; ++y)
-                    resize(x, std::min(stripColumns, width - x), y);
-            return true;
-        };
-    });
-}
+    void Make(int part)
+    {
+        const int x = part % m_job.partsAcross * m_job.partColumns, y = part / m_job.partsAcross * m_job.partRows;
+        const int columns = std::min(m_job.partColumns, m_job.destination.Width() - x);
+        const int endY = y + std::min(m_job.partRows, m_job.destination.Height() - y);
+        std::fill(m_held.begin(), m_held.end(), -1);
+        for (int row = y; row < endY; ++row)
+            MakeRow(x, row, columns);
+    }
+
+private:
+    void MakeRow(int x, int y, int columns)
+    {
+        const ResizeTaps &taps = m_job.down.taps[size_t(y)];
+        for (int k = 0; k < taps.count; ++k)
+            m_under[size_t(k)] = Between(x, taps.firstSample + k, columns);
+        OPRGBA32i *const to = m_job.destination.Bits() + qptrdiff(y) * m_job.destination.Width() + x;
+        const short *const coefficients = m_job.down.coefficients.data() + taps.firstCoefficient;
+        const auto kernel = columnsKernel.Bound();
+        (kernel ? kernel : transform::resizeColumns)(m_under.data(), to, columns, coefficients, taps.count);
+    }
+
+    /// The row @p y of the picture between, from column @p x on.
+    const OPRGBA32i *Between(int x, int y, int columns)
+    {
+        const size_t place = size_t(y) & (m_held.size() - 1);
+        OPRGBA32i *const to = m_between.data() + place * size_t(m_job.partColumns);
+        if (m_held[place] == y)
+            return to;
+        const auto kernel = rowKernel.Bound();
+        (kernel ? kernel : transform::resizeRow)(Source(y), to, columns, m_job.across.paddedLength - x,
+            m_job.across.taps.data() + x, m_job.across.coefficients.data());
+        m_held[place] = y;
+        return to;
+    }
+
+    const OPRGBA32i *Source(int y)
+    {
+        const RGBA32iImage &source = m_job.source;
+        if (!source.IsTiled())
+            return source.Bits() + qptrdiff(y) * source.Width();
+        std::fill(m_line.begin(), m_line.end(), OPRGBA32i()); // what a null tile reads as
+        source.ReadRow(unsigned(y), 0, m_line.data(), unsigned(source.Width()) * 4u);
+        return m_line.data();
+    }
+
+    const Job &m_job;
+    std::vector<OPRGBA32i> m_between;
+    std::vector<int> m_held; ///< which rows these are
+    std::vector<const OPRGBA32i *> m_under; ///< the rows under the taps
+    std::vector<OPRGBA32i> m_line;
+};
 
 bool resize(const RGBA32iImage &source, RGBA32iImage &destination, const ResizeFilter &filter)
 {
-    RGBA32iImage between(destination.Width(), source.Height(), false);
-    if (source.Rect().isEmpty() || destination.Width() == 0)
+    if (source.Rect().isEmpty() || destination.Rect().isEmpty())
         return false;
+    if (destination.IsTiled()) // which has no columns to write
+        return true;
+    if (source.Bits() == destination.Bits()) {
+        RGBA32iImage own;
+        source.CopyTo(own, false);
+        return resize(own, destination, filter);
+    }
     rowKernel.Bind();
     columnsKernel.Bind();
-    resizeRows(source, between, ResizeTable(source.Width(), between.Width(), filter));
-    if (destination.Height() == 0)
-        return false;
-    if (!destination.IsTiled()) // which has no columns to write
-        resizeColumns(between, destination, ResizeTable(between.Height(), destination.Height(), filter));
+    const Job job(source, destination, filter);
+    workers::forEachItem(workers::forConvolution(workers::ideal()), 0, job.partsAcross * job.partsDown, [&job] {
+        return [worker = Worker(job)](int part) mutable {
+            worker.Make(part);
+            return true;
+        };
+    });
     return true;
 }
 

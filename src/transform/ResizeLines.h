@@ -15,7 +15,7 @@ struct ResizeTaps {
 };
 
 /// How many coefficients a table holds for that many taps.
-constexpr std::size_t paddedTaps(std::size_t count) { return (count + 3) & ~std::size_t(3); }
+constexpr int paddedTaps(int count) { return (count + 3) & ~3; }
 
 #ifdef __SSE2__
 /// One pixel from taps over neighbouring samples.
@@ -40,30 +40,33 @@ inline OPRGBA32i resizedPixel(const OPRGBA32i *samples, const short *coefficient
 #else
 inline OPRGBA32i resizedPixel(const OPRGBA32i *samples, const short *coefficients, int count)
 {
-    return lines::convolvePixel(samples, 1, coefficients, std::size_t(count));
+    return lines::convolvePixel([samples](std::size_t k) { return samples + k; }, coefficients, std::size_t(count));
 }
 #endif
 
-/// @p length pixels of a row that is made of the row @p source.
-inline void resizeRow(
-    const OPRGBA32i *source, OPRGBA32i *destination, int length, const ResizeTaps *taps, const short *coefficients)
+/// @p length pixels of a row that is made of the row @p source. The first @p paddedLength of them may take samples
+/// under the zeros that follow their coefficients.
+inline void resizeRow(const OPRGBA32i *source, OPRGBA32i *destination, int length, int paddedLength,
+    const ResizeTaps *taps, const short *coefficients)
 {
+    Q_UNUSED(paddedLength)
     for (int i = 0; i < length; ++i)
         destination[i] =
             resizedPixel(source + taps[i].firstSample, coefficients + taps[i].firstCoefficient, taps[i].count);
 }
 
-/// @p width pixels of a row that is made of @p count rows, which lie @p stride pixels apart from @p source on.
+/// @p width pixels of a row that is made of @p count rows.
 inline void resizeColumns(
-    const OPRGBA32i *source, qptrdiff stride, OPRGBA32i *destination, int width, const short *coefficients, int count)
+    const OPRGBA32i *const *rows, OPRGBA32i *destination, int width, const short *coefficients, int count)
 {
     int x = 0;
+    const auto under = [&x, rows](std::size_t k) { return rows[k] + x; };
 #ifdef __SSE2__
     for (; x + 4 <= width; x += 4)
-        lines::convolveFour(source + x, stride, destination + x, coefficients, std::size_t(count));
+        lines::convolveFour(under, destination + x, coefficients, std::size_t(count));
 #endif
     for (; x < width; ++x)
-        destination[x] = lines::convolvePixel(source + x, stride, coefficients, std::size_t(count));
+        destination[x] = lines::convolvePixel(under, coefficients, std::size_t(count));
 }
 
 } // namespace transform

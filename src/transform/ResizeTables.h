@@ -54,10 +54,15 @@ public:
                 weights.push_back(filter.weight((float(j) + 0.5f - centre) * filterScale));
             Append(int(left), weights);
         }
+        const auto reachesBeyond = [=](const ResizeTaps &each) {
+            return paddedTaps(each.count) > sourceLength - each.firstSample;
+        };
+        paddedLength = int(std::find_if(taps.begin(), taps.end(), reachesBeyond) - taps.begin());
     }
 
     std::vector<ResizeTaps> taps;
     std::vector<short> coefficients; ///< those of each result are followed by zeros up to a multiple of four
+    int paddedLength; ///< the results before this one have samples under those zeros too
 
 private:
     /// Adds a result whose samples, from @p left on, have these weights.
@@ -83,9 +88,9 @@ private:
         coefficients.erase(begin, firstSet);
         while (coefficients.back() == 0)
             coefficients.pop_back();
-        const size_t count = coefficients.size() - first;
-        taps.push_back({ first, left + int(leadingZeros), int(count) });
-        coefficients.resize(first + paddedTaps(count));
+        const int count = int(coefficients.size() - first);
+        taps.push_back({ first, left + int(leadingZeros), count });
+        coefficients.resize(first + size_t(paddedTaps(count)));
     }
 };
 
