@@ -96,13 +96,23 @@ void addOpenCV(Suite &suite)
             const int side = 6 * featherRadius + 1;
             cv::GaussianBlur(mask, feathered, cv::Size(side, side), featherRadius, featherRadius, cv::BORDER_REPLICATE);
         });
-    suite.addPeer(
-        noiseName, Column::OpenCV, 5,
-        [=] {
-            prepare();
-            cv::setNumThreads(1);
-        },
-        [] { cv::randu(result, 0, 256); });
+    for (const Resizing &resizing : resizings)
+        suite.addPeer(resizing.name, Column::OpenCV, 5, prepare, [=] {
+            static cv::Mat resized;
+            cv::resize(picture(photoLayer), resized, cv::Size(resizing.size().width(), resizing.size().height()), 0, 0,
+                resizing.filter == Resizing::Lanczos ? cv::INTER_LANCZOS4 : cv::INTER_AREA);
+        });
+    const auto oneThread = [=] {
+        prepare();
+        cv::setNumThreads(1);
+    };
+    suite.addPeer(convolutionName, Column::OpenCV, 3, oneThread, [] {
+        cv::Mat cells(5, 5, CV_64F), turned;
+        std::copy(std::begin(convolutionCells), std::end(convolutionCells), cells.begin<double>());
+        cv::flip(cells, turned, -1); // OpenCV correlates
+        cv::filter2D(picture(photoLayer), result, -1, turned, cv::Point(-1, -1), 0, cv::BORDER_CONSTANT);
+    });
+    suite.addPeer(noiseName, Column::OpenCV, 5, oneThread, [] { cv::randu(result, 0, 256); });
 }
 
 } // namespace bench

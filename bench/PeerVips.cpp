@@ -37,6 +37,14 @@ void addVips(Suite &suite)
                 evaluate(made);
             g_object_unref(source);
         });
+    for (const Resizing &resizing : resizings)
+        if (resizing.filter == Resizing::Lanczos)
+            suite.addPeer(resizing.name, Column::Vips, 3, prepare, [=] {
+                VipsImage *const source = picture(photoLayer), *made = nullptr;
+                if (!vips_resize(source, &made, resizing.factor, "kernel", VIPS_KERNEL_LANCZOS3, nullptr))
+                    evaluate(made);
+                g_object_unref(source);
+            });
     suite.addPeer(composeName(KXCompositionMode::SourceOver), Column::Vips, 3, prepare, [] {
         VipsImage *const over = picture(layer), *const under = picture(canvas), *made = nullptr;
         VipsImage *const base = vips_image_copy_memory(under);

@@ -98,6 +98,7 @@ private:
 
 void addComposition(Suite &suite);
 void addFilters(Suite &suite);
+void addGeometry(Suite &suite);
 void addProfiles(Suite &suite);
 void addOperations(Suite &suite); ///< of the catalogue; modes have addComposition
 void addRetouching(Suite &suite);
@@ -111,6 +112,24 @@ constexpr int sharpenAmount = 150; ///< 1785ths
 constexpr char sharpenName[] = "sharpen";
 constexpr int featherRadius = 10;
 constexpr char featherName[] = "feather an alpha mask, radius 10";
+/// A picture resized by a factor.
+struct Resizing {
+    enum Filter { Box, Lanczos };
+
+    const char *name;
+    Filter filter;
+    double factor;
+    double goal; ///< times faster than OpenCV's nearest filter, which does not widen when it reduces
+    double goalBeyondVips; ///< and than libvips; 0: not asked for
+
+    QSize size() const { return { int(width * factor), int(height * factor) }; }
+};
+constexpr Resizing resizings[] = { { "resize to 1/2, Lanczos", Resizing::Lanczos, 0.5, 1.5, 1.2 },
+    { "resize to 1.5, Lanczos", Resizing::Lanczos, 1.5, 3, 0 }, { "resize to 1/2, box", Resizing::Box, 0.5, 0.2, 0 } };
+/// Taps of any shape, without symmetry.
+constexpr char convolutionName[] = "convolve a QImage, 5 x 5, one thread";
+constexpr double convolutionCells[] = { 0.01, 0.02, 0.04, 0.03, -0.02, 0.05, 0.06, 0.08, 0.05, 0.02, 0.03, 0.09, 0.21,
+    0.07, 0.04, -0.01, 0.05, 0.06, 0.03, 0.02, 0.02, 0.01, 0.03, 0.02, -0.01 };
 constexpr char noiseName[] = "uniform noise, one thread";
 std::string gaussianName(int sigma);
 std::string boxName(int radius);

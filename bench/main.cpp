@@ -30,6 +30,7 @@ Suite makeSuite(Role role)
     Suite suite(role);
     addFilters(suite);
     addComposition(suite);
+    addGeometry(suite);
     addProfiles(suite);
     addOperations(suite);
     addRetouching(suite);
@@ -132,6 +133,7 @@ int main(int argc, char **argv)
     Suite names(Role::Peers); // for the rows alone
     addFilters(names);
     addComposition(names);
+    addGeometry(names);
     addProfiles(names);
     addOperations(names);
     addRetouching(names);

@@ -52,6 +52,7 @@
 #include "OPHighPassProcessing.h"
 #include "OPHistogrammCalculator.h"
 #include "OPHueSaturationTransformation.h"
+#include "OPImageConvolution.h"
 #include "OPImageTransformation.h"
 #include "OPImageUtils.h"
 #include "OPInnerShadowProcessing.h"

@@ -97,6 +97,11 @@ KX_KERNEL(ResizeRowAVX2, const OPRGBA32i *source, OPRGBA32i *destination, int le
 KX_KERNEL(ResizeColumnsAVX2, const OPRGBA32i *const *rows, OPRGBA32i *destination, int width, const short *coefficients,
     int count)
 
+// A convolution with cells of any shape: count pixels of a row, from rowCount rows of samples, four doubles each, the
+// first of which lies under the last of the columns of cells for the first pixel.
+KX_KERNEL(ConvolveCellsAVX2, const double *const *rows, int rowCount, const double *cells, int columns,
+    OPRGBA32i *destination, int count)
+
 // Noise. The first makes the next 624 words of a Mersenne Twister from its state, which moves on; the next two are
 // adjustments, as below. The last lays count pixels over others as OPBlend::OPSourceOver does.
 KX_KERNEL(MersenneTwisterAVX2, unsigned *state, unsigned *words)

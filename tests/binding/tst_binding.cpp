@@ -20,6 +20,7 @@
 #include "OPExposureTransformation.h"
 #include "OPGammaCorrectionTransformation.h"
 #include "OPHueSaturationTransformation.h"
+#include "OPImageConvolution.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"
 #include "OPPhotoFilterTransformation.h"
@@ -211,6 +212,11 @@ const Use uses[] = {
     { { "LinearAVX2" }, [] { OPVignetteProcessing::Linear(1, 1, 0, 1, {})(0, 0, block, false); } },
     { { "ParabolicAVX2" }, [] { OPVignetteProcessing::Parabolic(1, 1, 0, 1, {})(0, 0, block, false); } },
     { { "PixelTransformIterativeVectorProcess" }, vignette },
+    { { "ConvolveCellsAVX2" },
+        [] {
+            const double cell = 1;
+            OPImageConvolution(&cell, QSize(1, 1))(qt);
+        } },
     { { "ResizeRowAVX2", "ResizeColumnsAVX2" }, [] { KXResizeImage(flat, flat, KXResizeBox); } },
     { { "SumAlphaTapsAVX2" },
         [] {

@@ -1,9 +1,11 @@
 #include "KXComposer.h"
 #include "KXConverter.h"
 #include "KXEXIFElement.h"
+#include "KXResizeImage.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPColorTransformStack.h"
 #include "OPGaussianBlurProcessing.h"
+#include "OPImageConvolution.h"
 #include "OPImageUtils.h"
 #include "OPInpaint.h"
 #include "OPInpaintIterative.h"
@@ -301,6 +303,13 @@ const struct {
         } },
     { "find what to repair", [](Scene &s) { OPInpaintIterative(s.flatTarget, s.mask, s.rect, s.rect); } },
     { "grey", [](Scene &s) { OPToGrayScaleImage()(s.flatTarget), OPToGrayScaleImage()(s.sharing); } },
+    { "resize", [](Scene &s) { KXResizeImage(s.tiled, s.flatTarget, KXResizeLanczos3); }, true },
+    { "convolve",
+        [](Scene &s) {
+            const double cells[] = { 0.5, 0.5, 0.5 };
+            OPImageConvolution(cells, { 3, 1 })(s.sharing);
+            OPImageConvoluteAlpha(cells, { 1, 3 })(s.sharing);
+        } },
     { "write a row", writeLine<OPImageUtils::HorizontalDirection<QImage>> },
     { "write a column", writeLine<OPImageUtils::VerticalDirection<QImage>> },
     { "EXIF",

@@ -1,0 +1,246 @@
+#include "OPImageConvolution.h"
+#include "kit/Picture.h"
+
+#include <QtGui/QImage>
+
+#include <limits>
+
+using kit::Picture;
+using Values = std::vector<double>;
+
+Q_DECLARE_METATYPE(Values)
+
+namespace {
+
+/// The four forms: of the two classes, on a KXImage and on a QImage.
+enum Form { All, AllQt, Alpha, AlphaQt };
+constexpr Form forms[] = { All, AllQt, Alpha, AlphaQt };
+
+QImage asQImage(const Picture &picture)
+{
+    QImage image(picture.width, picture.height, QImage::Format_ARGB32);
+    for (int y = 0; y < picture.height; ++y)
+        std::copy_n(&picture.at(0, y), picture.width, reinterpret_cast<OPRGBA32i *>(image.scanLine(y)));
+    return image;
+}
+
+Picture pictureOf(const QImage &image)
+{
+    Picture picture(image.width(), image.height());
+    for (int y = 0; y < picture.height; ++y)
+        for (int x = 0; x < picture.width; ++x)
+            picture.at(x, y).word = reinterpret_cast<const QRgb *>(image.constScanLine(y))[x];
+    return picture;
+}
+
+template <class Image>
+void apply(Form form, Image &image, const double *cells, QSize size)
+{
+    if (form < Alpha)
+        OPImageConvolution(cells, size)(image);
+    else
+        OPImageConvoluteAlpha(cells, size)(image);
+}
+
+Picture convolved(Form form, const Picture &picture, const double *cells, QSize size)
+{
+    if (form == AllQt || form == AlphaQt) {
+        QImage image = asQImage(picture);
+        apply(form, image, cells, size);
+        return pictureOf(image);
+    }
+    RGBA32iImage image = picture.image(false);
+    apply(form, image, cells, size);
+    return Picture::of(image);
+}
+
+int truncated(double sum) { return sum > -2147483649.0 && sum < 2147483648.0 ? int(sum) : INT_MIN; }
+
+/// What each form makes, pixel by pixel.
+Picture expectedOf(Form form, const Picture &picture, const double *cells, QSize size)
+{
+    Picture result = picture;
+    const Picture &source = form == All || form == Alpha ? result : picture;
+    for (int y = 0; y < picture.height; ++y)
+        for (int x = 0; x < picture.width; ++x) {
+            double sums[4] = {};
+            float alpha = 0;
+            for (int i = 0; i < size.width() * size.height(); ++i) {
+                int sx = x + size.width() / 2 - i % size.width(), sy = y + size.height() / 2 - i / size.width();
+                if (form == All)
+                    sx = qBound(0, sx, picture.width - 1), sy = qBound(0, sy, picture.height - 1);
+                if (!picture.rect().contains(sx, sy))
+                    continue;
+                for (int c = 0; c < 4; ++c)
+                    sums[c] = sums[c] + kit::channel(source.at(sx, sy), c) * cells[i];
+                alpha = float(source.at(sx, sy).a * cells[i] + alpha);
+            }
+            const bool isEmpty = form == All ? truncated(sums[3]) <= 0 : form != AllQt && !(alpha > 0);
+            result.at(x, y) = kit::pixelOf([&](int c) {
+                if (isEmpty || (form >= Alpha && c < 3))
+                    return 0;
+                return form >= Alpha ? int(std::min(alpha, 255.f)) : qBound(0, truncated(sums[c]), 255);
+            });
+        }
+    return result;
+}
+
+} // namespace
+
+/// OPImageConvolution and OPImageConvoluteAlpha.
+class TestConvolution : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    /// Rows and columns of pixels whose channels are all alike, and what each form makes of them by hand.
+    void byHand_data()
+    {
+        QTest::addColumn<Values>("pixels");
+        QTest::addColumn<Values>("cells");
+        QTest::addColumn<Values>("all");
+        QTest::addColumn<Values>("allQt");
+        QTest::addColumn<Values>("alpha");
+        QTest::addColumn<Values>("alphaQt");
+        const Values line { 10, 20, 30 }, next { 20, 30, 0 }, ones { 100, 100, 100 };
+        const auto row = [](const char *name, const Values &pixels, const Values &cells, const Values &all,
+                             const Values &allQt, const Values &alpha, const Values &alphaQt) {
+            QTest::newRow(name) << pixels << cells << all << allQt << alpha << alphaQt;
+        };
+        row("one cell", line, { 1 }, line, line, line, line);
+        row("the first cell weighs the last sample", line, { 1, 0, 0 }, { 20, 30, 30 }, next, next, next);
+        row("the last cell meets results", line, { 0, 0, 1 }, { 10, 10, 10 }, { 0, 10, 20 }, { 0, 0, 0 },
+            { 0, 10, 20 });
+        row("sums run on", line, { 0, 1, 1 }, { 20, 40, 70 }, { 10, 30, 50 }, { 10, 30, 60 }, { 10, 30, 50 });
+        row("an even width reaches to the right", line, { 1, 0 }, { 20, 30, 30 }, next, next, next);
+        row("its last cell lies on the pixel", line, { 0, 1 }, line, line, line, line);
+        row("wider than the image", line, { 0, 0, 1, 0, 0, 0, 0 }, { 20, 30, 30 }, next, next, next);
+        row("clamped", { 10, 200, 255 }, { 2 }, { 20, 255, 255 }, { 20, 255, 255 }, { 20, 255, 255 }, { 20, 255, 255 });
+        row("truncated, not rounded", { 255, 1, 2 }, { 254.9 / 255 }, { 254, 0, 1 }, { 254, 0, 1 }, { 254, 0, 1 },
+            { 254, 0, 1 });
+        row("negative", line, { -1 }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 });
+        // In single precision 10^10 + 100 is 10^10.
+        row("rounded at each cell", ones, { 1e8, 1, -1e8 }, ones, { 0, 100, 0 }, { 255, 0, 100 }, { 255, 0, 0 });
+        const double infinity = std::numeric_limits<double>::infinity(), nan = std::nan("");
+        row("infinite", ones, { infinity }, { 0, 0, 0 }, { 0, 0, 0 }, { 255, 255, 255 }, { 255, 255, 255 });
+        row("too large", ones, { 1e300 }, { 0, 0, 0 }, { 0, 0, 0 }, { 255, 255, 255 }, { 255, 255, 255 });
+        row("not a number", ones, { nan }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 });
+        row("not a number beside the image", line, { 0, 1, nan }, { 0, 0, 0 }, { 10, 0, 0 }, { 10, 0, 0 },
+            { 10, 0, 0 });
+    }
+    void byHand()
+    {
+        QFETCH(Values, pixels);
+        QFETCH(Values, cells);
+        for (const bool across : { true, false }) {
+            const int length = int(pixels.size());
+            Picture picture(across ? length : 1, across ? 1 : length);
+            std::transform(pixels.begin(), pixels.end(), picture.pixels.begin(),
+                [](double v) { return OPRGBA32i(unsigned(v) * 0x01010101u); });
+            const QSize size(across ? int(cells.size()) : 1, across ? 1 : int(cells.size()));
+            for (const Form form : forms) {
+                const char *const columns[] = { "all", "allQt", "alpha", "alphaQt" };
+                const auto &values = *static_cast<const Values *>(QTest::qData(columns[form], qMetaTypeId<Values>()));
+                Picture expected = picture;
+                std::transform(values.begin(), values.end(), expected.pixels.begin(),
+                    [form](double v) { return OPRGBA32i(unsigned(v) * (form >= Alpha ? 0x01000000u : 0x01010101u)); });
+                VERIFY_SAME_AT(kit::difference(convolved(form, picture, cells.data(), size), expected),
+                    QString("form %1, across %2").arg(form).arg(across));
+            }
+        }
+    }
+
+    /// Colours under an alpha of 0, or under one that vanishes, are lost in a KXImage, and stay in a QImage.
+    void coloursWithoutAlpha()
+    {
+        Picture picture(2, 1, OPRGBA32i(0x00FF8040u));
+        picture.at(1, 0) = OPRGBA32i(0x01FF8040u);
+        const double cell = 0.99;
+        COMPARE_PICTURE(convolved(All, picture, &cell, { 1, 1 }), Picture(2, 1));
+        COMPARE_PICTURE(convolved(AllQt, picture, &cell, { 1, 1 }), Picture(2, 1, 0x00FC7E3Fu)); // 0xFC: 252.45
+    }
+
+    /// White stays white where the edge repeats, and fades by what lies outside where it does not.
+    void whiteUnderABell()
+    {
+        const Picture white(4, 3, 0xFFFFFFFFu);
+        const double bell[] = { 1 / 16., 2 / 16., 1 / 16., 2 / 16., 4 / 16., 2 / 16., 1 / 16., 2 / 16., 1 / 16. };
+        COMPARE_PICTURE(convolved(All, white, bell, { 3, 3 }), white);
+        const Picture faded = convolved(AllQt, white, bell, { 3, 3 });
+        QCOMPARE(faded.at(1, 1).word, 0xFFFFFFFFu);
+        QCOMPARE(faded.at(0, 0).word, 143 * 0x01010101u); // 9 / 16
+        QCOMPARE(faded.at(1, 0).word, 191 * 0x01010101u); // 12 / 16
+    }
+
+    void randomPictures()
+    {
+        QRandomGenerator random = kit::random(1);
+        for (int round = 0; round < 400; ++round) {
+            const Picture picture = Picture::random(random.bounded(1, 40), random.bounded(1, 12), quint32(round));
+            const QSize size(random.bounded(1, 9), random.bounded(1, 9));
+            Values cells(size_t(size.width() * size.height()));
+            for (double &cell : cells)
+                cell = (random.generateDouble() - 0.4) / (round % 3 == 0 ? 3 : cells.size() * 0.1);
+            for (const Form form : forms)
+                VERIFY_SAME_AT(kit::difference(convolved(form, picture, cells.data(), size),
+                                   expectedOf(form, picture, cells.data(), size)),
+                    QString("round %1, form %2").arg(round).arg(form));
+        }
+    }
+
+    /// Samples are ARGB32 and results are written as setPixel does, whatever the format.
+    void formats()
+    {
+        const kit::LogCapture warnings; // of indices without a colour
+        const double cells[] = { 0.25, 0.125, -0.5, 0.25, 0.5, 0.375 };
+        const QImage drawn = asQImage(Picture::random(21, 9, 4));
+        for (int format = 1; format < QImage::NImageFormats; ++format) {
+            const QImage before = drawn.convertToFormat(QImage::Format(format));
+            const QImage samples = before.convertToFormat(QImage::Format_ARGB32, Qt::NoOpaqueDetection);
+            const Picture results = expectedOf(AllQt, pictureOf(samples), cells, { 3, 2 });
+            QImage expected = before.copy(), image = before, alpha = before;
+            for (int y = 0; y < results.height; ++y)
+                for (int x = 0; x < results.width; ++x)
+                    expected.setPixel(x, y, results.at(x, y).word);
+            OPImageConvolution(cells, { 3, 2 })(image);
+            QVERIFY2(image == expected && image.format() == format, qPrintable(QString("format %1").arg(format)));
+            OPImageConvoluteAlpha(cells, { 3, 2 })(alpha);
+            QCOMPARE(alpha.format(), QImage::Format_ARGB32);
+            COMPARE_PICTURE(pictureOf(alpha), expectedOf(AlphaQt, pictureOf(samples), cells, { 3, 2 }));
+            COMPARE_PICTURE(pictureOf(before.convertToFormat(QImage::Format_ARGB32, Qt::NoOpaqueDetection)),
+                pictureOf(samples)); // it shared its pixels with both
+        }
+    }
+
+    /// No cells, no area, and no flat buffer.
+    void nothingToDo()
+    {
+        const double cell = 2;
+        const Picture picture = Picture::random(9, 5, 2);
+        RGBA32iImage tiled = picture.image(true), empty(0, 7, false), sharing = picture.image(false), flat = sharing;
+        QImage null;
+        for (const Form form : { All, Alpha }) {
+            for (const auto &[cells, size] :
+                { std::pair(&cell, QSize(0, 1)), { &cell, QSize(1, 0) }, { &cell, QSize(-3, 2) }, { &cell, QSize() },
+                    { static_cast<const double *>(nullptr), QSize(1, 1) } }) {
+                COMPARE_PICTURE(convolved(form, picture, cells, size), picture);
+                COMPARE_PICTURE(convolved(Form(form + 1), picture, cells, size), picture);
+                apply(form, tiled, cells, size);
+            }
+            apply(form, empty, &cell, { 1, 1 });
+            apply(form, null, &cell, { 1, 1 });
+            try {
+                apply(form, tiled, &cell, { 1, 1 });
+                QFAIL("a tiled image was convolved");
+            } catch (const std::out_of_range &e) {
+                QCOMPARE(e.what(), "OPImage::SetColor");
+            }
+        }
+        COMPARE_PICTURE(Picture::of(tiled), picture);
+        QVERIFY(null.isNull());
+        OPImageConvolution(&cell, { 1, 1 })(flat);
+        COMPARE_PICTURE(Picture::of(sharing), expectedOf(All, picture, &cell, { 1, 1 })); // copies share the buffer
+    }
+};
+
+KXCORE_TEST_MAIN(TestConvolution)
+#include "tst_convolution.moc"
