@@ -43,7 +43,7 @@
 ///          filled, as with every write to a QImage.
 /// Owner    Borrows the picture, which must live as long as the object and neither change its size nor its format.
 ///          A copy of the object goes on from the same state with the same picture; each has its own idea of what is
-///          known, so call only one of them.
+///          known, so call only one of them. An object that was moved from does nothing.
 /// Again    A second call goes on where the first one ended, and for a finished one that is one pass without a change.
 /// Errors   A null picture is left alone. Where there is no memory, std::bad_alloc leaves: from the constructor, or
 ///          from a call before it has filled anything.

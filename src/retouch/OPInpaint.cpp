@@ -99,6 +99,8 @@ void OPInpaint::operator()(int)
 
 bool OPInpaint::Pass()
 {
+    if (mask.isNull())
+        return false;
     const QRect before = rect;
     rect = maskRect(frontier, rect);
     // Copies of this object may share these.

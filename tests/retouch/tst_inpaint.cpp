@@ -161,6 +161,8 @@ private Q_SLOTS:
     {
         QImage picture = withHole(3, 0), expected = picture.copy();
         OPInpaint fill(picture), copy = fill, moved = std::move(fill);
+        fill(0); // nothing
+        QCOMPARE(picture, expected);
         copy(0);
         QVERIFY(copy.IsKnown(1, 5) && !moved.IsKnown(1, 5));
         moved(0);
