@@ -171,6 +171,18 @@ private Q_SLOTS:
         QCOMPARE(faded.at(1, 0).word, 191 * 0x01010101u); // 12 / 16
     }
 
+    /// 100 and the place of each pixel: -2 * 9 - 8 - 6 + 5 + 4 + 2 + 2 * 1 are added up beside 100.
+    void emboss()
+    {
+        Picture drawn(3, 3);
+        for (unsigned i = 0; i < 9; ++i)
+            drawn.pixels[i].word = 0xFF000000u + (101 + i) * 0x010101u;
+        QImage picture = asQImage(drawn);
+        const double emboss[] = { -2, -1, 0, -1, 1, 1, 0, 1, 2 };
+        OPImageConvolution(emboss, QSize(3, 3))(picture);
+        QCOMPARE(picture.pixel(1, 1), 0xFF515151u); // 81
+    }
+
     void randomPictures()
     {
         QRandomGenerator random = kit::random(1);
