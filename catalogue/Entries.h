@@ -51,7 +51,8 @@ Operation adjustment(About about, std::vector<Choice<std::function<Transformatio
         };
         variant.run = [make, dependsOnPosition](const Input &input, const Watch &watch) {
             RGBA32iImage image = input.image;
-            watch.range(image.Height());
+            if (watch.range)
+                watch.range(image.Height());
             if (dependsOnPosition) {
                 OPPixelIterativeTransformImageColors<Transformation>(
                     make(), &image, image.Rect(), watch.cancel, watch.step)();
@@ -119,16 +120,18 @@ Operation filter(About about, std::string signature, std::vector<Choice<typename
         variant.params = [params] { return std::make_unique<detail::ParamsOf<Params>>(params); };
         variant.run = [params](const Input &input, const Watch &watch) {
             Filter filter(watch.cancel);
-            QObject::connect(
-                &filter, &Filter::RangeChanged, &filter, [&watch](int, int maximum) { watch.range(maximum); },
-                Qt::DirectConnection);
+            if (watch.range)
+                QObject::connect(
+                    &filter, &Filter::RangeChanged, &filter, [&watch](int, int maximum) { watch.range(maximum); },
+                    Qt::DirectConnection);
             std::atomic<int> steps { 0 };
             const auto reach = [&](int value) { // in one step more, or in several; a value may be late
                 for (int step = steps; step < value;)
                     if (steps.compare_exchange_weak(step, step + 1))
                         watch.step();
             };
-            QObject::connect(&filter, &Filter::ProgressChanged, &filter, reach, Qt::DirectConnection);
+            if (watch.step)
+                QObject::connect(&filter, &Filter::ProgressChanged, &filter, reach, Qt::DirectConnection);
             Data data;
             static_cast<KXFilterData &>(data) = input;
             data.params = params;

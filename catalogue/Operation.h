@@ -42,7 +42,7 @@ struct Input : KXFilterData {
     RGBA32iImage upper; ///< for modes: what is laid over @c image, of the same size
 };
 
-/// How a run is watched and stopped.
+/// How a run is watched and stopped. Functions may be empty.
 struct Watch {
     const std::atomic<bool> &cancel;
     std::function<void(int maximum)> range; ///< called once, before the first step

@@ -1,6 +1,7 @@
 #include "KXComposer.h"
 #include "KXConverter.h"
 #include "KXEXIFElement.h"
+#include "KXRefineSelectionProcessing.h"
 #include "KXResizeImage.h"
 #include "OPBoxBlurProcessing.h"
 #include "OPColorTransformStack.h"
@@ -12,6 +13,7 @@
 #include "OPRGBA32ColorProfileTransform.h"
 #include "OPTransformImageColors.h"
 
+#include "catalogue/Operation.h"
 #include "catalogue/Profiles.h"
 #include "kit/Images.h"
 #include "kit/Test.h"
@@ -32,6 +34,8 @@ void *allocated(Allocate allocate)
     const int left = --untilRefusal;
     void *const block = left == 0 || (left < 0 && refusalLasts) ? nullptr : allocate();
     blocks += block ? 1 : 0;
+    if (!block)
+        errno = ENOMEM; // the C library insists on it where it starts a thread
     return block;
 }
 
@@ -121,13 +125,19 @@ struct Scene {
     std::vector<OPRGBA32i> Sources() const { return Pixels({ flat, tiled, mask, tiledMask }, picture); }
     std::vector<OPRGBA32i> Targets() const { return Pixels({ flatTarget, tiledTarget }, sharing); }
 
-    template <class Blur>
-    typename Blur::BlurDataEx Blurring(bool selected) const
+    /// For filters: the flat target, or what is selected of it.
+    void Fill(KXFilterData &data, bool selected) const
     {
-        typename Blur::BlurDataEx data;
         data.image = flatTarget;
         data.selection = selected ? mask : RGBA32iImage();
         data.selectionRect = selected ? rect.adjusted(30, 20, -40, -50) : QRect();
+    }
+
+    template <class Blur>
+    typename Blur::BlurDataEx Growing() const
+    {
+        typename Blur::BlurDataEx data;
+        Fill(data, false);
         data.region = rect.adjusted(-9, -9, 9, 9);
         return data;
     }
@@ -150,15 +160,14 @@ private:
     }
 };
 
-using Calls = void (*)(Scene &);
+/// Calls that are made while memory lacks.
+struct Family {
+    std::string name;
+    std::function<void(Scene &)> calls;
+    bool logs = false; ///< lack of memory is logged, and the call returns
+};
 
 constexpr auto mode = KXCompositionMode::Multiply;
-
-template <class Blur>
-void blur(Scene &s, bool selected)
-{
-    Blur(s.cancel).run(s.Blurring<Blur>(selected));
-}
 
 template <class To>
 void convert(Scene &s)
@@ -211,11 +220,23 @@ void assign(Scene &s)
     kept(s.flatTarget.Bits()[0]);
 }
 
-const struct {
-    const char *name;
-    Calls calls;
-    bool logs = false; ///< lack of memory is logged, and the call returns
-} families[] = {
+/// Every filter of the catalogue, on all of a layer and on what is selected of it.
+std::vector<Family> catalogued()
+{
+    std::vector<Family> families;
+    for (const catalogue::Operation &operation : catalogue::operations(catalogue::Kind::Filter))
+        for (const bool selected : { false, true }) {
+            const auto run = [filter = operation.variants.front(), selected](Scene &s) {
+                catalogue::Input input;
+                s.Fill(input, selected);
+                s.flatTarget = filter.run(input, { s.cancel, {}, {} });
+            };
+            families.push_back({ operation.name + (selected ? " of a selection" : ""), run });
+        }
+    return families;
+}
+
+const std::vector<Family> others {
     { "make",
         [](Scene &s) { s.flatTarget = RGBA32iImage(90, 80, false), s.tiledTarget = RGBA32iImage(300, 200, true); } },
     { "fill", [](Scene &s) { s.tiledTarget.Fill(OPRGBA32i(1, 2, 3, 4)); } },
@@ -289,13 +310,14 @@ const struct {
             }
             stack(s.flatTarget);
         } },
-    { "Gaussian", [](Scene &s) { blur<OPGaussianBlurProcessing>(s, false); } },
-    { "Gaussian of a selection", [](Scene &s) { blur<OPGaussianBlurProcessing>(s, true); } },
     { "Gaussian that grows",
-        [](Scene &s) { OPGaussianBlurProcessing(s.cancel).runEx(s.Blurring<OPGaussianBlurProcessing>(false)); } },
-    { "box", [](Scene &s) { blur<OPBoxBlurProcessing>(s, false); } },
-    { "box of a selection", [](Scene &s) { blur<OPBoxBlurProcessing>(s, true); } },
-    { "box that grows", [](Scene &s) { OPBoxBlurProcessing(s.cancel).runEx(s.Blurring<OPBoxBlurProcessing>(false)); } },
+        [](Scene &s) { OPGaussianBlurProcessing(s.cancel).runEx(s.Growing<OPGaussianBlurProcessing>()); } },
+    { "box that grows", [](Scene &s) { OPBoxBlurProcessing(s.cancel).runEx(s.Growing<OPBoxBlurProcessing>()); } },
+    { "feather",
+        [](Scene &s) {
+            QRect rect = s.rect;
+            FeatherAlphaMask(s.flatTarget, rect, 3);
+        } },
     { "inpaint",
         [](Scene &s) {
             OPInpaint fill(s.sharing);
@@ -356,9 +378,12 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("family");
         QTest::addColumn<bool>("lasts");
-        for (size_t i = 0; i < std::size(families); ++i)
+        m_families = catalogued();
+        m_families.insert(m_families.end(), others.begin(), others.end());
+        for (size_t i = 0; i < m_families.size(); ++i)
             for (const bool lasts : { false, true })
-                QTest::addRow("%s, %s", families[i].name, lasts ? "from there on" : "once") << int(i) << lasts;
+                QTest::addRow("%s, %s", m_families[i].name.c_str(), lasts ? "from there on" : "once")
+                    << int(i) << lasts;
     }
 
     /// Each run ends as it should or in std::bad_alloc; the sources are what they were, and neither a picture nor a
@@ -367,7 +392,7 @@ private Q_SLOTS:
     {
         QFETCH(const int, family);
         QFETCH(const bool, lasts);
-        const auto &tested = families[family];
+        const Family &tested = m_families[size_t(family)];
         settle();
         std::vector<OPRGBA32i> sources, targets;
         for (int warm = 0; warm < 2; ++warm) { // what is made once and kept exists from here on
@@ -429,6 +454,8 @@ private:
         QThreadPool::globalInstance()->start(&last);
         last.done.acquire();
     }
+
+    std::vector<Family> m_families;
 };
 
 KXCORE_TEST_MAIN(TestMemory)
