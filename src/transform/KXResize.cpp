@@ -116,7 +116,7 @@ bool resize(const RGBA32iImage &source, RGBA32iImage &destination, const ResizeF
         return false;
     if (destination.IsTiled()) // which has no columns to write
         return true;
-    if (source.Bits() == destination.Bits()) {
+    if (source.Bits() == destination.Bits()) { // what one worker writes another may be reading
         RGBA32iImage own;
         source.CopyTo(own, false);
         return resize(own, destination, filter);

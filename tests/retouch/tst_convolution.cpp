@@ -118,8 +118,9 @@ private Q_SLOTS:
         row("truncated, not rounded", { 255, 1, 2 }, { 254.9 / 255 }, { 254, 0, 1 }, { 254, 0, 1 }, { 254, 0, 1 },
             { 254, 0, 1 });
         row("negative", line, { -1 }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 });
-        // In single precision 10^10 + 100 is 10^10.
-        row("rounded at each cell", ones, { 1e8, 1, -1e8 }, ones, { 0, 100, 0 }, { 255, 0, 100 }, { 255, 0, 0 });
+        // Just above 2^24 + 1, which lies between two floats, and becomes the upper one; cells are not rounded.
+        row("rounded once at each cell", { 1, 1, 1 }, { 0x1p24, 1 + 0x1p-27, -0x1p24 }, { 1, 1, 1 }, { 255, 1, 0 },
+            { 255, 0, 1 }, { 255, 2, 0 });
         const double infinity = std::numeric_limits<double>::infinity(), nan = std::nan("");
         row("infinite", ones, { infinity }, { 0, 0, 0 }, { 0, 0, 0 }, { 255, 255, 255 }, { 255, 255, 255 });
         row("too large", ones, { 1e300 }, { 0, 0, 0 }, { 0, 0, 0 }, { 255, 255, 255 }, { 255, 255, 255 });
