@@ -46,6 +46,7 @@
 #include "OPDiffuseGlowProcessing.h"
 #include "OPDropShadowProcessing.h"
 #include "OPExposureTransformation.h"
+#include "OPFloodFillHelper.h"
 #include "OPGammaCorrectionTransformation.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPGlowThresholds.h"
