@@ -3,7 +3,7 @@
 #include <immintrin.h>
 
 /// Four doubles at once, with the functions of src/filters/VignetteFormulas.h.
-namespace vignette {
+namespace vectors {
 
 struct Double4 {
     __m256d v;
@@ -32,4 +32,4 @@ inline Double4 smaller(Double4 x, Double4 y) { return _mm256_min_pd(x.v, y.v); }
 inline Double4 larger(Double4 x, Double4 y) { return _mm256_max_pd(x.v, y.v); }
 inline Double4 select(Double4 mask, Double4 yes, Double4 no) { return _mm256_blendv_pd(no.v, yes.v, mask.v); }
 
-} // namespace vignette
+} // namespace vectors

@@ -11,6 +11,8 @@
 namespace vignette {
 namespace {
 
+using vectors::Double4;
+
 /// Half the length of the stretch of a row, around the centre, in which no rounding makes a distance greater than 0;
 /// below 0 where there is none. @p dy is how far the row lies from the centre.
 ///

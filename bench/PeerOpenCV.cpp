@@ -1,5 +1,6 @@
 #include "Scene.h"
 #include "Suite.h"
+#include "Transforms.h"
 
 #include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
@@ -56,12 +57,39 @@ void addReferences(Suite &suite)
             });
 }
 
+/// Resampling, on one thread as ours.
+void addResamplings(Suite &suite)
+{
+    static cv::Mat result;
+    for (const Resampling &each : resamplings())
+        suite.addPeer(
+            each.name, Column::OpenCV, 5,
+            [&each] {
+                cv::setNumThreads(1);
+                result.create(each.size.height(), each.size.width(), CV_8UC4);
+            },
+            [&each] {
+                const int grades[] = { cv::INTER_NEAREST, cv::INTER_LINEAR, cv::INTER_CUBIC };
+                const int grade = grades[each.grade];
+                const QTransform &t = each.transform;
+                const cv::Matx33d matrix(
+                    t.m11(), t.m21(), t.m31(), t.m12(), t.m22(), t.m32(), t.m13(), t.m23(), t.m33());
+                if (t.type() <= QTransform::TxScale)
+                    cv::resize(picture(layer), result, result.size(), 0, 0, grade);
+                else if (t.isAffine())
+                    cv::warpAffine(picture(layer), result, matrix.get_minor<2, 3>(0, 0), result.size(), grade);
+                else
+                    cv::warpPerspective(picture(layer), result, matrix, result.size(), grade);
+            });
+}
+
 } // namespace
 
 /// OpenCV's filters on four channels of 8 bits, on all processors. They do not weight colour by alpha.
 void addOpenCV(Suite &suite)
 {
     addReferences(suite);
+    addResamplings(suite);
     static cv::Mat result;
     const auto prepare = [] {
         cv::setNumThreads(cv::getNumberOfCPUs());

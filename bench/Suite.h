@@ -102,6 +102,7 @@ void addGeometry(Suite &suite);
 void addProfiles(Suite &suite);
 void addOperations(Suite &suite); ///< of the catalogue; modes have addComposition
 void addRetouching(Suite &suite);
+void addTransforms(Suite &suite); ///< resampling, on the calling thread
 void addOpenCV(Suite &suite); ///< only where it is installed
 void addVips(Suite &suite); ///< only where it is installed
 

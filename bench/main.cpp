@@ -33,6 +33,7 @@ Suite makeSuite(Role role)
     addGeometry(suite);
     addProfiles(suite);
     addOperations(suite);
+    addTransforms(suite);
     addRetouching(suite);
 #ifdef KXCORE_BENCH_OPENCV
     addOpenCV(suite);
@@ -136,6 +137,7 @@ int main(int argc, char **argv)
     addGeometry(names);
     addProfiles(names);
     addOperations(names);
+    addTransforms(names);
     addRetouching(names);
     std::vector<Row> rows = names.rows();
     for (int round = 1; round <= rounds; ++round)

@@ -13,8 +13,8 @@
 ///
 /// What holds for all of them:
 ///
-/// Shape    @c transform maps the source to the destination; each function inverts it. A rectangle is one in the source,
-///          and an empty one stands for all of the source. The centre of the pixel (x, y) lies at x + 0.5, y + 0.5:
+/// Shape    @c transform maps the source to the destination; each function inverts it. A rectangle is one in the
+///          source, and an empty one stands for all of it. The centre of the pixel (x, y) lies at x + 0.5, y + 0.5:
 ///          what is sampled is where the inverse has the centre of a destination pixel.
 /// Left     **Pixels of the destination that the source does not reach stay as they were.** Mostly it is to be
 ///          transparent before. Under a perspective, what lies behind the horizon is sampled where the inverse has it,
@@ -51,8 +51,8 @@ class QTransform;
 ///
 /// Images   One pair: `<RGBA32iImage, RGBA32iImage>`.
 /// Edges    Where a position lies within half a pixel of the left or upper edge, there is no sample on its other side,
-///          and the bilinear and the bicubic grade **extrapolate** from the first two pixels; at the right and the lower
-///          edge the last pixel repeats. This is intended.
+///          and the bilinear and the bicubic grade **extrapolate** from the first two pixels; at the right and the
+///          lower edge the last pixel repeats. This is intended.
 /// Errors   A std::exception, std::bad_alloc too, ends a function with false; it is logged as
 ///          "[src/OPImageTransformation:line] Unexpected exception text". Anything else is logged and thrown on.
 /// @{

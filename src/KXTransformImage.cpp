@@ -4,6 +4,7 @@
 
 #include "pixels/BorrowedImage.h"
 #include "pixels/Tiles.h"
+#include "support/Arithmetic.h"
 #include "support/Log.h"
 #include "transform/Samplers.h"
 

@@ -3,7 +3,9 @@
 #include "KXKernels.h"
 
 #include "lines/LineHandlers.h"
+#include "support/Kernels.h"
 #include "support/Log.h"
+#include "transform/Channels.h"
 #include "transform/Samplers.h"
 
 #include <atomic>
@@ -11,38 +13,42 @@
 
 namespace {
 
+using transform::Channels, transform::Pixels, transform::Target;
+
+using Sample = void(const Pixels<OPRGBA32i> &, const QTransform &, const Target<OPRGBA32i> &, const QRect &);
+
+void sampleNearest(
+    const Pixels<OPRGBA32i> &source, const QTransform &inverse, const Target<OPRGBA32i> &target, const QRect &area)
+{
+    transform::sampleEach<transform::NearestSampler>(source, inverse, target, area, transform::orderOf(source, target));
+}
+
+kernels::Slot bilinearKernel { KX_SYMBOL(SampleBilinearAVX2) };
+kernels::Slot bicubicKernel { KX_SYMBOL(SampleBicubicAVX2) };
+
 /// What tells the grades apart. A radius below @c radiusLimit is filtered, @c passes times along each axis.
 struct Nearest {
-    using Sampler = transform::OPNearestSampler;
     static constexpr bool filters = false;
+    static Sample *sample() { return sampleNearest; }
 };
 struct Bilinear {
-    using Sampler = transform::OPBilinearSampler;
     static constexpr bool filters = true;
     static constexpr int passes = 1, radiusLimit = INT_MAX;
+    static Sample *sample()
+    {
+        Sample *const kernel = bilinearKernel.Bind();
+        return kernel ? kernel : transform::interpolate<transform::Linear, Channels>;
+    }
 };
 struct Bicubic {
-    using Sampler = transform::OPBicubicSampler;
     static constexpr bool filters = true;
     static constexpr int passes = 3, radiusLimit = 300;
+    static Sample *sample()
+    {
+        Sample *const kernel = bicubicKernel.Bind();
+        return kernel ? kernel : transform::interpolate<transform::Cubic, Channels>;
+    }
 };
-
-/// Samples @p source, whose pixels are there, for each pixel of @p area.
-template <class Sampler>
-void sample(const RGBA32iImage &source, const QTransform &inverse, RGBA32iImage &destination, const QRect &area)
-{
-    const transform::Inside inside { { -transform::epsilon, transform::epsilon, 0, source.Width() - 1 },
-        { -transform::epsilon, transform::epsilon, 0, source.Height() - 1 } };
-    const auto pixels = transform::pixelsOf(source);
-    const auto target = transform::targetOf(destination);
-    Sampler sampler(pixels);
-    transform::forEachRun(inverse, QPoint(), area, inside, transform::orderOf(pixels, target),
-        [&](int x, int y, const double *sourceX, const double *sourceY, int count) {
-            OPRGBA32i *const row = target.Row(y) + x;
-            for (int i = 0; i < count; ++i)
-                row[i] = sampler(sourceX[i], sourceY[i]);
-        });
-}
 
 /// The radius of the filter for a scale below 1, at most the largest one of the accumulators.
 ///
@@ -52,8 +58,7 @@ void sample(const RGBA32iImage &source, const QTransform &inverse, RGBA32iImage 
 int radiusFor(double scale)
 {
     const double radius = 0.5 / scale + 0.5;
-    return radius < OPRGBABlurAccumulatorBase::MaximumRadius ? arithmetic::truncate(radius)
-                                                             : OPRGBABlurAccumulatorBase::MaximumRadius;
+    return radius < OPRGBABlurAccumulatorBase::MaximumRadius ? int(radius) : OPRGBABlurAccumulatorBase::MaximumRadius;
 }
 
 /// Filters @p image along one axis, on which it is to be reduced to @p scale.
@@ -75,7 +80,7 @@ template <class Grade>
 void sampleFiltered(const RGBA32iImage &source, const QTransform &transform, const QTransform &inverse,
     RGBA32iImage &destination, const QRect &area)
 {
-    using Sampler = typename Grade::Sampler;
+    Sample *sample = Grade::sample();
     if constexpr (Grade::filters) {
         const QRectF mapped = transform.mapRect(QRectF(source.Rect()));
         const double scaleX = mapped.width() * (1.0 / source.Width());
@@ -87,10 +92,10 @@ void sampleFiltered(const RGBA32iImage &source, const QTransform &transform, con
             if (scaleY < 1.0)
                 filter<Grade, lines::VerticalDirection>(blurred, scaleY);
             if (scaleX < 1.0 && scaleY < 1.0)
-                return sample<Nearest::Sampler>(blurred, inverse, destination, area);
+                sample = sampleNearest;
         }
     }
-    sample<Sampler>(source, inverse, destination, area);
+    sample(transform::pixelsOf(source), inverse, transform::targetOf(destination), area);
 }
 
 template <class Grade>

@@ -53,6 +53,12 @@ KX_KERNEL(ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iIma
     const RGBA32iImage &mask, const QRect &maskRect, bool maskOutsideVisible, BaseTransformation *transformation,
     bool lockAlpha)
 
+// Resampling: interpolates area of the target between the pixels of a source, see transform::interpolate.
+KX_KERNEL(SampleBilinearAVX2, const transform::Pixels<OPRGBA32i> &source, const QTransform &inverse,
+    const transform::Target<OPRGBA32i> &target, const QRect &area)
+KX_KERNEL(SampleBicubicAVX2, const transform::Pixels<OPRGBA32i> &source, const QTransform &inverse,
+    const transform::Target<OPRGBA32i> &target, const QRect &area)
+
 // The walks over a flat image whose first pixel is data[0], with rows of stride pixels. The last two stop between rows
 // once cancel is set, and call progress, if there is one, after each row.
 KX_KERNEL(VectorProcess, OPRGBA32i *data, int stride, const QRect &rect, BaseTransformation *transformation)

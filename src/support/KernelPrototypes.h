@@ -33,7 +33,14 @@ class OPThresholdRGB32;
 class OPRGBABlurAccumulatorBase;
 class OPUniformNoise;
 class QImage;
+class QTransform;
 enum class KXCompositionMode : int;
+namespace transform {
+template <class Pixel>
+struct Pixels;
+template <class Pixel>
+struct Target;
+} // namespace transform
 namespace transform {
 struct ResizeTaps;
 }

@@ -20,7 +20,7 @@ constexpr double epsilon = 2.220446049250313e-16;
 /// here, and adding 0 changes no value.
 class Positions {
 public:
-    static constexpr int most = 256; ///< columns of a stretch
+    static constexpr int most = 512; ///< columns of a stretch: fewer make short rows in memory, which it is slow at
 
     /// For @p count columns from @p first on; @p offset is subtracted from each position.
     Positions(const QTransform &inverse, int first, int count, const QPoint &offset)
@@ -77,21 +77,21 @@ public:
         double X(int i) const { return m_positions.m_x[i] + m_x + m_positions.m_dx - m_positions.m_offsetX; }
         double Y(int i) const { return m_positions.m_y[i] + m_y + m_positions.m_dy - m_positions.m_offsetY; }
 
-        /// Writes the positions of the columns from @p first to @p last - 1 to @p x and @p y, at the same indices.
-        void Write(int first, int last, double *x, double *y) const
+        /// Writes the positions of @p count columns from @p first on.
+        void Write(int first, int count, double *x, double *y) const
         {
             const Positions &p = m_positions;
             if (!p.m_isProjective) {
-                for (int i = first; i < last; ++i) {
-                    x[i] = X(i);
-                    y[i] = Y(i);
+                for (int i = 0; i < count; ++i) {
+                    x[i] = X(first + i);
+                    y[i] = Y(first + i);
                 }
                 return;
             }
-            for (int i = first; i < last; ++i) {
-                const double w = p.m_w[i] + m_w + p.m_m33, scale = 1.0 / (w < 1e-6 ? 1e-6 : w);
-                x[i] = (p.m_x[i] + m_x + p.m_dx) * scale - p.m_offsetX;
-                y[i] = (p.m_y[i] + m_y + p.m_dy) * scale - p.m_offsetY;
+            for (int i = 0, column = first; i < count; ++i, ++column) {
+                const double w = p.m_w[column] + m_w + p.m_m33, scale = 1.0 / (w < 1e-6 ? 1e-6 : w);
+                x[i] = (p.m_x[column] + m_x + p.m_dx) * scale - p.m_offsetX;
+                y[i] = (p.m_y[column] + m_y + p.m_dy) * scale - p.m_offsetY;
             }
         }
 
@@ -142,6 +142,8 @@ private:
 /// Which positions are sampled.
 struct Inside {
     Span x, y;
+
+    bool contains(double sx, double sy) const { return x.contains(sx) && y.contains(sy); }
 };
 
 /// Indices from @c first to @c last - 1.
@@ -177,13 +179,16 @@ Range within(const Span &span, Range range, At at)
     return { first, std::max(first, last) };
 }
 
-enum class Order { Strips, Rows };
+enum class Order {
+    Strips, ///< of columns, so that neighbouring rows find in the caches what they read of the source
+    Rows
+};
+
+/// The most pixels that forEachRun hands over at once.
+constexpr int longestRun = 128;
 
 /// Calls @p run(x, y, sourceX, sourceY, count) for stretches of the rows of @p area whose positions are all inside, and
 /// which together are all that are: @p count pixels from (x, y) on, with their positions in two arrays.
-///
-/// @p area is taken in strips of columns, so that neighbouring rows find in the caches what they read of the source, or
-/// row after row.
 template <class Run>
 void forEachRun(
     const QTransform &inverse, const QPoint &offset, const QRect &area, const Inside &inside, Order order, Run run)
@@ -193,28 +198,31 @@ void forEachRun(
             forEachRun(inverse, offset, QRect(area.x(), y, area.width(), 1), inside, order, run);
         return;
     }
-    double sourceX[Positions::most], sourceY[Positions::most];
-    for (int done = 0, count; done < area.width(); done += count) {
-        count = std::min(Positions::most, area.width() - done);
-        const int x = area.x() + done;
-        const Positions positions(inverse, x, count, offset);
+    double sourceX[longestRun], sourceY[longestRun];
+    for (int done = 0, width; done < area.width(); done += width) {
+        width = std::min(Positions::most, area.width() - done);
+        const int left = area.x() + done;
+        const Positions positions(inverse, left, width, offset);
         for (int y = area.y(); y < area.y() + area.height(); ++y) {
             const Positions::Row row(positions, y);
-            if (row.IsMonotonic()) {
-                const Range columns = within(inside.x, { 0, count }, [&row](int i) { return row.X(i); });
-                const Range range = within(inside.y, columns, [&row](int i) { return row.Y(i); });
-                if (range.first < range.last) {
-                    row.Write(range.first, range.last, sourceX, sourceY);
-                    run(x + range.first, y, sourceX + range.first, sourceY + range.first, range.last - range.first);
-                }
-                continue;
+            const bool isMonotonic = row.IsMonotonic();
+            Range range { 0, width };
+            if (isMonotonic) {
+                range = within(inside.x, range, [&row](int i) { return row.X(i); });
+                range = within(inside.y, range, [&row](int i) { return row.Y(i); });
             }
-            row.Write(0, count, sourceX, sourceY);
-            const auto contains = [&](int i) { return inside.x.contains(sourceX[i]) && inside.y.contains(sourceY[i]); };
-            for (int first = 0, last; first < count; first = last + 1) {
-                for (last = first; last < count && contains(last); ++last) { }
-                if (last > first)
-                    run(x + first, y, sourceX + first, sourceY + first, last - first);
+            for (int i = range.first, count; i < range.last; i += count) {
+                count = std::min(longestRun, range.last - i);
+                row.Write(i, count, sourceX, sourceY);
+                if (isMonotonic) {
+                    run(left + i, y, sourceX, sourceY, count);
+                    continue;
+                }
+                for (int first = 0, last; first < count; first = last + 1) {
+                    for (last = first; last < count && inside.contains(sourceX[last], sourceY[last]); ++last) { }
+                    if (last > first)
+                        run(left + i + first, y, sourceX + first, sourceY + first, last - first);
+                }
             }
         }
     }

@@ -21,6 +21,7 @@
 #include "OPGammaCorrectionTransformation.h"
 #include "OPHueSaturationTransformation.h"
 #include "OPImageConvolution.h"
+#include "OPImageTransformation.h"
 #include "OPInvertTransformation.h"
 #include "OPLevelsTransformation.h"
 #include "OPPhotoFilterTransformation.h"
@@ -31,6 +32,8 @@
 #include "OPTransformImageColors.h"
 #include "OPVignetteProcessing.h"
 #include "lines/LineHandlers.h"
+
+#include <QtGui/QTransform>
 
 #include <mutex>
 #include <set>
@@ -224,6 +227,9 @@ const Use uses[] = {
             QRect rect = mask.Rect();
             FeatherAlphaMask(mask, rect, 1);
         } },
+    { { "SampleBilinearAVX2" }, [] { BilinearTransformImage(flat, QTransform(), flat, r); } },
+    { { "SampleBicubicAVX2" }, [] { BicubicTransformImage(flat, QTransform(), flat, r); } },
+    { { "LineHandlerAVX2" }, [] { BicubicTransformImage(flat, QTransform::fromScale(0.5, 0.5), flat, r); } },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha()(block, false); } },
     { { "PremultiplyAlphaAVX2" }, [] { KXBlur::PremultiplyAlpha().Apply(flat.Bits(), 1); } },
     { { "ReturnAlphaAVX2" }, [] { KXBlur::ReturnAlpha()(block, false); } },
