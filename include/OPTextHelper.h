@@ -7,30 +7,30 @@
 /// **The order of calls.** Set, lay out, ask.
 /// 1. Set the box, the paragraphs, spacing, stretch and deformation; then font and text. Only @c SetFont and @c SetText
 ///    make the layout stale: after any other setter of what is laid out, call `SetText(GetText())`.
-/// 2. Lay out. @c GetTextRect does so always. Images, paths, @c GetCharPath and @c FindSelectedChar do so where the layout
-///    is stale. **Caret, selection, underline, box and centring mark do not**; they use what the last layout left, and of
-///    a deformed text also the rectangle of its outlines, which only a deformed image or path measures. So ask for one
-///    of these first.
-/// 3. Ask. An image uses up the two markup strokes of a layout (see @c CreateImageByText); lay out again before the next
-///    one.
+/// 2. Lay out. @c GetTextRect does so always. Images, paths, @c GetCharPath and @c FindSelectedChar do so where the
+///    layout is stale. **Caret, selection, underline, box and centring mark do not**; they use what the last layout
+///    left, and of a deformed text also the rectangle of its outlines, which only a deformed image or path measures. So
+///    ask for one of these first.
+/// 3. Ask. An image uses up the two markup strokes of a layout (see @c CreateImageByText); lay out again before the
+///    next one.
 ///
-/// **Paragraph settings grow.** Before a layout there is an entry per paragraph, of those that were set; after it one per
-/// line, each line of a paragraph having a copy of its entry. The next layout in a box begins from these and inserts again.
-/// So set the paragraphs, by @c SetParagraphParameters, whenever the text is to be laid out anew.
+/// **Paragraph settings grow.** Before a layout there is an entry per paragraph, of those that were set; after it one
+/// per line, each line of a paragraph having a copy of its entry. The next layout in a box begins from these and
+/// inserts again. So set the paragraphs, by @c SetParagraphParameters, whenever the text is to be laid out anew.
 ///
 /// **Coordinates.** x to the right, y down, in pixels.
 /// - *Layout*: lines begin at x = 0 or where their settings say, and the first line's ascent at y = 0. So is
 ///   @c GetTextRect.
-/// - *Stretched*: layout coordinates times the two stretches, and bent where the text is. So is all that the editing view
-///   draws over a text (caret, selection, underline, box, mark, the path of characters), and the point of a click.
+/// - *Stretched*: layout coordinates times the two stretches, and bent where the text is. So is all that the editing
+///   view draws over a text (caret, selection, underline, box, mark, the path of characters), and the point of a click.
 /// - *Layer*: stretched coordinates through @c GetTransform.
 ///
 /// The path of a text lies with its top left corner at (0, 0), which was stretched (@c UnsetTransformOffset takes that
-/// back, in whole pixels); the two strokes make its rectangle that of the whole lines, from the ascent of the first to the
-/// descent of the last.
+/// back, in whole pixels); the two strokes make its rectangle that of the whole lines, from the ascent of the first to
+/// the descent of the last.
 ///
-/// **Placing a picture.** @c CreatePathByTextWithRect, or for a deformed text @c CreatePathByTextWithDeformationWithRect,
-/// gives path and rectangle; @c TransformAndCreateImage paints them. The picture's top left corner belongs at
+/// **Placing a picture.** @c CreatePathByTextWithDeformationWithRect gives path and rectangle of a text, deformed or
+/// not, and @c TransformAndCreateImage paints them. The picture's top left corner belongs at
 /// `position + rect.topLeft()` of the layer.
 ///
 /// **Positions** lie between UTF-16 units; 0 is before the first one. The editing view counts in the *wrapped* text,
@@ -164,8 +164,8 @@ public:
     QString MakeWrappedText(const QString &text) const;
     /// The text as the last layout broke it into lines; without a box the text.
     QString GetWrappedText() const;
-    /// Puts into @p point's x where the line @p line begins in the layout, if it is line number @p index and measured with
-    /// @p metrics.
+    /// Puts into @p point's x where the line @p line begins in the layout, if it is line number @p index and measured
+    /// with @p metrics.
     void SetLineAlignment(const QFontMetrics &metrics, const QString &line, int index, QPoint &point);
     /// @}
 
@@ -173,14 +173,14 @@ public:
     /// Where nothing else is said, what lies behind the end counts as the end, and so does what is below 0.
     /// @{
 
-    /// The line of a position in the wrapped text with @p useWrapped, where a layout in a box has made one; otherwise in
-    /// the text.
+    /// The line of a position in the wrapped text with @p useWrapped, where a layout in a box has made one; otherwise
+    /// in the text.
     int GetLineByPosition(int position, bool useWrapped) const;
     int GetLineByPositionForWrappedText(int position) const;
     /// From the text to the wrapped text. At the place where a line is broken that is the end of the line. Below 0: 0.
     int GetPositionWithWrap(int position) const;
-    /// From the wrapped text to the text, or to @p source if that is not empty: a text that differs from the wrapped one
-    /// by newlines only. Below 0: 0. Without a wrapped text the position itself.
+    /// From the wrapped text to the text, or to @p source if that is not empty: a text that differs from the wrapped
+    /// one by newlines only. Below 0: 0. Without a wrapped text the position itself.
     int GetPositionWithoutWrap(int position, const QString &source) const;
     /// @p position less the number of lines that were broken before it, by counting newlines up to the same position in
     /// @p unwrapped and in the wrapped text; a rough way back to the text.
@@ -194,17 +194,17 @@ public:
 
     /// @name Images and paths
     /// All of them lay out where the layout is stale. **The markup strokes of a layout are taken out once**: the first
-    /// image after a layout shrinks them to a point (of a text without visible characters it is empty), and the next one
-    /// shows them, as two strokes of a pixel at the corners of the block. So call `SetText(GetText())`, and
+    /// image after a layout shrinks them to a point (of a text without visible characters it is empty), and the next
+    /// one shows them, as two strokes of a pixel at the corners of the block. So call `SetText(GetText())`, and
     /// @c SetParagraphParameters where there is a box, before every image but the first.
     ///
-    /// Images are flat, straight colour, as large as the path's bounding rectangle in whole pixels or the rectangle that
-    /// is given; transparent where a stretch is 0.
+    /// Images are flat, straight colour, as large as the path's bounding rectangle in whole pixels or the rectangle
+    /// that is given; transparent where a stretch is 0.
     /// @{
 
     /// The text through the transform. @p position is by how much its top left corner moves, from where the undeformed
-    /// block has it, so that the block's centre stays under a scaling or a rotation about the corner; what the transform
-    /// itself moves is **subtracted**. To place a picture in a layer see the top of the file.
+    /// block has it, so that the block's centre stays under a scaling or a rotation about the corner; what the
+    /// transform itself moves is **subtracted**. To place a picture in a layer see the top of the file.
     RGBA32iImage CreateImageByText(QPointF &position);
     /// The same of a deformed text. It has another @p position: the one given, less the whole pixels by which the
     /// deformed outlines begin further right and further down than the block, which the transform does not enter.
@@ -217,8 +217,8 @@ public:
 
     /// The text's path, its rectangle, and that through the transform. @p position is not touched.
     QPainterPath CreatePathByTextWithRect(QRectF &pathRect, QRectF &mappedRect, QPointF &position);
-    /// The same, deformed unless the style is 0; then @p position changes as in @c CreateImageByTextWithDeformation. The
-    /// shear takes its measures before the wave here, and after it there.
+    /// The same, deformed unless the style is 0; then @p position changes as in @c CreateImageByTextWithDeformation.
+    /// The shear takes its measures before the wave here, and after it there.
     void CreatePathByTextWithDeformationWithRect(
         QPainterPath &path, QRectF &pathRect, QRectF &mappedRect, QPointF &position);
 
@@ -233,16 +233,16 @@ public:
     /// them. Points that are called unused are not read.
     /// @{
 
-    /// A polyline through all positions, in the middle of the lines and moved by @p point. It is what clicks are measured
-    /// against.
+    /// A polyline through all positions, in the middle of the lines and moved by @p point. It is what clicks are
+    /// measured against.
     QPainterPath GetCharPath(const QPoint &point);
     /// The position next to @p point, a click, where the text is drawn at @p origin: the number of the element of
     /// @c GetCharPath that is nearest to it. Of positions at one place the polyline has the first alone, so that behind
     /// characters without a width of their own the number is too low by one for each. -1 without a polyline.
     int FindSelectedChar(const QPoint &origin, const QPoint &point);
     /// A rectangle from one position to another on a line, as high as the block, and deformed as the text; empty for a
-    /// length of 0 or -1. Newlines count as characters of the line: it is for texts of a single line. @p position changes
-    /// as in @c CreateImageByTextWithDeformation, and in a plain text not at all.
+    /// length of 0 or -1. Newlines count as characters of the line: it is for texts of a single line. @p position
+    /// changes as in @c CreateImageByTextWithDeformation, and in a plain text not at all.
     QPainterPath CreateSelectionAndDeformationPath(QPointF &position, int start, int length);
 
     /// The selection between two positions, in any order, as a rectangle for each line; it also becomes the one of

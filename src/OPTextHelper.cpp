@@ -19,7 +19,7 @@ namespace {
 /// Advances of strings, as text:: functions want them.
 auto advances(const QFontMetrics &metrics)
 {
-    return [&metrics](const QString &string) { return metrics.horizontalAdvance(string); };
+    return [exact = QFontMetricsF(metrics)](const QString &string) { return exact.horizontalAdvance(string); };
 }
 
 QString stretchOf(const QString &string, size_t start, size_t count)

@@ -98,8 +98,8 @@ void moveElements(QPainterPath &path, const Moved &moved)
     }
 }
 
-/// A sine wave of one period over twice @p halfSpan, with its zero in @p origin: up to @p height, first upwards or, where
-/// it runs down, to the left.
+/// A sine wave of one period over twice @p halfSpan, with its zero in @p origin: up to @p height, first upwards or,
+/// where it runs down, to the left.
 inline void wave(QPainterPath &path, Qt::Orientation along, const QPointF &origin, float halfSpan, double height)
 {
     const double frequency = halfSpan == 0 ? 0.0 : M_PI / double(halfSpan);
@@ -112,8 +112,8 @@ inline void wave(QPainterPath &path, Qt::Orientation along, const QPointF &origi
 /// Which way @c shear moves.
 enum ShearFlags { ShearDown = 1, ShearRight = 2 };
 
-/// Moves the corners of a rectangle, given by its half sizes and centre, by a factor of these; what lies between moves by
-/// its part. A half size of nothing moves nothing.
+/// Moves the corners of a rectangle, given by its half sizes and centre, by a factor of these; what lies between moves
+/// by its part. A half size of nothing moves nothing.
 inline void shear(QPainterPath &path, int flags, float halfWidth, float halfHeight, float hFactor, float vFactor,
     const QPointF &centre)
 {

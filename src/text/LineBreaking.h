@@ -1,15 +1,14 @@
 #pragma once
 
 #include "support/Arithmetic.h"
+#include "text/Advances.h"
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>
-#include <QtCore/QVector>
 
 #include <algorithm>
 
-/// Breaking text into lines. Whatever is measured here is measured by a @c measure(const QString &) of the caller, which
-/// gives the advance of a string in whole pixels.
+/// Breaking text into lines. Widths are whole pixels.
 namespace text {
 
 /// The first of the pieces into which a word is cut so that each fits @p width: as many characters as fit, one by one,
@@ -18,7 +17,7 @@ template <class Measure>
 QString firstPiece(const QString &word, int width, const Measure &measure)
 {
     int length = std::min(1, word.length());
-    while (length < word.length() && measure(word.left(length + 1)) <= width)
+    while (length < word.length() && wholePixels(measure(word.left(length + 1))) <= width)
         ++length;
     return word.left(length);
 }
@@ -35,22 +34,6 @@ QStringList splitWord(QString word, int width, const Measure &measure)
     return pieces;
 }
 
-/// What a line takes as a whole or not at all: a word with the spaces behind it. Spaces before the first word are a
-/// token of their own. Only U+0020 is a space.
-inline QStringList tokens(const QString &paragraph)
-{
-    QStringList result;
-    for (int start = 0, end = 0; start < paragraph.length(); start = end) {
-        end = paragraph.indexOf(' ', start);
-        if (end < 0)
-            end = paragraph.length();
-        while (end < paragraph.length() && paragraph[end] == ' ')
-            ++end;
-        result << paragraph.mid(start, end - start);
-    }
-    return result;
-}
-
 /// A paragraph in lines of @p width, filled from the first to the last with as many tokens as fit; @p indent is taken
 /// from the width of the first one. The lines hold the whole text, spaces at their ends too, which count as they are
 /// measured. What is longer than a line is broken into pieces by characters, and the line of the last piece takes what
@@ -63,28 +46,29 @@ QStringList wrap(const QString &paragraph, int width, int indent, const Measure 
     if (paragraph.isEmpty())
         return { QString() };
     QStringList lines;
-    QString line;
+    GrowingLine<Measure> line(measure);
     int available = std::max(arithmetic::wrappingSubtract(width, indent), 0); // of the first line, until there is one
     for (const QString &token : tokens(paragraph)) {
-        if (measure(line + token) <= available) {
-            line += token;
+        const double together = line.AdvanceWith(token);
+        if (wholePixels(together) <= available) {
+            line.Append(token, together);
             continue;
         }
-        if (!line.isEmpty()) {
-            lines << line;
+        if (!line.Line().isEmpty()) {
+            lines << line.Line();
             available = width;
         }
-        line = token;
-        if (measure(line) <= available)
-            continue;
-        do {
-            lines << firstPiece(line, available, measure);
-            line.remove(0, lines.last().length());
+        QString rest = token;
+        double advance = measure(rest);
+        for (; wholePixels(advance) > available; advance = measure(rest)) { // nothing, left in the end, is 0 wide
+            lines << firstPiece(rest, available, measure);
+            rest.remove(0, lines.last().length());
             available = width;
-        } while (measure(line) > width); // nothing, which is left in the end, is 0 wide
+        }
+        line.Begin(rest, advance);
     }
-    if (!line.isEmpty())
-        lines << line;
+    if (!line.Line().isEmpty())
+        lines << line.Line();
     return lines;
 }
 

@@ -112,7 +112,7 @@ Extent placeLines(const QStringList &lines, const QRect &area, Entries &entries,
     for (extent.bottom = metrics.lineHeight(); extent.placed < lines.size(); ++extent.placed) {
         const QString &line = lines[extent.placed];
         const TextParagraphParams &entry = entryOf(extent.placed, entries);
-        const int lineWidth = measure(line), x = lineX(entry, lineWidth, area);
+        const int lineWidth = wholePixels(measure(line)), x = lineX(entry, lineWidth, area);
         const int baseline = wrappingAdd(y, entry.spaceBefore);
         extent.bottom = wrappingAdd(y, metrics.descent);
         if (!area.isEmpty() && wrappingAdd(x, lineWidth) > widthOf(area))

@@ -16,8 +16,8 @@ namespace text {
 template <class Measure>
 class Places {
 public:
-    /// @p length is that of the lines with a newline between each two of them, or 0: then nothing is shown of the lines,
-    /// and there is only the position before the first one.
+    /// @p length is that of the lines with a newline between each two of them, or 0: then nothing is shown of the
+    /// lines, and there is only the position before the first one.
     Places(const QStringList &lines, int length, const QRect &area, Entries &entries, const LineMetrics &metrics,
         const Measure &measure)
         : m_lines(lines)
@@ -49,12 +49,19 @@ public:
     int End(int line) const { return std::min(Start(line) + m_lines[line].length(), m_length); }
 
     /// Where a line begins. A line that has no entry gets one.
-    int X(int line) const { return lineX(entryOf(line, m_entries), m_measure(m_lines[line]), m_area); }
+    int X(int line) const { return lineX(entryOf(line, m_entries), Width(m_lines[line]), m_area); }
     int Top(int line) const { return m_tops[size_t(line)]; }
     /// How far a position is from the beginning of its line.
-    int Along(int line, int position) const { return m_measure(m_lines[line].left(position - Start(line))); }
+    int Along(int line, int position) const { return Width(m_lines[line].left(position - Start(line))); }
+    /// The same for all positions of a line.
+    QList<int> AllAlong(int line) const
+    {
+        return prefixAdvances(m_lines[line].left(End(line) - Start(line)), m_measure);
+    }
 
 private:
+    int Width(const QString &string) const { return wholePixels(m_measure(string)); }
+
     const QStringList m_lines;
     const int m_length;
     const QRect m_area;
@@ -76,8 +83,8 @@ QPainterPath caret(const Places<Measure> &places, int position)
     return path;
 }
 
-/// A rectangle for each line that has something between two positions. A newline has no width; where the second position
-/// is behind one, the line that begins there is left out.
+/// A rectangle for each line that has something between two positions. A newline has no width; where the second
+/// position is behind one, the line that begins there is left out.
 template <class Measure>
 QPainterPath selection(const Places<Measure> &places, int start, int end)
 {
@@ -104,12 +111,10 @@ QPainterPath throughPositions(const Places<Measure> &places, int below, NewLine 
     QPainterPath path;
     for (int line = 0; line < places.LineCount() && places.Start(line) <= places.Length(); ++line) {
         const int x = places.X(line), y = wrappingAdd(places.Top(line), below);
-        for (int position = places.Start(line); position <= places.End(line); ++position) {
-            const QPointF point(wrappingAdd(x, places.Along(line, position)), y);
-            if (position == 0 || (position == places.Start(line) && newLine == NewLine::Apart))
-                path.moveTo(point);
-            path.lineTo(point);
-        }
+        if (line == 0 || newLine == NewLine::Apart)
+            path.moveTo(x, y);
+        for (const int along : places.AllAlong(line))
+            path.lineTo(wrappingAdd(x, along), y);
     }
     return path;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "text/Advances.h"
+
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
@@ -51,12 +53,8 @@ template <class Measure>
 QList<int> caretPoints(const QString &string, const Measure &measure)
 {
     QList<int> points;
-    points.reserve(string.length() + 1);
-    for (const QString &line : linesOf(string)) {
-        points << 0;
-        for (int k = 1; k <= line.length(); ++k)
-            points << measure(line.left(k));
-    }
+    for (const QString &line : linesOf(string))
+        points << prefixAdvances(line, measure);
     return points;
 }
 

@@ -11,6 +11,13 @@ class TestLines : public QObject {
 
     static int measure(const QString &string) { return 10 * string.length(); }
 
+    /// Not the sum of the characters, nor always that of the words: c is closer to a space, aa is one sign, and bccb
+    /// also over spaces.
+    static double kerned(const QString &string)
+    {
+        return 10 * string.length() - 2.5 * string.count(" c") - 6.25 * string.count("aa") - string.count("b c  cb");
+    }
+
     static TextParagraphParams entry(int alignment, int left = 0, int right = 0, int first = 0, bool isFirst = true)
     {
         return { alignment, left, right, first, 0, 0, isFirst };
@@ -70,20 +77,23 @@ private Q_SLOTS:
         for (int n = 0; n < 2000; ++n) {
             const QString paragraph = randomText(random, "abc  ");
             const int width = random.bounded(1, 150), indent = random.bounded(-20, 40);
-            const QStringList lines = text::wrap(paragraph, width, indent, measure);
+            const QStringList lines = text::wrap(paragraph, width, indent, kerned);
             QCOMPARE(lines.join(""), paragraph);
             for (int i = 0, start = 0; i < lines.size(); start += lines[i++].length()) {
                 const int available = std::max(i == 0 ? width - indent : width, 0);
-                QVERIFY(measure(lines[i]) <= available || lines[i].length() == 1);
+                QVERIFY(text::wholePixels(kerned(lines[i])) <= available || lines[i].length() == 1);
                 const int next = start + lines[i].length();
                 int wordEnd = next;
                 while (wordEnd < paragraph.length() && paragraph[wordEnd] != ' ')
                     ++wordEnd;
                 while (wordEnd < paragraph.length() && paragraph[wordEnd] == ' ')
                     ++wordEnd;
-                QVERIFY(next == paragraph.length() || measure(paragraph.mid(start, wordEnd - start)) > available);
+                QVERIFY(next == paragraph.length()
+                    || text::wholePixels(kerned(paragraph.mid(start, wordEnd - start))) > available);
             }
-            QCOMPARE(text::splitWord(paragraph, width, measure).join(""), paragraph);
+            const QList<int> advances = text::prefixAdvances(paragraph, kerned);
+            for (int k = 0; k <= paragraph.length(); ++k)
+                QCOMPARE(advances[k], int(std::floor(kerned(paragraph.left(k)) + 0.5)));
         }
     }
 

@@ -30,7 +30,7 @@ class TestShapes : public QObject {
         return path;
     }
 
-    /// Three lines of 8 up and 2 down, 3 apart, in a box of 100: the first has space around it, the second is set right.
+    /// Lines of 8 up and 2 down, 3 apart, in a box of 100: the first has space around it, the second is set right.
     template <class Ask>
     static QString onPlaces(const QStringList &lines, int length, const Ask &ask)
     {

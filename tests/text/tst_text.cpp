@@ -379,8 +379,7 @@ private Q_SLOTS:
         QCOMPARE((text.*open(UnderLine()))(QPoint(3, 0), 1, size_t(-1)).elementCount(), 2);
     }
 
-    /// Nothing crashes or goes on for ever, whatever is set and asked. Paths are not cut: that takes time, and tst_shapes
-    /// has it.
+    /// Nothing crashes or goes on for ever, whatever is set and asked. Paths are not cut here, which would take time.
     void survives()
     {
         const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
