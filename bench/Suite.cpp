@@ -9,7 +9,7 @@ namespace bench {
 const char *columnName(Column column)
 {
     static const char *const names[columnCount] = { "plain", "module", "QPainter straight", "QPainter premultiplied",
-        "OpenCV", "libvips", "Little CMS" };
+        "OpenCV", "libvips", "Little CMS", "QTextLayout" };
     return names[int(column)];
 }
 

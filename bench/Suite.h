@@ -22,8 +22,8 @@ constexpr int width = 3840, height = 2160;
 constexpr double pixels = double(width) * height;
 
 /// The columns of the table. Ours appears twice in it: a process is either plain or has the module.
-enum class Column { Plain, Module, PainterStraight, PainterPremultiplied, OpenCV, Vips, LittleCms };
-constexpr int columnCount = 7;
+enum class Column { Plain, Module, PainterStraight, PainterPremultiplied, OpenCV, Vips, LittleCms, TextLayout };
+constexpr int columnCount = 8;
 const char *columnName(Column column);
 constexpr bool isPeer(Column column) { return column > Column::Module; }
 
@@ -100,6 +100,7 @@ void addComposition(Suite &suite);
 void addFilters(Suite &suite);
 void addGeometry(Suite &suite);
 void addProfiles(Suite &suite);
+void addText(Suite &suite);
 void addOperations(Suite &suite); ///< of the catalogue; modes have addComposition
 void addRetouching(Suite &suite);
 void addTransforms(Suite &suite); ///< resampling, on the calling thread

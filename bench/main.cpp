@@ -32,6 +32,7 @@ Suite makeSuite(Role role)
     addComposition(suite);
     addGeometry(suite);
     addProfiles(suite);
+    addText(suite);
     addOperations(suite);
     addTransforms(suite);
     addRetouching(suite);
@@ -136,6 +137,7 @@ int main(int argc, char **argv)
     addComposition(names);
     addGeometry(names);
     addProfiles(names);
+    addText(names);
     addOperations(names);
     addTransforms(names);
     addRetouching(names);

@@ -108,6 +108,8 @@ void OPTextHelper::CreateTextPath()
         lines = m_wrappedLines = text::breakLines(lines, m_textArea, m_paragraphs, advances(m_metrics));
 
     QPainterPath path;
+    path.swap(m_textPath); // for its memory
+    path.clear();
     const text::Extent extent = text::placeLines(lines, m_textArea, m_paragraphs, metrics, advances(m_metrics),
         [&](int x, int baseline, const QString &line) { path.addText(x, baseline, m_font, line); });
     m_textOutsideArea = extent.fit != text::Extent::Inside;
@@ -126,7 +128,7 @@ void OPTextHelper::CreateTextPath()
     m_offsetY = arithmetic::truncate(corner.y());
     path.translate(-corner);
     m_textRect = path.boundingRect();
-    m_textPath = path;
+    m_textPath.swap(path);
     m_textDirty = false;
 }
 
