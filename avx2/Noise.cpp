@@ -6,6 +6,8 @@
 #include "color/Blocks.h"
 #include "filters/MersenneTwister.h"
 
+#include <algorithm>
+
 // Random words, the pixels that are made of them, and their blend over a layer.
 
 namespace {
@@ -38,22 +40,18 @@ __m256i tempered(__m256i word)
     return _mm256_xor_si256(word, _mm256_srli_epi32(word, 18));
 }
 
-/// The top bytes of words, four to a pixel: red, green, blue, alpha.
-void pack(const quint32 *words, OPRGBA32i *pixels, int count)
+/// A block of pixels of the top bytes of words, four to a pixel: red, green, blue, alpha.
+void pack(const quint32 *words, OPRGBA32i *pixels)
 {
     const __m256i toPixel = _mm256_setr_epi8(2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15, //
         2, 1, 0, 3, 6, 5, 4, 7, 10, 9, 8, 11, 14, 13, 12, 15);
     const __m256i inOrder = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
-    int i = 0;
-    for (; i + 8 <= count; i += 8) {
+    static_assert(blocks::length % 8 == 0, "eight pixels at a time");
+    for (int i = 0; i < blocks::length; i += 8) {
         const auto two = [&](int k) { return _mm256_srli_epi32(vectors::load(words + 4 * (i + k)), 24); };
         const __m256i low = _mm256_packs_epi32(two(0), two(2)), high = _mm256_packs_epi32(two(4), two(6));
         const __m256i bytes = _mm256_shuffle_epi8(_mm256_packus_epi16(low, high), toPixel); // 0 2 4 6 | 1 3 5 7
         vectors::store(pixels + i, _mm256_permutevar8x32_epi32(bytes, inOrder));
-    }
-    for (; i < count; ++i) {
-        const quint32 *const word = words + 4 * i;
-        pixels[i].word = word[0] >> 24 << 16 | word[1] >> 24 << 8 | word[2] >> 24 | word[3] >> 24 << 24;
     }
 }
 
@@ -72,13 +70,12 @@ KXCORE_KERNEL void MersenneTwisterAVX2(unsigned *state, unsigned *words)
 
 KXCORE_KERNEL void UniformNoiseAVX2(const OPUniformNoise &self, unsigned char *pixels, bool)
 {
-    auto *target = reinterpret_cast<OPRGBA32i *>(pixels);
-    // A block of words holds whole pixels, and only whole pixels are taken from it.
-    static_assert(KXMersenneTwister::Size % 4 == 0, "four words a pixel");
-    for (int left = blocks::length, taken; left > 0; left -= taken / 4, target += taken / 4) {
-        const quint32 *const words = self.Engine().Take(4 * left, &taken);
-        pack(words, target, taken / 4);
+    quint32 words[4 * blocks::length]; // the engine may begin new ones in the middle of a pixel
+    for (int have = 0, taken; have < 4 * blocks::length; have += taken) {
+        const quint32 *const next = self.Engine().Take(4 * blocks::length - have, &taken);
+        std::copy_n(next, taken, words + have);
     }
+    pack(words, reinterpret_cast<OPRGBA32i *>(pixels));
 }
 
 /// Logarithms are not for vectors: the words alone are made in them.

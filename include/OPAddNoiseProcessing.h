@@ -74,7 +74,8 @@ public:
     /// Storage    Flat or tiled. **A flat buffer, which the caller's image shares, receives the result.**
     /// Selection  The noise has the size of the selection, and its top left corner lies on that of what is selected of
     ///            the layer. Each pixel moves from the old value to the blended one by the alpha of the selection.
-    /// Memory     A picture of the image's or the selection's size, which the caller keeps.
+    /// Memory     A picture of the image's or the selection's size, which the caller keeps; throws std::bad_alloc where
+    ///            there is no such image, however little of the selection lies on the layer.
     /// Progress   A step per composed row, and before that one per row of the noise, if it has to be made.
     RGBA32iImage run(AddNoiseData data);
 

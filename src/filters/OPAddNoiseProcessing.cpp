@@ -68,10 +68,13 @@ RGBA32iImage OPAddNoiseProcessing::run(AddNoiseData data)
     const auto &[amount, distribution, keepAlpha] = data.params;
     const bool isUniform = distribution == 0;
     const filters::Cache cache(m_lock, isUniform ? m_cachedUniformNoise : m_cachedGaussianNoise);
-    const QSize size = (data.selectionRect.isEmpty() ? data.image.Rect() : data.selectionRect).size();
+    const QRect rect = data.selectionRect.isEmpty() ? data.image.Rect() : data.selectionRect;
+    // The sides of what a caller selects may be longer than QRect can tell.
+    const qint64 width = qint64(rect.right()) - rect.left() + 1, height = qint64(rect.bottom()) - rect.top() + 1;
 
-    const auto found = cache.Find([size](const RGBA32iImage &picture) { return picture.Rect().size() == size; });
-    RGBA32iImage noise = found ? *found : RGBA32iImage(size.width(), size.height(), false);
+    const auto found = cache.Find(
+        [=](const RGBA32iImage &picture) { return picture.Width() == width && picture.Height() == height; });
+    RGBA32iImage noise = found ? *found : filters::newCanvas(width, height);
     const auto alpha = keepAlpha ? filters::OpacityBlend::Kept : filters::OpacityBlend::Blended;
     filters::OpacityBlend blend(data, noise, noise.Rect(), amount, alpha, m_lock);
     if (found) {
