@@ -72,8 +72,8 @@ RGBA32iImage OPAddNoiseProcessing::run(AddNoiseData data)
     // The sides of what a caller selects may be longer than QRect can tell.
     const qint64 width = qint64(rect.right()) - rect.left() + 1, height = qint64(rect.bottom()) - rect.top() + 1;
 
-    const auto found = cache.Find(
-        [=](const RGBA32iImage &picture) { return picture.Width() == width && picture.Height() == height; });
+    const auto found =
+        cache.Find([=](const RGBA32iImage &picture) { return picture.Width() == width && picture.Height() == height; });
     RGBA32iImage noise = found ? *found : filters::newCanvas(width, height);
     const auto alpha = keepAlpha ? filters::OpacityBlend::Kept : filters::OpacityBlend::Blended;
     filters::OpacityBlend blend(data, noise, noise.Rect(), amount, alpha, m_lock);

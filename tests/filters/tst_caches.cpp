@@ -7,6 +7,7 @@
 #include "kit/Formulas.h"
 
 #include <cmath>
+#include <ctime>
 #include <random>
 #include <thread>
 
@@ -279,13 +280,23 @@ private Q_SLOTS:
         COMPARE_PICTURE(Picture::of(cache.picture), details(data, cache.radius));
     }
 
+    /// The standard library's words, from wherever the sequence has got to.
     void engine()
     {
-        for (const quint32 seed : { 0u, 1u, 5489u, 0xFFFFFFFFu }) {
-            std::mt19937 expected(seed);
-            KXMersenneTwister words(seed);
-            for (int i = 0; i < 2000; ++i)
-                QCOMPARE(words(), quint32(expected()));
+        for (const int words : { 0, 1, 622 }) {
+            std::mt19937 expected(5489);
+            expected.discard(quint64(words));
+            const OPUniformNoise noise(5489);
+            for (int i = 0; i < words; ++i)
+                noise.Engine()();
+            std::vector<OPRGBA32i> block(BaseTransformation::BlockLength);
+            if (noise.HasKernel())
+                noise(reinterpret_cast<unsigned char *>(block.data()), false);
+            else
+                std::for_each(block.begin(), block.end(), [&noise](OPRGBA32i &pixel) { noise(pixel); });
+            for (const OPRGBA32i pixel : block)
+                for (const int shift : { 16, 8, 0, 24 })
+                    QCOMPARE(pixel.word >> shift & 255, unsigned(expected() >> 24));
         }
     }
 
@@ -354,13 +365,17 @@ private Q_SLOTS:
         COMPARE_PICTURE(Picture::of(cache.pictures[0]), uniformNoise(selected.size(), 2));
         QCOMPARE(cache.ranges, QList<int>({ 2 * rows, 50 + 31, 50 + 31 }));
 
+        AddNoiseData huge; // wider than QRect can tell
+        huge.selectionRect = QRect(QPoint(INT_MIN, 0), QPoint(INT_MAX, 0));
+        QVERIFY_EXCEPTION_THROWN(cache.run(huge), std::bad_alloc);
+
         // Without a seed it is the clock's.
-        const quint32 before = KXNoise::ClockSeed();
-        OPRGBA32i pixel;
-        OPUniformNoise()(pixel);
+        const auto before = std::time(nullptr);
+        RGBA32iImage kept[2];
+        OPAddNoiseProcessing(kit::noCancel, cache.lock, kept[0], kept[1]).run(with<AddNoiseData>(all, params));
         bool isFound = false;
-        for (quint32 seed = before, now = KXNoise::ClockSeed(); seed != now + 1; ++seed)
-            isFound = isFound || uniformNoise({ 1, 1 }, seed).at(0, 0) == pixel;
+        for (auto seed = before, now = std::time(nullptr); seed <= now; ++seed)
+            isFound = isFound || kit::difference(Picture::of(kept[0]), uniformNoise(size, quint32(seed))).isEmpty();
         QVERIFY(isFound);
     }
 
