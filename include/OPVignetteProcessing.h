@@ -58,7 +58,8 @@ public:
     /// Memory     No copy without a selection; with it one of what is selected.
     /// Progress   A step per row of the image, or per row of what is selected and per merged row. With an unknown shape
     ///            there is no signal at all.
-    /// Threads    As the image walks: **on a single processor the image stays as it is**, and no row is reported.
+    /// Threads    As the image walks: **on a single processor the image stays as it is**, and merged rows alone are
+    ///            reported.
     RGBA32iImage run(VignetteData data);
 
     /// How far (@p x, @p y) lies beyond the ellipse around the origin with the semi-axes @p a and @p b: along the ray
