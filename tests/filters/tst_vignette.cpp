@@ -57,7 +57,11 @@ private Q_SLOTS:
                                 data.selectionRect = QRect(QPoint(5, 5), area.size());
                                 data.selectionOffset = area.topLeft() - QPoint(5, 5);
                             }
-                            check(Picture::of(Vignette(kit::noCancel).run(data)), before, area, data.params);
+                            Vignette filter(kit::noCancel);
+                            int ranges = 0;
+                            connect(&filter, &Vignette::RangeChanged, [&ranges] { ++ranges; });
+                            check(Picture::of(filter.run(data)), before, area, data.params);
+                            QCOMPARE(ranges, shape == 2 ? 0 : 1);
                         }
     }
 
