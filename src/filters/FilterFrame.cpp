@@ -133,7 +133,10 @@ void AdjustmentWalk::Run(const std::atomic<bool> &cancel, const Progress &progre
 QRect selectedRect(const KXFilterData &data)
 {
     const Area<InLayer> area = selected(data);
-    const auto near = [](qint64 position) { return int(std::clamp<qint64>(position, -(1 << 30), 1 << 30)); };
+    const auto near = [](qint64 position) {
+        constexpr qint64 farthest = (1 << 30) - 1; // even the widest rectangle has a width that fits an int
+        return int(std::clamp(position, -farthest, farthest));
+    };
     const Area<InLayer>::Span columns = area.Columns(), rows = area.Rows();
     return QRect(QPoint(near(columns.first), near(rows.first)), QPoint(near(columns.end - 1), near(rows.end - 1)));
 }

@@ -91,8 +91,8 @@ struct Reach {
     int read; ///< how far around that they read, and one pixel more for a window that slides
 };
 
-/// Where the bounds of the selection lie on the layer, and around it. They are cut off 2^30 pixels away from the
-/// layer's corner.
+/// Where the bounds of the selection lie on the layer, and around it. They are cut off 2^30 - 1 pixels away from the
+/// layer's corner, where no layer reaches.
 QRect selectedRect(const KXFilterData &data);
 
 /// What the passes of a filter work on: the layer itself, or a copy of a part of it.
