@@ -294,51 +294,86 @@ private Q_SLOTS:
         QCOMPARE(larger.at(3, 1), source.at(1, 0));
     }
 
-    /// Wave and shear of the path, by their formulas; and of the caret, which follows it.
+    /// Wave and shear by their formulas: of the path, of the picture, which measures the shear after the wave, and of
+    /// the caret, which follows the path.
     void deforms()
     {
         for (const bool vertical : { false, true }) {
             OPTextHelper text = twoLines();
             QRectF rect, mapped;
             QPointF position;
-            QPainterPath expected = polygons(text.CreatePathByTextWithRect(rect, mapped, position), QTransform());
+            const QPainterPath plain = polygons(text.CreatePathByTextWithRect(rect, mapped, position), QTransform());
             text.SetStyle(1);
             text.SetOrientation(vertical);
             text.SetBend(60);
             text.SetHDistortion(40);
             text.SetVDistortion(-20);
-            const QRectF plain = rect;
-            const QRect block = rect.toRect();
-            const double height = 0.6 * ((vertical ? block.width() : block.height()) / 4); // two lines
-            const double half = (vertical ? block.height() : block.width()) / 2;
-            const QPointF centre = rect.center(), origin = block.center();
-            const auto deform = [&](QPainterPath &path) {
+            const QRectF block = rect;
+            const QPointF origin = block.toRect().center();
+            const double height =
+                0.6 * ((vertical ? block.toRect().width() : block.toRect().height()) / 4); // two lines
+            const double half = (vertical ? block.toRect().height() : block.toRect().width()) / 2;
+            const auto changed = [](QPainterPath path, auto change) {
                 for (int i = 0; i < path.elementCount(); ++i) {
-                    QPointF p = path.elementAt(i);
-                    if (vertical)
-                        p.rx() -= std::sin((p.y() - origin.y()) * (M_PI / half)) * height;
-                    else
-                        p.ry() -= std::sin((p.x() - origin.x()) * (M_PI / half)) * height;
-                    const QPointF d = p - centre;
-                    p.ry() += double(0.4f) * d.x() * (d.y() / double(float(plain.width() / 2)));
-                    p.rx() += double(-0.2f) * d.y() * (d.x() / double(float(plain.height() / 2)));
+                    const QPointF p = change(QPointF(path.elementAt(i)));
                     path.setElementPositionAt(i, p.x(), p.y());
                 }
+                return path;
             };
-            deform(expected);
+            const auto waved = [&](QPointF p) {
+                (vertical ? p.rx() : p.ry()) -=
+                    std::sin((vertical ? p.y() - origin.y() : p.x() - origin.x()) * (M_PI / half)) * height;
+                return p;
+            };
+            const auto shearedIn = [](const QRectF &area) {
+                return [=](const QPointF &p) {
+                    const QPointF d = p - area.center();
+                    return p
+                        + QPointF(double(-0.2f) * d.y() * (d.x() / double(float(area.height() / 2))),
+                            double(0.4f) * d.x() * (d.y() / double(float(area.width() / 2))));
+                };
+            };
+            const QPainterPath wave = changed(plain, waved), expected = changed(wave, shearedIn(block));
             QPainterPath path;
             text.CreatePathByTextWithDeformationWithRect(path, rect, mapped, position);
             QVERIFY(isNear(path, expected));
             QCOMPARE(rect, expected.boundingRect());
             QCOMPARE(position, QPointF(int(rect.left()), int(rect.top())));
-
             QPainterPath caret;
             caret.moveTo(width("H"), m_metrics.ascent() + m_metrics.descent());
             caret.lineTo(width("H"), 0);
-            deform(caret);
+            caret = changed(changed(caret, waved), shearedIn(block));
             QVERIFY(isNear(text.GetVerticalLine(QPoint(), 1, 0), caret));
+
+            const QRectF around = wave.boundingRect();
+            const QPainterPath picture = changed(wave, shearedIn(around));
+            QPainterPath selection;
+            selection.addRect(width("H"), 0, width("i"), block.toRect().height());
+            selection = changed(changed(polygons(selection, QTransform()), waved), shearedIn(around));
+            position = QPointF(7, 8);
+            QVERIFY(isNear(text.CreateSelectionAndDeformationPath(position, 1, 1), selection));
+            const QRectF shown = picture.boundingRect();
+            QCOMPARE(position, QPointF(7 + int(shown.left()), 8 + int(shown.top())));
+            position = QPointF(7, 8);
+            QPainterPath clean = polygons(picture, QTransform::fromTranslate(-shown.left(), -shown.top()));
+            for (int i = clean.elementCount() - 4; i < clean.elementCount(); ++i)
+                clean.setElementPositionAt(i, clean.elementAt(0).x, clean.elementAt(0).y);
+            QCOMPARE(
+                text.CreateImageByTextWithDeformation(position).Rect().size(), clean.boundingRect().toRect().size());
+            QCOMPARE(position, QPointF(7 + int(shown.left()), 8 + int(shown.top())));
+
             text.SetStyle(2); // the text alone
             QCOMPARE(text.GetVerticalLine(QPoint(), 1, 0).elementAt(1).x, double(width("H")));
+            text.SetStyle(1); // without a text the half width is that of half a W
+            text.SetText("");
+            text.SetVDistortion(0);
+            text.SetBend(0);
+            text.CreatePathByTextWithDeformationWithRect(path, rect, mapped, position);
+            QCOMPARE(path.elementCount(), 4);
+            const int line = m_metrics.ascent() + m_metrics.descent();
+            const double dx = 10 - 0.5, dy = line * -0.5; // from the middle of two strokes of a pixel
+            const double y = text.GetTextArea(QRect(0, 0, 10, 5)).elementAt(1).y;
+            QVERIFY(std::abs(y - double(0.4f) * dx * dy / (width("W") / 2)) < 1e-9);
         }
     }
 
