@@ -97,9 +97,9 @@ public:
     /// nothing is cut.
     explicit OPTextHelper(float maxSegmentLength = 2.0f);
     OPTextHelper(const OPTextHelper &other);
-    OPTextHelper(OPTextHelper &&other);
+    OPTextHelper(OPTextHelper &&other) noexcept;
     OPTextHelper &operator=(const OPTextHelper &other);
-    OPTextHelper &operator=(OPTextHelper &&other);
+    OPTextHelper &operator=(OPTextHelper &&other) noexcept;
     ~OPTextHelper();
 
     /// @name What is laid out

@@ -51,9 +51,9 @@ OPTextHelper::OPTextHelper(float maxSegmentLength)
 }
 
 OPTextHelper::OPTextHelper(const OPTextHelper &other) = default;
-OPTextHelper::OPTextHelper(OPTextHelper &&other) = default;
+OPTextHelper::OPTextHelper(OPTextHelper &&other) noexcept = default;
 OPTextHelper &OPTextHelper::operator=(const OPTextHelper &other) = default;
-OPTextHelper &OPTextHelper::operator=(OPTextHelper &&other) = default;
+OPTextHelper &OPTextHelper::operator=(OPTextHelper &&other) noexcept = default;
 OPTextHelper::~OPTextHelper() = default;
 
 void OPTextHelper::SetText(const QString &text)
@@ -286,8 +286,9 @@ void OPTextHelper::FlagFunction(QPointF &position, QPainterPath &path, const QRe
     const QRect r = text::rounded(rect.width() == 0 || rect.height() == 0 ? m_textRect : rect);
     const int width = text::widthOf(r), height = text::heightOf(r);
     const int lines = ShownLines().size();
-    const double amplitude = (m_vertical ? width : height) / (2 * lines); // at 100 percent half the height of a line
-    FlagFunction(position, path, r.center(), float((m_vertical ? height : width) / 2), amplitude);
+    const int amplitude = (m_vertical ? width : height) / (2 * lines); // at 100 percent half the height of a line
+    const int halfSpan = (m_vertical ? height : width) / 2;
+    FlagFunction(position, path, r.center(), float(halfSpan), amplitude);
 }
 
 void OPTextHelper::FlagFunction(
@@ -305,8 +306,10 @@ void OPTextHelper::Distortion(QPainterPath &path, int flags, float hFactor, floa
 void OPTextHelper::Distortion(QPainterPath &path, int flags, float halfWidth, float halfHeight, float hFactor,
     float vFactor, const QPointF &centre) const
 {
-    if (m_text.isEmpty()) // so that its caret is sheared as one beside a letter would be
-        halfWidth = float((m_textArea.isEmpty() ? m_metrics.horizontalAdvance("W") : text::widthOf(m_textArea)) / 2);
+    if (m_text.isEmpty()) { // so that its caret is sheared as one beside a letter would be
+        const int half = (m_textArea.isEmpty() ? m_metrics.horizontalAdvance("W") : text::widthOf(m_textArea)) / 2;
+        halfWidth = float(half);
+    }
     text::shear(path, flags, halfWidth, halfHeight, hFactor, vFactor, centre);
 }
 
@@ -668,8 +671,9 @@ QPainterPath OPTextHelper::GetVerticalLine(const QPoint &, int position, int)
 QPainterPath OPTextHelper::GetCenteringMark()
 {
     const int size = arithmetic::truncate(m_lineHeight * 0.05);
+    const int half = size / 2;
     QPainterPath path;
-    path.addRect(-size / 2, m_ascent - size, size, size);
+    path.addRect(-half, m_ascent - size, size, size);
     QRectF shearRect = m_heavyRect; // with something to shear by, also before a text is deformed
     if (shearRect.width() == 0)
         shearRect.setWidth(0.01);

@@ -5,6 +5,7 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
+#include <algorithm>
 #include <cmath>
 
 /// Advances of strings. Whatever is measured in here is measured by a @c measure(const QString &) of the caller, which
@@ -30,13 +31,24 @@ inline QStringList tokens(const QString &paragraph)
     return result;
 }
 
+/// Whether all characters are from left to right, of alphabets without joined letters, and not marks, tabs or controls:
+/// Latin, Greek and Cyrillic with their digits and punctuation.
+inline bool isPlain(const QString &string)
+{
+    return std::all_of(string.begin(), string.end(), [](QChar c) {
+        const ushort u = c.unicode();
+        return (u >= 0x20 && u < 0x7F) || (u >= 0xC0 && u < 0x250) || (u >= 0x386 && u < 0x482);
+    });
+}
+
 /// The advances of a line that grows by tokens, and what they would be with a part of one more.
 ///
 /// The advance of a string is not the sum of its characters': kerning and ligatures change it. Mostly the sum of its
-/// words it is, and then a long line need not be measured from its beginning. So each pair of neighbours is measured:
-/// where the advances of the two add up to that of the pair, all that comes before them has no influence on what comes
-/// behind. From the first pair on that does not add up, a line is measured whole. What is asked for is measured
-/// together with the token before it in any case.
+/// words it is, and then a long line need not be measured from its beginning. So neighbours are measured together:
+/// where the advances of the two add up to that of the pair, what comes before has no influence on what comes behind.
+/// Where they do not they count as one word from then on, and so do tokens without a letter, which take the script
+/// of what is before them. What is asked for is measured with the word before it in any case. A line that is not
+/// plain is measured whole: tab stops count from its beginning, and so does the order of two directions.
 template <class Measure>
 class GrowingLine {
 public:
@@ -49,7 +61,7 @@ public:
 
     double AdvanceWith(const QString &part) const
     {
-        return m_addsUp ? m_before + m_measure(m_last + part) : m_measure(m_line + part);
+        return m_isPlain && isPlain(part) ? m_before + m_measure(m_last + part) : m_measure(m_line + part);
     }
 
     /// A new line, of a token with that advance.
@@ -58,26 +70,31 @@ public:
         m_line.clear();
         m_last.clear();
         m_before = m_lastAdvance = 0;
-        m_addsUp = true;
+        m_isPlain = true;
         Append(token, advance);
     }
 
     /// @p advance is what the line has with the token: AdvanceWith(token).
     void Append(const QString &token, double advance)
     {
-        const double own = m_measure(token);
-        m_before += m_lastAdvance;
-        m_addsUp = m_addsUp && advance == m_before + own;
-        m_last = token;
-        m_lastAdvance = own;
         m_line += token;
+        m_isPlain = m_isPlain && isPlain(token);
+        if (!m_isPlain)
+            return;
+        if (std::any_of(token.begin(), token.end(), [](QChar c) { return c.isLetter(); })
+            && advance == m_before + m_lastAdvance + m_measure(token)) {
+            m_before += m_lastAdvance;
+            m_last.clear();
+        }
+        m_last += token;
+        m_lastAdvance = advance - m_before;
     }
 
 private:
     const Measure &m_measure;
-    QString m_line, m_last; ///< all of it, and its last token
-    double m_before = 0, m_lastAdvance = 0; ///< of the line before its last token, and of that
-    bool m_addsUp = true;
+    QString m_line, m_last; ///< all of it, and its last word
+    double m_before = 0, m_lastAdvance = 0; ///< of the line before its last word, and of that
+    bool m_isPlain = true;
 };
 
 /// The advances of all beginnings of a line, in whole pixels, from that of no character on.

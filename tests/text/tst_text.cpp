@@ -174,6 +174,24 @@ private Q_SLOTS:
         QVERIFY(!text.IsTextOutsideArea() && text.GetWrappedText() == "aa bb cc dd\nee");
     }
 
+    /// The advance of each beginning of a line, also where kerning, ligatures, marks and directions change it.
+    void pointsOfAnyText()
+    {
+        const QStringList pieces { "A", "V", "To", "f", "fi", "ffi", " ", " ", "  ", "\t", ".", "1(",
+            QString::fromUtf8("\u0413\u0434"), QString::fromUtf8("\u0301"), QString::fromUtf8("\u05e9\u05dc"),
+            QString::fromUtf8("\u0644\u0627"), QString::fromUtf8("\U0001F600"), QString(QChar(0x9c)) };
+        QRandomGenerator random = kit::random();
+        for (int n = 0; n < 100; ++n) {
+            QString line;
+            for (int i = random.bounded(30); i > 0; --i)
+                line += pieces[random.bounded(n % 2 ? 9 : pieces.size())];
+            QList<int> expected;
+            for (int k = 0; k <= line.length(); ++k)
+                expected << width(line.left(k));
+            QCOMPARE(OPTextHelper().GetTextPoints(line, m_metrics), expected);
+        }
+    }
+
     void positions()
     {
         const OPTextHelper text = threeLines(); // typed "aa bb cc dd|ee", wrapped "aa bb |cc dd|ee"
