@@ -83,6 +83,35 @@ void addResamplings(Suite &suite)
             });
 }
 
+/// On one thread, as ours are.
+void addFillReferences(Suite &suite)
+{
+    static cv::Mat bgr, mask, result;
+    const auto prepare = [] {
+        cv::setNumThreads(1);
+        cv::cvtColor(picture(photoLayer), bgr, cv::COLOR_BGRA2BGR);
+        mask.create(height, width, CV_8U);
+        result.create(height, width, CV_8UC4);
+    };
+    const auto add = [&](const char *name, unsigned tolerance) {
+        suite.addPeer(name, Column::OpenCV, 9, prepare, [tolerance] {
+            const cv::Scalar reach = cv::Scalar::all(tolerance & 255);
+            cv::floodFill(bgr, cv::Point(fillSeed[0], fillSeed[1]), cv::Scalar(0x99, 0x66, 0x33), nullptr, reach, reach,
+                4 | cv::FLOODFILL_FIXED_RANGE);
+        });
+    };
+    for (const char *const name : { floodFillName, floodFillIntoName, floodFillImageName })
+        add(name, fillAll);
+    add(floodFillPartName, fillPart);
+    suite.addPeer(colorRangeName, Column::OpenCV, 9, prepare, [] {
+        const cv::Mat source = picture(photoLayer);
+        const cv::Vec4b seed = source.at<cv::Vec4b>(fillSeed[1], fillSeed[0]);
+        const cv::Scalar middle(seed[0], seed[1], seed[2], seed[3]), reach = cv::Scalar::all(fillPart & 255);
+        cv::inRange(source, middle - reach, middle + reach, mask);
+        result.setTo(cv::Scalar(0x99, 0x66, 0x33, 255), mask);
+    });
+}
+
 } // namespace
 
 /// OpenCV's filters on four channels of 8 bits, on all processors. They do not weight colour by alpha.
@@ -90,6 +119,7 @@ void addOpenCV(Suite &suite)
 {
     addReferences(suite);
     addResamplings(suite);
+    addFillReferences(suite);
     static cv::Mat result;
     const auto prepare = [] {
         cv::setNumThreads(cv::getNumberOfCPUs());

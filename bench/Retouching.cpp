@@ -1,3 +1,4 @@
+#include "OPFloodFillHelper.h"
 #include "OPInpaint.h"
 #include "OPInpaintIterative.h"
 
@@ -97,10 +98,32 @@ void addRepair(Suite &suite, const std::string &suffix, double ratio, int repeti
     }
 }
 
+void addFills(Suite &suite)
+{
+    static RGBA32iImage other(width, height, false);
+    static const QPoint seed(fillSeed[0], fillSeed[1]);
+    constexpr unsigned color = 0xFF336699;
+    const auto renew = [] { restore(image(), photoLayer)(); };
+    const auto add = [&](const char *name, double ratio, std::function<void()> run) {
+        suite.addRow(name, { Column::OpenCV, {}, ratio });
+        suite.addOurs(name, 9, renew, std::move(run));
+    };
+    add(floodFillName, 1, [] { OPFloodFillHelper::FloodFill(image(), seed, fillAll, color, nullptr); });
+    add(floodFillIntoName, 1, [] { OPFloodFillHelper::FloodFill(image(), other, seed, fillAll, color, nullptr); });
+    add(floodFillImageName, 1, [] {
+        auto *const bytes = reinterpret_cast<uchar *>(image().Bits());
+        QImage wrapped(bytes, width, height, QImage::Format_ARGB32);
+        OPFloodFillHelper::FloodFill(wrapped, seed, fillAll, color, nullptr);
+    });
+    add(floodFillPartName, 1, [] { OPFloodFillHelper::FloodFill(image(), seed, fillPart, color, nullptr); });
+    add(colorRangeName, 0.5, [] { OPFloodFillHelper::ColorRangeFill(image(), other, seed, fillPart, color, nullptr); });
+}
+
 } // namespace
 
 void addRetouching(Suite &suite)
 {
+    addFills(suite);
     addInpainting<OPInpaint>(suite, "", 4, 5, [](OPInpaint &engine) { engine(0); });
     addInpainting<catalogue::PlainInpaint>(
         suite, plainForm, 0, 2, [](catalogue::PlainInpaint &engine) { engine.run(); });

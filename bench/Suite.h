@@ -140,6 +140,15 @@ constexpr char lookUpOf4[] = "OpenCV LUT, 4 channels";
 /// Measuring a picture for a white balance. OpenCV's histograms, means and deviations of its channels stand for that.
 constexpr Scene measuredScenes[] = { photoLayer, layer };
 std::string measuringName(Scene scene);
+/// Flood fills of a photo whose colours are all within the tolerance, as no other channel than alpha limits it; OpenCV's
+/// has three channels, as it takes no four.
+constexpr char floodFillName[] = "flood fill, all of a photo, marked";
+constexpr char floodFillIntoName[] = "flood fill, all of a photo, painted";
+constexpr char floodFillImageName[] = "flood fill, all of a photo, QImage";
+constexpr char floodFillPartName[] = "flood fill, a part of a photo, marked";
+constexpr char colorRangeName[] = "color range fill";
+constexpr int fillSeed[] = { width / 2, height / 2 };
+constexpr unsigned fillAll = 0x00FFFFFF, fillPart = 0x003C3C3C; ///< tolerances
 constexpr char hlsAndBack[] = "OpenCV BGR to HLS and back";
 
 /// Prints the table, and writes it to @p jsonFile if that is not empty. False when the file cannot be written.

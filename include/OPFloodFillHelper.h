@@ -22,16 +22,9 @@
 ///     OPFloodFillHelper::FloodFill(own, picture, seed, tolerance, color, &bounds);
 ///     return bounds;
 /// }
-///
-/// /// The same region as a picture of its own, to compose or to select with: @p color, and transparent elsewhere.
-/// RGBA32iImage region(const RGBA32iImage &picture, const QPoint &seed, OPRGBA32i tolerance, OPRGBA32i color)
-/// {
-///     RGBA32iImage own, selection(picture.Width(), picture.Height(), false);
-///     picture.CopyTo(own, false);
-///     OPFloodFillHelper::FloodFill(own, selection, seed, tolerance, color, nullptr);
-///     return selection;
-/// }
 /// @endcode
+/// Onto a transparent image instead of the picture the same gives the region as a picture of its own: to compose, or to
+/// select with.
 ///
 /// Region    The pixels that match the seed and are joined to it by their edges; corners do not join. Each pixel is
 ///           compared with the seed's colour, never with its neighbour, so that a region does not creep along a
