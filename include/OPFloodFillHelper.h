@@ -33,10 +33,10 @@
 ///           **A seed of alpha 0 matches all that has an alpha of 0, whatever the colour and the tolerance**, and
 ///           nothing else. In the form without tolerance a pixel matches that equals the seed in all four channels.
 /// Marker    The forms with tolerance overwrite what they have filled in their working picture with a colour that does
-///           not match, the *marker*. **It stays**, as told at each form. Blue, green and red are asked in this order:
-///           the first one of which 0 is beyond the tolerance makes it opaque black, the first one of which 255 is,
-///           opaque with 255 in that channel. Where none is, alpha decides: black with an alpha of 1 if that is beyond
-///           the tolerance, or else opaque black.
+///           not match, the *marker*. **It stays**, as told at each form. Blue, green and red are asked in turn, each
+///           whether its 0 is beyond the tolerance, and if not, whether its 255 is. The first that is decides: 0 gives
+///           opaque black, 255 the same with 255 in that channel. Where none is, alpha is asked: black with an alpha of
+///           1 if that is beyond the tolerance, and opaque black if 255 is.
 /// All       Where no such colour is left the tolerance is taken to hold all colours, and all pixels are filled, joined
 ///           to the seed or not. As no marker has an alpha of 0 that happens too where only this alpha is beyond the
 ///           tolerance; **pixels of alpha 0 are filled then**.
@@ -60,9 +60,9 @@ public:
     static bool FloodFill(RGBA32iImage &image, const QPoint &seed, const OPRGBA32i &color, QRect *bounds);
 
     /// **Leaves the marker in the region of @p image and not @p color**: the working picture is a copy of @p image, and
-    /// a copy shares its pixels. This is intended; it gives the region's place and bounds at no cost in memory. To
-    /// paint, take the form with two images, as above. Only where all pixels are filled they get @p color. A tolerance
-    /// of 0 in all channels is the form without tolerance, which paints, with its text in the log.
+    /// a copy shares its pixels. This is intended; it shows where the region is without a second picture. To paint, take
+    /// the form with two images, as above. Only where all pixels are filled they get @p color. A tolerance of 0 in all
+    /// channels is the form without tolerance, which paints, with its text in the log.
     static bool FloodFill(
         RGBA32iImage &image, const QPoint &seed, const OPRGBA32i &tolerance, const OPRGBA32i &color, QRect *bounds);
 

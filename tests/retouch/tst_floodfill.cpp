@@ -138,9 +138,9 @@ private Q_SLOTS:
     {
         for (const char *const name : { "seed", "tolerance", "marker" }) // no marker: all is filled
             QTest::addColumn<unsigned>(name);
-        QTest::newRow("blue from 1 on") << 0x80808080u << 0x0000007Fu << 0xFF000000u;
+        QTest::newRow("blue from 1 on") << 0x80807E80u << 0x0000807Fu << 0xFF000000u;
         QTest::newRow("blue to 254") << 0x8080807Eu << 0x00000080u << 0xFF0000FFu;
-        QTest::newRow("green from 1 on") << 0x80808080u << 0x00007F80u << 0xFF000000u;
+        QTest::newRow("green from 1 on") << 0x807E8080u << 0x00807F80u << 0xFF000000u;
         QTest::newRow("green to 254") << 0x80807E80u << 0x00008080u << 0xFF00FF00u;
         QTest::newRow("red from 1 on") << 0x80808080u << 0x007F8080u << 0xFF000000u;
         QTest::newRow("red to 254") << 0x807E8080u << 0x00808080u << 0xFFFF0000u;
@@ -179,7 +179,7 @@ private Q_SLOTS:
         QTest::newRow("whole columns before") << QSize(2, 3) << QPoint(0, 2) << "##./##./##.";
         QTest::newRow("the right before the left") << QSize(2, 1) << QPoint(1, 0) << ".#.";
         QTest::newRow("no pixels at all") << QSize(0, 0) << QPoint(1, 1) << "../..";
-        QTest::newRow("the region lies within") << QSize(4, 4) << QPoint(0, 0) << "# ## /# #  /#### /  # .";
+        QTest::newRow("the region lies within") << QSize(4, 4) << QPoint(3, 0) << "# ## /# #  /#### /  # .";
     }
 
     void smallDestination()
