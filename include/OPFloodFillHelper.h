@@ -60,9 +60,9 @@ public:
     static bool FloodFill(RGBA32iImage &image, const QPoint &seed, const OPRGBA32i &color, QRect *bounds);
 
     /// **Leaves the marker in the region of @p image and not @p color**: the working picture is a copy of @p image, and
-    /// a copy shares its pixels. This is intended; it shows where the region is without a second picture. To paint, take
-    /// the form with two images, as above. Only where all pixels are filled they get @p color. A tolerance of 0 in all
-    /// channels is the form without tolerance, which paints, with its text in the log.
+    /// a copy shares its pixels. This is intended; it shows where the region is without a second picture. To paint,
+    /// take the form with two images, as above. Only where all pixels are filled they get @p color. A tolerance of 0 in
+    /// all channels is the form without tolerance, which paints, with its text in the log.
     static bool FloodFill(
         RGBA32iImage &image, const QPoint &seed, const OPRGBA32i &tolerance, const OPRGBA32i &color, QRect *bounds);
 
