@@ -48,7 +48,7 @@ inline transform::CubicTerms<vectors::Channels>::CubicTerms(const OPRGBA32i *p)
         0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15);
     const __m256i samples = _mm256_shuffle_epi8(pixels, bySamples); // the four of blue, of green, of red, of alpha
     const auto weights = [](int p0, int p1, int p2, int p3) {
-        return (p0 & 255) | (p1 & 255) << 8 | (p2 & 255) << 16 | p3 << 24;
+        return (p0 & 255) | (p1 & 255) << 8 | (p2 & 255) << 16 | int(unsigned(p3) << 24); // signed ones may not shift
     };
     const auto sums = [samples](int low, int high) {
         const __m256i both = _mm256_setr_epi32(low, low, low, low, high, high, high, high);

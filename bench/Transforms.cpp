@@ -12,7 +12,7 @@ const std::vector<Resampling> &resamplings()
     static const std::vector<Resampling> all = [] {
         const QSize same(width, height), larger(width * 13 / 10, height * 13 / 10);
         QTransform turned;
-        turned.translate(width / 2, height / 2).rotate(30).translate(-width / 2, -height / 2);
+        turned.translate(width / 2.0, height / 2.0).rotate(30).translate(-width / 2.0, -height / 2.0);
         const QTransform enlarged = QTransform::fromScale(1.3, 1.3);
         const QTransform leaning(1, 0.05, 0.3 / width, 0.03, 0.9, 0.1 / height, 20, 30, 1);
         return std::vector<Resampling> {
