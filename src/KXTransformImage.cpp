@@ -113,8 +113,9 @@ void copyTo(QImage &destination, const Image &source, const QRect &clip, const Q
     if (!source.IsTiled())
         return copyFlat(source, clip, inverse, QPoint(), target);
     const QRect whereTilesMayBe(0, 0, INT_MAX, INT_MAX);
+    const bool mayReport = !source.Rect().contains(clip); // which is then done row by row
     copyPixels(TileReader<Image> { source }, ClippedTo(whereTilesMayBe, clip), inverse, QPoint(), target,
-        transform::Order::Strips);
+        mayReport ? transform::Order::Rows : transform::Order::Strips);
 }
 
 /// Calls @p copy with the inverse of @p transform. False if there is none, or if @p copy returns it.

@@ -440,19 +440,19 @@ private Q_SLOTS:
     {
         RGBA32iImage image = Picture(200, 140, OPRGBA32i(7)).image(true); // two by two tiles
         image.ReleaseTile(1);
-        QImage target(300, 140, QImage::Format_ARGB32);
+        QImage target(600, 140, QImage::Format_ARGB32);
         target.fill(ground.word);
         const kit::LogCapture log;
         QVERIFY(TransformImage(image, QTransform(), target, QRect()));
         QVERIFY(target.pixel(127, 0) == 7 && target.pixel(128, 0) == ground.word && target.pixel(199, 130) == 7
             && target.pixel(200, 0) == ground.word);
         QVERIFY(log.texts().isEmpty());
-        // A rectangle that is larger than the image: in the tiles to the right of it and below, and before it.
-        QVERIFY(TransformImage(image, QTransform::fromTranslate(0, -252), target, QRect(-9, -9, 258, 300)));
-        const QString text("[include/KXImage] Invalid tile index for getting the tile data %1");
-        QStringList lines; // of the rows 256 to 290, and of the columns 0 to 248
-        for (int i = 0; i < 35 * 249; ++i)
-            lines << text.arg(i % 249 < 128 ? 4 : 5);
+        // A rectangle that is larger than the image: tiles below it, row by row, and nothing before it.
+        QVERIFY(TransformImage(image, QTransform::fromTranslate(0, -256), target, QRect(-9, -9, 700, 300)));
+        QStringList lines; // of the rows 256 to 290
+        for (int i = 0; i < 35 * 600; ++i)
+            lines
+                << QString("[include/KXImage] Invalid tile index for getting the tile data %1").arg(4 + i % 600 / 128);
         QCOMPARE(log.texts(), lines);
     }
 
