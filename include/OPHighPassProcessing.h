@@ -71,13 +71,14 @@ public:
     /// Selection  The picture of details has the size of the selection, and its alpha; pixels around the selection
     ///            count as neighbours. It is composed through the selection once more.
     /// Memory     Where the cache misses a picture of the image's or the selection's size, which the cache keeps; with
-    ///            a selection also one of the selection and of what the blur reads around it.
+    ///            a selection also one of what of it lies on the layer and of what the blur reads around that.
     /// Progress   Where the cache hits two steps. Otherwise one per row and column of the blurred rectangle, one per
     ///            row of the picture, and a hundredth of these, at least one, for the composition. The last of them are
     ///            set with @c SetProgress: the value is then that of the range, whatever earlier runs of the object
     ///            reached.
     /// Errors     Needs the composition slots: @c loadAVX2Functions(true) must have been called, std::bad_function_call
-    ///            otherwise. std::bad_alloc.
+    ///            otherwise. std::bad_alloc, also where there is no image of the selection's size, however little of
+    ///            the selection lies on the layer.
     RGBA32iImage run(HighPassData data);
 
     /// The mode that a @c blendIndex stands for.

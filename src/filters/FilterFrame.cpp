@@ -244,7 +244,9 @@ void OpacityBlend::Run(const std::atomic<bool> &cancel, const Progress &progress
 KXIterativeConvolutionFast2D<RGBA32iImage> premultipliedConvolution(
     const std::vector<short> &taps, RGBA32iImage &image, const QRect &rect)
 {
-    KXIterativeConvolutionFast2D<RGBA32iImage> passes(taps, image, rect);
+    // To the passes an invalid rectangle is all of the image; one beside it is nothing.
+    const QRect beside(-1, -1, 1, 1);
+    KXIterativeConvolutionFast2D<RGBA32iImage> passes(taps, image, rect.isEmpty() ? beside : rect);
     passes.SetPremultiply(true);
     return passes;
 }

@@ -347,7 +347,7 @@ RGBA32iImage runPasses(const FilterRun &run, KXFilterData &data, const Reach &re
     return data.image;
 }
 
-/// A convolution both ways in which colour counts by its alpha.
+/// A convolution both ways in which colour counts by its alpha; of an empty rectangle it is none.
 KXIterativeConvolutionFast2D<RGBA32iImage> premultipliedConvolution(
     const std::vector<short> &taps, RGBA32iImage &image, const QRect &rect);
 

@@ -5,6 +5,7 @@
 
 #include "support/Arithmetic.h"
 
+#include "Area.h"
 #include "FilterFrame.h"
 #include "ParamsStream.h"
 
@@ -121,7 +122,8 @@ RGBA32iImage OPHighPassProcessing::run(HighPassData data)
         if (run.IsCancelled())
             return data.image;
         if (isSelected) {
-            picture.emplace(data.selectionRect.width(), data.selectionRect.height(), false);
+            const filters::Area<filters::InSelection> bounds(data.selectionRect);
+            picture = filters::newCanvas(bounds.Columns().Length(), bounds.Rows().Length());
             ComposeMaskOn(work.image, selected.translated(-work.origin), KXCompositionMode::Source, *picture,
                 picture->Rect(), 1.0, data.selection, data.selectionRect, false, false);
         } else {

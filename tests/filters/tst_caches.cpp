@@ -93,7 +93,8 @@ Picture details(const KXFilterData &data, double radius)
     const QRect area = isSelected ? selected.adjusted(-reach, -reach, reach, reach) : work.Rect();
     KXIterativeConvolutionFast2D<RGBA32iImage> blur(KXBlur::CreateGaussianKernel(radius), work, area & work.Rect());
     blur.SetPremultiply(true);
-    blur.Run(kit::noCancel, {});
+    if (area.isValid())
+        blur.Run(kit::noCancel, {});
     const Picture layer = Picture::of(data.image), blurred = Picture::of(work), mask = Picture::of(data.selection);
     const QRect shown = isSelected ? selected : layer.rect();
     Picture result(shown.width(), shown.height());
@@ -232,7 +233,11 @@ private Q_SLOTS:
             data = head(true);
             QCOMPARE(cache.run(with<HighPassData>(data, { radius, 0, 100 })).Rect(), QRect(QPoint(), size));
             QVERIFY(cache.ranges.last() > 2);
+            if (radius < 0) // an edge of the selection, or all of it, is not blurred
+                COMPARE_PICTURE(Picture::of(cache.picture), details(data, radius));
         }
+        data.selectionRect = QRect(QPoint(INT_MIN, INT_MIN), QPoint(INT_MAX, INT_MAX)); // there is no such picture
+        QVERIFY_EXCEPTION_THROWN(cache.run(with<HighPassData>(data, { 1.0, 0, 100 })), std::bad_alloc);
     }
 
     void cancelledHighPasses()
