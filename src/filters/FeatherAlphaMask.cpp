@@ -46,12 +46,14 @@ std::vector<float> gaussianTaps(float radius)
 /// A transparent mask with the size of @p rect and the margin on each side.
 RGBA32iImage grownMask(const QRect &rect, qint64 margin)
 {
-    const auto fits = [margin](qint64 first, qint64 last) {
-        return first - margin >= -(1 << 30) && last + margin < 1 << 30 && last - first + 2 * margin < 1 << 30;
+    // The sides may lie further apart than QRect can tell, also in the wrong order.
+    const auto length = [margin](qint64 first, qint64 last) {
+        const qint64 grown = last - first + 1 + 2 * margin;
+        if (first - margin < -(1 << 30) || last + margin >= 1 << 30 || grown >= 1 << 30)
+            throw std::bad_alloc();
+        return grown;
     };
-    if (!fits(rect.left(), rect.right()) || !fits(rect.top(), rect.bottom()))
-        throw std::bad_alloc();
-    return RGBA32iImage(rect.width() + 2 * int(margin), rect.height() + 2 * int(margin), false);
+    return filters::newCanvas(length(rect.left(), rect.right()), length(rect.top(), rect.bottom()));
 }
 
 /// What a thread works with. All of it is there before threads start, so that nothing is thrown on them.

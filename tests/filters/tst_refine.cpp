@@ -164,6 +164,9 @@ private Q_SLOTS:
         for (const float radius : { 1e5f, 5e8f }) // more than there is memory for
             QVERIFY_EXCEPTION_THROWN(FeatherAlphaMask(mask, rect, radius), std::bad_alloc);
         QCOMPARE(rect, QRect(-1, 2, 11, 9));
+        rect = QRect(QPoint(INT_MAX, 5), QPoint(INT_MIN, 5)); // sides far apart, in the wrong order
+        FeatherAlphaMask(mask, rect, 1.0f);
+        QVERIFY(mask.Rect().isEmpty());
     }
 
     void masks()
