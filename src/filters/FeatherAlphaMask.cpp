@@ -72,7 +72,7 @@ public:
         , m_grown(grownMask(rect, m_margin))
         , m_taps(gaussianTaps(radius))
         , m_kernel(sumKernel.Bind())
-        , m_copied(mask.Rect() & m_grown.Rect().adjusted(0, 0, -m_margin, -m_margin))
+        , m_copied(mask.Rect().size().boundedTo(m_grown.Rect().size() - QSize(m_margin, m_margin)))
         , m_buffers(size_t(workers::hardware()))
     {
         const size_t ends = 2 * size_t(m_reach);
@@ -121,7 +121,7 @@ private:
 
     const OPRGBA32i *MaskRow(int y, Buffers &buffers) const
     {
-        return filters::rowOf(m_mask, m_copied.x(), m_copied.y() + y, m_copied.width(), buffers.row);
+        return filters::rowOf(m_mask, 0, y, m_copied.width(), buffers.row);
     }
 
     void Sum(const float *samples, qptrdiff stride, OPRGBA32i *pixels, int length) const
@@ -178,7 +178,7 @@ private:
     RGBA32iImage m_grown;
     const std::vector<float> m_taps;
     decltype(SumAlphaTapsAVX2) *const m_kernel;
-    const QRect m_copied; ///< what of the mask there is room for
+    const QSize m_copied; ///< of the part of the mask that there is room for; empty where there is none
     std::vector<Buffers> m_buffers; ///< one for each thread
 };
 

@@ -193,7 +193,8 @@ private Q_SLOTS:
     void oddMasks()
     {
         const Picture mask(20, 10, OPRGBA32i(0xFFFFFFFFu));
-        for (const QSize size : { QSize(), QSize(0, 5), QSize(4, 3), QSize(30, 3), QSize(-9, 4) })
+        for (const QSize size :
+            { QSize(), QSize(0, 5), QSize(4, 3), QSize(30, 3), QSize(-9, 4), QSize(-5, 4), QSize(4, -5) })
             for (const Picture &before : { Picture(0, 0), mask }) {
                 RGBA32iImage image = before.image(false);
                 QRect rect(QPoint(4, 5), size);
@@ -204,7 +205,9 @@ private Q_SLOTS:
                 const Picture after = Picture::of(image);
                 for (int y = 0; y < after.height; ++y)
                     for (int x = 0; x < after.width; ++x)
-                        if (before.rect().translated(4, 4).contains(x, y))
+                        if (std::min(size.width(), size.height()) < -4) // no room beside the margins
+                            QCOMPARE(after.at(x, y).word, 0u);
+                        else if (before.rect().translated(4, 4).contains(x, y))
                             QVERIFY(after.at(x, y).a >= 128);
             }
     }
