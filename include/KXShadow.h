@@ -18,8 +18,7 @@ struct KXShadowParams {
     int distance = 25; ///< in pixels: how far the shadow lies from the layer
     int spread = 0; ///< in percent: how much of the blur is solid
     /// In pixels: alpha becomes the mean of a square that has 2 * blurRadius + 1 to a side. Sensible from 0, with which
-    /// nothing is blurred, to the size of the layer; windows end at @c OPRGBABlurAccumulatorBase::MaximumRadius. A
-    /// negative one blurs nothing and cuts off that much of each edge.
+    /// nothing is blurred, to the size of the layer. A negative one blurs nothing and cuts off that much of each edge.
     int blurRadius = 20;
     int noise = 0; ///< in percent
 };

@@ -106,9 +106,9 @@ private Q_SLOTS:
             for (const BaseTransformation *stage :
                 { static_cast<const BaseTransformation *>(&alpha), static_cast<const BaseTransformation *>(&bright) })
                 for (unsigned first = 0; first < 256 && stage->HasKernel(); first += blocks::length) {
-                    std::vector<OPRGBA32i> block, plain; // greys, and what is just darker than every second one
+                    std::vector<OPRGBA32i> block, plain; // greys, a quarter of them just a bit darker
                     for (unsigned grey = first; grey < first + blocks::length; ++grey) {
-                        block.emplace_back(grey * 0x01010101u - grey % 2);
+                        block.emplace_back(grey * 0x01010101u - (grey % 4 == 1));
                         plain.push_back(block.back());
                         (*stage)(plain.back());
                     }

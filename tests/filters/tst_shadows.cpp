@@ -11,7 +11,7 @@ namespace {
 
 const unsigned colour = 0x00C86432;
 
-/// What is seen of a layer: @p mask has alphas of 0 and 255 alone.
+/// What is seen of a layer.
 Picture seen(const Picture &layer, const Picture &mask, const QPoint &offset, bool isSeenOutside)
 {
     Picture shape(layer.width, layer.height);
@@ -21,8 +21,8 @@ Picture seen(const Picture &layer, const Picture &mask, const QPoint &offset, bo
             const bool isInside = mask.rect().contains(p);
             if (isInside || isSeenOutside)
                 shape.at(x, y) = layer.at(x, y);
-            if (isInside && mask.at(p.x(), p.y()).a == 0)
-                shape.at(x, y).a = 0;
+            if (isInside)
+                shape.at(x, y).a = uchar(shape.at(x, y).a * mask.at(p.x(), p.y()).a / 255);
         }
     return shape;
 }
@@ -67,9 +67,8 @@ private Q_SLOTS:
     /// One pixel of alpha 90: a third in each of three columns, a third of that in each of three rows.
     void onePixel()
     {
-        Picture pixel(1, 1, OPRGBA32i(0x5A010203u)), half(1, 1, OPRGBA32i(0x80000000u));
         OPDropShadowProcessing::DropShadowData data;
-        data.image = pixel.image(false);
+        data.image = Picture(1, 1, OPRGBA32i(0x5A010203u)).image(false);
         data.maskInverted = true;
         data.params.blurRadius = 1;
         data.params.color = QColor(0xC8, 0x64, 0x32, 7); // whose alpha does not count
@@ -77,10 +76,6 @@ private Q_SLOTS:
         const auto drop = run<OPDropShadowProcessing>(data, ranges);
         COMPARE_PICTURE(Picture::of(drop.image), Picture(3, 3, OPRGBA32i(10u << 24 | colour)));
         QCOMPARE(drop.origin, QPoint());
-        data.mask = half.image(false); // 90 * 128 / 255 = 45.2, a ninth of which is 5
-        COMPARE_PICTURE(
-            Picture::of(run<OPDropShadowProcessing>(data, ranges).image), Picture(3, 3, OPRGBA32i(5u << 24 | colour)));
-
         OPInnerShadowProcessing::InnerShadowData inner;
         inner.image = data.image;
         inner.maskInverted = true;
@@ -90,7 +85,7 @@ private Q_SLOTS:
         COMPARE_PICTURE(Picture::of(color), Picture(1, 1, OPRGBA32i(90u << 24 | colour)));
         COMPARE_PICTURE(Picture::of(shape), Picture(3, 3, OPRGBA32i(245u << 24)));
         QCOMPARE(origin, QPoint(-1, -1));
-        QCOMPARE(ranges, QList<int>({ 6, 6, 7 }));
+        QCOMPARE(ranges, QList<int>({ 6, 7 }));
     }
 
     void againstTheFormula_data()
@@ -106,10 +101,8 @@ private Q_SLOTS:
         QFETCH(const QSize, size);
         QFETCH(const int, radius);
         const Picture layer = Picture::random(size.width(), size.height(), 60);
-        Picture mask = Picture::random(50, 40, 61);
-        for (OPRGBA32i &pixel : mask.pixels)
-            pixel.a = pixel.a < 128 ? 0 : 255;
-        for (const QPoint offset : { QPoint(), QPoint(20, 3), QPoint(-15, -30), QPoint(INT_MIN, INT_MAX) })
+        const Picture mask = Picture::random(50, 40, 61);
+        for (const QPoint offset : { QPoint(), QPoint(20, 3), QPoint(-15, -30), QPoint(INT_MIN, INT_MIN) })
             for (const int form : { 0, 1, 2, 3 }) {
                 const bool tiled = form & 1, inverted = form & 2, isMasked = !offset.isNull() || tiled;
                 const kit::Processors these(form == 3 ? 1 : 3);
