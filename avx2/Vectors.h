@@ -18,6 +18,13 @@ void forEachEight(unsigned char *pixels, Change change)
         store(pixels + 4 * i, change(load(pixels + 4 * i)));
 }
 
+/// The 32-bit numbers of four vectors, none of which exceeds a byte, as bytes.
+inline __m256i packed(__m256i a, __m256i b, __m256i c, __m256i d)
+{
+    const __m256i mixed = _mm256_packus_epi16(_mm256_packus_epi32(a, b), _mm256_packus_epi32(c, d));
+    return _mm256_permutevar8x32_epi32(mixed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)); // halves were packed apart
+}
+
 /// x / 255, truncated, for each unsigned 16-bit x.
 inline __m256i div255(__m256i x)
 {

@@ -221,8 +221,8 @@ std::vector<Operation> filters()
                     { "color", "", "any, its alpha does not count", "that of the glow" },
                     { "mode", "", "0 or 1", "whether the glow covers what is transparent" } },
                 "grows with the radius: 24 multiplications a pixel for each pixel of it; then a composition",
-                "IterativeVectorProcess, ColorizeThresholdAVX2, LineHandlerConvolutionAVX2, GaussianAlphaColumnsAVX2, "
-                "AlphaThresholdAVX2, BlendWithOpacityAVX2",
+                "BrightMaskAVX2, GaussianMaskRowAVX2, GaussianMaskColumnsAVX2, IterativeVectorProcess, "
+                "ColorizeThresholdAVX2, LineHandlerConvolutionAVX2, AlphaThresholdAVX2, BlendWithOpacityAVX2",
                 needsFlat | needsTwoProcessors },
             "KXDiffuseGlow 1.00000",
             { { "radius 3", { 80, 3, 150, QColor(255, 220, 180), 0 } },

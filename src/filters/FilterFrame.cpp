@@ -122,6 +122,12 @@ const OPRGBA32i *rowOf(const RGBA32iImage &image, int x, int y, int length, std:
     return buffer.data();
 }
 
+Picture::Picture(const RGBA32iImage &image)
+    : row([&image](int x, int y, int length, Line &buffer) { return rowOf(image, x, y, length, buffer); })
+    , isInPlace(!image.IsTiled())
+{
+}
+
 void AdjustmentWalk::Run(const std::atomic<bool> &cancel, const Progress &progress)
 {
     if (m_rect.isEmpty()) // to a walk that may be all of the image
@@ -147,15 +153,29 @@ Work Work::Whole(KXFilterData &data)
     return { std::move(data.image), rect, QPoint() };
 }
 
-Work Work::Copy(const KXFilterData &data, const Reach &reach)
+WorkArea::WorkArea(const KXFilterData &data, const Reach &reach)
 {
     const QRect layer = data.image.Rect();
+    read = written = layer;
     if (data.selectionRect.isEmpty())
-        return { cutOut(data.image, layer), layer, QPoint() };
-    const QRect written = selected(data).Grown(reach.written).Within(layer);
+        return;
+    written = selected(data).Grown(reach.written).Within(layer);
     const QRect held = reach.written < 0 ? selected(data).Within(layer) : written;
-    const QRect read = held.isEmpty() ? QRect() : Area<InLayer>(held).Grown(reach.read).Within(layer);
-    return { cutOut(data.image, read), written.translated(-read.topLeft()), read.topLeft() };
+    read = held.isEmpty() ? QRect() : Area<InLayer>(held).Grown(reach.read).Within(layer);
+}
+
+Work Work::Copy(const KXFilterData &data, const WorkArea &area)
+{
+    const QPoint origin = area.read.topLeft();
+    return { cutOut(data.image, area.read), area.written.translated(-origin), origin };
+}
+
+Picture Work::InLayer() const
+{
+    Picture picture(image);
+    picture.row = [row = std::move(picture.row), at = origin](
+                      int x, int y, int length, Line &buffer) { return row(x - at.x(), y - at.y(), length, buffer); };
+    return picture;
 }
 
 Overlap::Overlap(const KXFilterData &data, const QRect &part)
@@ -201,10 +221,10 @@ void SelectionMerge::Run(const std::atomic<bool> &cancel, const Progress &progre
     });
 }
 
-OpacityBlend::OpacityBlend(KXFilterData &data, const RGBA32iImage &picture, const QRect &part, int amountPercent,
-    Alpha alpha, QReadWriteLock &lock)
+OpacityBlend::OpacityBlend(
+    KXFilterData &data, Picture picture, const QRect &part, int amountPercent, Alpha alpha, QReadWriteLock &lock)
     : m_data(data)
-    , m_picture(picture)
+    , m_picture(std::move(picture))
     , m_overlap(data, part)
     , m_opacity256(quint32(qint64(amountPercent) * 256 / 100))
     , m_alpha(alpha)

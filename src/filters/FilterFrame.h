@@ -95,17 +95,38 @@ struct Reach {
 /// layer's corner, where no layer reaches.
 QRect selectedRect(const KXFilterData &data);
 
+/// Pixels that a pass lays over others, a row at a time.
+struct Picture {
+    Picture() = default;
+    /// An image, which is borrowed.
+    explicit Picture(const RGBA32iImage &image);
+
+    /// @p length pixels from (x, y) on: where they lie, if they are in place, otherwise in @p buffer.
+    std::function<const OPRGBA32i *(int x, int y, int length, std::vector<OPRGBA32i> &buffer)> row;
+    bool isInPlace = false;
+};
+
+/// Where the passes of a filter work, in the layer.
+struct WorkArea {
+    /// What passes with such a reach work on around the selection, or all of the layer where there is none. Beyond the
+    /// edges of what is read passes do not see that anything is missing, or there the layer ends.
+    WorkArea(const KXFilterData &data, const Reach &reach);
+
+    QRect read, written; ///< what they are to filter is within what they read
+};
+
 /// What the passes of a filter work on: the layer itself, or a copy of a part of it.
 struct Work {
     /// All of the layer, in place. It is taken out of @p data, so that its tiles have one owner fewer.
     static Work Whole(KXFilterData &data);
-    /// A copy of what passes with such a reach read around the selection, or of all of the layer where there is none.
-    /// Its edges are where they do not see that the rest is missing: beyond all that they read, or on the edges of the
-    /// layer.
-    static Work Copy(const KXFilterData &data, const Reach &reach);
+    /// A copy of what they read.
+    static Work Copy(const KXFilterData &data, const WorkArea &area);
 
     /// The part of a rectangle of the layer that the image holds, where it lies in the image.
     QRect PartOf(const QRect &inLayer) const { return inLayer.translated(-origin) & image.Rect(); }
+
+    /// What the image holds of the layer, by its places there. The image is borrowed.
+    Picture InLayer() const;
 
     RGBA32iImage image;
     QRect rect; ///< what they are to filter of the image
@@ -116,12 +137,13 @@ struct Work {
 /// tiles as empty.
 const OPRGBA32i *rowOf(const RGBA32iImage &image, int x, int y, int length, std::vector<OPRGBA32i> &buffer);
 
-/// The rows 0 to @p count - 1 of a pass on the workers that line passes have. Each makes its function by @p makeRow and
-/// calls it as row(number). The cancel flag is read before each row, which is reported to @p progress after it.
+/// The rows 0 to @p count - 1 of a pass on so many @p workers, see @c workers::forEachItem. Each makes its function by
+/// @p makeRow and calls it as row(number). The cancel flag is read before each row, which is reported to @p progress
+/// after it.
 template <class MakeRow>
-void forEachRow(int count, const std::atomic<bool> &cancel, const Progress &progress, MakeRow makeRow)
+void forEachRow(int workers, int count, const std::atomic<bool> &cancel, const Progress &progress, MakeRow makeRow)
 {
-    workers::forEachItem(workers::forLines(workers::hardware()), 0, count, [&] {
+    workers::forEachItem(workers, 0, count, [&] {
         return [&, row = makeRow()](int number) mutable {
             if (cancel)
                 return false;
@@ -131,6 +153,13 @@ void forEachRow(int count, const std::atomic<bool> &cancel, const Progress &prog
             return true;
         };
     });
+}
+
+/// The same on the workers that line passes have.
+template <class MakeRow>
+void forEachRow(int count, const std::atomic<bool> &cancel, const Progress &progress, MakeRow makeRow)
+{
+    forEachRow(workers::forLines(workers::hardware()), count, cancel, progress, makeRow);
 }
 
 /// The walk of an adjustment over a rectangle of an image, which is borrowed.
@@ -174,7 +203,7 @@ private:
     QReadWriteLock &m_lock;
 };
 
-/// Rows of an image that begin at @c start and go to the right.
+/// Rows of an image, or a picture, that begin at @c start and go to the right.
 template <class Image>
 struct RowsOf {
     Image &image;
@@ -188,7 +217,7 @@ struct RowsOf {
 /// then wait for one another: they copy rows under the lock for reading, change the copies, and write these under the
 /// lock for writing.
 template <class MakeChange>
-void changeRows(const RowsOf<RGBA32iImage> &target, const RowsOf<const RGBA32iImage> &source, const QSize &size,
+void changeRows(const RowsOf<RGBA32iImage> &target, const RowsOf<const Picture> &source, const QSize &size,
     QReadWriteLock &lock, const std::atomic<bool> &cancel, const Progress &progress, MakeChange makeChange)
 {
     using Line = std::vector<OPRGBA32i>;
@@ -198,7 +227,7 @@ void changeRows(const RowsOf<RGBA32iImage> &target, const RowsOf<const RGBA32iIm
         return [&, change = makeChange(), row = Line(), sourceRow = Line(), buffer = Line()](int line) mutable {
             const int y = target.start.y() + line;
             const auto from = [&] {
-                return rowOf(source.image, source.start.x(), source.start.y() + line, length, buffer);
+                return source.image.row(source.start.x(), source.start.y() + line, length, buffer);
             };
             if (inPlace) {
                 const CallersLock writing(lock, CallersLock::Writing);
@@ -208,7 +237,7 @@ void changeRows(const RowsOf<RGBA32iImage> &target, const RowsOf<const RGBA32iIm
             // What is in the cache before the lock is taken keeps the other workers waiting for less.
             if (!target.image.IsTiled())
                 memory::prefetch(rowOf(target.image, x, y, length, buffer), length);
-            if (!source.image.IsTiled())
+            if (source.image.isInPlace)
                 memory::prefetch(from(), length);
             {
                 const CallersLock reading(lock, CallersLock::Reading);
@@ -311,17 +340,17 @@ class OpacityBlend {
 public:
     enum Alpha { Kept, Blended };
 
-    /// The layer and the picture are borrowed, and so is a lock under which rows are read (for reading) and written
+    /// The layer is borrowed, and so is a lock under which rows are read (for reading) and written
     /// (for writing). Of the picture @p part belongs to what is selected, or to all of the layer.
-    OpacityBlend(KXFilterData &data, const RGBA32iImage &picture, const QRect &part, int amountPercent, Alpha alpha,
-        QReadWriteLock &lock);
+    OpacityBlend(
+        KXFilterData &data, Picture picture, const QRect &part, int amountPercent, Alpha alpha, QReadWriteLock &lock);
 
     int LineCount() const { return m_overlap.LineCount(); }
     void Run(const std::atomic<bool> &cancel, const Progress &progress);
 
 private:
     KXFilterData &m_data;
-    const RGBA32iImage &m_picture;
+    const Picture m_picture;
     const Overlap m_overlap;
     const quint32 m_opacity256;
     const Alpha m_alpha;
@@ -340,7 +369,7 @@ RGBA32iImage runPasses(const FilterRun &run, KXFilterData &data, const Reach &re
         run.Do(passes);
         return std::move(work.image);
     }
-    Work work = Work::Copy(data, reach);
+    Work work = Work::Copy(data, WorkArea(data, reach));
     auto passes = makePasses(work.image, work.rect);
     SelectionMerge merge(data, work);
     run.Do(passes, merge);

@@ -76,7 +76,7 @@ RGBA32iImage OPAddNoiseProcessing::run(AddNoiseData data)
         cache.Find([=](const RGBA32iImage &picture) { return picture.Width() == width && picture.Height() == height; });
     RGBA32iImage noise = found ? *found : filters::newCanvas(width, height);
     const auto alpha = keepAlpha ? filters::OpacityBlend::Kept : filters::OpacityBlend::Blended;
-    filters::OpacityBlend blend(data, noise, noise.Rect(), amount, alpha, m_lock);
+    filters::OpacityBlend blend(data, filters::Picture(noise), noise.Rect(), amount, alpha, m_lock);
     if (found) {
         run.Do(blend);
         return data.image;

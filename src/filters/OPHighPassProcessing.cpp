@@ -42,7 +42,8 @@ public:
             for (int i = 0; i < length; i += chunk)
                 Subtract(details + i, layer + i, std::min(chunk, length - i));
         };
-        filters::changeRows({ m_work.image, m_rect.topLeft() }, { m_layer, m_rect.topLeft() + m_work.origin },
+        const filters::Picture layer(m_layer);
+        filters::changeRows({ m_work.image, m_rect.topLeft() }, { layer, m_rect.topLeft() + m_work.origin },
             m_rect.size(), m_lock, cancel, progress, [&] { return subtract; });
     }
 
@@ -112,7 +113,7 @@ RGBA32iImage OPHighPassProcessing::run(HighPassData data)
         run.SetProgress(1);
     } else {
         const int reach = arithmetic::truncate(radius);
-        filters::Work work = filters::Work::Copy(data, { reach, 0 });
+        filters::Work work = filters::Work::Copy(data, filters::WorkArea(data, { reach, 0 }));
         auto blur = filters::premultipliedConvolution(KXBlur::CreateGaussianKernel(radius), work.image, work.rect);
         Details details(data.image, work, isSelected ? work.PartOf(selected) : work.rect, m_lock);
         const int lines = blur.LineCount() + details.LineCount();

@@ -32,21 +32,27 @@ inline bool fits(const std::vector<short> &taps) { return taps.size() <= maxTaps
 
 } // namespace lines::columns
 
-/// What the Gaussian blur of alpha and its kernel for columns agree on: as wide as the columns above, and in bands of
-/// rows for which the kernel holds samples.
-namespace lines::alphacolumns {
+/// What the Gaussian blur of a mask, a plane of bytes, and its kernels agree on. They sum @c width bytes at a time, of
+/// rows or columns; columns in bands of rows for which the kernel holds samples.
+namespace lines::mask {
 
+constexpr int width = 64;
 constexpr int bandRows = 64;
-constexpr int maxReach = 64; ///< what reaches further is blurred on lines
+constexpr int maxReach = 64; ///< what reaches further has no kernels
 
-/// Whether the kernel takes a Gaussian. It does not if its weights are not numbers.
+/// Whether the kernels take a Gaussian. They do not if its weights are not numbers.
 template <class Gaussian>
 bool fits(const Gaussian &gaussian)
 {
     return gaussian.Left() <= maxReach && !std::isnan(gaussian.Weights().front());
 }
 
-} // namespace lines::alphacolumns
+/// A length rounded up to what is summed at a time.
+constexpr int wholeWidths(int length) { return (length + width - 1) / width * width; }
+/// How many samples the kernel for rows reads. The last ones of them may be anything.
+constexpr int rowRoom(int reach, int length) { return wholeWidths(length) + 2 * reach + 8; }
+
+} // namespace lines::mask
 
 /// What the convolution of rows and a kernel for it agree on: the kernel takes straight pixels and premultiplies them
 /// itself, as by KXBlur::PremultiplyAlpha. Otherwise it is called like the kernel for any line.

@@ -19,7 +19,6 @@ namespace lines {
 inline kernels::Slot windowKernel { KX_SYMBOL(LineHandlerAVX2) };
 inline kernels::Slot lineKernel { KX_SYMBOL(LineHandlerConvolutionAVX2) };
 inline kernels::Slot sharpenColumnsKernel { KX_SYMBOL(SharpenColumnsAVX2) };
-inline kernels::Slot alphaColumnsKernel { KX_SYMBOL(GaussianAlphaColumnsAVX2) };
 inline kernels::Slot alphaWindowsKernel { KX_SYMBOL(SlideAlphaColumnsAVX2) };
 
 /// How the module does columns side by side, in place, for one class of kernels or accumulators: @c Find returns
@@ -40,20 +39,6 @@ struct SideBySide<OPSimpleSharpenKernel1D> {
         int rowsAbove, int rowsBelow)
     {
         sharpenColumnsKernel(pixels, stride, columns, rows, rowsAbove > 0, rowsBelow > 0, kernel.Amount());
-    }
-};
-
-template <>
-struct SideBySide<OPGaussianAlpha1D> {
-    static constexpr bool exists = true;
-    static bool Find(const OPGaussianAlpha1D &kernel)
-    {
-        return alphaColumnsKernel.Bind() && alphacolumns::fits(kernel);
-    }
-    static void Run(const OPGaussianAlpha1D &kernel, OPRGBA32i *pixels, qptrdiff stride, int columns, int rows,
-        int rowsAbove, int rowsBelow)
-    {
-        alphaColumnsKernel(kernel, pixels, stride, columns, rows, rowsAbove, rowsBelow);
     }
 };
 

@@ -51,17 +51,19 @@ private Q_SLOTS:
     /// three reach the threshold; the second blur makes of these what then is the grey over black.
     void row()
     {
-        Picture layer(9, 1, OPRGBA32i(0xFF000000u));
-        layer.at(4, 0) = OPRGBA32i(0xFFFFFFFFu);
-        const Picture glowing = Picture::of(Glow(kit::noCancel).run(onLayer(layer, { 100, 1, 60, Qt::white, 0 })));
-        const int expected[] = { 1, 15, 77, 177, 255, 177, 77, 15, 1 };
-        for (int x = 0; x < 9; ++x)
-            QCOMPARE(glowing.at(x, 0), OPRGBA32i(0xFF000000u | unsigned(expected[x]) * 0x010101u));
-        // A selection of everything, as far as rectangles go, changes nothing.
-        Glow::DiffuseGlowData selectedAll = onLayer(layer, { 100, 1, 60, Qt::white, 0 });
-        selectedAll.selection = Picture(9, 1, OPRGBA32i(0xFF000000u)).image(true);
-        selectedAll.selectionRect = QRect(QPoint(INT_MIN, INT_MIN), QPoint(INT_MAX, INT_MAX));
-        COMPARE_PICTURE(Picture::of(Glow(kit::noCancel).run(selectedAll)), glowing);
+        for (const int white : { 4, 4096 }) { // a kernel does a long row in stretches
+            Picture layer(white + 5, 1, OPRGBA32i(0xFF000000u));
+            layer.at(white, 0) = OPRGBA32i(0xFFFFFFFFu);
+            const Picture glowing = Picture::of(Glow(kit::noCancel).run(onLayer(layer, { 100, 1, 60, Qt::white, 0 })));
+            const int expected[] = { 1, 15, 77, 177, 255, 177, 77, 15, 1 };
+            for (int x = -4; x <= 4; ++x)
+                QCOMPARE(glowing.at(white + x, 0), OPRGBA32i(0xFF000000u | unsigned(expected[x + 4]) * 0x010101u));
+            // A selection of everything, as far as rectangles go, changes nothing.
+            Glow::DiffuseGlowData selectedAll = onLayer(layer, { 100, 1, 60, Qt::white, 0 });
+            selectedAll.selection = Picture(white + 5, 1, OPRGBA32i(0xFF000000u)).image(true);
+            selectedAll.selectionRect = QRect(QPoint(INT_MIN, INT_MIN), QPoint(INT_MAX, INT_MAX));
+            COMPARE_PICTURE(Picture::of(Glow(kit::noCancel).run(selectedAll)), glowing);
+        }
         // Everything is bright: 127 parts of white and 128 of 200.
         const Glow::Params half { 50, 2, 200, Qt::white, 0 };
         const Picture grey(5, 4, OPRGBA32i(0xFFC8C8C8u));
