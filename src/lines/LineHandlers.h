@@ -2,6 +2,7 @@
 
 #include "KXKernels.h"
 
+#include "support/Arithmetic.h"
 #include "support/Kernels.h"
 
 #include "LinePass.h"
@@ -167,6 +168,47 @@ private:
     decltype(LineHandlerAVX2) *m_kernel;
 };
 
+/// The plain form of a kernel: all of a destination line of that length.
+template <class Kernel>
+struct PlainLine {
+    void Run(Kernel &kernel, int length)
+    {
+        for (int i = 0; i < length; ++i)
+            kernel(i);
+    }
+};
+
+/// The sums of many pixels are taken side by side, a tap at a time: the order within each of them is kept.
+template <>
+struct PlainLine<OPGaussianAlpha1D> {
+    void Run(const OPGaussianAlpha1D &kernel, int length)
+    {
+        constexpr int width = 64;
+        const std::vector<OPRGBA32i> &source = *kernel.Source();
+        const std::vector<double> &weights = kernel.Weights();
+        const int offset = kernel.SourceOffset(), before = offset - kernel.Left(), last = int(source.size()) - 1;
+        samples.resize(size_t(length) + weights.size() + width);
+        for (int i = 0; i < length + 2 * kernel.Left(); ++i)
+            samples[size_t(i)] = source[size_t(std::clamp(before + i, 0, last))].a;
+        for (int first = 0; first < length; first += width) {
+            double sums[width] = {};
+            const double *sample = samples.data() + first;
+            for (const double weight : weights) {
+                for (int i = 0; i < width; ++i)
+                    sums[i] += sample[i] * weight;
+                ++sample;
+            }
+            for (int i = first; i < std::min(first + width, length); ++i) {
+                OPRGBA32i &pixel = (*kernel.Destination())[size_t(i)];
+                pixel = source[size_t(std::clamp(offset + i, 0, last))];
+                pixel.a = static_cast<unsigned char>(arithmetic::clamp8(arithmetic::truncate(sums[i - first] + 0.5)));
+            }
+        }
+    }
+
+    std::vector<double> samples;
+};
+
 /// Runs a one-dimensional kernel over each line.
 template <class Kernel, class Direction>
 class LineHandlerConvolution : public LineHandlerBase<Direction> {
@@ -187,16 +229,15 @@ public:
         if (this->RunSideBySide(m_kernel, shape, count, cancel, progress))
             return;
         runPass<Direction>(this->m_image, shape, count, cancel, progress, [&] {
-            return [&, kernel = m_kernel, destination = std::vector<OPRGBA32i>(size_t(shape.length))](
-                       int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {
+            return [&, kernel = m_kernel, destination = std::vector<OPRGBA32i>(size_t(shape.length)),
+                       plain = PlainLine<Kernel>()](int, std::vector<OPRGBA32i> &source, OPRGBA32i *target) mutable {
                 kernel.SetSource(&source);
                 kernel.SetDestination(&destination);
                 kernel.SetSourceOffset(shape.first - shape.readFirst);
                 if (m_lineKernel && kernel.Type() != KernelPlain)
                     m_lineKernel(&kernel);
                 else
-                    for (int i = 0; i < shape.length; ++i)
-                        kernel(i);
+                    plain.Run(kernel, shape.length);
                 std::copy(destination.begin(), destination.end(), target);
             };
         });
