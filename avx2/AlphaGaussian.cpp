@@ -12,9 +12,9 @@
 #include <cmath>
 
 // The Gaussian blur of alpha. Its results are defined by sums in double precision, from left to right. Here they are
-// taken in whole numbers first, which tells how far they may be off. To the few that come out so near to where a rounding
-// changes that they could be one less or one more, what the whole numbers left out of the weights is added, in whole
-// numbers again; and what then is still too near is summed as it is defined.
+// taken in whole numbers first, which tells how far they may be off. To the few that come out so near to where a
+// rounding changes that they could be one less or one more, what the whole numbers left out of the weights is added, in
+// whole numbers again; and what then is still too near is summed as it is defined.
 
 namespace {
 
@@ -86,8 +86,8 @@ public:
     }
 
 private:
-    /// Numbers rounded to the nearest whole ones. A sum of alphas that is taken with these is off by 255 times what they
-    /// are too large in all, or too small, at most.
+    /// Numbers rounded to the nearest whole ones. A sum of alphas that is taken with these is off by 255 times what
+    /// they are too large in all, or too small, at most.
     struct Rounding {
         int Of(double exact)
         {

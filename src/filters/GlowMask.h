@@ -11,8 +11,8 @@ namespace filters {
 
 /// The mask of a diffuse glow as the module makes it: what is bright, blurred, made hard, and blurred again.
 ///
-/// It is a plane of bytes, as no step but the last sees a colour: so steps go over a quarter of the memory, and there is
-/// no copy of the layer. All steps together are a pass, with the cancels, progress and workers of the passes over images
+/// It is a plane of bytes, as no step but the last sees a colour: so steps go over a quarter of the memory, and the
+/// layer is not copied. All steps together are a pass, with the cancels, progress and workers of the passes over images
 /// that they stand for: a walk, a blur of rows and of columns, a walk, and the same blur.
 class GlowMask {
 public:
@@ -30,7 +30,7 @@ public:
     Picture InColor(OPRGBA32i color) const;
 
 private:
-    /// What a cache line holds, at first anything: rows begin with one, so that no line has bytes of two blocks of columns.
+    /// What a cache line holds, at first anything. Rows begin with one: so none has bytes of two blocks of columns.
     struct alignas(64) Bytes {
         unsigned char of[64];
     };

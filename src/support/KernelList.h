@@ -71,9 +71,9 @@ KX_KERNEL(PixelTransformIterativeVectorProcess, OPRGBA32i *data, int stride, con
 // the destination at first. The second does all of a destination line, from the lines that its kernel object is set to.
 // The third sharpens up to lines::columns::width columns side by side, in place, by an amount such that
 // lines::sharpening::fits: pixels is the first pixel of the first column, the next row lies stride pixels further.
-// Where there is no row above or below them, the end pixels of the columns count as repeated. The fourth slides a window
-// of alphas down such columns, of a radius such that lines::alphawindows::fits; so many rows above and below them are
-// read. It writes color under the mean, which is complemented if complement is 255.
+// Where there is no row above or below them, the end pixels of the columns count as repeated. The fourth slides a
+// window of alphas down such columns, of a radius such that lines::alphawindows::fits; so many rows above and below
+// them are read. It writes color under the mean, which is complemented if complement is 255.
 KX_KERNEL(LineHandlerAVX2, OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *source, OPRGBA32i *destination,
     int readFirst, int readLast, int first, int last, int radius)
 KX_KERNEL(LineHandlerConvolutionAVX2, OPKernelBase *kernel)
@@ -122,10 +122,10 @@ KX_KERNEL(AlphaThresholdAVX2, const OPAlphaThreshold &self, unsigned char *pixel
 KX_KERNEL(ColorizeThresholdAVX2, const OPColorizeThreshold &self, unsigned char *pixels, bool flag)
 
 // The mask of a glow where it is a plane of bytes. The first makes it of what is bright: 0 for a luminance below the
-// threshold, otherwise 255. The others blur it by a Gaussian such that lines::mask::fits. One makes length bytes of a row
-// from lines::mask::rowRoom samples, of which the first lies the Gaussian's reach before the first byte; it writes
-// lines::mask::wholeWidths of them. One blurs up to lines::mask::width columns side by side, in place, and reads so many
-// rows above and below them, and all of the width.
+// threshold, otherwise 255. The others blur it by a Gaussian such that lines::mask::fits. One makes length bytes of a
+// row from lines::mask::rowRoom samples, of which the first lies the Gaussian's reach before the first byte; it writes
+// lines::mask::wholeWidths of them. One blurs up to lines::mask::width columns side by side, in place, and reads so
+// many rows above and below them, and all of the width.
 KX_KERNEL(BrightMaskAVX2, const OPRGBA32i *pixels, unsigned char *mask, int count, int threshold)
 KX_KERNEL(GaussianMaskRowAVX2, const OPGaussianAlpha1D &gaussian, const unsigned char *samples, unsigned char *means,
     int length)
