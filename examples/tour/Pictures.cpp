@@ -1,5 +1,7 @@
 #include "Pictures.h"
 
+#include <KXConverter.h>
+
 #include <QtCore/QHash>
 #include <QtGui/QPainter>
 
@@ -30,6 +32,8 @@ QSize fitted(const QSize &size, const QSize &box)
     return (size.width() <= box.width() && size.height() <= box.height() ? size : size.scaled(box, Qt::KeepAspectRatio))
         .expandedTo(QSize(1, 1));
 }
+
+RGBA32iImage imageOf(const QImage &picture) { return ConvertImage<QImage, RGBA32iImage>(picture); }
 
 QImage preview(const RGBA32iImage &image, const QSize &box)
 {

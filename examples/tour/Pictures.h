@@ -27,6 +27,9 @@ struct TileMap {
 /// The states of the tiles of @p image, where @p others are all other images that are alive.
 TileMap tileMap(const RGBA32iImage &image, const QVector<const RGBA32iImage *> &others);
 
+/// A flat image of the pixels of @p picture.
+RGBA32iImage imageOf(const QImage &picture);
+
 /// @p image, flat or tiled, averaged down to fit into @p box; never enlarged.
 QImage preview(const RGBA32iImage &image, const QSize &box);
 

@@ -3,8 +3,6 @@
 #include "Failure.h"
 #include "Pictures.h"
 
-#include <KXConverter.h>
-
 #include <QtCore/QElapsedTimer>
 #include <QtGui/QPainter>
 
@@ -28,35 +26,34 @@ Sheet::Cell cell(const QString &name, const RGBA32iImage &picture, const QSize &
     return { name, {}, preview(picture, size) };
 }
 
-Sheet::Cell timedCell(
-    const catalogue::Operation &operation, const QSize &size, const std::function<RGBA32iImage()> &make)
+void addTimed(Sheet &sheet, const QString &name, const QString &details, const std::atomic<bool> &stop,
+    const std::function<RGBA32iImage()> &make)
 {
     QElapsedTimer timer;
     timer.start();
     const RGBA32iImage picture = make();
     const double milliseconds = double(timer.nsecsElapsed()) / 1e6;
-    return { QString::fromStdString(operation.name), QString::fromStdString(operation.variants.front().name),
-        preview(picture, size), milliseconds };
+    if (stop)
+        throw Stopped();
+    sheet.cells << Sheet::Cell { name, details, preview(picture, sheet.size), milliseconds };
 }
 
 void addOperations(
     Sheet &sheet, catalogue::Kind kind, const QImage &below, const QImage &above, const std::atomic<bool> &stop)
 {
-    const auto image = [](const QImage &picture) { return ConvertImage<QImage, RGBA32iImage>(picture); };
     const catalogue::Watch watch { stop, [](int) {}, [] {} };
     for (const catalogue::Operation &operation : catalogue::operations(kind)) {
         catalogue::Input input;
-        input.image = image(below);
+        input.image = imageOf(below);
         if (!above.isNull())
-            input.upper = image(above);
-        Sheet::Cell made = timedCell(operation, cellSize, [&] { return operation.variants.front().run(input, watch); });
-        if (stop)
-            throw Stopped();
+            input.upper = imageOf(above);
+        QString name = QString::fromStdString(operation.name);
         if (kind == catalogue::Kind::Mode)
-            made.name.prepend(QString("%1 ").arg(int(operation.mode)));
+            name.prepend(QString("%1 ").arg(int(operation.mode)));
         if (operation.mode == KXCompositionMode::FillUnmasked)
-            made.name += ", through a mask";
-        sheet.cells << made;
+            name += ", through a mask";
+        const catalogue::Variant &variant = operation.variants.front();
+        addTimed(sheet, name, QString::fromStdString(variant.name), stop, [&] { return variant.run(input, watch); });
     }
 }
 

@@ -37,9 +37,10 @@ QImage cellOf(const QImage &photo, int magnification = 1);
 /// @p picture, averaged down to @p size.
 Sheet::Cell cell(const QString &name, const RGBA32iImage &picture, const QSize &size = cellSize);
 
-/// What @p make returns, averaged down to @p size, with the operation's name, its first variant, and the time it took.
-Sheet::Cell timedCell(
-    const catalogue::Operation &operation, const QSize &size, const std::function<RGBA32iImage()> &make);
+/// Adds what @p make returns to @p sheet, averaged down to its size, with the time it took. Throws Stopped when @p stop
+/// is set.
+void addTimed(Sheet &sheet, const QString &name, const QString &details, const std::atomic<bool> &stop,
+    const std::function<RGBA32iImage()> &make);
 
 /// Every operation of @p kind once, as its first variant, on @p below and, for modes, under @p above. The pictures are
 /// added to @p sheet. Throws Stopped when @p stop is set.
@@ -54,5 +55,7 @@ Sheet modesSheet(const QImage &photo, const std::atomic<bool> &stop);
 Sheet adjustmentsSheet(const QImage &photo, const std::atomic<bool> &stop);
 Sheet tonesSheet(const QImage &photo, const std::atomic<bool> &stop);
 Sheet filtersSheet(const QImage &photo, const std::atomic<bool> &stop);
+Sheet geometrySheet(const QImage &photo, const std::atomic<bool> &stop);
+Sheet retouchingSheet(const QImage &photo, const std::atomic<bool> &stop);
 
 } // namespace tour

@@ -111,7 +111,8 @@ void run(const Arguments &arguments)
         summary.module ? "with the kernel module" : "plain code (no kernel module)");
 
     const QVector<tour::Sheet> sheets { tour::modesSheet(photo, stop), tour::adjustmentsSheet(photo, stop),
-        tour::tonesSheet(photo, stop), tour::filtersSheet(photo, stop) };
+        tour::tonesSheet(photo, stop), tour::filtersSheet(photo, stop), tour::geometrySheet(photo, stop),
+        tour::retouchingSheet(photo, stop) };
     tour::Document document(photo, stop);
     photo = QImage();
     const QVector<tour::Step> steps = document.run();

@@ -1,6 +1,5 @@
+#include "../Pictures.h"
 #include "../Sheet.h"
-
-#include <KXConverter.h>
 
 namespace tour {
 
@@ -12,7 +11,7 @@ Sheet adjustmentsSheet(const QImage &photo, const std::atomic<bool> &stop)
         QString("What changes each pixel by itself, once on the middle of the photo: %1 × %2 pixels, shown smaller.")
             .arg(picture.width())
             .arg(picture.height()),
-        { cell("The photo", ConvertImage<QImage, RGBA32iImage>(picture)) } };
+        { cell("The photo", imageOf(picture)) } };
     addOperations(sheet, catalogue::Kind::Adjustment, picture, QImage(), stop);
     return sheet;
 }

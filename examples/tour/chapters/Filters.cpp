@@ -1,9 +1,9 @@
 #include "../Failure.h"
+#include "../Pictures.h"
 #include "../ProgressBar.h"
 #include "../Sheet.h"
 
 #include <KXComposer.h>
-#include <KXConverter.h>
 #include <KXRefineSelectionProcessing.h>
 #include <OPDropShadowProcessing.h>
 #include <OPInnerShadowProcessing.h>
@@ -24,8 +24,6 @@ using Mask = KXRefineSelectionProcessing::KXRefineSelectionResult;
 
 constexpr int magnification = 2; ///< of a cell, so that small reaches are seen
 constexpr auto over = KXCompositionMode::SourceOver;
-
-RGBA32iImage imageOf(const QImage &picture) { return ConvertImage<QImage, RGBA32iImage>(picture); }
 
 /// The part of @p picture within @p path, with smooth edges.
 QImage cutOut(const QImage &picture, const QPainterPath &path)
@@ -202,8 +200,7 @@ Sheet filtersSheet(const QImage &photo, const std::atomic<bool> &stop)
             details = "an ellipse: feather 6, 4 pixels inward";
             make = [&] { return seenThrough(softEllipse(sheet.size, "Refine selection", stop), input.image); };
         }
-        sheet.cells << timedCell(operation, sheet.size, make);
-        sheet.cells.last().details = details;
+        addTimed(sheet, QString::fromStdString(operation.name), details, stop, make);
     }
     return sheet;
 }

@@ -1,7 +1,6 @@
-#include "../Failure.h"
+#include "../Pictures.h"
 #include "../Sheet.h"
 
-#include <KXConverter.h>
 #include <KXRGBHistogram.h>
 #include <KXWBTransformation.h>
 #include <OPCurvesTransformation.h>
@@ -9,7 +8,6 @@
 #include <OPLevelsTransformation.h>
 #include <OPTransformImageColors.h>
 
-#include <QtCore/QElapsedTimer>
 #include <QtGui/QPainter>
 
 #include <algorithm>
@@ -137,7 +135,6 @@ void drawCurve(QImage &picture, const QVector<QPoint> &points)
 
 Sheet tonesSheet(const QImage &photo, const std::atomic<bool> &stop)
 {
-    const auto imageOf = [](const QImage &picture) { return ConvertImage<QImage, RGBA32iImage>(picture); };
     const RGBA32iImage original = imageOf(cellOf(photo, magnification));
     const RGBA32iImage chart = imageOf(chartWithCast(cellSize * magnification));
     Sheet sheet { "tones", "Histograms, curves and white balance",
@@ -150,14 +147,10 @@ Sheet tonesSheet(const QImage &photo, const std::atomic<bool> &stop)
                               const auto &adjustment) {
         RGBA32iImage image;
         source.CopyTo(image, false);
-        QElapsedTimer timer;
-        timer.start();
-        OPIterativeTransformImageColors(adjustment, &image, image.Rect(), stop, {})();
-        show(name, image);
-        sheet.cells.last().details = details;
-        sheet.cells.last().milliseconds = double(timer.nsecsElapsed()) / 1e6;
-        if (stop)
-            throw Stopped();
+        addTimed(sheet, name, details, stop, [&] {
+            OPIterativeTransformImageColors(adjustment, &image, image.Rect(), stop, {})();
+            return image;
+        });
         return image;
     };
     const auto draw = [&](const char *name, const QImage &picture) {
