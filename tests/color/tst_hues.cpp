@@ -1,13 +1,13 @@
 #include "kit/Kernels.h"
 
+#include "color/Hsl.h"
+
 #include "OPColorizeTransformation.h"
 #include "OPHueSaturationTransformation.h"
 #include "OPReplaceColorTransformation.h"
 #include "OPTemperatureCorrection.h"
 
 #include <QtGui/QColor>
-
-#include <utility>
 
 namespace {
 
@@ -117,34 +117,40 @@ private Q_SLOTS:
             }
     }
 
-    /// Its kernel gets the object and its hue and saturation.
-    void kernelOfColorize()
+    /// Every saturation and lightness of each hue, and some of hues that are none.
+    void everyHue()
     {
-        const OPColorizeTransformation toned(0xFFFF8000u, 100);
-        const auto check = [&toned](const auto &self, const auto &by, unsigned char *, bool flag) {
-            QCOMPARE(&self, &toned);
-            QVERIFY(flag && by.Hue() == 30 && by.Saturation() == 100 && !by.Lightness() && by.IsColorizing());
-        };
-        const auto kernel = std::exchange(OPColorizeTransformation::m_ColorizeTransformationAVX2, check);
-        toned(nullptr, true);
-        OPColorizeTransformation::m_ColorizeTransformationAVX2 = kernel;
+        const kit::LogCapture log; // QColor warns
+        const int none[] = { 360, 361, 719, 720, 100000, INT_MAX, -2, -360, INT_MIN };
+        for (int i = -1; i < 369; ++i)
+            for (int s = 0, h = i < 360 ? i : none[i - 360], step = i < 360 ? 1 : 15; s < 256; s += step)
+                for (int l = 0; l < 256; l += step) {
+                    QColor color;
+                    color.setHsl(h, s, l, 0x5A);
+                    if (color::pixelOf({ h, s, l }, 0x5A) != pixelOf(color))
+                        QFAIL(qPrintable(QString::asprintf("%d %d %d", h, s, l)));
+                }
     }
 
-    /// The kernels, over all colours; a debug build, which takes its time, tries some of them.
+    /// All colours by QColor, and the kernels; a debug build, which takes its time, tries some of them.
     void everyColour()
     {
-        SKIP_WITHOUT_MODULE();
 #ifdef NDEBUG
         constexpr int step = 1;
 #else
         constexpr int step = 31;
 #endif
+        const Turn by { 75, 40, -10, false };
+        compare(
+            OPHueSaturationTransformation(by.hue, by.saturation, by.lightness, by.colorize), "turned",
+            [by](OPRGBA32i pixel) { return turned(pixel, by); }, step);
+        if (!AVX2LIB::Instance())
+            return;
         const auto compareAll = [](const auto &adjustment) {
             const auto plain = [&](OPRGBA32i pixel) { return adjustment(pixel), pixel; };
             compare(adjustment, "", plain, step);
         };
         compareAll(OPHueSaturationTransformation());
-        compareAll(OPHueSaturationTransformation(75, 40, -10, false));
         compareAll(OPColorizeTransformation(0xFFA06020u, 70));
         compareAll(OPTemperatureCorrection(3000, 60, 5));
     }

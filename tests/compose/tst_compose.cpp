@@ -275,25 +275,6 @@ private Q_SLOTS:
         QCOMPARE(reference::difference(expected, shared), QString());
     }
 
-    /// The example of the header.
-    void clippedWithTwoMasks()
-    {
-        const QRect all(0, 0, 5, 1);
-        RGBA32iImage source(5, 1, false), mask(5, 1, false), clip(5, 1, false), clipMask(5, 1, false), dst(5, 1, false);
-        source.Fill(OPRGBA32i(0xFFFF0000u));
-        for (RGBA32iImage *each : { &mask, &clip, &clipMask, &dst })
-            each->Fill(OPRGBA32i(0xFFFFFFFFu));
-        mask.Bits()[3].a = 0;
-        clip.Bits()[0].a = 0;
-        clipMask.Bits()[2].a = 128;
-        clipMask.Bits()[4].a = 0;
-        ComposeClippingMaskAndMaskOn(
-            source, all, multiply, dst, all, 1.0, clip, all, clipMask, all, false, mask, all, false, false);
-        const unsigned white = 0xFFFFFFFF, expected[] = { white, 0xFFFF0000, 0xFFFF7F7F, white, white };
-        for (int i = 0; i < 5; ++i)
-            QCOMPARE(dst.Bits()[i].word, expected[i]);
-    }
-
     /// Refused before every other test, of the rectangles, the mode and the opacity; the source first.
     void wrongFormats()
     {

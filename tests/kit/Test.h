@@ -96,6 +96,18 @@ private:
     QtMessageHandler m_previous;
 };
 
+/// The text of the std::out_of_range that @p call throws; empty if it throws none.
+template <class Call>
+QByteArray outOfRange(const Call &call)
+{
+    try {
+        call();
+    } catch (const std::out_of_range &e) {
+        return e.what();
+    }
+    return {};
+}
+
 /// Runs @p body @p count times on a pool of @p threads. False if that is not done within a minute.
 template <class Body>
 bool onPool(int threads, int count, const Body &body)

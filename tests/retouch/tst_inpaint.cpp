@@ -79,46 +79,6 @@ private Q_SLOTS:
         QVERIFY(fillings > 1000);
     }
 
-    /// The holes that a call leaves, by the columns in which they begin: rect begins one column before, and the search
-    /// for it is shifted by as much.
-    void rulesThatLookWrong_data()
-    {
-        QTest::addColumn<QImage>("picture");
-        QTest::addColumn<QImage>("left");
-        for (const int column : { 0, 1, 2, 3, 4, 5, 17 })
-            QTest::addRow("one pixel in column %d, of which 2 and 3 stay open", column)
-                << withHole(1, column) << withHole(column == 2 || column == 3 ? 1 : 0, column);
-        QTest::newRow("a hole in column 0 closes") << withHole(3, 0) << withHole(0, 0);
-        for (const int column : { 6, 7, 17 }) {
-            QImage left = withHole(3, column);
-            for (const int corner : { 0, 2, 6, 8 })
-                left.setPixel(column + corner % 3, 4 + corner / 3, grey);
-            QTest::addRow("a hole in column %d loses its corners alone", column) << withHole(3, column) << left;
-        }
-        QTest::newRow("rows are worked whole, across two holes")
-            << drawn("............/#...#......./............") << drawn("............/............/............");
-        QTest::newRow("a row that cannot be filled ends") << drawn("#.#") << drawn("#.#");
-        QTest::newRow("a corner, by the only block inside") << drawn("#../.../...") << drawn(".../.../...");
-    }
-
-    void rulesThatLookWrong()
-    {
-        QFETCH(QImage, picture);
-        QFETCH(QImage, left);
-        fill(picture);
-        QCOMPARE(picture, left);
-    }
-
-    /// The mean of the eight around it, halves up: of 1 to 8 it is 36 / 8, with 7 in the place of 8 it is 35 / 8.
-    void meanOfEight()
-    {
-        QImage picture(3, 3, QImage::Format_ARGB32);
-        for (int i = 0, value = 1; i < 9; ++i, value += i != 5)
-            picture.setPixel(i % 3, i / 3, qRgba(value, std::min(value, 7), 255, i == 4 ? 254 : 255));
-        fill(picture);
-        QCOMPARE(picture.pixel(1, 1), qRgba(5, 4, 255, 255));
-    }
-
     void newObjectsCloseAHole()
     {
         for (const bool farFromTheEdge : { false, true }) {
@@ -189,20 +149,6 @@ private Q_SLOTS:
         one.fill(0);
         one.setPixel(0, 0, 0xFF000000); // repeated beyond the edge: gx is 2 * -255 - 255, gy the same
         QCOMPARE(fill.gradient(one).pixel(0, 0), 0xFF00FF00);
-    }
-
-    /// The scan begins in column 0, and what it finds counts as found from the rectangle's left column on.
-    void shiftedScan()
-    {
-        QImage picture(10, 6, QImage::Format_ARGB32);
-        OPInpaint fill(picture);
-        picture.fill(0x00FFFFFF);
-        picture.setPixel(1, 2, 0x01000000), picture.setPixel(4, 3, 0xFF000000), picture.setPixel(9, 0, 0xFF000000);
-        const std::pair<QRect, QRect> rows[] = { { QRect(), { 1, 0, 9, 4 } }, { { 0, 1, 10, 5 }, { 1, 2, 4, 2 } },
-            { { 3, 1, 5, 5 }, { 4, 2, 4, 2 } }, { { 3, 2, 3, 1 }, { 4, 2, 1, 1 } },
-            { { 6, 3, 3, 2 }, { 6, 3, 3, 2 } } }; // nothing found: as it was
-        for (const auto &[rect, bounds] : rows)
-            QCOMPARE(fill.maskRect(picture, rect), bounds);
     }
 
     void slopesAndSums()

@@ -109,61 +109,6 @@ private Q_SLOTS:
         QVERIFY(log.texts().size() > 300 && repaired > 3000);
     }
 
-    /// What a sweep leaves of a mask, as its rectangle the whole mask is.
-    void sweeps_data()
-    {
-        QTest::addColumn<int>("stage");
-        QTest::addColumn<QString>("before");
-        QTest::addColumn<QString>("after");
-        const QString empty = "......./......./......./......./......./......./.......";
-        const QString single = "......./......./......./...#.../......./......./.......";
-        for (int stage = 1; stage <= 3; ++stage)
-            QTest::addRow("a single pixel has no slope in stage %d", stage) << stage << single << single;
-        QTest::newRow("nor has the inside of a line, until its end is repaired")
-            << 1 << "......./......./......./..###../......./......./......." << empty;
-        QTest::newRow("a line from edge to edge stays in stage 1") << 1 << "....../....../....../######/....../......"
-                                                                   << "....../....../....../######/....../......";
-        QTest::newRow("it spreads right and down within a sweep")
-            << 1 << "......./......./..###../..###../..###../......./......." << empty;
-        QTest::newRow("the last column is not put on, so the inside of a line there stays")
-            << 1 << "......./......./......#/......#/......#/......./......."
-            << "......./......./......./......#/......./......./.......";
-        // In the first row all other blocks reach over the edge or hold one of the two single pixels; the second one
-        // would be known but for the pixel two rows above, which it does not take. What is half marked lends slopes.
-        QTest::newRow("the second block asks for the pixel two rows above") << 1 << "..#+./#...#/...../....."
-                                                                            << "..#+./#..../...../.....";
-    }
-
-    void sweeps()
-    {
-        QFETCH(int, stage);
-        QFETCH(QString, before);
-        QFETCH(QString, after);
-        RGBA32iImage mask = drawn(before), image(mask.Width(), mask.Height(), false);
-        const Stage set(stage);
-        OPInpaintIterative sweep(image, mask, image.Rect(), mask.Rect());
-        sweep();
-        QCOMPARE(alphas(mask), after);
-    }
-
-    void means()
-    {
-        // The top left pixel of a hole of 2 by 2. The block of which it is the bottom right has red 0 to 7, the rest of
-        // the ring, hole too, red 100 and an alpha of 10.
-        for (const int stage : { 1, 2, 3 }) {
-            RGBA32iImage mask = drawn("......./......./......./...##../...##../......./......."), image(7, 7, false);
-            image.Fill(OPRGBA32i(0x0A640000u));
-            for (int i = 0; i < 9; ++i)
-                image.SetColor(1 + i % 3, 1 + i / 3, OPRGBA32i(0xFF000000u | unsigned(i) << 16));
-            const Stage set(stage);
-            OPInpaintIterative sweep(image, mask, image.Rect(), mask.Rect());
-            sweep();
-            // Stage 1: 0 to 7 are 28 / 8 = 3.5, toward zero. Others: 4, 5 and 7 of them, and five others: 516 + 5 and
-            // 815 by 8 are 65.1 and 101.9.
-            QCOMPARE(image.GetColor(3, 3), OPRGBA32i(stage == 1 ? 0xFF030000u : 0x65410000u));
-        }
-    }
-
     /// The loop of the header, on holes and scratches that are marked a pixel wider than they are.
     void repairsCompletely()
     {
@@ -185,16 +130,6 @@ private Q_SLOTS:
                     QVERIFY(image.GetColor(x, y) == 0xFF123456u && sharesPixels.GetColor(x, y) == 0u);
             QCOMPARE(OPInpaintIterative::GetIteration(), 1);
         }
-    }
-
-    /// Where the corners differ the mask is asked at the place in the image: another hole decides.
-    void shiftedPlaces()
-    {
-        RGBA32iImage mask = drawn("........../........../..##.##.../..##.##.../........../.........."),
-                     image(20, 6, false);
-        OPInpaintIterative(image, mask, QRect(2, 0, 10, 6), mask.Rect())();
-        // The place of (2, 2) is (4, 2), of whose blocks each holds a pixel of a hole; that of (5, 2) is (7, 2).
-        QVERIFY(mask.GetColor(2, 2).a == 255 && mask.GetColor(5, 2).a == 0);
     }
 
     void firstFrontier()
@@ -231,12 +166,8 @@ private Q_SLOTS:
         const QString read = "[include/OPTransformImageColors] Unexpected exception OPImage::GetColor";
         RGBA32iImage image(4, 4, false), tiled(4, 4, true), mask = drawn("##../##../..../...."), none;
         const kit::LogCapture log;
-        try {
-            OPInpaintIterative(image, tiled, image.Rect(), image.Rect());
-            QFAIL("a tiled mask");
-        } catch (const std::out_of_range &e) {
-            QCOMPARE(QByteArray(e.what()), QByteArray("OPImage::GetColor"));
-        }
+        QCOMPARE(kit::outOfRange([&] { OPInpaintIterative(image, tiled, image.Rect(), image.Rect()); }),
+            QByteArray("OPImage::GetColor"));
         const QRect all(QPoint(INT_MIN, INT_MIN), QPoint(INT_MAX, INT_MAX));
         for (const QRect &rect : { QRect(), QRect(2, 2, 0, 1), QRect(9, 9, 5, 5), QRect(-9, -9, 5, 5) }) {
             OPInpaintIterative(image, mask, all, rect)();

@@ -43,22 +43,16 @@ private Q_SLOTS:
         };
         row("nothing is a line", "", 50, 0, { "" });
         row("no width, no lines", "a", 0, 0, {});
-        row("no width, no lines of nothing", "", -1, 0, {});
         row("a space behind a word counts", "aa bb cc", 50, 0, { "aa ", "bb cc" });
-        row("and fits where there is room", "aa bb cc", 60, 0, { "aa bb ", "cc" });
         row("many spaces go with their word", "aa   bb", 40, 0, { "aa  ", " bb" });
         row("the last piece takes the next word", "abcdefg hi", 50, 0, { "abcde", "fg hi" });
         row("a piece of spaces alone", "abcdefghij kl", 50, 0, { "abcde", "fghij", " kl" });
         row("pieces after a line", "a bcdefg h", 30, 0, { "a ", "bcd", "efg", " h" });
-        row("leading spaces by themselves", "  ab", 30, 0, { "  ", "ab" });
         row("only spaces", "     ", 20, 0, { "  ", "  ", " " });
         row("narrower than a character", "ab c", 9, 0, { "a", "b", " ", "c" });
         row("an indent", "aa bb", 50, 20, { "aa ", "bb" });
-        row("an indent narrows no later line", "aa bb cc", 50, 20, { "aa ", "bb cc" });
-        row("an indent above the width", "abcd", 30, 50, { "a", "bcd" });
         row("an indent below 0", "aa bb", 30, -20, { "aa bb" });
         row("an indent that overflows", "ab", 30, INT_MIN, { "a", "b" });
-        row("a tab is a character", "a\tb c", 40, 0, { "a\tb ", "c" });
         QTest::newRow("a pair of surrogates is two") << QString::fromUtf8("\U0001F600") << 10 << 0
                                                      << QStringList { QString(QChar(0xD83D)), QString(QChar(0xDE00)) };
     }
@@ -95,13 +89,6 @@ private Q_SLOTS:
             for (int k = 0; k <= paragraph.length(); ++k)
                 QCOMPARE(advances[k], int(std::floor(kerned(paragraph.left(k)) + 0.5)));
         }
-    }
-
-    void splitsWords()
-    {
-        QCOMPARE(text::splitWord("abcde", 29, measure), (QStringList { "ab", "cd", "e" }));
-        QCOMPARE(text::splitWord("abc", 5, measure), (QStringList { "a", "b", "c" }));
-        QCOMPARE(text::splitWord("", 5, measure), QStringList());
     }
 
     void placesByAlignment_data()
@@ -188,35 +175,6 @@ private Q_SLOTS:
         QTEST((QList<int> { extent.left, extent.right, extent.bottom, extent.fit }), "extent");
         QCOMPARE(extent.placed, places.count(':'));
         QVERIFY(entries.size() > (extent.fit == text::Extent::Inside ? 1 : 0));
-    }
-
-    void placesNothing()
-    {
-        text::Entries entries;
-        const text::Extent extent =
-            text::placeLines({}, QRect(), entries, { 8, 2, 3 }, measure, [](int, int, const QString &) { QFAIL(""); });
-        QCOMPARE(extent.bottom, 10);
-        QVERIFY(entries.isEmpty());
-    }
-
-    void positions()
-    {
-        const QString typed = "aa bb\ncc", wrapped = "aa \nbb\ncc";
-        const text::PositionMap map(typed, wrapped);
-        const int toTyped[] = { 0, 1, 2, 3, 3, 4, 5, 6, 7, 8 }, toWrapped[] = { 0, 1, 2, 3, 5, 6, 7, 8, 9 };
-        for (int i = 0; i < 10; ++i)
-            QCOMPARE(map.ToTyped(i), toTyped[i]);
-        for (int i = 0; i < 9; ++i)
-            QCOMPARE(map.ToWrapped(i), toWrapped[i]);
-        QCOMPARE(map.ToWrapped(99), 9);
-        QCOMPARE(text::PositionMap("", "a\nb").ToTyped(3), 2); // of another text: no crash
-
-        const int lines[] = { 0, 0, 0, 0, 1, 1, 1, 2, 2, 2 };
-        for (int i = 0; i < 10; ++i)
-            QCOMPARE(text::lineOf(i, wrapped), lines[i]);
-        QCOMPARE(text::lineOf(-1, wrapped), 2);
-        QCOMPARE(text::lineOf(INT_MAX, wrapped), 2);
-        QCOMPARE(text::caretPoints("ab\n\nc", measure), (QList<int> { 0, 10, 20, 0, 0, 10 }));
     }
 
     void positionsThereAndBack()
