@@ -7,6 +7,7 @@
 #include "OPColorTransformStack.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPImageConvolution.h"
+#include "OPImageTransformation.h"
 #include "OPImageUtils.h"
 #include "OPInpaint.h"
 #include "OPInpaintIterative.h"
@@ -17,6 +18,8 @@
 #include "catalogue/Profiles.h"
 #include "kit/Images.h"
 #include "kit/Test.h"
+
+#include <QtGui/QTransform>
 
 #include <cerrno>
 #include <cstdlib>
@@ -326,6 +329,16 @@ const std::vector<Family> others {
     { "find what to repair", [](Scene &s) { OPInpaintIterative(s.flatTarget, s.mask, s.rect, s.rect); } },
     { "grey", [](Scene &s) { OPToGrayScaleImage()(s.flatTarget), OPToGrayScaleImage()(s.sharing); } },
     { "resize", [](Scene &s) { KXResizeImage(s.tiled, s.flatTarget, KXResizeLanczos3); }, true },
+    { "reduce",
+        [](Scene &s) {
+            try {
+                BilinearTransformImage(s.flatTarget, QTransform::fromScale(0.4, 0.4), s.flatTarget, QRect());
+            } catch (const std::bad_alloc &) {
+                throw std::logic_error("it should have returned false");
+            }
+        },
+        true },
+    { "transform to QImage", [](Scene &s) { TransformImage(s.tiled, QTransform(), s.sharing, QRect()); } },
     { "convolve",
         [](Scene &s) {
             const double cells[] = { 0.5, 0.5, 0.5 };
