@@ -20,10 +20,12 @@
 ///           opacity outside 0..1, or NaN, the picture is defined but of no use.
 /// lockAlpha Leaves the destination's alpha as it is (see KXCompositionMode for the exceptions).
 /// Modes     One that is unknown, or Destination, changes nothing.
-/// Masks     Their alpha is the coverage. The mask rectangle's top left corner lies on that of the destination
-///           rectangle. What lies outside of the rectangle or of the mask image, or on a null or fake mask tile, counts
-///           as fully covered with @c outsideVisible and is not composed without it. A rectangle of negative width or
-///           height holds nothing: all lies outside of it. Masks never narrow the composed area.
+/// Masks     Their alpha is the coverage. **The mask rectangle is one of the mask**, as the source rectangle is one of
+///           the source: its top left corner lies on that of the destination rectangle. For a mask whose own top left
+///           corner belongs on @c corner of the destination it is `dstRect.translated(-corner)`. What lies outside of
+///           the rectangle or of the mask image, or on a null or fake mask tile, counts as fully covered with
+///           @c outsideVisible and is not composed without it. A rectangle of negative width or height holds nothing:
+///           all lies outside of it. Masks never narrow the composed area.
 /// Threads   May be called from any thread, also from a pool thread; the call returns when all is done. Flat
 ///           destinations are mostly written by as many pool workers as there are processors, tiled ones by the calling
 ///           thread. Two calls must not write one image at once. An image may be laid on itself or be its own mask. In

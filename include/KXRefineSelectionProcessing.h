@@ -28,6 +28,9 @@
 /// const auto refined = KXRefineSelectionProcessing(cancel).run(data);
 /// mask = refined.image;
 /// corner = refined.rect.topLeft();
+/// // A picture of the document's size, laid on the canvas where the mask has it; see "Masks" in KXComposer.h.
+/// const QRect all(QPoint(0, 0), document);
+/// ComposeMaskOn(picture, all, mode, canvas, all, opacity, mask, all.translated(-corner), false, false);
 /// @endcode
 class KX_EXPORT KXRefineSelectionProcessing : public OPAdjustmentProcessing {
 public:
@@ -95,9 +98,10 @@ KX_EXPORT QDataStream &operator>>(QDataStream &stream, KXRefineSelectionProcessi
 /// The mask grows by @p radius * 3 + 1 pixels on each side, truncated, and by 1 at least. It becomes a new flat image,
 /// and @p rect, the rectangle that it fills, grows with it. Colours stay; the new pixels are transparent black.
 ///
-/// Formula  Along rows, then along columns: the sum of alpha * tap over 3 * @p radius pixels, truncated, to either side,
-///          from the first one to the last. It is truncated to a byte after each of the two. A tap at the distance x is
-///          exp(-x * x / (2 * radius * radius)) over the sum of all of them. Everything is in single precision.
+/// Formula  Along rows, then along columns: the sum of alpha * tap over 3 * @p radius pixels, truncated, to either
+///          side, from the first one to the last. It is truncated to a byte after each of the two. A tap at the
+///          distance x is exp(-x * x / (2 * radius * radius)) over the sum of all of them. Everything is in single
+///          precision.
 /// Radius   Sensible from 1/3 to the size of the mask; larger ones are fine as far as memory goes. Below 1/3, negative,
 ///          NaN, infinite or above 700 million: a single tap of 1, so that the mask grows by 1 and keeps its alpha.
 /// Image    Flat or tiled; only read. What of it is larger than @p rect may be cut off.

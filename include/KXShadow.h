@@ -14,8 +14,9 @@
 struct KXShadowParams {
     int angle = 135; ///< in degrees, counterclockwise from the right: where the light comes from
     QColor color = Qt::black; ///< its @c rgba() counts, but for the alpha
-    int opacity = 75; ///< in percent
-    int distance = 25; ///< in pixels: how far the shadow lies from the layer
+    /// In percent. In mode SourceOver compose with 255.0 / 256 for 100: at 1.0 a black shadow becomes white.
+    int opacity = 75;
+    int distance = 25; ///< in pixels: the shadow lies (-cos(angle), sin(angle)) times that away, y down
     int spread = 0; ///< in percent: how much of the blur is solid
     /// In pixels: alpha becomes the mean of a square that has 2 * blurRadius + 1 to a side. Sensible from 0, with which
     /// nothing is blurred, to the size of the layer. A negative one blurs nothing and cuts off that much of each edge.

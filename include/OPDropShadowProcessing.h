@@ -21,7 +21,8 @@
 /// const QPoint away(18, 18), corner = layerCorner + away - QPoint(12, 12);
 /// constexpr auto over = KXCompositionMode::SourceOver;
 /// Compose(shadow, shadow.Rect(), over, canvas, shadow.Rect().translated(corner), 0.75, false);
-/// Compose(layer, layer.Rect(), over, canvas, layer.Rect().translated(layerCorner), 1.0, false);
+/// const double full = 255.0 / 256; // 1.0 makes what is black white in this mode, see KXComposer.h
+/// Compose(layer, layer.Rect(), over, canvas, layer.Rect().translated(layerCorner), full, false);
 /// @endcode
 class KX_EXPORT OPDropShadowProcessing : public OPAdjustmentProcessing {
 public:

@@ -33,6 +33,22 @@
 /// not, and @c TransformAndCreateImage paints them. The picture's top left corner belongs at
 /// `position + rect.topLeft()` of the layer.
 ///
+/// @code
+/// OPTextHelper text;
+/// text.SetRenderMode(2); // smooth
+/// text.SetColor(Qt::white);
+/// text.SetTransform(QMatrix4x4(QTransform::fromTranslate(200, 60))); // where the layer has the text's corner
+/// text.SetFont(QFont("Sans", 40));
+/// text.SetText("Evening");
+/// QPainterPath path;
+/// QRectF rect, mapped;
+/// QPointF position, unused;
+/// text.CreatePathByTextWithDeformationWithRect(path, rect, mapped, unused); // lays out
+/// const RGBA32iImage picture = text.TransformAndCreateImage(path, rect, position);
+/// const QRect there = picture.Rect().translated((position + rect.topLeft()).toPoint());
+/// Compose(picture, picture.Rect(), KXCompositionMode::SourceOver, canvas, there, 255.0 / 256, false);
+/// @endcode
+///
 /// **Positions** lie between UTF-16 units; 0 is before the first one. The editing view counts in the *wrapped* text,
 /// which has a newline where a line was broken. @c GetPositionWithWrap leads there from the text as it was typed and
 /// @c GetPositionWithoutWrap back. A click becomes a position by @c FindSelectedChar, a position a caret by

@@ -24,10 +24,6 @@ struct Step {
     TileMap tiles;
 };
 
-/// Just below full opacity: 255 of 256. At 1.0, mode SourceOver turns a colour of 0 in an opaque source into 255; that
-/// is how this mode is defined.
-constexpr double fullOpacity = 255.0 / 256.0;
-
 /// A small document of several layers above one photo, and the steps in which it comes about.
 class Document {
 public:

@@ -9,6 +9,10 @@
 
 namespace tour {
 
+/// Just below full opacity: 255 of 256. At 1.0, mode SourceOver turns a colour of 0 in an opaque source into 255; that
+/// is how this mode is defined.
+constexpr double fullOpacity = 255.0 / 256.0;
+
 /// What the blocks behind an image's tiles are.
 enum class Tile : quint8 {
     Private, ///< only this image holds the block

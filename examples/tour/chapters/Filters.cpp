@@ -90,7 +90,7 @@ public:
         const QRect there = shadow.Rect().translated(awayFromLight(m_drop) - margin);
         RGBA32iImage canvas = Paper();
         Compose(shadow, shadow.Rect(), over, canvas, there, m_drop.opacity / 100.0, false);
-        Compose(m_layer, m_all, over, canvas, m_all, 1.0, false);
+        Compose(m_layer, m_all, over, canvas, m_all, fullOpacity, false);
         return canvas;
     }
 
@@ -109,7 +109,7 @@ public:
         m_layer.CopyTo(layer, false); // a flat buffer is shared by all copies
         ComposeMaskOn(shadow.color, m_all, over, layer, m_all, m_inner.opacity / 100.0, shadow.shape, inMask, true,
             true); // beyond the mask all is in the shadow; the layer keeps its alpha
-        Compose(layer, m_all, over, canvas, m_all, 1.0, false);
+        Compose(layer, m_all, over, canvas, m_all, fullOpacity, false);
         return canvas;
     }
 
