@@ -54,6 +54,7 @@
 #include "OPHistogrammCalculator.h"
 #include "OPHueSaturationTransformation.h"
 #include "OPImageConvolution.h"
+#include "OPImagePainter.h"
 #include "OPImageTransformation.h"
 #include "OPImageUtils.h"
 #include "OPInnerShadowProcessing.h"

@@ -51,4 +51,11 @@ inline BorrowedImage<OPRGBA32i> borrowForWriting(QImage &image)
     return { reinterpret_cast<OPRGBA32i *>(bits), image.bytesPerLine() };
 }
 
+/// For a painter: a QImage on @p width times @p height pixels, which it does not own and must not outlive. Paint on it
+/// itself; a copy of it gets pixels of its own when it is painted on.
+inline QImage lend(OPRGBA32i *bits, int width, int height)
+{
+    return QImage(reinterpret_cast<uchar *>(bits), width, height, QImage::Format_ARGB32);
+}
+
 } // namespace pixels

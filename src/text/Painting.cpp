@@ -1,8 +1,8 @@
 #include "text/Painting.h"
 
+#include "pixels/BorrowedImage.h"
 #include "text/LineLayout.h"
 
-#include <QtGui/QImage>
 #include <QtGui/QPen>
 
 RGBA32iImage text::paint(
@@ -11,7 +11,7 @@ RGBA32iImage text::paint(
     RGBA32iImage image(widthOf(area), heightOf(area), false); // transparent
     if (!image.Bits())
         return image;
-    QImage canvas(reinterpret_cast<uchar *>(image.Bits()), image.Width(), image.Height(), QImage::Format_ARGB32);
+    QImage canvas = pixels::lend(image.Bits(), image.Width(), image.Height());
     QPainter painter(&canvas);
     for (auto hint = hints.begin(); hint != hints.end(); ++hint)
         painter.setRenderHint(hint.key(), hint.value());

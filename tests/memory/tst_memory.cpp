@@ -7,6 +7,7 @@
 #include "OPColorTransformStack.h"
 #include "OPGaussianBlurProcessing.h"
 #include "OPImageConvolution.h"
+#include "OPImagePainter.h"
 #include "OPImageTransformation.h"
 #include "OPImageUtils.h"
 #include "OPInpaint.h"
@@ -345,6 +346,13 @@ const std::vector<Family> others {
             OPImageConvolution(cells, { 3, 1 })(s.sharing);
             OPImageConvoluteAlpha(cells, { 1, 3 })(s.sharing);
         } },
+    { "make masks",
+        [](Scene &s) {
+            CreateFromSourceMask(s.flatTarget, s.flat), CreateFromTransparancyMask(s.tiledTarget, s.flat);
+            CreateRevealAllMask(s.tiledTarget, s.mask), CreateHideAllMask(s.flatTarget, s.mask);
+        },
+        true },
+    { "draw an image", [](Scene &s) { DrawImage(s.tiledTarget, mode, QPoint(9, -9), s.flat, 0.5, false); }, true },
     { "write a row", writeLine<OPImageUtils::HorizontalDirection<QImage>> },
     { "write a column", writeLine<OPImageUtils::VerticalDirection<QImage>> },
     { "EXIF",
