@@ -5,10 +5,13 @@ install(TARGETS kxcore EXPORT KXCoreTargets FILE_SET HEADERS DESTINATION ${CMAKE
 if(TARGET kxcore_avx2)
     install(TARGETS kxcore_avx2 LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
-# The headers refer to the pages on behaviour, and these to the others.
-install(FILES docs/behaviour.md docs/operations.md docs/performance.md docs/recipes.md docs/tones.jpg
-    DESTINATION ${CMAKE_INSTALL_DOCDIR})
-install(DIRECTORY docs/behaviour DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# The headers refer to the pages on behaviour, these to the others, and all to the samples, beside the pages as here.
+install(FILES docs/behaviour.md docs/operations.md docs/performance.md docs/recipes.md
+    docs/geometry.jpg docs/retouching.jpg docs/tones.jpg
+    DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(DIRECTORY docs/behaviour DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+install(FILES examples/recipes.cpp examples/texttool.cpp DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+install(DIRECTORY examples/tour DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(EXPORT KXCoreTargets NAMESPACE KXCore:: DESTINATION ${package})
 configure_package_config_file(cmake/KXCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/KXCoreConfig.cmake
     INSTALL_DESTINATION ${package})

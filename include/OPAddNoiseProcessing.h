@@ -69,8 +69,9 @@ public:
 
     /// Lays noise over the image, or over what is selected of it, and returns it.
     ///
-    /// Blend      That of @c OPBlend::OPSourceOver with the opacity amount * 256 / 100, truncated. Even an amount of 0
-    ///            clears the colours of pixels without alpha, and changes nothing else.
+    /// Blend      That of @c OPBlend::OPSourceOver with the opacity amount * 256 / 100, truncated; unlike the mode it
+    ///            takes 256 without wrapping. Even an amount of 0 clears the colours of pixels without alpha, and
+    ///            changes nothing else.
     /// Storage    Flat or tiled. **A flat buffer, which the caller's image shares, receives the result.**
     /// Selection  The noise has the size of the selection, and its top left corner lies on that of what is selected of
     ///            the layer. Each pixel moves from the old value to the blended one by the alpha of the selection.

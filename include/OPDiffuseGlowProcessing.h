@@ -57,8 +57,9 @@ public:
 
     /// Lays the glow over the image, or over what is selected of it, and returns it.
     ///
-    /// Blend      That of @c OPBlend::OPSourceOver with the opacity amount * 256 / 100, truncated. Even where nothing
-    ///            glows it clears the colours of pixels without alpha, and changes nothing else.
+    /// Blend      That of @c OPBlend::OPSourceOver with the opacity amount * 256 / 100, truncated; unlike the mode it
+    ///            takes 256 without wrapping. Even where nothing glows it clears the colours of pixels without alpha,
+    ///            and changes nothing else.
     /// Storage    Flat. **A flat buffer, which the caller's image shares, receives the result.** Of a tiled image the
     ///            mask is blurred along its rows alone.
     /// Selection  The mask is made of what is selected and of what the first blur reaches around that. **Beyond it the

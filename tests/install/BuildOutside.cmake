@@ -22,6 +22,20 @@ if(strays)
     message(FATAL_ERROR "headers outside of their folder: ${strays}")
 endif()
 
+file(GLOB_RECURSE pages ${prefix}/share/doc/*.md)
+foreach(page IN LISTS pages)
+    get_filename_component(folder ${page} DIRECTORY)
+    file(READ ${page} text)
+    string(REGEX REPLACE "[][;`]" " " text "${text}") # which lists do not take
+    string(REGEX MATCHALL "\\([^()#: ]+\\.(md|jpg|cpp)" links "${text}") # with the bracket of what they stand in
+    foreach(link IN LISTS links)
+        string(SUBSTRING ${link} 1 -1 target)
+        if(NOT EXISTS ${folder}/${target})
+            message(FATAL_ERROR "${page} links ${target}, which is not installed")
+        endif()
+    endforeach()
+endforeach()
+
 if(way STREQUAL find_package)
     run(${CMAKE_COMMAND} -S ${programs} -B ${scratch}/build -G ${generator} -DCMAKE_BUILD_TYPE=${config}
         -DCMAKE_CXX_COMPILER=${compiler} -DCMAKE_CXX_FLAGS=${flags} -DCMAKE_PREFIX_PATH=${prefix})
