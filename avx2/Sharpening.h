@@ -7,9 +7,9 @@
 /// The arithmetic of OPSimpleSharpenKernel1D on sixteen channels of 16 bits, for amounts such that
 /// lines::sharpening::fits.
 ///
-/// A channel c between l and r becomes (c * (2 * amount + 1785) - (l + r) * amount + 765) / 1785, clamped. With the bend
-/// d = 2 * c - l - r, which lies within 510 of 0, that is c + q, where q is (d * amount + 765) / 1785, rounded down:
-/// below zero the kernel rounds up, and both are clamped to 0.
+/// A channel c between l and r becomes (c * (2 * amount + 1785) - (l + r) * amount + 765) / 1785, clamped. With the
+/// bend d = 2 * c - l - r, which lies within 510 of 0, that is c + q, where q is (d * amount + 765) / 1785, rounded
+/// down: below zero the kernel rounds up, and both are clamped to 0.
 class Sharpening {
 public:
     explicit Sharpening(int amount)
@@ -23,12 +23,12 @@ public:
 
     /// The results in 16 bits, to be clamped to bytes.
     ///
-    /// Let x = d * amount / 1785 = d * share / 32768. The integer next to d * rounded / 32768 leaves a fraction from -0.5
-    /// to 0.5, of which the low half of d * twice is the numerator over 65536. To that is added d * lacking / 32768, of
-    /// less than 511; the sum saturates rather than to change its sign. So x is the integer and a fraction of at most
-    /// 0.508 in either direction, and as 765 / 1785 is 0.43, q is the integer, or 1 less where the fraction is below
-    /// -765 / 1785. Over 65536 that is -28086.9; the next value that x can have there is -28123.6, and roundings move the
-    /// sum by less than 1.
+    /// Let x = d * amount / 1785 = d * share / 32768. The integer next to d * rounded / 32768 leaves a fraction from
+    /// -0.5 to 0.5, of which the low half of d * twice is the numerator over 65536. To that is added d * lacking /
+    /// 32768, of less than 511; the sum saturates rather than to change its sign. So x is the integer and a fraction of
+    /// at most 0.508 in either direction, and as 765 / 1785 is 0.43, q is the integer, or 1 less where the fraction is
+    /// below -765 / 1785. Over 65536 that is -28086.9; the next value that x can have there is -28123.6, and roundings
+    /// move the sum by less than 1.
     __m256i Words(__m256i c, __m256i d) const
     {
         const __m256i integer = _mm256_mulhrs_epi16(d, m_rounded);

@@ -140,8 +140,8 @@ constexpr char lookUpOf4[] = "OpenCV LUT, 4 channels";
 /// Measuring a picture for a white balance. OpenCV's histograms, means and deviations of its channels stand for that.
 constexpr Scene measuredScenes[] = { photoLayer, layer };
 std::string measuringName(Scene scene);
-/// Flood fills of a photo whose colours are all within the tolerance, as no other channel than alpha limits it; OpenCV's
-/// has three channels, as it takes no four.
+/// Flood fills of a photo whose colours are all within the tolerance, as no other channel than alpha limits it;
+/// OpenCV's has three channels, as it takes no four.
 constexpr char floodFillName[] = "flood fill, all of a photo, marked";
 constexpr char floodFillIntoName[] = "flood fill, all of a photo, painted";
 constexpr char floodFillImageName[] = "flood fill, all of a photo, QImage";

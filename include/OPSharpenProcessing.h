@@ -24,8 +24,8 @@ class KX_EXPORT OPSharpenProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params {
         /// In each direction a pixel moves away from the sum of its two neighbours by that many 1785ths. Sensible from
-        /// 0, which changes nothing, to some hundreds: 100 is seen, 300 is strong. Negative amounts smooth; those beyond
-        /// four million wrap.
+        /// 0, which changes nothing, to some hundreds: 100 is seen, 300 is strong. Negative amounts smooth; those
+        /// beyond four million wrap.
         int amount = 10;
 
         /// Writes "KXSharpen 1.00000", then the amount. False when the stream fails.

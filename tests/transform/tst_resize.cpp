@@ -104,7 +104,7 @@ private Q_SLOTS:
         QVERIFY(actual == expected);
     }
 
-    /// Whatever the lengths are, coefficients add up to 1.0, neither begin nor end with 0, and meet samples of the line.
+    /// Whatever the lengths are, coefficients add up to 1.0, begin and end with another than 0, and meet the line.
     void allTables()
     {
         const auto check = [](int from, int to, const ResizeFilter &filter) {
