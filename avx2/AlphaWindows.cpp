@@ -1,5 +1,5 @@
+#include "ColumnStrips.h"
 #include "Kernel.h"
-#include "Vectors.h"
 #include "WindowSums.h"
 #include "lines/ConvolutionKernels.h"
 #include "support/Prefetch.h"
@@ -11,13 +11,9 @@
 
 namespace {
 
-constexpr int stripColumns = 8; ///< of one vector of pixels
-constexpr int strips = lines::columns::width / stripColumns;
-constexpr int prefetchRows = 16; ///< rows lie in different pages, which the processor does not foresee
-
 /// The alphas of a row of the block, 32 bits each.
 struct Row {
-    __m256i strip[strips];
+    __m256i strip[ColumnStrips::maximum];
 };
 
 __m256i alphaOf(__m256i pixels) { return _mm256_srli_epi32(pixels, 24); }
@@ -29,29 +25,15 @@ KXCORE_KERNEL void SlideAlphaColumnsAVX2(OPRGBA32i *pixels, qptrdiff stride, int
     int rowsBelow, int radius, unsigned complement, unsigned color)
 {
     static_assert(2 * lines::alphawindows::largestRadius + 1 <= SinglePrecisionMean::maximumSize, "means are exact");
-    const int whole = columns / stripColumns, left = columns % stripColumns;
-    const __m256i isLeft = _mm256_cmpgt_epi32(_mm256_set1_epi32(left), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
-    const auto loadLeft = [isLeft](const OPRGBA32i *p) {
-        return _mm256_maskload_epi32(reinterpret_cast<const int *>(p), isLeft);
-    };
-    const auto storeLeft = [isLeft](OPRGBA32i *p, __m256i v) {
-        _mm256_maskstore_epi32(reinterpret_cast<int *>(p), isLeft, v);
-    };
-    /// Calls step(strip, load, store) for each strip, with what loads and stores its pixels.
-    const auto forEachStrip = [&](auto step) {
-        for (int s = 0; s < whole; ++s)
-            step(s, vectors::load, vectors::store);
-        if (left > 0)
-            step(whole, loadLeft, storeLeft);
-    };
+    const ColumnStrips strips(columns);
     const auto at = [&](int row, int strip) {
-        return pixels + std::clamp(row, -rowsAbove, rows + rowsBelow - 1) * stride + strip * stripColumns;
+        return pixels + std::clamp(row, -rowsAbove, rows + rowsBelow - 1) * stride + strip * ColumnStrips::columns;
     };
 
     const SinglePrecisionMean mean(2 * radius + 1);
     const __m256i complements = _mm256_set1_epi32(int(complement)), colors = _mm256_set1_epi32(int(color));
     Row sums, leaving[lines::alphawindows::largestRadius + 1]; // before the first row: what its window begins with
-    forEachStrip([&](int s, auto load, auto) {
+    strips.ForEach([&](int s, auto load, auto) {
         __m256i sum = _mm256_setzero_si256();
         for (int row = -radius - 1; row < radius; ++row) {
             const __m256i alpha = alphaOf(load(at(row, s)));
@@ -62,8 +44,8 @@ KXCORE_KERNEL void SlideAlphaColumnsAVX2(OPRGBA32i *pixels, qptrdiff stride, int
         sums.strip[s] = sum;
     });
     for (int row = 0, oldest = 0; row < rows; ++row, oldest = oldest == radius ? 0 : oldest + 1) {
-        memory::prefetch(at(row + radius + prefetchRows, 0), columns);
-        forEachStrip([&](int s, auto load, auto store) {
+        memory::prefetch(at(row + radius + ColumnStrips::prefetchRows, 0), columns);
+        strips.ForEach([&](int s, auto load, auto store) {
             __m256i &last = leaving[oldest].strip[s], &sum = sums.strip[s];
             sum = _mm256_add_epi32(sum, _mm256_sub_epi32(alphaOf(load(at(row + radius, s))), last));
             last = alphaOf(load(at(row, s)));

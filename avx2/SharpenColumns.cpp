@@ -1,3 +1,4 @@
+#include "ColumnStrips.h"
 #include "Kernel.h"
 #include "Sharpening.h"
 #include "lines/ConvolutionKernels.h"
@@ -7,13 +8,6 @@
 // all columns of the block, in the nearest cache; so each row is read once, before it is overwritten.
 
 namespace {
-
-constexpr int stripColumns = 8; ///< of one vector of pixels
-constexpr int strips = lines::columns::width / stripColumns;
-
-/// Rows of a picture lie in different pages, and the processor does not fetch those ahead by itself: they are
-/// prefetched this many rows before they are needed.
-constexpr int prefetchRows = 16;
 
 /// Sixteen channels of a row.
 class Channels {
@@ -69,29 +63,15 @@ KXCORE_KERNEL void SharpenColumnsAVX2(
     OPRGBA32i *pixels, qptrdiff stride, int columns, int rows, bool hasAbove, bool hasBelow, int amount)
 {
     const Sharpening sharpening(amount);
-    const int whole = columns / stripColumns, left = columns % stripColumns;
-    const __m256i isLeft = _mm256_cmpgt_epi32(_mm256_set1_epi32(left), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7));
-    const auto loadLeft = [isLeft](const OPRGBA32i *p) {
-        return _mm256_maskload_epi32(reinterpret_cast<const int *>(p), isLeft);
-    };
-    const auto storeLeft = [isLeft](OPRGBA32i *p, __m256i v) {
-        _mm256_maskstore_epi32(reinterpret_cast<int *>(p), isLeft, v);
-    };
-    /// Calls step(strip, load, store) for each strip, with what loads and stores its pixels.
-    const auto forEachStrip = [&](auto step) {
-        for (int s = 0; s < whole; ++s)
-            step(s, vectors::load, vectors::store);
-        if (left > 0)
-            step(whole, loadLeft, storeLeft);
-    };
-    const auto at = [=](int row, int strip) { return pixels + row * stride + strip * stripColumns; };
+    const ColumnStrips strips(columns);
+    const auto at = [=](int row, int strip) { return pixels + row * stride + strip * ColumnStrips::columns; };
 
-    Strip kept[strips];
-    forEachStrip([&](int s, auto load, auto) { kept[s] = Strip(load(at(hasAbove ? -1 : 0, s)), load(at(0, s))); });
+    Strip kept[ColumnStrips::maximum];
+    strips.ForEach([&](int s, auto load, auto) { kept[s] = Strip(load(at(hasAbove ? -1 : 0, s)), load(at(0, s))); });
     for (int row = 0; row < rows; ++row) {
         const int below = row + 1 < rows || hasBelow ? row + 1 : row;
-        memory::prefetch(at(row + prefetchRows, 0), columns);
-        forEachStrip(
+        memory::prefetch(at(row + ColumnStrips::prefetchRows, 0), columns);
+        strips.ForEach(
             [&](int s, auto load, auto store) { store(at(row, s), kept[s].Next(load(at(below, s)), sharpening)); });
     }
 }
