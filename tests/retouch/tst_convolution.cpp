@@ -94,7 +94,7 @@ private Q_SLOTS:
             QTest::newRow(name) << pixels << cells << all << allQt << alpha << alphaQt;
         };
         row("the first cell weighs the last sample", line, { 1, 0, 0 }, { 20, 30, 30 }, next, next, next);
-        row("the last cell meets results", line, { 0, 0, 1 }, { 10, 10, 10 }, { 0, 10, 20 }, { 0, 0, 0 },
+        row("in place, the last cell meets results", line, { 0, 0, 1 }, { 10, 10, 10 }, { 0, 10, 20 }, { 0, 0, 0 },
             { 0, 10, 20 });
         row("sums run on", line, { 0, 1, 1 }, { 20, 40, 70 }, { 10, 30, 50 }, { 10, 30, 60 }, { 10, 30, 50 });
         row("an even width reaches to the right", line, { 1, 0 }, { 20, 30, 30 }, next, next, next);

@@ -79,6 +79,56 @@ private Q_SLOTS:
         QVERIFY(fillings > 1000);
     }
 
+    /// What one call leaves open. The frontier of a single pixel is the ring around it: where that begins in column 1
+    /// or 2, the search finds a part of it in the columns before and drops the rest.
+    void rulesThatLookWrong_data()
+    {
+        QTest::addColumn<QImage>("picture");
+        QTest::addColumn<QImage>("left");
+        QTest::newRow("rows are worked whole, across two holes")
+            << drawn("............/#...#......./............") << drawn("............/............/............");
+        QTest::newRow("rows are worked whole or not at all: a hole of 3 by 3 loses its corners alone")
+            << drawn(".........../.........../......###../......###../......###../.........../...........")
+            << drawn(".........../.........../.......#.../......###../.......#.../.........../...........");
+        QTest::newRow("rows are worked whole: a hole in column 0 closes") << withHole(3, 0) << withHole(0, 0);
+        for (const int column : { 1, 2, 3, 4 })
+            QTest::addRow("the scan is shifted: one pixel in column %d, of which 2 and 3 stay open", column)
+                << withHole(1, column) << withHole(column == 2 || column == 3 ? 1 : 0, column);
+        QTest::newRow("a row that changes no more ends the call") << drawn("#.#") << drawn("#.#");
+        QTest::newRow("a corner is filled by the only block inside") << drawn("#../.../...") << drawn(".../.../...");
+    }
+
+    void rulesThatLookWrong()
+    {
+        QFETCH(QImage, picture);
+        QFETCH(QImage, left);
+        fill(picture);
+        QCOMPARE(picture, left);
+    }
+
+    /// Of 1 to 8 it is 36 / 8, halves up; with 7 in the place of 8 it is 35 / 8.
+    void meanOfEight()
+    {
+        QImage picture(3, 3, QImage::Format_ARGB32);
+        for (int i = 0, value = 1; i < 9; ++i, value += i != 5)
+            picture.setPixel(i % 3, i / 3, qRgba(value, std::min(value, 7), 255, i == 4 ? 254 : 255));
+        fill(picture);
+        QCOMPARE(picture.pixel(1, 1), qRgba(5, 4, 255, 255));
+    }
+
+    /// It begins in column 0, and what it finds counts as found from the rectangle's left column on.
+    void shiftedScan()
+    {
+        QImage picture(10, 6, QImage::Format_ARGB32);
+        OPInpaint fill(picture);
+        picture.fill(0x00FFFFFF);
+        picture.setPixel(1, 2, 0x01000000), picture.setPixel(4, 3, 0xFF000000), picture.setPixel(9, 0, 0xFF000000);
+        const std::pair<QRect, QRect> rows[] = { { QRect(), { 1, 0, 9, 4 } }, { { 3, 1, 5, 5 }, { 4, 2, 4, 2 } },
+            { { 6, 3, 3, 2 }, { 6, 3, 3, 2 } } }; // nothing found: as it was
+        for (const auto &[rect, bounds] : rows)
+            QCOMPARE(fill.maskRect(picture, rect), bounds);
+    }
+
     void newObjectsCloseAHole()
     {
         for (const bool farFromTheEdge : { false, true }) {

@@ -109,6 +109,71 @@ private Q_SLOTS:
         QVERIFY(log.texts().size() > 300 && repaired > 3000);
     }
 
+    /// What a sweep leaves of a mask, all of which its rectangle is.
+    void rulesThatLookWrong_data()
+    {
+        QTest::addColumn<int>("stage");
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        const auto stays = [](const char *rule, int stage, const char *mask) {
+            QTest::newRow(rule) << stage << mask << mask;
+        };
+        const QString empty = "......./......./......./......./......./......./.......";
+        stays("a single pixel has no slope", 2, "...../...../..#../...../.....");
+        QTest::newRow("nor has the inside of a line, until its end is repaired")
+            << 1 << "......./......./......./..###../......./......./......." << empty;
+        QTest::newRow("it spreads right and down within a sweep")
+            << 1 << "......./......./..###../..###../..###../......./......." << empty;
+        QTest::newRow("the last column is left out, so that the inside of a line there stays")
+            << 1 << "......./......./......#/......#/......#/......./......."
+            << "......./......./......./......#/......./......./.......";
+        // What is half marked, '+', gives the pixel above it a slope. All blocks but the second hold one of the three
+        // pixels two rows above or two columns beside it.
+        stays("the second block asks for the pixel two rows above", 1, "..#../...../#.#.#/..+../.....");
+        // Here all blocks but the second hold the pixel above or the one two rows below.
+        QTest::newRow("the second block does not ask for the pixel two rows below")
+            << 1 << "...../..#../..#../...../..#.."
+            << "...../..#../...../...../..#..";
+    }
+
+    void rulesThatLookWrong()
+    {
+        QFETCH(int, stage);
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        RGBA32iImage mask = drawn(before), image(mask.Width(), mask.Height(), false);
+        const Stage set(stage);
+        OPInpaintIterative(image, mask, image.Rect(), mask.Rect())();
+        QCOMPARE(alphas(mask), after);
+    }
+
+    /// The top left pixel of a hole of 2 by 2. The block of which it is the bottom right has red 0 to 7; the rest of
+    /// the ring, hole too, has red 100 and an alpha of 10.
+    void means()
+    {
+        for (const int stage : { 1, 2, 3 }) {
+            RGBA32iImage mask = drawn("......./......./......./...##../...##../......./......."), image(7, 7, false);
+            image.Fill(OPRGBA32i(0x0A640000u));
+            for (int i = 0; i < 9; ++i)
+                image.SetColor(1 + i % 3, 1 + i / 3, OPRGBA32i(0xFF000000u | unsigned(i) << 16));
+            const Stage set(stage);
+            OPInpaintIterative(image, mask, image.Rect(), mask.Rect())();
+            // Stage 1: 0 to 7 are 28 / 8 = 3.5, toward zero. Others: 4, 5 and 7 of them, and five others: 516 + 5 and
+            // 815 by 8 are 65.1 and 101.9.
+            QCOMPARE(image.GetColor(3, 3), OPRGBA32i(stage == 1 ? 0xFF030000u : 0x65410000u));
+        }
+    }
+
+    /// Where the corners differ the mask is asked at the place in the image: another hole decides.
+    void shiftedPlaces()
+    {
+        RGBA32iImage mask = drawn("........../........../..##.##.../..##.##.../........../.........."),
+                     image(20, 6, false);
+        OPInpaintIterative(image, mask, QRect(2, 0, 10, 6), mask.Rect())();
+        // The place of (2, 2) is (4, 2), of whose blocks each holds a pixel of a hole; that of (5, 2) is (7, 2).
+        QVERIFY(mask.GetColor(2, 2).a == 255 && mask.GetColor(5, 2).a == 0);
+    }
+
     /// The loop of the header, on holes and scratches that are marked a pixel wider than they are.
     void repairsCompletely()
     {
