@@ -9,6 +9,12 @@
 
 namespace tour {
 
+QColor colourOf(Tile state)
+{
+    static const QRgb colours[] = { 0xFFFFB454, 0xFF5BA8FF, 0xFF3A4150 };
+    return QColor::fromRgb(colours[int(state)]);
+}
+
 TileMap tileMap(const RGBA32iImage &image, const QVector<const RGBA32iImage *> &others)
 {
     QHash<const OPRGBA32i *, int> holders;

@@ -3,6 +3,7 @@
 #include <KXImage.h>
 
 #include <QtCore/QVector>
+#include <QtGui/QColor>
 #include <QtGui/QImage>
 
 #include <algorithm>
@@ -19,6 +20,9 @@ enum class Tile : quint8 {
     Shared, ///< another image, or another tile, shows the same block
     Fake ///< the image's uniform block: counts as empty
 };
+
+/// In which it is shown.
+QColor colourOf(Tile state);
 
 /// The tiles of an image, row by row.
 struct TileMap {

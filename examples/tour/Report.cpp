@@ -41,9 +41,8 @@ QImage tilePicture(const TileMap &map)
     picture.fill(Qt::transparent);
     QPainter painter(&picture);
     for (int i = 0; i < map.tiles.size(); ++i) {
-        static const QRgb colors[] = { 0xFFFFB454, 0xFF5BA8FF, 0xFF3A4150 };
-        painter.fillRect(i % map.columns * (cell + gap), i / map.columns * (cell + gap), cell, cell,
-            QColor::fromRgb(colors[int(map.tiles[i])]));
+        painter.fillRect(
+            i % map.columns * (cell + gap), i / map.columns * (cell + gap), cell, cell, colourOf(map.tiles[i]));
     }
     return picture;
 }

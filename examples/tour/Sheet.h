@@ -57,5 +57,6 @@ Sheet tonesSheet(const QImage &photo, const std::atomic<bool> &stop);
 Sheet filtersSheet(const QImage &photo, const std::atomic<bool> &stop);
 Sheet geometrySheet(const QImage &photo, const std::atomic<bool> &stop);
 Sheet retouchingSheet(const QImage &photo, const std::atomic<bool> &stop);
+Sheet textSheet(const QImage &photo, const std::atomic<bool> &stop);
 
 } // namespace tour

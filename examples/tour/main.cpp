@@ -112,7 +112,7 @@ void run(const Arguments &arguments)
 
     const QVector<tour::Sheet> sheets { tour::modesSheet(photo, stop), tour::adjustmentsSheet(photo, stop),
         tour::tonesSheet(photo, stop), tour::filtersSheet(photo, stop), tour::geometrySheet(photo, stop),
-        tour::retouchingSheet(photo, stop) };
+        tour::retouchingSheet(photo, stop), tour::textSheet(photo, stop) };
     tour::Document document(photo, stop);
     photo = QImage();
     const QVector<tour::Step> steps = document.run();

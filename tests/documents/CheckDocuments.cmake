@@ -33,7 +33,7 @@ function(check_program page program)
 endfunction()
 check_program(README.md examples/readme.cpp)
 check_program(docs/recipes.md examples/recipes.cpp)
-check_program(docs/behaviour/text.md examples/texttool.cpp)
+check_program(docs/behaviour/text.md examples/TextTool.h)
 
 # Each diff of a page applies to the sources as they are. Git takes its paths from the top of a checkout.
 function(check_diffs page)

@@ -1,4 +1,4 @@
-#include "texttool.cpp"
+#include "TextTool.h"
 
 #include "kit/Font.h"
 #include "kit/Picture.h"
@@ -37,8 +37,11 @@ private Q_SLOTS:
         tool.type("Hello world");
         QTransform placed = QTransform::fromTranslate(50, 40);
         tool.place(placed);
-        QCOMPARE(tool.mark().boundingRect(),
+        QCOMPARE(tool.caret().boundingRect(),
             QRectF(50 + m_metrics.horizontalAdvance("world"), 40 + m_metrics.height(), 0, line));
+        QCOMPARE(tool.box().boundingRect(), QRectF(50, 40, width, 3 * line));
+        QCOMPARE(tool.underline().boundingRect(),
+            QRectF(50, 40 + m_metrics.ascent(), m_metrics.horizontalAdvance("Hello "), line));
         tool.click(placed.map(QPointF(-9, 5)), false);
         tool.type(">");
         QCOMPARE(tool.text(), QString(">Hello world"));
@@ -46,8 +49,8 @@ private Q_SLOTS:
         tool.click(placed.map(QPointF(m_metrics.horizontalAdvance(">"), line / 2)), false);
         tool.click(placed.map(QPointF(m_metrics.horizontalAdvance("wor"), line * 3 / 2)), true);
         QCOMPARE(tool.selected(), QString("Hello wor"));
-        QCOMPARE(tool.mark().boundingRect().top(), 40.0);
-        QCOMPARE(tool.mark().boundingRect().height(), 2.0 * line);
+        QCOMPARE(tool.selection().boundingRect().top(), 40.0);
+        QCOMPARE(tool.selection().boundingRect().height(), 2.0 * line);
         tool.type("Bi\n");
         QCOMPARE(tool.text(), QString(">Bi\nld"));
         QVERIFY(!tool.overflows());
@@ -68,12 +71,12 @@ private Q_SLOTS:
         QVERIFY(std::abs(turned.height() - 2 * once.width()) <= 3 && std::abs(turned.width() - 2 * once.height()) <= 3);
         tool.click(QPointF(290, 100), false);
         tool.click(QPointF(290, 290), true);
-        QVERIFY(tool.mark().boundingRect().adjusted(-2, -2, 2, 2).contains(turned));
+        QVERIFY(tool.selection().boundingRect().adjusted(-2, -2, 2, 2).contains(turned));
         tool.place(QTransform::fromTranslate(20, 60));
-        tool.bend(100);
+        tool.deform({ 100 });
         const QRect bent = drawn(tool);
         QVERIFY(bent.height() > once.height() + m_metrics.height() / 2);
-        QVERIFY(tool.mark().boundingRect().adjusted(-2, -2, 2, 2).contains(bent));
+        QVERIFY(tool.selection().boundingRect().adjusted(-2, -2, 2, 2).contains(bent));
     }
 };
 

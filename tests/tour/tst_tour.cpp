@@ -35,7 +35,7 @@ private Q_SLOTS:
         QCOMPARE(page.count("src=\""), page.count("src=\"data:image/")); // nothing lies outside the page
         QVERIFY(steps >= 10 && !page.contains("{{") && !page.contains("http"));
         QVERIFY(page.contains(">38 FillUnmasked, through a mask<") && page.contains(">57 AlphaAccumulate<"));
-        QCOMPARE(everything().filter("new/deep/out/").size(), 2 * steps + 8);
+        QCOMPARE(everything().filter("new/deep/out/").size(), 2 * steps + 9);
     }
 
     /// Every picture, whether with the module, without it or on eight processors.

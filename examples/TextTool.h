@@ -1,3 +1,5 @@
+#pragma once
+
 #include <KXCore.h>
 
 #include <algorithm>
@@ -32,10 +34,21 @@ public:
         m_text.SetTransform(QMatrix4x4(transform));
     }
 
-    void bend(double percent)
+    /// How a text is deformed, in percent.
+    struct Deformation {
+        double wave = 0; ///< how far it reaches; 100 of a horizontal one is half the height of a line
+        Qt::Orientation direction = Qt::Horizontal; ///< in which the wave runs
+        double horizontal = 0; ///< makes the right end higher and the left one lower
+        double vertical = 0; ///< makes the bottom wider and the top narrower
+    };
+
+    void deform(const Deformation &how)
     {
-        m_text.SetStyle(percent == 0 ? 0 : 1);
-        m_text.SetBend(percent);
+        m_text.SetStyle(how.wave == 0 && how.horizontal == 0 && how.vertical == 0 ? 0 : 1);
+        m_text.SetBend(how.wave);
+        m_text.SetOrientation(how.direction == Qt::Vertical);
+        m_text.SetHDistortion(how.horizontal);
+        m_text.SetVDistortion(how.vertical);
         layOut();
     }
 
@@ -51,7 +64,7 @@ public:
     /// Replaces the selection, which may be empty.
     void type(const QString &characters)
     {
-        const auto [start, end] = std::minmax(m_anchor, m_caret);
+        const auto [start, end] = std::minmax({ m_anchor, m_caret });
         QString text = m_text.GetText();
         text.replace(start, end - start, characters);
         m_anchor = m_caret = start + characters.length();
@@ -59,13 +72,19 @@ public:
         layOut();
     }
 
-    /// The caret, or the selection, in the layer: an outline to draw over it.
-    QPainterPath mark()
+    // What the editing view draws over the text, in the layer. The selection is to be filled, the others are strokes.
+
+    QPainterPath caret()
     {
-        const int caret = m_text.GetPositionWithWrap(m_caret), anchor = m_text.GetPositionWithWrap(m_anchor);
-        return m_transform.map(
-            caret == anchor ? m_text.GetVerticalLine(QPoint(), caret, 0) : m_text.GetSelectionRect(anchor, caret));
+        return m_transform.map(m_text.GetVerticalLine(QPoint(), m_text.GetPositionWithWrap(m_caret), 0));
     }
+    QPainterPath selection()
+    {
+        return m_transform.map(
+            m_text.GetSelectionRect(m_text.GetPositionWithWrap(m_anchor), m_text.GetPositionWithWrap(m_caret)));
+    }
+    QPainterPath underline() { return m_transform.map(m_text.GetUnderLine()); }
+    QPainterPath box() { return m_transform.map(m_text.GetTextArea(QRect(QPoint(0, 0), m_text.GetTextArea().size()))); }
 
     /// Draws the text into a layer or onto a canvas.
     void draw(RGBA32iImage &canvas, const QColor &color, KXCompositionMode mode)
@@ -83,7 +102,7 @@ public:
     QString text() const { return m_text.GetText(); }
     QString selected() const
     {
-        const auto [start, end] = std::minmax(m_anchor, m_caret);
+        const auto [start, end] = std::minmax({ m_anchor, m_caret });
         return text().mid(start, end - start);
     }
 
