@@ -17,6 +17,8 @@
 #include "KXFillTransformation.h"
 #include "KXGaussianBase.h"
 #include "KXGlobal.h"
+#include "KXGpuProcessor.h"
+#include "KXGpuService.h"
 #include "KXImage.h"
 #include "KXIterative.h"
 #include "KXIterativeConvolution.h"

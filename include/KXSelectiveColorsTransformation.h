@@ -5,11 +5,14 @@
 
 #include "BaseTransformation.h"
 #include "KXGlobal.h"
+#include "KXImage.h"
 #include "KXIterative.h"
 #include "SelectiveParams.h"
 
 #include <array>
 #include <functional>
+
+class QImage;
 
 /// Adds ink to some colours of a picture and takes it from others, as a printer would: more yellow in the greens, less
 /// cyan in the reds, black in the blacks alone. There are nine ranges of colours, and each has its own cyan, magenta,
@@ -74,6 +77,18 @@ public:
     using BaseTransformation::operator();
     void operator()(unsigned char *pixels, bool flag) const override;
     void operator()(OPRGBA32i &pixel) const override;
+
+    /// Adjusts all of the flat @p image on the GPU, if @p useGpu is set and there is a @c KXGpuService; otherwise, and
+    /// for a tiled image, nothing happens: the processor's way is a walk, such as @c OPIterativeTransformImageColors.
+    /// **Returns before the work is done.** Until then the image must live, and nobody may touch its pixels. There is no
+    /// notice; KXGpuProcessor.h tells which calls show that it is done.
+    ///
+    /// @p rect has the size of the image; its position does not count. With more pixels than the image nothing happens.
+    /// GUI thread, and no other run of the service may be on.
+    void operator()(RGBA32iImage &image, const QRect &rect, bool useGpu);
+
+    /// Leaves every QImage as it is.
+    void operator()(QImage &image, const QRect &rect, bool useGpu);
 
     /// The nine records, as they were given; none in an object of the default constructor.
     const QList<SelectiveParams> &Params() const { return m_Params; }

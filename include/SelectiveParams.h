@@ -7,6 +7,7 @@
 
 #include <QtCore/QDataStream>
 #include <QtCore/QList>
+#include <QtCore/QMetaType>
 
 /// How much ink a range of colours gains, in per cent. A dialog offers -100 to 100; nothing is limited. **The signs are
 /// those of ink, not of light**: what is positive makes a picture darker.
@@ -16,6 +17,7 @@ struct SelectiveParams {
     float yellow = 0; ///< lowers blue
     float black = 0; ///< lowers all three
 };
+Q_DECLARE_METATYPE(SelectiveParams)
 
 /// The parameters of all ranges of colours, and how they count.
 ///
