@@ -1,4 +1,5 @@
 #include "KXComposer.h"
+#include "OPImagePainter.h"
 
 #include "Operations.h"
 #include "Scene.h"
@@ -62,25 +63,17 @@ bool leavesTheDestination(KXCompositionMode mode)
 
 void addPainter(Suite &suite, const std::string &name, KXCompositionMode mode, Column column, Scene over, Scene under)
 {
-    const auto format = column == Column::PainterStraight ? QImage::Format_ARGB32 : QImage::Format_ARGB32_Premultiplied;
-    struct Pictures {
-        QImage source, destination, pristine;
-    };
-    const auto pictures = std::make_shared<Pictures>();
-    suite.addPeer(
-        name, column, 5,
+    const auto source = std::make_shared<QImage>();
+    addPainter(
+        suite, name, column, under,
         [=] {
-            if (pictures->source.isNull()) {
-                pictures->source = paintedPicture(over, format);
-                pictures->pristine = paintedPicture(under, format);
-            }
-            pictures->destination = pictures->pristine.copy();
+            if (source->isNull())
+                *source = paintedPicture(over, formatOf(column));
         },
-        [=] {
-            QPainter painter(&pictures->destination);
+        [=](QPainter &painter) {
             painter.setCompositionMode(QPainter::CompositionMode(mode));
             painter.setOpacity(opacity);
-            painter.drawImage(0, 0, pictures->source);
+            painter.drawImage(0, 0, *source);
         });
 }
 
@@ -198,6 +191,15 @@ void addComposition(Suite &suite)
     });
     addPainter(suite, tiled, over, Column::PainterStraight, layer, canvas);
     addPainter(suite, tiled, over, Column::PainterPremultiplied, layer, canvas);
+
+    const std::string drawn = "draw a QImage";
+    suite.addRow(drawn, { Column::PainterStraight, {}, 3 });
+    suite.addOurs(drawn, 7, restoreFlat, [] {
+        static const QImage source = paintedPicture(layer, QImage::Format_ARGB32);
+        DrawImage(Layers::instance().flatDestination, over, QPoint(0, 0), source, opacity, false);
+    });
+    addPainter(suite, drawn, over, Column::PainterStraight, layer, canvas);
+    addPainter(suite, drawn, over, Column::PainterPremultiplied, layer, canvas);
 
     // An adjustment layer: what is composed goes through levels first.
     for (const Scene scene : { layer, photoLayer }) {

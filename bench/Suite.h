@@ -4,6 +4,8 @@
 
 #include "KXBlend.h"
 
+#include <QtGui/QPainter>
+
 #include <functional>
 #include <map>
 #include <string>
@@ -99,6 +101,7 @@ private:
 void addComposition(Suite &suite);
 void addFilters(Suite &suite);
 void addGeometry(Suite &suite);
+void addPaintings(Suite &suite);
 void addProfiles(Suite &suite);
 void addText(Suite &suite);
 void addOperations(Suite &suite); ///< of the catalogue; modes have addComposition
@@ -106,6 +109,12 @@ void addRetouching(Suite &suite);
 void addTransforms(Suite &suite); ///< resampling, on the calling thread
 void addOpenCV(Suite &suite); ///< only where it is installed
 void addVips(Suite &suite); ///< only where it is installed
+
+/// The format that a column of QPainter's is measured on.
+QImage::Format formatOf(Column painter);
+/// QPainter on pictures of @p under: @p paint is timed, @p prepare before it is not.
+void addPainter(Suite &suite, const std::string &operation, Column column, Scene under,
+    const std::function<void()> &prepare, const std::function<void(QPainter &)> &paint);
 
 /// The operations that a peer has too: what is measured, and the names of their rows.
 constexpr int gaussianSigmas[] = { 1, 5, 20, 100 };

@@ -31,6 +31,7 @@ Suite makeSuite(Role role)
     addFilters(suite);
     addComposition(suite);
     addGeometry(suite);
+    addPaintings(suite);
     addProfiles(suite);
     addText(suite);
     addOperations(suite);
@@ -136,6 +137,7 @@ int main(int argc, char **argv)
     addFilters(names);
     addComposition(names);
     addGeometry(names);
+    addPaintings(names);
     addProfiles(names);
     addText(names);
     addOperations(names);
