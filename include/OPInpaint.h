@@ -27,9 +27,9 @@
 /// Passes   A call works in passes over a rectangle, at first that of all pixels along the edges of holes, the
 ///          *frontier*. What a pass fills is known from the next pass on. When a pass changes nothing the call ends.
 /// Rows     **A pass works a row of its rectangle from end to end or not at all**, as the frontier is in the row's
-///          first pixel within the rectangle when the pass begins. That column is done after one pass, so that **a call
-///          fills no more than the corners of a hole** of 3 by 3 pixels or more that lies well inside the picture, and
-///          all of one that begins in column 0. This is intended, and relied on.
+///          first pixel within the rectangle when the pass begins. That column is done after one pass. So **a call
+///          fills no more than the corners of a rectangular hole** of 3 by 3 pixels or more that lies well inside the
+///          picture, and all of one that begins in column 0. This is intended, and relied on.
 /// Rect     **The rectangle of the next pass is looked for further left than it is**: the columns from 0 on are
 ///          searched, as many as the rectangle has, and what is found there counts as found that much further right. A
 ///          rectangle in which nothing is found stays as it is. This is intended too: a hole nearer to the left edge
@@ -48,7 +48,8 @@
 /// Errors   A null picture is left alone. Where there is no memory, std::bad_alloc leaves: from the constructor, or
 ///          from a call before it has filled anything.
 /// Threads  The calling thread; no state is shared between objects.
-/// Cost     Twice four bytes for each pixel of the picture. A pass reads its rectangle once and tests the blocks of
+/// Cost     Twice four bytes for each pixel of the picture, and as many as one of these again while the object is made
+///          of a picture in another format than Format_ARGB32. A pass reads its rectangle once and tests the blocks of
 ///          those pixels of a hole that have a known neighbour on both axes.
 class KX_EXPORT OPInpaint {
 public:
@@ -101,11 +102,14 @@ private:
     /// Sets the field, in single precision; does nothing outside of it.
     void setField(int x, int y, double value);
     /// The step of the field to the next column and to the next row, of length 1 unless it is at most 0.0001. **The
-    /// step along x is written to out's y and the one along y to its x.** In the last column and row it is 0.
+    /// step along x is written to out's y and the one along y to its x.** Along x it is 0 in the last column, along y
+    /// in the last row.
     void gradField(int x, int y, QVector2D *out) const;
-    /// The distance that the two known neighbours of a pixel give it; 1000000 when they give none.
+    /// The distance of a pixel by its two neighbours at (x1, y1) and (x2, y2): from the field at both where both are
+    /// known, and one more than the field at the only known one. 1000000 when they give none.
     double solve(int x1, int y1, int x2, int y2) const;
-    /// Fills (x, y) with the weighted mean of the known pixels around, **without those in its own row and column**.
+    /// Fills (x, y) with the weighted mean of the known pixels up to 3 columns and 3 rows away, **without those in its
+    /// own row and column**.
     void inpaint(int x, int y);
 
     QImage *image;

@@ -2,11 +2,17 @@
 
 #include "KXPixels.h"
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
-/// What both inpainting engines take from the eight pixels around one.
+/// What both inpainting engines have in common: their marks, and what they take from the eight pixels around one.
 namespace retouch {
+
+constexpr OPRGBA32i toVisit { 0xFF000000u }; ///< in the frontier
+
+inline bool isKnown(OPRGBA32i inMask) { return inMask.a < 255; }
 
 /// How steep something is; y is upwards.
 struct Slope {

@@ -12,16 +12,15 @@
 #include <new>
 #include <utility>
 
+using retouch::isKnown;
+
 namespace {
 
 constexpr double farAway = 10000000.0; ///< in the field of distances: not reached
 constexpr double noDistance = 1000000.0;
 
-constexpr OPRGBA32i hole { 0xFFFF0000u }; ///< in the mask; what has another alpha there is known
+constexpr OPRGBA32i hole { 0xFFFF0000u }; ///< in the mask; what has a lower alpha there is known
 constexpr OPRGBA32i filledNow { 0xFF00FF00u }; ///< the same, of a pixel that is known when the pass ends
-constexpr OPRGBA32i toVisit { 0xFF000000u }; ///< in the frontier
-
-bool isKnown(OPRGBA32i inMask) { return inMask.a < 255; }
 
 QImage newImage(const QSize &size)
 {
@@ -135,7 +134,7 @@ bool OPInpaint::Pass()
                 for (int yy = std::max(y - 1, 0); yy <= std::min(y + 1, height - 1); ++yy)
                     for (int xx = std::max(x - 1, 0); xx <= std::min(x + 1, width - 1); ++xx)
                         if (!isKnown(known.Row(yy)[xx]))
-                            marks.Row(yy)[xx] = toVisit;
+                            marks.Row(yy)[xx] = retouch::toVisit;
                 mark[x] = OPRGBA32i();
             }
         }

@@ -8,11 +8,9 @@
 #include <climits>
 #include <utility>
 
+using retouch::isKnown;
+
 namespace {
-
-constexpr OPRGBA32i toVisit { 0xFF000000u }; ///< in the frontier
-
-bool isKnown(OPRGBA32i inMask) { return inMask.a < 255; }
 
 struct Offset {
     int x, y;
@@ -224,7 +222,7 @@ private:
         for (int dy = -1; dy <= 1; ++dy)
             for (int dx = -1; dx <= 1; ++dx)
                 if ((dx != 0 || dy != 0) && place.IsToBeVisited(dx, dy))
-                    place.Mark(dx, dy, toVisit);
+                    place.Mark(dx, dy, retouch::toVisit);
     }
 
     /// False when no block is known.

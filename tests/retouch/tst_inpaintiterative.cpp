@@ -90,7 +90,8 @@ private Q_SLOTS:
             RGBA32iImage plainMask = deep(mask), plainImage = isOne ? plainMask : deep(image);
             const auto edge = [&](int reach) { return random.bounded(4) ? 0 : random.bounded(-reach, reach + 1); };
             const QRect inMask = mask.Rect().adjusted(edge(3), edge(3), edge(3), edge(3));
-            const QRect inImage = inMask.translated(isShifted ? edge(3) : 0, isShifted ? edge(3) : 0);
+            const QRect inImage =
+                inMask.translated(isShifted ? random.bounded(-3, 4) : 0, isShifted ? random.bounded(-3, 4) : 0);
             catalogue::PlainInpaintIterative plain(plainImage, plainMask, inImage, inMask);
             OPInpaintIterative sweep(image, mask, inImage, inMask);
             const int mainStage = random.bounded(1, 4);
