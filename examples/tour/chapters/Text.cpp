@@ -26,8 +26,8 @@ TextTool inBox(const QSize &picture, const QSize &box, int fontSize, const QStri
     const QList<TextParagraphParams> &paragraphs)
 {
     TextTool tool(font(fontSize), box, paragraphs);
-    const QSize around = picture - box;
-    tool.place(QTransform::fromTranslate(around.width() / 2, around.height() / 2));
+    const int x = (picture.width() - box.width()) / 2, y = (picture.height() - box.height()) / 2;
+    tool.place(QTransform::fromTranslate(x, y));
     tool.type(text);
     return tool;
 }
@@ -165,7 +165,8 @@ Sheet::Cell tileCell(const char *name, const RGBA32iImage &layer, const QSize &s
     const QSizeF step(double(RGBA32iImage::TileWidth) * size.width() / layer.Width(),
         double(RGBA32iImage::TileHeight) * size.height() / layer.Height());
     for (int i = 0; i < map.tiles.size(); ++i) {
-        const QRectF tile(i % map.columns * step.width(), i / map.columns * step.height(), step.width(), step.height());
+        const int column = i % map.columns, row = i / map.columns;
+        const QRectF tile(QPointF(column * step.width(), row * step.height()), step);
         QColor colour = colourOf(map.tiles[i]);
         painter.setPen(colour);
         colour.setAlpha(90);
