@@ -16,12 +16,17 @@ using transform::ResizeFilter, transform::ResizeTable, transform::ResizeTaps;
 kernels::Slot rowKernel { KX_SYMBOL(ResizeRowAVX2) };
 kernels::Slot columnsKernel { KX_SYMBOL(ResizeColumnsAVX2) };
 
+void readRow(const RGBA32iImage &image, int y, OPRGBA32i *pixels)
+{
+    image.ReadRow(unsigned(y), 0, pixels, unsigned(image.Width()) * 4u);
+}
+
 /// What a resizing works on: both images, and the tables of the pass along rows and of that along columns.
 ///
 /// The destination is made in parts. Of the picture between, which is as wide as the destination and as high as the
 /// source, there are only the rows that one row of a part is made of.
 struct Job {
-    Job(const RGBA32iImage &from, RGBA32iImage &to, const ResizeFilter &filter)
+    Job(const RGBA32iImage &from, RGBA32iImage &to, const ResizeFilter &filter, int workerCount)
         : source(from)
         , destination(to)
         , across(from.Width(), to.Width(), filter)
@@ -34,9 +39,15 @@ struct Job {
         // They stay in the cache of a processor. What two parts make both is at most an eighth of what they make.
         partColumns = int(std::min(std::max(65536 / heldRows, qint64(512)), qint64(to.Width())));
         partRows = int(std::clamp(8 * heldRows * to.Height() / from.Height(), qint64(1), qint64(to.Height())));
-        partsAcross = (to.Width() - 1) / partColumns + 1;
-        partsDown = (to.Height() - 1) / partRows + 1;
+        partsAcross = dividedUp(to.Width(), partColumns);
+        partsDown = dividedUp(to.Height(), partRows);
+        if (partsAcross * partsDown < 4 * workerCount) { // then workers that have equal shares are worth more
+            partRows = dividedUp(to.Height(), dividedUp(partsDown, workerCount) * workerCount);
+            partsDown = dividedUp(to.Height(), partRows);
+        }
     }
+
+    static int dividedUp(int length, int divisor) { return (length - 1) / divisor + 1; }
 
     const RGBA32iImage &source;
     RGBA32iImage &destination;
@@ -99,7 +110,7 @@ private:
         if (!source.IsTiled())
             return source.Bits() + qptrdiff(y) * source.Width();
         std::fill(m_line.begin(), m_line.end(), OPRGBA32i()); // what a null tile reads as
-        source.ReadRow(unsigned(y), 0, m_line.data(), unsigned(source.Width()) * 4u);
+        readRow(source, y, m_line.data());
         return m_line.data();
     }
 
@@ -116,15 +127,18 @@ bool resize(const RGBA32iImage &source, RGBA32iImage &destination, const ResizeF
         return false;
     if (destination.IsTiled()) // which has no columns to write
         return true;
-    if (source.Bits() == destination.Bits()) { // what one worker writes another may be reading
-        RGBA32iImage own;
-        source.CopyTo(own, false);
+    // What one worker writes another may be reading. A flat window may lie anywhere, in the destination too.
+    if (source.Bits() == destination.Bits() || source.HasFlatWindow()) {
+        RGBA32iImage own(source.Width(), source.Height(), false);
+        for (int y = 0; y < own.Height(); ++y)
+            readRow(source, y, own.Bits() + qptrdiff(y) * own.Width());
         return resize(own, destination, filter);
     }
     rowKernel.Bind();
     columnsKernel.Bind();
-    const Job job(source, destination, filter);
-    workers::forEachItem(workers::forConvolution(workers::ideal()), 0, job.partsAcross * job.partsDown, [&job] {
+    const int workerCount = workers::forConvolution(workers::ideal());
+    const Job job(source, destination, filter, workerCount);
+    workers::forEachItem(workerCount, 0, job.partsAcross * job.partsDown, [&job] {
         return [worker = Worker(job)](int part) mutable {
             worker.Make(part);
             return true;

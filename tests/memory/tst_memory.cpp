@@ -329,7 +329,11 @@ const std::vector<Family> others {
         } },
     { "find what to repair", [](Scene &s) { OPInpaintIterative(s.flatTarget, s.mask, s.rect, s.rect); } },
     { "grey", [](Scene &s) { OPToGrayScaleImage()(s.flatTarget), OPToGrayScaleImage()(s.sharing); } },
-    { "resize", [](Scene &s) { KXResizeImage(s.tiled, s.flatTarget, KXResizeLanczos3); }, true },
+    { "resize",
+        [](Scene &s) {
+            if (!KXResizeImage(s.tiled, s.flatTarget, KXResizeLanczos3))
+                throw std::bad_alloc();
+        } },
     { "reduce",
         [](Scene &s) {
             try {
@@ -461,6 +465,18 @@ private Q_SLOTS:
             QVERIFY(which < 100000);
         }
         QVERIFY2(fault.isEmpty(), qPrintable(fault));
+    }
+
+    void logOfResizing()
+    {
+        Scene scene;
+        const kit::LogCapture log;
+        refusalLasts = false;
+        untilRefusal = 1;
+        const bool isDone = KXResizeImage(scene.flat, scene.flatTarget, KXResizeBox);
+        untilRefusal = INT_MAX;
+        QVERIFY(!isDone);
+        QCOMPARE(log.texts(), QStringList { "[src/transform/KXResize] Unexpected exception std::bad_alloc" });
     }
 
 private:
