@@ -59,7 +59,7 @@ void GlowMask::Run(const std::atomic<bool> &cancel, const Progress &progress)
     Walk(cancel, progress, [this](unsigned char *row, int y) {
         brightKernel(LayerRow(y) + m_rect.x(), row, m_rect.width(), m_threshold);
     });
-    Blur(cancel, progress);
+    Blur(std::clamp(m_threshold, 0, 255), cancel, progress); // nothing else becomes of the means
     Walk(cancel, progress, [this](unsigned char *row, int) {
         const int threshold = std::clamp(m_threshold, 0, 256);
         const auto below = static_cast<unsigned char>(threshold - 1);
@@ -69,7 +69,7 @@ void GlowMask::Run(const std::atomic<bool> &cancel, const Progress &progress)
             std::transform(
                 row, row + m_rect.width(), row, [below](unsigned char alpha) { return alpha > below ? 255 : 0; });
     });
-    Blur(cancel, progress);
+    Blur(lines::mask::everyLevel, cancel, progress);
 }
 
 template <class Change>
@@ -79,7 +79,7 @@ void GlowMask::Walk(const std::atomic<bool> &cancel, const Progress &progress, C
         [&] { return [&](int line) { change(Row(m_rect.y() + line) + m_rect.x(), m_rect.y() + line); }; });
 }
 
-void GlowMask::Blur(const std::atomic<bool> &cancel, const Progress &progress)
+void GlowMask::Blur(int level, const std::atomic<bool> &cancel, const Progress &progress)
 {
     const int reach = m_gaussian.Left(), left = m_rect.x(), length = m_rect.width(), top = m_rect.y();
     // The end bytes of rows repeat.
@@ -109,7 +109,7 @@ void GlowMask::Blur(const std::atomic<bool> &cancel, const Progress &progress)
                     progress();
             }
             columnsKernel(m_gaussian, Row(top) + left + done, qptrdiff(m_stride * sizeof(Bytes)), count,
-                m_rect.height(), above, below);
+                m_rect.height(), above, below, level);
             return true;
         };
     });

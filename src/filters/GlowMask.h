@@ -41,7 +41,7 @@ private:
 
     template <class Change>
     void Walk(const std::atomic<bool> &cancel, const Progress &progress, Change change);
-    void Blur(const std::atomic<bool> &cancel, const Progress &progress);
+    void Blur(int level, const std::atomic<bool> &cancel, const Progress &progress);
 
     const RGBA32iImage &m_layer;
     const OPGaussianAlpha1D &m_gaussian;

@@ -39,6 +39,7 @@ namespace lines::mask {
 constexpr int width = 64;
 constexpr int bandRows = 64;
 constexpr int maxReach = 64; ///< what reaches further has no kernels
+constexpr int everyLevel = -1; ///< where it matters which level a mean reaches, not just whether it reaches one
 
 /// Whether the kernels take a Gaussian. They do not if its weights are not numbers.
 template <class Gaussian>
@@ -50,7 +51,7 @@ bool fits(const Gaussian &gaussian)
 /// A length rounded up to what is summed at a time.
 constexpr int wholeWidths(int length) { return (length + width - 1) / width * width; }
 /// How many samples the kernel for rows reads. The last ones of them may be anything.
-constexpr int rowRoom(int reach, int length) { return wholeWidths(length) + 2 * reach + 8; }
+constexpr int rowRoom(int reach, int length) { return wholeWidths(length) + 2 * reach + 40; }
 
 } // namespace lines::mask
 

@@ -125,12 +125,13 @@ KX_KERNEL(ColorizeThresholdAVX2, const OPColorizeThreshold &self, unsigned char 
 // threshold, otherwise 255. The others blur it by a Gaussian such that lines::mask::fits. One makes length bytes of a
 // row from lines::mask::rowRoom samples, of which the first lies the Gaussian's reach before the first byte; it writes
 // lines::mask::wholeWidths of them. One blurs up to lines::mask::width columns side by side, in place, and reads so
-// many rows above and below them, and all of the width.
+// many rows above and below them, and all of the width. Unless the level is lines::mask::everyLevel, bytes need only be
+// right as to whether they reach it, and may otherwise be one more.
 KX_KERNEL(BrightMaskAVX2, const OPRGBA32i *pixels, unsigned char *mask, int count, int threshold)
 KX_KERNEL(GaussianMaskRowAVX2, const OPGaussianAlpha1D &gaussian, const unsigned char *samples, unsigned char *means,
     int length)
 KX_KERNEL(GaussianMaskColumnsAVX2, const OPGaussianAlpha1D &gaussian, unsigned char *mask, qptrdiff stride, int columns,
-    int rows, int rowsAbove, int rowsBelow)
+    int rows, int rowsAbove, int rowsBelow, int level)
 
 // The alpha of length pixels, from samples that lie stride apart under its taps: see filters::sumAlphaTaps.
 KX_KERNEL(SumAlphaTapsAVX2, const float *samples, qptrdiff stride, const float *taps, int tapCount, OPRGBA32i *pixels,
