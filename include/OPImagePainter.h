@@ -29,8 +29,9 @@
 ///          Unexpected exception text" and does not leave. What was drawn before stays. Anything else is logged and
 ///          thrown on. Where QPainter itself lacks memory, Qt may end the program.
 /// Threads  The calling thread, but for @c DrawImage, which is a @c Compose, and @c FillPath on tiles. Any number of
-///          calls may run at once, on images that share no flat buffer. QPainter's own needs hold: text is drawn only
-///          in a program with a QGuiApplication, which Qt ends otherwise.
+///          calls may run at once, on images that share no flat buffer; they may share paths, pens, brushes and fonts.
+///          QPainter's own needs hold: a brush with a QPixmap is for the main thread, and text is drawn only in a
+///          program with a QGuiApplication, which Qt ends otherwise.
 /// Owner    Borrows everything for the call.
 
 #include "KXBlend.h"

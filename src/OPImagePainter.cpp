@@ -60,9 +60,9 @@ template <class Source>
 void drawImage(RGBA32iImage &dst, KXCompositionMode mode, const QPoint &at, const Source &src, const QRect &srcRect,
     double opacity, bool lockAlpha)
 {
-    if (dst.Rect().isEmpty())
-        return;
-    const auto last = [](int first, int length) { return int(std::min<qint64>(qint64(first) + length - 1, INT_MAX)); };
+    const auto last = [](int first, int length) {
+        return int(qBound<qint64>(INT_MIN, qint64(first) + length - 1, INT_MAX));
+    };
     const QRect dstRect(at, QPoint(last(at.x(), dst.Width()), last(at.y(), dst.Height())));
     Compose(src, srcRect, mode, dst, dstRect, opacity, lockAlpha);
 }
@@ -98,6 +98,23 @@ bool canStroke(const QPainterPath &path, const QPen &pen)
         return false;
     const QVector<qreal> dashes = pen.dashPattern();
     return !isDashed || (fits(pen.dashOffset()) && std::all_of(dashes.begin(), dashes.end(), fits));
+}
+
+/// QPainter keeps what it works out about a path, and QPen its dashes, in what all copies of it share, and without a
+/// lock. Several calls may draw one path with one pen at once, so each takes copies that share nothing.
+QPainterPath unshared(QPainterPath path)
+{
+    if (path.elementCount() > 0) {
+        const QPainterPath::Element first = path.elementAt(0);
+        path.setElementPositionAt(0, first.x, first.y);
+    }
+    return path;
+}
+
+QPen unshared(QPen pen)
+{
+    pen.setMiterLimit(pen.miterLimit());
+    return pen;
 }
 
 /// Calls @p paint with a painter on @p bits, which may be null: then there is nothing to paint on.
@@ -184,12 +201,14 @@ void DrawImage(
 void DrawPath(RGBA32iImage &dst, QPainter::CompositionMode mode, const QPainterPath &path, const QPen &pen)
 {
     guarded(__LINE__, [&] {
-        if (!isKnown(mode) || !canStroke(path, pen))
+        const QPainterPath ownPath = unshared(path);
+        const QPen ownPen = unshared(pen);
+        if (!isKnown(mode) || !canStroke(ownPath, ownPen))
             return;
         paintFlat(dst, mode, [&](QPainter &painter) {
             painter.setBrush(Qt::NoBrush);
-            painter.setPen(pen);
-            painter.drawPath(path);
+            painter.setPen(ownPen);
+            painter.drawPath(ownPath);
         });
     });
 }
@@ -206,17 +225,18 @@ void InvertImage(RGBA32iImage &img, unsigned channels)
 void FillPath(
     RGBA32iImage &dst, QPainter::CompositionMode mode, const QPainterPath &path, const QBrush &brush, bool withOutline)
 {
-    const auto paint = [&](QPainter &painter) {
-        painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
-        painter.fillPath(path, brush);
-        if (withOutline) {
-            painter.setPen(QPen(brush, 1.0, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin));
-            painter.drawPath(path);
-        }
-    };
     guarded(__LINE__, [&] {
         if (!isKnown(mode) || !isFinite(path))
             return;
+        const QPainterPath own = unshared(path);
+        const auto paint = [&](QPainter &painter) {
+            painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform);
+            painter.fillPath(own, brush);
+            if (withOutline) {
+                painter.setPen(QPen(brush, 1.0, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin));
+                painter.drawPath(own);
+            }
+        };
         if (dst.IsTiled())
             paintTiles(dst, mode, paint);
         else

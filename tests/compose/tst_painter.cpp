@@ -78,8 +78,9 @@ private Q_SLOTS:
         };
         for (const auto &[make, expected, ofTiled] : makers) {
             RGBA32iImage image = pixels.image(false), own = image;
+            own.SetDpi(7, 8);
             make(own, own);
-            QVERIFY(!own.IsTiled() && Picture::of(own).pixels == expected);
+            QVERIFY(!own.IsTiled() && own.DpiX() == 96 && Picture::of(own).pixels == expected);
             COMPARE_PICTURE(Picture::of(image), pixels);
             make(image, pixels.image(true));
             COMPARE_PICTURE(Picture::of(image), Picture(3, 1, ofTiled));
@@ -108,13 +109,22 @@ private Q_SLOTS:
         for (const QPoint p : { QPoint(0, 1), QPoint(1, 1), QPoint(0, 2), QPoint(1, 2) })
             expected.at(p.x(), p.y()) = pixels.at(p.x() + 1, p.y() - 1);
         for (const bool isTiled : { false, true }) {
+            const auto mixesAsCompose = [&](const auto &from) {
+                RGBA32iImage drawn = target.image(isTiled), composed = target.image(isTiled);
+                DrawImage(drawn, KXCompositionMode::SourceOver, QPoint(-1, 1), from, 0.4, true);
+                Compose(from, pixels.rect(), KXCompositionMode::SourceOver, composed, QRect(-1, 1, 3, 3), 0.4, true);
+                COMPARE_PICTURE(Picture::of(drawn), Picture::of(composed));
+            };
+            mixesAsCompose(shown(pixels, pixels.rect()));
             for (const bool isSourceTiled : { false, true }) {
+                const RGBA32iImage from = pixels.image(isSourceTiled);
                 RGBA32iImage image = target.image(isTiled);
-                DrawImage(image, source, QPoint(-1, 1), pixels.image(isSourceTiled), 1, false);
+                DrawImage(image, source, QPoint(-1, 1), from, 1, false);
                 for (const int far : { INT_MIN, INT_MAX })
                     for (const QPoint at : { QPoint(far, 0), QPoint(0, far) })
-                        DrawImage(image, source, at, pixels.image(isSourceTiled), 1, false);
+                        DrawImage(image, source, at, from, 1, false);
                 COMPARE_PICTURE(Picture::of(image), expected);
+                mixesAsCompose(from);
             }
             const kit::LogCapture log;
             for (int format = 0; format < QImage::NImageFormats; ++format) {
@@ -130,7 +140,9 @@ private Q_SLOTS:
     /// Every mode, as QPainter paints on an image of its own; in tiles, on one for each.
     void asQPainter()
     {
-        const QBrush brush(QColor(200, 90, 30, 140));
+        Picture texture = Picture::random(5, 4, 7);
+        QBrush brush(shown(texture, texture.rect()));
+        brush.setTransform(QTransform().rotate(20).scale(2.5, 3));
         const QPen pen(QColor(30, 90, 200, 200), 3.5, Qt::DashLine, Qt::RoundCap);
         const Picture before = Picture::random(300, 200, 3);
         for (int number = 0; number <= QPainter::RasterOp_NotDestination; ++number)
@@ -160,13 +172,14 @@ private Q_SLOTS:
     {
         const Picture before = Picture::random(80, 60, 4);
         const QTextOption option(Qt::AlignLeft | Qt::AlignBottom);
+        const QBrush brush(Qt::red, Qt::Dense3Pattern);
         for (const auto &[angle, box] : { std::pair(0.0, QRectF(10, 20, 40, 10)), { 90.0, QRectF(25, 5, 10, 40) } }) {
             RGBA32iImage image = before.image(false);
-            DrawTextW(image, over, 0.5, QRectF(10, 20, 40, 10), "Hi!", Qt::red, kit::font(9), angle, option);
+            DrawTextW(image, over, 0.5, QRectF(10, 20, 40, 10), "Hi!", brush, kit::font(9), angle, option);
             const auto paint = [&, angle = angle, box = box](QPainter &painter) {
                 painter.setFont(kit::font(9));
                 painter.setOpacity(0.5);
-                painter.setPen(Qt::red);
+                painter.setPen(QPen(brush, 1));
                 painter.translate(30, 25);
                 painter.rotate(angle);
                 painter.translate(-30, -25);
@@ -187,10 +200,10 @@ private Q_SLOTS:
         const RGBA32iImage copy = image;
         QPainterPath inside;
         inside.addRect(10, 20, 30, 40);
-        const auto privateTiles = [&] {
+        const auto privateTiles = [&copy](RGBA32iImage &of) {
             QVector<int> result;
             for (int i = 0; i < 6; ++i)
-                if (image.TileData(i) != copy.TileData(i))
+                if (of.TileData(i) != copy.TileData(i))
                     result << i;
             return result;
         };
@@ -201,10 +214,13 @@ private Q_SLOTS:
             const kit::Processors one(1);
             FillPath(image, over, inside, Qt::red, true);
         }
-        QCOMPARE(privateTiles(), QVector<int>());
+        QCOMPARE(privateTiles(image), QVector<int>());
         COMPARE_PICTURE(Picture::of(image), Picture::of(copy));
-        FillPath(image, over, inside, Qt::red, false);
-        QCOMPARE(privateTiles(), (QVector<int> { 0, 1, 2, 3, 5 }));
+        for (const QPainterPath &path : { QPainterPath(), inside.translated(-500, 0), inside }) {
+            image = copy;
+            FillPath(image, over, path, Qt::red, false);
+            QCOMPARE(privateTiles(image), (QVector<int> { 0, 1, 2, 3, 5 }));
+        }
         Picture expected(300, 200);
         for (int i = 0; i < 30 * 40; ++i)
             expected.at(10 + i % 30, 20 + i / 30).word = 0xFFFF0000;
