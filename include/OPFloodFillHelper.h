@@ -23,6 +23,11 @@
 ///     return bounds;
 /// }
 /// @endcode
+/// A tolerance is a pixel that holds how far each channel may be from the seed's:
+/// @code
+/// const OPRGBA32i tolerance(0x00181818u); // 24 in blue, green and red; alpha is to be equal
+/// const QRect painted = paint(picture, QPoint(40, 30), tolerance, OPRGBA32i(0xFF3366CCu));
+/// @endcode
 /// Onto a transparent image instead of the picture the same gives the region as a picture of its own: to compose, or to
 /// select with.
 ///

@@ -90,23 +90,24 @@ class TestFloodFill : public QObject {
                      range = made();
         QImage image(reinterpret_cast<uchar *>(wrapped.Bits()), picture.width, picture.height, QImage::Format_ARGB32);
         QRect bounds;
-        QVERIFY(Helper::FloodFill(exact, seed, color, &bounds));
+        const auto fresh = [&bounds] { return &(bounds = untouched); };
+        QVERIFY(Helper::FloodFill(exact, seed, color, fresh()));
         VERIFY_SAME_AT(fault(exact, picture, equal, color, bounds), "exact");
-        QVERIFY(Helper::FloodFill(source, two, seed, tolerance, color, &bounds));
+        QVERIFY(Helper::FloodFill(source, two, seed, tolerance, color, fresh()));
         VERIFY_SAME_AT(fault(two, marker ? canvas : full, region, color, bounds), "two images");
         if (marker && !*marker)
             marker = source.GetColor(seed.x(), seed.y());
         QVERIFY(!marker || (!matches(*marker, at, &tolerance) && marker->a % 254 == 1));
         VERIFY_SAME_AT(fault(sharesPixels, picture, marker ? region : empty, marker.value_or(0u)), "source");
-        QVERIFY(Helper::FloodFill(one, seed, tolerance, color, &bounds));
+        QVERIFY(Helper::FloodFill(one, seed, tolerance, color, fresh()));
         VERIFY_SAME_AT(!tolerance ? fault(one, picture, equal, color, bounds)
                                   : fault(one, picture, region, marker.value_or(color), bounds),
             "one image");
-        QVERIFY(Helper::FloodFill(image, seed, tolerance, color, &bounds));
+        QVERIFY(Helper::FloodFill(image, seed, tolerance, color, fresh()));
         VERIFY_SAME_AT(fault(wrapped, picture, region, color, bounds), "QImage");
         bounds = paint(ours, seed, tolerance, color);
         VERIFY_SAME_AT(fault(ours, picture, region, color, bounds), "paint");
-        QVERIFY(Helper::ColorRangeFill(range, range, seed, tolerance, color, &bounds));
+        QVERIFY(Helper::ColorRangeFill(range, range, seed, tolerance, color, fresh()));
         VERIFY_SAME_AT(fault(range, empty, all, color, bounds), "range");
     }
 
@@ -247,6 +248,9 @@ private Q_SLOTS:
             QVERIFY(shares == before && (is32 || image == before));
             QCOMPARE(log.texts().join(""), is32 ? "" : inLog + "FloodFill needs an image of 32 bits a pixel");
         }
+        QImage opaque(1, 1, QImage::Format_RGB32);
+        QVERIFY(Helper::FloodFill(opaque, QPoint(), ~0u, 0x12345678u, nullptr));
+        QCOMPARE(*reinterpret_cast<const unsigned *>(opaque.constBits()), 0xFF345678u);
         // Red in this format, with blue below it, which is red as Format_ARGB32. Each row has a pixel more.
         std::vector<OPRGBA32i> rows { 0xFF0000FFu, 5u, 0xFFFF0000u, 5u, 0xFFFF0000u, 5u, 0xFF0000FFu, 5u };
         QImage image(reinterpret_cast<uchar *>(rows.data()), 1, 4, 8, QImage::Format_RGBA8888);
@@ -258,17 +262,35 @@ private Q_SLOTS:
         QCOMPARE(kit::difference(rows.data(), { 0xFF0000FFu, 5u, 9u, 5u, 9u, 5u, 0xFF0000FFu, 5u }), QString());
     }
 
+    /// What the header shows.
+    void example()
+    {
+        RGBA32iImage picture = kit::Picture(60, 50, 0xFF808080u).image(false);
+        picture.SetColor(41, 30, 0xFF686898u), picture.SetColor(42, 30, 0xFE808080u);
+        picture.SetColor(40, 31, 0xFF999999u);
+        const OPRGBA32i tolerance(0x00181818u); // 24 in blue, green and red; alpha is to be equal
+        const QRect painted = paint(picture, QPoint(40, 30), tolerance, OPRGBA32i(0xFF3366CCu));
+        QCOMPARE(painted, picture.Rect());
+        QCOMPARE(picture.GetColor(41, 30), OPRGBA32i(0xFF3366CCu));
+        QCOMPARE(picture.GetColor(42, 30), OPRGBA32i(0xFE808080u));
+        QCOMPARE(picture.GetColor(40, 31), OPRGBA32i(0xFF999999u));
+    }
+
     /// Colours that lie in the pictures, and pictures that are one.
     void aliases()
     {
-        RGBA32iImage image(2, 1, false), shares = image;
+        RGBA32iImage image(1, 2, false), shares = image, other(1, 2, false);
         const OPRGBA32i &color = image.Bits()[0], &tolerance = image.Bits()[1];
         image.Fill(0xFF102030u);
+        QVERIFY(Helper::FloodFill(image, other, QPoint(), tolerance, color, nullptr));
+        COMPARE_PICTURE(kit::Picture::of(other), kit::Picture(1, 2, 0xFF102030u));
+        COMPARE_PICTURE(kit::Picture::of(image), kit::Picture(1, 2, 0xFF0000FFu)); // blue ends at 96
         QVERIFY(Helper::FloodFill(image, shares, QPoint(), tolerance, color, nullptr));
-        COMPARE_PICTURE(kit::Picture::of(image), kit::Picture(2, 1, 0xFF0000FFu)); // blue ends at 96
-        image.SetColor(1, 0, 0u);
+        COMPARE_PICTURE(kit::Picture::of(image), kit::Picture(1, 2, 0xFF00FF00u)); // green at 0
+        image.SetColor(0, 1, 0u);
+        shares = other = RGBA32iImage(); // the old pixels go
         QVERIFY(Helper::ColorRangeFill(image, image, QPoint(), tolerance, color, nullptr));
-        QVERIFY(image.GetColor(0, 0) == 0xFF0000FFu && image.GetColor(1, 0) == 0u);
+        QVERIFY(image.GetColor(0, 0) == 0xFF00FF00u && image.GetColor(0, 1) == 0u);
     }
 };
 
