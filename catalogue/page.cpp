@@ -63,8 +63,11 @@ int main()
 {
     std::printf(
         "# Operations\n\n"
-        "Every operation of the library, as its catalogue describes it. The program `kxcore_operations` prints this\n"
-        "page; a test holds it against the catalogue.\n");
+        "Every composition mode, adjustment and filter of the library, as its catalogue describes it. The program\n"
+        "`kxcore_operations` prints this page; a test holds it against the catalogue.\n\n"
+        "How they are called is told by their headers and, step by step, by [recipes.md](recipes.md). Its section\n"
+        "[Where the rest is shown](recipes.md#where-the-rest-is-shown) leads to what is not on this page: turning\n"
+        "and resizing, retouching, painting and text.\n");
     printModes();
     for (const auto &[kind, title] :
         { std::pair(Kind::Adjustment, "Adjustments"), std::pair(Kind::Filter, "Filters") }) {

@@ -5,10 +5,15 @@
 /// that visits every pixel of the destination; for a new size alone, with a filter made for it, see KXResizeImage.
 ///
 /// @code
-/// QTransform turn;
-/// turn.translate(400, 0).rotate(30);
-/// RGBA32iImage turned(800, 600, false); // transparent where the photo does not reach
-/// BicubicTransformImage(photo, turn, turned, QRect());
+/// /// All of @p photo, turned clockwise, in an image as large as that needs.
+/// RGBA32iImage turned(const RGBA32iImage &photo, double angleDegrees)
+/// {
+///     const QTransform turn = QTransform().rotate(angleDegrees); // about the photo's top left corner
+///     const QRect area = turn.mapRect(photo.Rect()); // where it comes to lie: mostly not at (0, 0)
+///     RGBA32iImage result(area.width(), area.height(), false); // transparent where the photo does not reach
+///     BicubicTransformImage(photo, turn * QTransform::fromTranslate(-area.x(), -area.y()), result, QRect());
+///     return result;
+/// }
 /// @endcode
 ///
 /// What holds for all of them:

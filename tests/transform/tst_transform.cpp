@@ -21,6 +21,16 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 const OPRGBA32i ground(0x11223344u);
 const double notANumber = std::numeric_limits<double>::quiet_NaN();
 
+/// All of @p photo, turned clockwise, in an image as large as that needs.
+RGBA32iImage turned(const RGBA32iImage &photo, double angleDegrees)
+{
+    const QTransform turn = QTransform().rotate(angleDegrees); // about the photo's top left corner
+    const QRect area = turn.mapRect(photo.Rect()); // where it comes to lie: mostly not at (0, 0)
+    RGBA32iImage result(area.width(), area.height(), false); // transparent where the photo does not reach
+    BicubicTransformImage(photo, turn * QTransform::fromTranslate(-area.x(), -area.y()), result, QRect());
+    return result;
+}
+
 int truncated(double v) { return std::abs(v) < 2147483648.0 ? int(v) : INT_MIN; }
 
 /// Four samples at t, by the rule of each grade.
@@ -151,6 +161,18 @@ class TestTransform : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    /// What the header shows: a quarter turn moves pixels, others enlarge the picture.
+    void example()
+    {
+        const Picture photo = Picture::random(3, 2, 1);
+        Picture expected(2, 3);
+        for (int i = 0; i < 6; ++i)
+            expected.at(1 - i / 3, i % 3) = photo.at(i % 3, i / 3);
+        COMPARE_PICTURE(Picture::of(turned(photo.image(false), 90)), expected);
+        // 800 cos 30 + 600 sin 30 wide, 800 sin 30 + 600 cos 30 high.
+        QCOMPARE(turned(RGBA32iImage(800, 600, false), 30).Rect(), QRect(0, 0, 993, 920));
+    }
+
     /// Transforms of each type, enlarging and reducing, with and without a rectangle.
     void grades()
     {
