@@ -1,12 +1,14 @@
 #include "HslLanes.h"
 #include "Kernel.h"
 #include "TableLookUp.h"
+#include "Vectors.h"
 
 #include "OPColorizeTransformation.h"
 #include "OPHueSaturationTransformation.h"
 #include "OPTemperatureCorrection.h"
 #include "color/Tables.h"
 #include "support/Arithmetic.h"
+#include "support/Prefetch.h"
 
 #include <cstring>
 
@@ -14,12 +16,9 @@
 
 namespace {
 
-using hsl::Lane8, hsl::Mask8, vectors::Planes;
+using hsl::Lane8, hsl::Mask8;
 
 Lane8 all(int value) { return Lane8(quint32(value)); }
-
-__m256i most(const Planes &planes) { return _mm256_max_epu8(_mm256_max_epu8(planes.b, planes.g), planes.r); }
-__m256i least(const Planes &planes) { return _mm256_min_epu8(_mm256_min_epu8(planes.b, planes.g), planes.r); }
 
 /// What eight pixels shall become: a colour and the alpha of words.
 struct Wanted {
@@ -38,6 +37,15 @@ void makeBlock(unsigned char *pixels, Want want)
         wanted[i] = want(bytes * i);
     for (int i = 0; i < count; ++i)
         vectors::store(pixels + bytes * i, hsl::pixelsOf(wanted[i].color, wanted[i].words).v);
+}
+
+/// The middle between the largest and the smallest channel of each pixel, rounded up.
+Lane8 lightness(__m256i words)
+{
+    const __m256i green = _mm256_srli_epi32(words, 8), red = _mm256_srli_epi32(words, 16);
+    const __m256i most = _mm256_max_epu8(_mm256_max_epu8(words, green), red);
+    const __m256i least = _mm256_min_epu8(_mm256_min_epu8(words, green), red);
+    return Lane8(_mm256_avg_epu8(most, least)) & all(255);
 }
 
 /// Hue and saturation. @p hue makes of the hues of pixels, and of where these are grey, the sums and their places on
@@ -78,28 +86,16 @@ KXCORE_KERNEL void HueSaturationTransformationAVX2(
 
 KXCORE_KERNEL void TemperatureCorrectionAVX2(const OPTemperatureCorrection &self, unsigned char *pixels, bool)
 {
-    unsigned char mixed[4 * blocks::length]; // with the lightness for alpha
-    vectors::lookUp(self.Tables(), pixels, vectors::deinterleaved, [&](unsigned char *at, const Planes &found) {
-        const Planes before = vectors::deinterleaved(at);
-        const __m256i lightness = _mm256_avg_epu8(most(before), least(before));
-        vectors::storeInterleaved(mixed + (at - pixels), { found.b, found.g, found.r, lightness });
-    });
+    alignas(memory::lineBytes) unsigned char mixed[4 * blocks::length];
+    vectors::lookUp(self.Tables(), pixels, mixed);
     makeBlock(pixels, [&mixed, pixels, read = hsl::Reader()](int at) -> Wanted {
-        const Lane8 words = vectors::load(mixed + at);
-        const hsl::Read color = read(words);
-        return { { color.h, color.s, words >> 24 }, Lane8(vectors::load(pixels + at)) };
+        const Lane8 words = vectors::load(pixels + at);
+        const hsl::Read color = read(Lane8(vectors::load(mixed + at)));
+        return { { color.h, color.s, lightness(words.v) }, words };
     });
 }
 
 namespace {
-
-/// The middle between the largest and the smallest channel, truncated.
-__m256i grey(const Planes &planes)
-{
-    const __m256i high = most(planes), low = least(planes);
-    const __m256i isRoundedUp = _mm256_and_si256(_mm256_xor_si256(high, low), _mm256_set1_epi8(1));
-    return _mm256_sub_epi8(_mm256_avg_epu8(high, low), isRoundedUp);
-}
 
 /// Bytes on their way @p from one value @p to another; a share is of 255 parts.
 ///
@@ -134,15 +130,8 @@ KXCORE_KERNEL void ColorizeTransformationAVX2(
         }
         return;
     }
-    const auto greys = [](const unsigned char *at) -> Planes {
-        const Planes planes = vectors::deinterleaved(at);
-        const __m256i all = grey(planes);
-        return { all, all, all, planes.a };
-    };
-    vectors::lookUp(self.Tones(), pixels, greys, [share](unsigned char *at, const Planes &tones) {
-        const Planes before = vectors::deinterleaved(at);
-        vectors::storeInterleaved(at,
-            { faded(before.b, tones.b, share), faded(before.g, tones.g, share), faded(before.r, tones.r, share),
-                before.a });
-    });
+    alignas(memory::lineBytes) unsigned char toned[4 * blocks::length];
+    vectors::lookUp(self.Tones(), pixels, toned, vectors::Result::OfGreys);
+    for (int i = 0; i < 4 * blocks::length; i += 32) // alpha, which is the same in both, stays
+        vectors::store(pixels + i, faded(vectors::load(pixels + i), vectors::load(toned + i), share));
 }

@@ -1,6 +1,7 @@
 #include "Kernel.h"
 #include "Luminance.h"
 #include "TableLookUp.h"
+#include "Vectors.h"
 
 #include "OPBlackAndWhiteTransformation.h"
 #include "OPBrightnessContrastTransformation.h"
@@ -75,11 +76,7 @@ KXCORE_KERNEL void BlackAndWhiteTransformationAVX2(
         });
         return;
     }
-    vectors::lookUp(
-        self.Shares(), pixels, vectors::deinterleaved, [](unsigned char *at, const vectors::Planes &shares) {
-            const __m256i grey = _mm256_adds_epu8(_mm256_adds_epu8(shares.b, shares.g), shares.r);
-            vectors::storeInterleaved(at, { grey, grey, grey, shares.a });
-        });
+    vectors::lookUp(self.Shares(), pixels, vectors::Result::Sums);
 }
 
 KXCORE_KERNEL void BrightnessContrastTransformationAVX2(

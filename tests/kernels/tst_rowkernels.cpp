@@ -1,7 +1,6 @@
 #include "KXBlur.h"
 #include "KXIterativeConvolution.h"
 #include "KXKernels.h"
-#include "OPExposureTransformation.h"
 #include "kit/Formulas.h"
 #include "kit/Kernels.h"
 #include "lines/ConvolutionKernels.h"
@@ -45,34 +44,6 @@ private Q_SLOTS:
             [](int c, int a) { return (c * a + 127) / 255; });
         kit::compareBlocks(KX_SYMBOL(ReturnAlphaAVX2), KXBlur::ReturnAlpha(),
             [](int c, int a) { return a ? ((c * 255 + (a >> 1)) / a & 0xFF) : 0; });
-    }
-
-    /// Every value of every channel, through tables in which no two entries need be equal.
-    void tables()
-    {
-        struct AnyTables : OPExposureTransformation {
-            explicit AnyTables(QRandomGenerator &random)
-                : OPExposureTransformation(0, 0)
-            {
-                for (KXChannelTables::Table *table : { &m_Tables.r, &m_Tables.g, &m_Tables.b })
-                    std::generate(table->begin(), table->end(), [&] { return uchar(random.bounded(256)); });
-            }
-        };
-        QRandomGenerator random = kit::random();
-        const AnyTables any(random);
-        const KXChannelTables &tables = any.Tables();
-        for (int block = 0; block < 16; ++block) {
-            Row row(block % 8, blocks::length);
-            Line expected;
-            for (int k = 0; k < blocks::length; ++k) {
-                const auto i = uchar(block * blocks::length + k), g = uchar(255 - i), r = uchar(i * 7);
-                row[k] = OPRGBA32i(i, g, r, uchar(k));
-                expected.push_back(OPRGBA32i(tables.b[i], tables.g[g], tables.r[r], uchar(k)));
-            }
-            const BaseTransformation &base = any;
-            base(reinterpret_cast<unsigned char *>(row.pixels()), blocks::flag);
-            COMPARE_ROW(row, expected, QString("block %1").arg(block));
-        }
     }
 
     /// Every colour under every alpha, alone in its window: premultiplying and each quotient q * 255 / m with q <= m.
