@@ -9,7 +9,7 @@ namespace bench {
 const char *columnName(Column column)
 {
     static const char *const names[columnCount] = { "plain", "module", "QPainter straight", "QPainter premultiplied",
-        "OpenCV", "libvips", "Little CMS", "QTextLayout" };
+        "OpenCV", "libvips", "Little CMS", "QTextLayout", "OpenGL" };
     return names[int(column)];
 }
 

@@ -24,8 +24,8 @@ constexpr int width = 3840, height = 2160;
 constexpr double pixels = double(width) * height;
 
 /// The columns of the table. Ours appears twice in it: a process is either plain or has the module.
-enum class Column { Plain, Module, PainterStraight, PainterPremultiplied, OpenCV, Vips, LittleCms, TextLayout };
-constexpr int columnCount = 8;
+enum class Column { Plain, Module, PainterStraight, PainterPremultiplied, OpenCV, Vips, LittleCms, TextLayout, OpenGl };
+constexpr int columnCount = 9;
 const char *columnName(Column column);
 constexpr bool isPeer(Column column) { return column > Column::Module; }
 
@@ -102,6 +102,7 @@ void addComposition(Suite &suite);
 void addFilters(Suite &suite);
 void addGeometry(Suite &suite);
 void addPaintings(Suite &suite);
+void addOpenGl(Suite &suite); ///< its column only where there is a display with OpenGL 3.3
 void addProfiles(Suite &suite);
 void addText(Suite &suite);
 void addOperations(Suite &suite); ///< of the catalogue; modes have addComposition

@@ -74,7 +74,7 @@ void printTable(const std::vector<Row> &rows)
         width, height);
     std::printf("%-34s", "operation");
     const char *const heads[columnCount] = { "plain", "module", "QP strt", "QP prem", "OpenCV", "libvips", "lcms2",
-        "QText" };
+        "QText", "OpenGL" };
     for (const char *head : heads)
         std::printf(" %8s", head);
     std::printf(" %7s %8s  %s\n", "best", "reached", "goal");

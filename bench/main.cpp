@@ -1,5 +1,6 @@
 #include "AVX2LIB.h"
 #include "KXComposer.h"
+#include "KXGpuService.h"
 
 #include "Growth.h"
 #include "Suite.h"
@@ -32,6 +33,7 @@ Suite makeSuite(Role role)
     addComposition(suite);
     addGeometry(suite);
     addPaintings(suite);
+    addOpenGl(suite);
     addProfiles(suite);
     addText(suite);
     addOperations(suite);
@@ -71,6 +73,7 @@ int measure(Role role)
     makeSuite(role);
     FastestReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    KXGpuService::destroy(); // which the registered runs would do after the application has ended
     return 0;
 }
 
@@ -138,6 +141,7 @@ int main(int argc, char **argv)
     addComposition(names);
     addGeometry(names);
     addPaintings(names);
+    addOpenGl(names);
     addProfiles(names);
     addText(names);
     addOperations(names);

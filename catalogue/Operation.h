@@ -13,7 +13,7 @@
 /// them. OPColorTransformStack and OPRGBA32ColorProfileTransform apply adjustments to images by rules that differ from
 /// the walks'; what they do to a pixel is an entry of its own. ComposeSource, ComposeAlphaDarken and ComposeDualBrush
 /// take neither a mode nor an opacity as the modes do. The runEx of a filter makes an image of another size, by the
-/// same passes as run.
+/// same passes as run. What KXGpuService draws is an adjustment that is an entry, with the same results.
 
 #include "KXBlend.h"
 #include "OPAdjustmentProcessing.h"

@@ -10,7 +10,7 @@ install(FILES docs/behaviour.md docs/operations.md docs/performance.md docs/reci
     docs/geometry.jpg docs/retouching.jpg docs/text.jpg docs/tones.jpg
     DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
 install(DIRECTORY docs/behaviour DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
-install(FILES examples/recipes.cpp examples/TextTool.h DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
+install(FILES examples/recipes.cpp examples/TextTool.h examples/LivePreview.h DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(DIRECTORY examples/tour DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
 install(EXPORT KXCoreTargets NAMESPACE KXCore:: DESTINATION ${package})
 configure_package_config_file(cmake/KXCoreConfig.cmake.in ${PROJECT_BINARY_DIR}/KXCoreConfig.cmake

@@ -312,12 +312,10 @@ void KXGpuProcessor::draw(
     m_Functions->glBindVertexArray(m_Vao);
     m_Functions->glDrawArrays(GL_TRIANGLE_STRIP, 0, 4);
 
-    if (!changed.isEmpty()) {
-        const size_t first = size_t(changed.y()) * size_t(m_Width) + size_t(changed.x());
-        m_Functions->glPixelStorei(GL_PACK_ROW_LENGTH, m_Width);
-        m_Functions->glReadPixels(changed.x(), changed.y(), changed.width(), changed.height(), GL_BGRA,
-            GL_UNSIGNED_BYTE, (isFinal ? input : result) + first * 4);
-        m_Functions->glPixelStorei(GL_PACK_ROW_LENGTH, 0);
-    }
+    const size_t first = size_t(changed.y()) * size_t(m_Width) + size_t(changed.x());
+    m_Functions->glPixelStorei(GL_PACK_ROW_LENGTH, m_Width);
+    m_Functions->glReadPixels(changed.x(), changed.y(), changed.width(), changed.height(), GL_BGRA, GL_UNSIGNED_BYTE,
+        (isFinal ? input : result) + first * 4);
+    m_Functions->glPixelStorei(GL_PACK_ROW_LENGTH, 0);
     m_Functions->glBindFramebuffer(GL_FRAMEBUFFER, 0);
 }

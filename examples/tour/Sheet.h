@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <functional>
+#include <optional>
 
 namespace tour {
 
@@ -58,5 +59,6 @@ Sheet filtersSheet(const QImage &photo, const std::atomic<bool> &stop);
 Sheet geometrySheet(const QImage &photo, const std::atomic<bool> &stop);
 Sheet retouchingSheet(const QImage &photo, const std::atomic<bool> &stop);
 Sheet textSheet(const QImage &photo, const std::atomic<bool> &stop);
+std::optional<Sheet> gpuSheet(const QImage &photo, const std::atomic<bool> &stop); ///< none without OpenGL 3.3
 
 } // namespace tour

@@ -110,9 +110,13 @@ void run(const Arguments &arguments)
     std::printf("%s, %d x %d pixels, %s\n", qPrintable(summary.photo), photo.width(), photo.height(),
         summary.module ? "with the kernel module" : "plain code (no kernel module)");
 
-    const QVector<tour::Sheet> sheets { tour::modesSheet(photo, stop), tour::adjustmentsSheet(photo, stop),
+    QVector<tour::Sheet> sheets { tour::modesSheet(photo, stop), tour::adjustmentsSheet(photo, stop),
         tour::tonesSheet(photo, stop), tour::filtersSheet(photo, stop), tour::geometrySheet(photo, stop),
         tour::retouchingSheet(photo, stop), tour::textSheet(photo, stop) };
+    if (const auto gpu = tour::gpuSheet(photo, stop))
+        sheets << *gpu;
+    else
+        std::printf("No OpenGL 3.3 here, so that nothing is drawn by it\n");
     tour::Document document(photo, stop);
     photo = QImage();
     const QVector<tour::Step> steps = document.run();

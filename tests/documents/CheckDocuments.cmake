@@ -34,6 +34,7 @@ endfunction()
 check_program(README.md examples/readme.cpp)
 check_program(docs/recipes.md examples/recipes.cpp)
 check_program(docs/behaviour/text.md examples/TextTool.h)
+check_program(docs/behaviour/gpu.md examples/LivePreview.h)
 
 # Each diff of a page applies to the sources as they are. Git takes its paths from the top of a checkout.
 function(check_diffs page)

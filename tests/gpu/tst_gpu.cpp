@@ -222,6 +222,11 @@ private Q_SLOTS:
         Gpu gpu;
         gpu.processor.begin_filter(9, 9);
         gpu.processor.process_selective_color(nullptr, 9, 9, strong, 1, nullptr, 0, 0, 0, 0, false);
+        gpu.processor.begin_filter(9, 8); // too late for another size
+        gpu.processor.process_selective_color(bytes(input), 9, 8, strong, 1, nullptr, 0, 0, 0, 0, true);
+        process(gpu.processor, input, strong, true);
+        COMPARE_PICTURE(input, picture);
+        gpu.processor.begin_filter(9, 9);
         gpu.results.clear();
         Mask mask { Picture(most + 1, 1, OPRGBA32i(0xFFFFFFFF)), {} };
         kit::LogCapture log;
@@ -283,7 +288,10 @@ private Q_SLOTS:
         connect(gpu, &KXGpuService::finished, dying.get(), [] { QFAIL("nobody is there"); });
 
         Picture input = Picture::random(200, 100, 1);
-        RGBA32iImage image = input.image(false), tiled = input.image(true);
+        RGBA32iImage image = input.image(false), tiled(200, 100, true);
+        QRandomGenerator random = kit::random();
+        kit::addWindow(random, tiled, QRect(0, 0, 200, 50)); // a flat buffer, but not of the image's size
+        const Picture tiledBefore = Picture::of(tiled);
         SelectiveParamsList list;
         list.m_Mode = 1;
         list.m_Params = strong;
@@ -301,7 +309,7 @@ private Q_SLOTS:
         COMPARE_PICTURE(Picture::of(results[0]), adjusted(input, mild));
         COMPARE_PICTURE(Picture::of(results[1]), adjusted(input, strong));
         COMPARE_PICTURE(Picture::of(image), adjusted(input, strong)); // an earlier call, so it is done
-        COMPARE_PICTURE(Picture::of(tiled), input);
+        COMPARE_PICTURE(Picture::of(tiled), tiledBefore);
     }
 
     /// At once, when it has started, and while work is waiting.

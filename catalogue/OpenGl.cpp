@@ -1,0 +1,48 @@
+#include "OpenGl.h"
+
+#include <QtCore/QEventLoop>
+#include <QtCore/QTimer>
+
+namespace catalogue {
+
+OpenGl::OpenGl()
+{
+    RGBA32iImage pixel(1, 1, false);
+    KXGpuService::make_instance();
+    Begin(pixel);
+    m_isThere = Draw({}).Rect() == pixel.Rect();
+    if (!m_isThere)
+        KXGpuService::destroy();
+}
+
+OpenGl::~OpenGl() { KXGpuService::destroy(); }
+
+void OpenGl::Begin(RGBA32iImage &image)
+{
+    m_image = &image;
+    if (KXGpuService *const gpu = KXGpuService::get_instance()) {
+        gpu->end_filter();
+        gpu->begin_filter(image.Width(), image.Height());
+    }
+}
+
+RGBA32iImage OpenGl::Draw(const SelectiveParamsList &list)
+{
+    RGBA32iImage result;
+    KXGpuService *const gpu = KXGpuService::get_instance();
+    if (!gpu)
+        return result;
+    QEventLoop loop;
+    QObject::connect(gpu, &KXGpuService::finished, &loop, [&](const RGBA32iImage &picture) {
+        result = picture;
+        loop.quit();
+    });
+    QObject::connect(gpu, &QObject::destroyed, &loop, &QEventLoop::quit);
+    QTimer::singleShot(30000, &loop, &QEventLoop::quit);
+    gpu->process_selective_color(reinterpret_cast<uint8_t *>(m_image->Bits()), m_image->Width(), m_image->Height(),
+        list.m_Params, list.m_Mode, nullptr, 0, 0, 0, 0, false);
+    loop.exec();
+    return result;
+}
+
+} // namespace catalogue
