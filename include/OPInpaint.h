@@ -49,8 +49,10 @@
 ///          from a call before it has filled anything.
 /// Threads  The calling thread; no state is shared between objects.
 /// Cost     Twice four bytes for each pixel of the picture, and as many as one of these again while the object is made
-///          of a picture in another format than Format_ARGB32. A pass reads its rectangle once and tests the blocks of
-///          those pixels of a hole that have a known neighbour on both axes.
+///          of a picture in another format than Format_ARGB32. A pass reads the rows that it works and those
+///          beside them, and tests the blocks of those pixels of a hole that have a known neighbour on both axes.
+///          **There may be half as many passes as a hole has pixels**: one that begins in column 0 gives way by a pixel
+///          in each of two rows.
 class KX_EXPORT OPInpaint {
 public:
     /// Takes note of the holes of @p image, and of where their edges are. Nothing is written.
@@ -70,8 +72,9 @@ private:
 
     static constexpr qint32 neighbourhoodRadius = 3; ///< of @c inpaint
 
-    /// One pass. Whether there is to be another one.
-    bool Pass();
+    struct Rows;
+    /// One pass. Whether there is to be another one. All passes of a call are given the same @p rows.
+    bool Pass(Rows &rows);
     /// Whether (x, y) lies in the mask and is known there. The mask has alpha 255 where @c image has less, and 0
     /// elsewhere.
     bool IsKnown(int x, int y) const;

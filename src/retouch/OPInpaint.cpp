@@ -11,6 +11,7 @@
 #include <iterator>
 #include <new>
 #include <utility>
+#include <vector>
 
 using retouch::isKnown;
 
@@ -30,10 +31,56 @@ QImage newImage(const QSize &size)
     return made;
 }
 
+/// From the first marked pixel of a row to the one after the last; the same when there is none.
+struct Columns {
+    int first, end;
+};
+constexpr Columns notLookedFor { -1, -1 };
+
+/// Those of the @p width pixels from @p row on.
+Columns markedColumns(const OPRGBA32i *row, int width)
+{
+    const auto isMarked = [](OPRGBA32i pixel) { return pixel.a != 0; };
+    const OPRGBA32i *const end = row + width, *const first = std::find_if(row, end, isMarked);
+    const auto afterLast = std::find_if(std::reverse_iterator(end), std::reverse_iterator(first), isMarked).base();
+    return { int(first - row), int(afterLast - row) };
+}
+
+/// The bounds of what is marked in @p area of an image of @p size, where @p columnsOf(y) counts from the left edge of
+/// the image and stands for columns from that of the area on: intended. All of the area when nothing is marked.
+template <class ColumnsOf>
+QRect boundsOf(const QSize &size, const QRect &area, const ColumnsOf &columnsOf)
+{
+    int minX = size.width(), minY = size.height(), maxX = -1, maxY = -1;
+    for (int y = area.y(); y < area.y() + area.height(); ++y) {
+        const Columns columns = columnsOf(y);
+        if (columns.first == columns.end)
+            continue;
+        minX = std::min(minX, area.x() + columns.first);
+        maxX = std::max(maxX, area.x() + columns.end - 1);
+        minY = std::min(minY, y);
+        maxY = y;
+    }
+    return QRect(QPoint(minX, minY), QPoint(maxX, maxY)) & area;
+}
+
 /// Whether the pixels of @p image are at hand as QImage::pixel would give them.
 bool isPlain(const QImage &image) { return image.format() == QImage::Format_ARGB32; }
 
 } // namespace
+
+/// What passes know of the rows of the frontier. A pass changes few of them.
+struct OPInpaint::Rows {
+    explicit Rows(int height)
+        : marked(size_t(height), notLookedFor)
+    {
+        worked.reserve(size_t(height));
+    }
+
+    std::vector<Columns> marked; ///< of the first @c width pixels
+    int width = -1;
+    std::vector<int> worked; ///< in a pass
+};
 
 OPInpaint::OPInpaint(QImage &image)
     : image(&image)
@@ -74,73 +121,70 @@ QImage OPInpaint::gradient(const QImage &mask) const
 QRect OPInpaint::maskRect(const QImage &image, const QRect &rect) const
 {
     const QRect area = rect.isEmpty() ? image.rect() : rect;
-    int minX = image.width(), minY = image.height(), maxX = -1, maxY = -1;
     const auto source = pixels::borrow(image);
-    const auto isMarked = [](OPRGBA32i pixel) { return pixel.a != 0; };
-    for (int y = area.y(); y < area.y() + area.height(); ++y) {
-        const OPRGBA32i *const begin = source.Row(y), *const end = begin + area.width(); // from column 0 on: intended
-        const OPRGBA32i *const first = std::find_if(begin, end, isMarked);
-        if (first == end)
-            continue;
-        const auto afterLast = std::find_if(std::reverse_iterator(end), std::reverse_iterator(first), isMarked).base();
-        minX = std::min(minX, area.x() + int(first - begin));
-        maxX = std::max(maxX, area.x() + int(afterLast - begin) - 1);
-        minY = std::min(minY, y);
-        maxY = y;
-    }
-    return QRect(QPoint(minX, minY), QPoint(maxX, maxY)) & area; // all of the area when nothing was found
+    return boundsOf(image.size(), area, [&](int y) { return markedColumns(source.Row(y), area.width()); });
 }
 
 void OPInpaint::operator()(int)
 {
-    while (Pass()) { }
+    Rows rows(mask.height());
+    while (Pass(rows)) { }
 }
 
-bool OPInpaint::Pass()
+bool OPInpaint::Pass(Rows &rows)
 {
     if (mask.isNull())
         return false;
-    const QRect before = rect;
-    rect = maskRect(frontier, rect);
     // Copies of this object may share these.
     const auto known = pixels::borrowForWriting(mask), marks = pixels::borrowForWriting(frontier);
+    const QRect before = rect;
+    if (std::exchange(rows.width, rect.width()) != rect.width())
+        std::fill(rows.marked.begin(), rows.marked.end(), notLookedFor);
+    rect = boundsOf(mask.size(), rect, [&](int y) {
+        Columns &columns = rows.marked[size_t(y)];
+        if (columns.first == notLookedFor.first)
+            columns = markedColumns(marks.Row(y), rows.width);
+        return columns;
+    });
     const int width = mask.width(), height = mask.height();
-    const int beginX = rect.x(), endX = rect.x() + rect.width(), endY = rect.y() + rect.height();
-    const auto isWorked = [&](int y) { return y < endY && marks.Row(y)[beginX].a == 255; };
+    const int beginX = rect.x(), endX = rect.x() + rect.width();
+    rows.worked.clear();
+    for (int y = rect.y(); y < rect.y() + rect.height(); ++y)
+        if (marks.Row(y)[beginX].a == 255)
+            rows.worked.push_back(y);
+    if (!rows.worked.empty())
+        pixels::borrowForWriting(*image); // throws, if at all, before anything is filled
 
-    bool visited = false, altered = rect != before, filled = false;
-    bool worked = isWorked(rect.y());
-    for (int y = rect.y(); y < endY; ++y) {
-        const bool nextWorked = isWorked(y + 1); // as it is before this row marks what lies around
-        if (std::exchange(worked, nextWorked)) {
-            if (!visited)
-                pixels::borrowForWriting(*image); // throws, if at all, before anything is filled
-            OPRGBA32i *const inMask = known.Row(y), *const mark = marks.Row(y);
-            for (int x = beginX; x < endX; ++x) {
-                if (isKnown(inMask[x])) {
-                    visited = true;
-                    altered |= mark[x].a != 0;
-                    mark[x] = OPRGBA32i();
-                    continue;
-                }
-                // Each block of three columns and three rows has a neighbour on either axis.
-                const bool hasOnRow = (x > 0 && isKnown(inMask[x - 1])) || (x + 1 < width && isKnown(inMask[x + 1]));
-                const bool hasOnColumn =
-                    (y > 0 && isKnown(known.Row(y - 1)[x])) || (y + 1 < height && isKnown(known.Row(y + 1)[x]));
-                if (!hasOnRow || !hasOnColumn || !inpaint0(x, y))
-                    continue;
-                visited = altered = filled = true;
-                inMask[x] = filledNow; // which is not known to this pass
-                for (int yy = std::max(y - 1, 0); yy <= std::min(y + 1, height - 1); ++yy)
-                    for (int xx = std::max(x - 1, 0); xx <= std::min(x + 1, width - 1); ++xx)
-                        if (!isKnown(known.Row(yy)[xx]))
-                            marks.Row(yy)[xx] = retouch::toVisit;
+    bool visited = false, altered = rect != before;
+    for (const int y : rows.worked) {
+        OPRGBA32i *const inMask = known.Row(y), *const mark = marks.Row(y);
+        for (int x = beginX; x < endX; ++x) {
+            if (isKnown(inMask[x])) {
+                visited = true;
+                altered |= mark[x].a != 0;
                 mark[x] = OPRGBA32i();
+                continue;
             }
+            // Each block of three columns and three rows has a neighbour on either axis.
+            const bool hasOnRow = (x > 0 && isKnown(inMask[x - 1])) || (x + 1 < width && isKnown(inMask[x + 1]));
+            const bool hasOnColumn =
+                (y > 0 && isKnown(known.Row(y - 1)[x])) || (y + 1 < height && isKnown(known.Row(y + 1)[x]));
+            if (!hasOnRow || !hasOnColumn || !inpaint0(x, y))
+                continue;
+            visited = altered = true;
+            inMask[x] = filledNow; // which is not known to this pass
+            for (int yy = std::max(y - 1, 0); yy <= std::min(y + 1, height - 1); ++yy)
+                for (int xx = std::max(x - 1, 0); xx <= std::min(x + 1, width - 1); ++xx)
+                    if (!isKnown(known.Row(yy)[xx]))
+                        marks.Row(yy)[xx] = retouch::toVisit;
+            mark[x] = OPRGBA32i();
         }
     }
-    for (int y = rect.y(); filled && y < endY; ++y)
+    for (const int y : rows.worked) {
         std::replace(known.Row(y) + beginX, known.Row(y) + endX, filledNow, OPRGBA32i());
+        for (int yy = std::max(y - 1, 0); yy <= std::min(y + 1, height - 1); ++yy)
+            rows.marked[size_t(yy)] = notLookedFor;
+    }
     return visited && altered; // known pixels are visited for ever in a row whose first pixel stays a hole
 }
 

@@ -57,7 +57,7 @@ private Q_SLOTS:
                 for (int x = 0; x < size.width(); ++x)
                     picture.setPixel(x, y, kit::saltedPixel(random).word | (random.bounded(rarity) ? 0xFF000000 : 0));
             for (int i = 0; i < holes; ++i) {
-                const QPoint corner(random.bounded(size.width()), random.bounded(size.height()));
+                const QPoint corner(random.bounded(2) * random.bounded(size.width()), random.bounded(size.height()));
                 const QRect area = picture.rect() & QRect(corner, QSize(random.bounded(1, 9), random.bounded(1, 9)));
                 for (int y = area.y(); y < area.y() + area.height(); ++y)
                     for (int x = area.x(); x < area.x() + area.width(); ++x)
