@@ -16,9 +16,9 @@
 // rounding changes that they could be one less or one more, what the whole numbers left out of the weights is added, in
 // whole numbers again; and what then is still too near is summed as it is defined.
 //
-// A mask is hard before it is blurred, all of it 0 or 255, and of one value over long stretches. Where all samples under
-// the taps are of one value, so is the result: weights add up to 1 but for roundings. Where they are hard, what four of
-// them add up to is looked up.
+// A mask is hard before it is blurred, all of it 0 or 255, and of one value over long stretches. Where all samples
+// under the taps are of one value, so is the result: weights add up to 1 but for roundings. Where they are hard, what
+// four of them add up to is looked up.
 
 namespace {
 
@@ -83,8 +83,8 @@ public:
 
     int Reach() const { return m_reach; }
 
-    /// The sums, of as many as @c width, that begin at @p first. Where they are only compared with a @p level, 0 or more,
-    /// which they reach or not, others may be one more than they should.
+    /// The sums, of as many as @c width, that begin at @p first. Unless every level counts, they are only right as to
+    /// whether they reach @p level, and may otherwise be one more.
     void Sum(const Pair *first, uchar *out, int level = everyLevel)
     {
         __m256i sums[width / 8];
@@ -175,8 +175,10 @@ private:
     qint64 m_restMargin = 0; ///< and those with the rests
 };
 
-/// The sums over hard samples of a line. A sum is a number of @c digits digits to the base 32, the first of which stands
-/// for whole ones and may have any size up to 255.
+/// The sums over hard samples of a line. A sum is a number to the base 32, of which one digit stands for whole ones, up
+/// to 255, and three for the fraction. Each is summed in a byte of its own: what four samples add to it is looked up.
+/// Taps are rounded to the last digit, so that sums may be off by some of it; those that come out that near to a half
+/// are summed as they are defined.
 class HardSums {
 public:
     explicit HardSums(const OPGaussianAlpha1D &kernel)
@@ -212,7 +214,7 @@ public:
     /// False where sums may be off by so much that too many are in doubt, and where the kernel reaches too far.
     bool IsPossible() const { return m_groups > 0 && 2 * m_margin <= largest; }
 
-    /// The bits of four samples, from each of @p count samples on. Reads and writes up to 34 more.
+    /// The bits of four samples, from each of @p count samples on. Reads up to 34 more.
     static void PutTogether(const uchar *samples, uchar *fours, int count)
     {
         for (int i = 0; i < count; i += 32) {
@@ -229,16 +231,16 @@ public:
     {
         static_assert(width == 64);
         Digits left(m_margin), right(m_margin);
-        int highest = m_margin; // that a digit may be
-        for (int g = 0; g < m_groups; ++g, highest += largest) {
-            if (highest + largest > 255) {
+        // So many groups can be added to digits that are as large as the margin, or as what is left by a carry.
+        for (int g = 0, room = (255 - m_margin) / largest; g < m_groups; room = (255 - largest) / largest) {
+            if (g > 0) {
                 left.Carry();
                 right.Carry();
-                highest = largest;
             }
-            const __m256i *const tables = m_tables[g];
-            left.Add(tables, vectors::load(fours + g * together));
-            right.Add(tables, vectors::load(fours + g * together + 32));
+            for (const int end = std::min(g + room, m_groups); g < end; ++g) {
+                left.Add(m_tables[g], vectors::load(fours + g * together));
+                right.Add(m_tables[g], vectors::load(fours + g * together + 32));
+            }
         }
         const auto finish = [=](Digits sums, int first) {
             sums.Carry();
@@ -329,8 +331,8 @@ struct Samples {
     bool areSame, areHard;
 };
 
-/// The sums over a stretch of a line, of up to 64 widths. Both arrays are as long as ConvolutionKernels.h says of a row.
-/// False where there is no memory.
+/// The sums over a stretch of a line, of up to 64 widths. Both arrays are as long as KernelList.h says of a row. False
+/// where there is no memory.
 bool sumStretch(const OPGaussianAlpha1D &kernel, const uchar *samples, uchar *out, int length)
 {
     const int reach = kernel.Left(), blocks = lines::mask::wholeWidths(length) / width,
@@ -435,8 +437,10 @@ KXCORE_KERNEL void GaussianMaskColumnsAVX2(const OPGaussianAlpha1D &kernel, unsi
             _mm_prefetch(reinterpret_cast<const char *>(row(first + i + bandRows + reach + 1)), _MM_HINT_T1);
             if (areSame[i])
                 continue; // and the mean is what is there
-            sums.Sum(window[i], means, level);
-            std::copy_n(means, columns, row(first + i));
+            uchar *const place = row(first + i);
+            sums.Sum(window[i], columns == width ? place : means, level);
+            if (columns < width)
+                std::copy_n(means, columns, place);
         }
         std::copy_n(window[count], 2 * reach * width, window[0]);
     }

@@ -28,12 +28,13 @@ RGBA32iImage &image()
     return flat;
 }
 
-/// Measures a filter's @p run on the picture; @p set gives its data what else it needs.
+/// Measures a filter's @p run on a picture; @p set gives its data what else it needs.
 template <class Filter, class Data, class Set>
-void add(Suite &suite, const std::string &name, int repetitions, RGBA32iImage (Filter::*run)(Data), Set set)
+void add(Suite &suite, const std::string &name, int repetitions, RGBA32iImage (Filter::*run)(Data), Set set,
+    Scene scene = layer)
 {
     suite.addOurs(
-        name, repetitions, [] { restore(image(), layer)(); },
+        name, repetitions, [scene] { restore(image(), scene)(); },
         [run, set] {
             Data data;
             data.image = image();
@@ -126,6 +127,24 @@ void addShadow(Suite &suite)
         });
 }
 
+/// Diffuse glow, which blurs its mask twice, against the Gaussian of the same radius. A photo's mask has large areas.
+void addGlow(Suite &suite)
+{
+    constexpr int radius = 5;
+    for (const Scene scene : { layer, photoLayer }) {
+        const std::string of = scene == layer ? "" : ", of a photo", blur = gaussianName(radius) + of;
+        if (scene != layer) {
+            suite.addRow(blur);
+            add(
+                suite, blur, 9, &OPGaussianBlurProcessing::run, [](auto &data) { data.params.sigma = radius; }, scene);
+        }
+        const std::string glow = "diffuse glow, radius " + std::to_string(radius) + of;
+        suite.addRow(glow, { Column::Module, blur, 0.5 });
+        add(
+            suite, glow, 9, &OPDiffuseGlowProcessing::run, [](auto &data) { data.params.radius = radius; }, scene);
+    }
+}
+
 /// How many times faster than OpenCV a Gaussian has to be.
 double goalOf(int sigma) { return sigma <= 1 ? 1 : sigma <= 5 ? 1.8 : sigma <= 20 ? 3 : 6; }
 
@@ -172,9 +191,7 @@ void addFilters(Suite &suite)
     add(suite, sharpenName, 9, &OPSharpenProcessing::run, [](auto &data) { data.params.amount = sharpenAmount; });
     addHighPass(suite);
     addNoise(suite);
-    const std::string glow = "diffuse glow, radius 5";
-    suite.addRow(glow, { Column::Module, gaussianName(5), 0.5 }); // two blurs
-    add(suite, glow, 9, &OPDiffuseGlowProcessing::run, [](auto &) {});
+    addGlow(suite);
     suite.addRow(featherName, { Column::OpenCV, {}, 0.8 });
     static RGBA32iImage mask;
     suite.addOurs(

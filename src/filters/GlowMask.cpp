@@ -121,8 +121,8 @@ Picture GlowMask::InColor(OPRGBA32i color) const
     picture.row = [this, rgb = color.word & 0x00FFFFFFu](int x, int y, int length, std::vector<OPRGBA32i> &buffer) {
         buffer.resize(size_t(length));
         const unsigned char *const alphas = Row(y - m_read.y()) + (x - m_read.x());
-        for (int i = 0; i < length; ++i)
-            buffer[size_t(i)].word = rgb | quint32(alphas[i]) << 24;
+        std::transform(alphas, alphas + length, buffer.begin(),
+            [rgb](unsigned char alpha) { return OPRGBA32i(rgb | quint32(alpha) << 24); });
         return buffer.data();
     };
     return picture;
