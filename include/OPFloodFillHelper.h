@@ -41,7 +41,7 @@
 ///           not match, the *marker*. **It stays**, as told at each form. Blue, green and red are asked in turn, each
 ///           whether its 0 is beyond the tolerance, and if not, whether its 255 is. The first that is decides: 0 gives
 ///           opaque black, 255 the same with 255 in that channel. Where none is, alpha is asked: black with an alpha of
-///           1 if that is beyond the tolerance, and opaque black if 255 is.
+///           1 if the tolerance begins above that, and otherwise opaque black if it ends below 255.
 /// All       Where no such colour is left the tolerance is taken to hold all colours, and all pixels are filled, joined
 ///           to the seed or not. As no marker has an alpha of 0 that happens too where only this alpha is beyond the
 ///           tolerance; **pixels of alpha 0 are filled then**.
