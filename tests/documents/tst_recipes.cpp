@@ -118,12 +118,12 @@ private Q_SLOTS:
         QCOMPARE(int(Picture::of(selection).at(15, 5).a), 0); // the corner of the bounds
 
         RGBA32iImage layer = before;
-        std::atomic<int> last { 0 }, all { -1 };
+        std::atomic<bool> isComplete { false }; // one of the workers says so
         blurSelected(layer, selection, 3, noCancel, [&](int step, int steps) {
-            last = std::max(last.load(), step);
-            all = steps;
+            if (step == steps)
+                isComplete = true;
         });
-        QCOMPARE(last.load(), all.load());
+        QVERIFY(isComplete);
         const Picture result = Picture::of(layer);
         QVERIFY(result.at(29, 20).r > 100 && result.at(29, 20).r < 128); // close to the middle of the edge
         QCOMPARE(result.at(29, 1), edge.at(29, 1)); // not selected
