@@ -4,8 +4,8 @@
 
 namespace catalogue {
 
-/// Selective colours by OpenGL, one call after the other, with an event loop for each answer. The GUI thread's; while one
-/// lives, nobody else uses the service.
+/// Selective colours by OpenGL, one call after the other, with an event loop for each answer. The GUI thread's; while
+/// one lives, nobody else uses the service.
 class OpenGl {
 public:
     /// Starts the service, and has it draw a pixel.

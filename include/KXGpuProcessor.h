@@ -14,12 +14,12 @@
 /// | @c end_filter | nothing on the GPU; the next @c begin_filter may have another size |
 ///
 /// Threads   Everything but the constructor, @c setSurface and @c moveToThread is for the thread that the object lives
-///           in, the destructor too. The service's signals may be emitted from the GUI thread; the slots here run later,
+///           in, the destructor too. The service's signals are emitted from the GUI thread; the slots here run later,
 ///           one after the other and in the order of the signals.
 /// Pointers  `input` and `mask` are the caller's. **Both must live, and nobody may read or write what they point to,
 ///           until the call is done.** That is when its @c finished arrives; of a final call, when the @c finished of a
 ///           later call arrives or @c KXGpuService::destroy returns. A call that warns gives no @c finished, and has
-///           not touched them. Parameters are copied with the signal, and what @c finished brings is the receiver's own.
+///           not touched them. Parameters are copied with the signal; what @c finished brings is the receiver's own.
 /// Log       "[src/KXGpuProcessor:line] text" by qDebug, and what a caller did wrong by qWarning.
 
 #include "KXGlobal.h"
@@ -50,13 +50,13 @@ public:
     KXGpuProcessor();
     ~KXGpuProcessor() override;
 
-    /// Where the context is made current; nothing is ever drawn on it. The caller's, made on the GUI thread and created;
-    /// it outlives this object.
+    /// Where the context is made current; nothing is ever drawn on it. The caller's: made and created on the GUI
+    /// thread, it outlives this object.
     void setSurface(QOffscreenSurface *surface);
 
-    /// Makes the context and the program, unless they are there. Where that fails, it logs why ("Failed to create GL 3.3
-    /// context", "OpenGL 3.x not supported", "makeCurrent failed", "Failed to get GL 3.3 functions", or the compiler's
-    /// words and "Shader link failed") and emits @c initializedFailed; each slot below tries again.
+    /// Makes the context and the program, unless they are there. Where that fails, it logs why ("Failed to create GL
+    /// 3.3 context", "OpenGL 3.x not supported", "makeCurrent failed", "Failed to get GL 3.3 functions", or what the
+    /// compiler says and "Shader link failed") and emits @c initializedFailed; the next call tries again.
     void ensureInitialized();
 
 Q_SIGNALS:
@@ -71,10 +71,10 @@ public Q_SLOTS:
     ///
     /// A run that is still on keeps its targets: **begin anew only with the same size**, or end it before.
     ///
-    /// A run cannot draw with sizes of 0 and below, with those beyond what the context takes, logged as "Size 70000 x 20
-    /// is beyond the limit of 16384", and with those that there is no memory for: the log says "FBO incomplete" or what
-    /// was thrown, calls change nothing, and what @c finished brings has no pixels, or transparent ones where the memory
-    /// of the GPU was not enough.
+    /// A run cannot draw with sizes of 0 and below, with those beyond what the context takes, logged as "Size 70000 x
+    /// 20 is beyond the limit of 16384", and with those that there is no memory for. Then the log says "FBO incomplete"
+    /// or what was thrown, calls change nothing, and what @c finished brings has no pixels, or transparent ones where
+    /// it was the memory of the GPU that did not suffice.
     void begin_filter(int width, int height);
 
     /// Ends the run, and frees what it had on the GPU. Nothing happens outside of one.
@@ -82,18 +82,17 @@ public Q_SLOTS:
 
     /// Draws the picture of this run with these parameters.
     ///
-    /// @param input   @p width * @p height pixels, B, G, R, A each. Read by the first call of a run alone: later calls
-    ///                draw the same picture, whatever has become of it. Written by a final call.
-    /// @param width   That of @c begin_filter, as @p height is; a call of another size draws nothing, and says so.
-    /// @param params  By @c SelectiveParamsList::Range, in per cent. Those that lack count as 0.
-    /// @param mode    0 relative, anything else absolute.
-    /// @param mask    @p mask_width * @p mask_height pixels, whose fourth byte says how much of the effect comes through;
-    ///                null for all of it. Its top left pixel lies on (@p mask_offset_x, @p mask_offset_y) of the
-    ///                picture, and parts of it may lie outside. **Outside of the mask nothing changes**: a final call
-    ///                does not write there, and the first call, if it has a mask, puts the picture around it into the
-    ///                results of the run. A run whose first call has none shows its earlier results around later masks.
-    /// @param final   Whether the result goes to @p input, without a signal, or into @c finished.
-    ///
+    /// Input   @p width * @p height pixels, B, G, R, A each, of the size of @c begin_filter; a call of another size
+    ///         draws nothing, and says so. Read by the first call of a run alone: later calls draw the same picture,
+    ///         whatever has become of it. A final call writes the result there, and there is no signal; otherwise the
+    ///         result goes into @c finished, and @p input stays.
+    /// Inks    By @c SelectiveParamsList::Range, in per cent; those that lack count as 0. A @p mode of 0 is relative,
+    ///         any other absolute.
+    /// Mask    @p mask_width * @p mask_height pixels, whose fourth byte says how much of the effect comes through; null
+    ///         for all of it. Its top left pixel lies on (@p mask_offset_x, @p mask_offset_y) of the picture, and parts
+    ///         of it may lie outside. **Outside of the mask nothing changes**: a final call does not write there, and
+    ///         the first call, if it has a mask, puts the picture around it into the results of the run. A run whose
+    ///         first call has none shows its earlier results around later masks.
     /// Errors  Outside of a run it warns "Call beginFilter() first!", and where the context is lost "makeCurrent
     ///         failed"; nothing else happens then. A mask beyond what the context takes is logged as a size, and the
     ///         call draws nothing.

@@ -80,8 +80,8 @@ public:
 
     /// Adjusts all of the flat @p image on the GPU, if @p useGpu is set and there is a @c KXGpuService; otherwise, and
     /// for a tiled image, nothing happens: the processor's way is a walk, such as @c OPIterativeTransformImageColors.
-    /// **Returns before the work is done.** Until then the image must live, and nobody may touch its pixels. There is no
-    /// notice; KXGpuProcessor.h tells which calls show that it is done.
+    /// **Returns before the work is done.** Until then the image, or a copy that shares its pixels, must live, and
+    /// nobody may touch the pixels. There is no notice; KXGpuProcessor.h tells which calls show that it is done.
     ///
     /// @p rect has the size of the image; its position does not count. With more pixels than the image nothing happens.
     /// GUI thread, and no other run of the service may be on.
