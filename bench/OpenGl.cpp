@@ -42,8 +42,10 @@ void addOpenGl(Suite &suite)
         });
 
     // The parent of the measuring processes has no QGuiApplication, and needs none for the names.
-    const auto gpu = qobject_cast<QGuiApplication *>(qApp) ? std::make_shared<catalogue::OpenGl>() : nullptr;
-    if (!gpu || !gpu->IsThere())
+    if (suite.role() != Role::Peers || !qobject_cast<QGuiApplication *>(qApp))
+        return;
+    const auto gpu = std::make_shared<catalogue::OpenGl>();
+    if (!gpu->IsThere())
         return;
     const auto begin = [=] {
         prepare();

@@ -88,6 +88,7 @@ public:
     void addPeer(const std::string &operation, Column column, int repetitions, std::function<void()> prepare,
         std::function<void()> run);
 
+    Role role() const { return m_role; }
     const std::vector<Row> &rows() const { return m_rows; }
 
 private:

@@ -38,7 +38,9 @@ RGBA32iImage OpenGl::Draw(const SelectiveParamsList &list)
         loop.quit();
     });
     QObject::connect(gpu, &QObject::destroyed, &loop, &QEventLoop::quit);
-    QTimer::singleShot(30000, &loop, &QEventLoop::quit);
+    QTimer patience;
+    QObject::connect(&patience, &QTimer::timeout, &loop, &QEventLoop::quit);
+    patience.start(30000);
     gpu->process_selective_color(reinterpret_cast<uint8_t *>(m_image->Bits()), m_image->Width(), m_image->Height(),
         list.m_Params, list.m_Mode, nullptr, 0, 0, 0, 0, false);
     loop.exec();
