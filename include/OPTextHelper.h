@@ -25,13 +25,14 @@
 ///   view draws over a text (caret, selection, underline, box, mark, the path of characters), and the point of a click.
 /// - *Layer*: stretched coordinates through @c GetTransform.
 ///
-/// The path of a text lies with its top left corner at (0, 0), which was stretched (@c UnsetTransformOffset takes that
-/// back, in whole pixels); the two strokes make its rectangle that of the whole lines, from the ascent of the first to
-/// the descent of the last.
+/// The path of a text is stretched and then moved to have its top left corner at (0, 0); @c UnsetTransformOffset takes
+/// the way that it was moved back, in whole pixels. Two strokes make its rectangle that of the whole lines, from the
+/// ascent of the first to the descent of the last.
 ///
 /// **Placing a picture.** @c CreatePathByTextWithDeformationWithRect gives path and rectangle of a text, deformed or
 /// not, and @c TransformAndCreateImage paints them. The picture's top left corner belongs at
-/// `position + rect.topLeft()` of the layer.
+/// `position + rect.topLeft()` of the layer: exactly where the rectangle has whole corners, as one from
+/// QRectF::toAlignedRect has, and otherwise within a pixel.
 ///
 /// @code
 /// OPTextHelper text;
@@ -63,8 +64,8 @@
 /// but places along a line are widths of what precedes them, counted from the left, so that caret and selection in such
 /// a text lie where they would in one from left to right.
 ///
-/// **Limits.** Whole numbers that overflow wrap around. A path is cut for a deformation into 4,194,304 pieces at most;
-/// where it would be more, the pieces become longer. An image of more than 2^31 - 1 pixels throws std::bad_alloc, as
+/// **Limits.** Whole numbers that overflow wrap around. A path is cut into 4,194,304 pieces at most, besides the edges
+/// that it has; where it would be more, the pieces become longer. An image of more than 2^31 - 1 pixels throws std::bad_alloc, as
 /// every KXImage.
 
 #include "KXGlobal.h"
@@ -85,8 +86,6 @@
 #include <QtGui/QPainter>
 #include <QtGui/QPainterPath>
 #include <QtGui/QTransform>
-
-#include <functional>
 
 /// How a paragraph is set; after a layout, how one line is.
 struct TextParagraphParams {
@@ -212,7 +211,9 @@ public:
     /// All of them lay out where the layout is stale. **The markup strokes of a layout are taken out once**: the first
     /// image after a layout shrinks them to a point (of a text without visible characters it is empty), and the next
     /// one shows them, as two strokes of a pixel at the corners of the block. So call `SetText(GetText())`, and
-    /// @c SetParagraphParameters where there is a box, before every image but the first.
+    /// @c SetParagraphParameters where there is a box, before every image but the first. A deformed text that is
+    /// stretched so much that a stroke is two pieces long, as from 400 percent on with pieces of 2 pixels, shows what
+    /// its cut strokes have besides their last four points in the first image too.
     ///
     /// Images are flat, straight colour, as large as the path's bounding rectangle in whole pixels or the rectangle
     /// that is given; transparent where a stretch is 0.
@@ -257,8 +258,9 @@ public:
     /// characters without a width of their own the number is too low by one for each. -1 without a polyline.
     int FindSelectedChar(const QPoint &origin, const QPoint &point);
     /// A rectangle from one position to another on a line, as high as the block, and deformed as the text; empty for a
-    /// length of 0 or -1. Newlines count as characters of the line: it is for texts of a single line. @p position
-    /// changes as in @c CreateImageByTextWithDeformation, and in a plain text not at all.
+    /// length of 0 or -1. Newlines count as characters of the line: it is for texts of a single line that begins at 0
+    /// and is not stretched horizontally, for it lies where the text's path does, along the line in unstretched pixels.
+    /// @p position changes as in @c CreateImageByTextWithDeformation, and in a plain text not at all.
     QPainterPath CreateSelectionAndDeformationPath(QPointF &position, int start, int length);
 
     /// The selection between two positions, in any order, as a rectangle for each line; it also becomes the one of
@@ -331,14 +333,15 @@ private:
     void Shear(QPainterPath &path, const QRectF &rect) const;
     /// The text, deformed. Gives the rectangle that the shear was measured by.
     QPainterPath DeformedText(QPointF &position, Measured measured, QRectF &shearRect);
-    using Deformation = std::function<void(QPainterPath &)>;
-    /// As the text is deformed, by a shear of @p shearRect.
-    Deformation AsText(const QRectF &shearRect) const;
-    /// Calls @p deform, if there is something to deform, with the path where the text's own is.
-    void DeformInPlace(QPainterPath &path, const Deformation &deform) const;
-    /// From layout coordinates to where the text shows: stretched, and deformed.
-    QPainterPath Overlay(QPainterPath path, const Deformation &deform) const;
-    QPainterPath Overlay(const QPainterPath &path) const { return Overlay(path, AsText(m_heavyRect)); }
+    /// The wave and then the shear of what has these rectangles; a wave of an empty one is that of the whole text.
+    void Deform(QPainterPath &path, const QRectF &waveRect, const QRectF &shearRect) const;
+    /// The same, of style 1 alone, for a path in stretched coordinates.
+    void DeformInPlace(QPainterPath &path, const QRectF &waveRect, const QRectF &shearRect) const;
+    /// From layout coordinates to where the text shows: stretched, cut into pieces, and deformed.
+    QPainterPath Overlay(QPainterPath path, const QRectF &waveRect, const QRectF &shearRect) const;
+    QPainterPath Overlay(const QPainterPath &path) const { return Overlay(path, m_heavyRect, m_heavyRect); }
+    /// Where characters are in a text of a single line, which is as high as the block.
+    QRectF StretchOfLine(const QString &line, int start, int length) const;
     /// The transform from the text's path to the layer.
     QTransform LayerTransform(bool withOffset) const;
 

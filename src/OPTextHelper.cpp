@@ -319,6 +319,13 @@ void OPTextHelper::Shear(QPainterPath &path, const QRectF &rect) const
         float(m_hDistortion * 0.01), float(m_vDistortion * 0.01), rect.center());
 }
 
+void OPTextHelper::Deform(QPainterPath &path, const QRectF &waveRect, const QRectF &shearRect) const
+{
+    QPointF unmoved;
+    FlagFunction(unmoved, path, waveRect);
+    Shear(path, shearRect);
+}
+
 QPainterPath OPTextHelper::DeformedText(QPointF &position, Measured measured, QRectF &shearRect)
 {
     LayOutIfStale();
@@ -449,8 +456,7 @@ RGBA32iImage OPTextHelper::CreateImageByTextWithSelection(QPointF &position, int
         return CreateImageByText(position);
     LayOutIfStale();
     QPainterPath work = m_textPath;
-    work.addRect(m_metrics.horizontalAdvance(m_text.left(start)), 0,
-        m_metrics.horizontalAdvance(m_text.mid(start, length)), text::heightOf(text::rounded(m_textRect)));
+    work.addRect(StretchOfLine(m_text, start, length));
     QPainterPath path = TransformPath(work, work.boundingRect());
     return CreateImage(path);
 }
@@ -509,29 +515,26 @@ QPainterPath OPTextHelper::OnPlaces(int length, const Ask &ask)
     return ask(text::Places(ShownLines(), length, m_textArea, m_paragraphs, metrics, advances(m_metrics)));
 }
 
-OPTextHelper::Deformation OPTextHelper::AsText(const QRectF &shearRect) const
-{
-    return [this, shearRect](QPainterPath &path) {
-        QPointF position;
-        FlagFunction(position, path, m_heavyRect);
-        Shear(path, shearRect);
-    };
-}
-
-void OPTextHelper::DeformInPlace(QPainterPath &path, const Deformation &deform) const
+void OPTextHelper::DeformInPlace(QPainterPath &path, const QRectF &waveRect, const QRectF &shearRect) const
 {
     path.translate(-double(m_offsetX), -double(m_offsetY));
     if (m_style == 1)
-        deform(path);
+        Deform(path, waveRect, shearRect);
     path.translate(m_offsetX, m_offsetY);
 }
 
-QPainterPath OPTextHelper::Overlay(QPainterPath path, const Deformation &deform) const
+QPainterPath OPTextHelper::Overlay(QPainterPath path, const QRectF &waveRect, const QRectF &shearRect) const
 {
     StretchPath(path);
     path = PreparePath(path);
-    DeformInPlace(path, deform);
+    DeformInPlace(path, waveRect, shearRect);
     return path;
+}
+
+QRectF OPTextHelper::StretchOfLine(const QString &line, int start, int length) const
+{
+    return QRectF(m_metrics.horizontalAdvance(line.left(start)), 0,
+        m_metrics.horizontalAdvance(line.mid(start, length)), text::heightOf(text::rounded(m_textRect)));
 }
 
 QPainterPath OPTextHelper::CreateSelectionPath(QPointF &, int start, int length)
@@ -540,10 +543,7 @@ QPainterPath OPTextHelper::CreateSelectionPath(QPointF &, int start, int length)
     if (length == 0 || length == -1)
         return path;
     LayOutIfStale();
-    const QString string = m_wrappedLines.isEmpty() ? m_text : WrappedText();
-    const QRect block = text::rounded(m_textRect);
-    path.addRect(m_metrics.horizontalAdvance(string.left(start)), block.top(),
-        m_metrics.horizontalAdvance(string.mid(start, length)), text::heightOf(block));
+    path.addRect(StretchOfLine(ShownLines().join('\n'), start, length));
     return path;
 }
 
@@ -576,8 +576,7 @@ QPainterPath OPTextHelper::CreateSelectionAndDeformationPath(QPointF &position, 
     QRectF shearRect;
     DeformedText(position, Measured::AfterWave, shearRect);
     selection = PreparePath(selection);
-    FlagFunction(position, selection, QRectF());
-    Shear(selection, shearRect);
+    Deform(selection, QRectF(), shearRect);
     return selection;
 }
 
@@ -607,7 +606,7 @@ QPainterPath OPTextHelper::GetUpperLine(const QPoint &point, const QRect &)
 {
     QPainterPath path = GetUpperLine(point);
     path.translate(-QPointF(point));
-    DeformInPlace(path, AsText(m_heavyRect));
+    DeformInPlace(path, m_heavyRect, m_heavyRect);
     path.translate(point);
     return path;
 }
@@ -644,18 +643,14 @@ QPainterPath OPTextHelper::GetUnderLine(const QPoint &point, size_t start, size_
     return underline(text::linesOf(stretch), m_metrics.tightBoundingRect(stretch).height(), point, m_metrics);
 }
 
-/// As if the stretch were a single line, and @p rect the rectangle of what is deformed.
+/// As if the stretch were a single line, and @p rect the rectangle of what is deformed; an empty one has no wave.
 QPainterPath OPTextHelper::GetUnderLine(const QPoint &point, size_t start, size_t count, const QRect &rect) const
 {
     const QString stretch = stretchOf(ShownText(), start, count);
-    QPainterPath path = underline({ stretch }, m_metrics.tightBoundingRect(stretch).height(), point, m_metrics);
-    return Overlay(path, [&](QPainterPath &bent) {
-        const double width = rect.isEmpty() ? 1.0 : rect.width(), height = rect.isEmpty() ? 1.0 : rect.height();
-        const double along = m_vertical ? height : width, across = m_vertical ? width : height;
-        QPointF position;
-        FlagFunction(position, bent, rect.center(), float(along / 2), across / (2 * ShownLines().size()));
-        Shear(bent, rect);
-    });
+    const QPainterPath path = underline({ stretch }, m_metrics.tightBoundingRect(stretch).height(), point, m_metrics);
+    const QRectF shearRect(rect.x(), rect.y(), text::widthOf(rect), text::heightOf(rect));
+    const QSizeF waveSize = shearRect.size().expandedTo(QSizeF(1, 1));
+    return Overlay(path, QRectF(shearRect.topLeft(), waveSize), shearRect);
 }
 
 QPainterPath OPTextHelper::GetVerticalLine(const QPoint &, int position, int)
@@ -679,7 +674,7 @@ QPainterPath OPTextHelper::GetCenteringMark()
         shearRect.setWidth(0.01);
     if (shearRect.height() == 0)
         shearRect.setHeight(0.01);
-    return Overlay(path, AsText(shearRect));
+    return Overlay(path, m_heavyRect, shearRect);
 }
 
 QPainterPath OPTextHelper::GetTextArea(const QRect &rect)

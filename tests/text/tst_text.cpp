@@ -9,21 +9,20 @@ template <class Tag, typename Tag::Type member>
 struct Open {
     friend typename Tag::Type open(Tag) { return member; }
 };
-struct TransformImage {
-    using Type = RGBA32iImage (OPTextHelper::*)(const RGBA32iImage &) const;
-    friend Type open(TransformImage);
-};
-struct SelectionOutline {
-    using Type = QPainterPath (OPTextHelper::*)(const QPointF &, const QSize &, size_t) const;
-    friend Type open(SelectionOutline);
-};
-struct UnderLine {
-    using Type = QPainterPath (OPTextHelper::*)(const QPoint &, size_t, size_t) const;
-    friend Type open(UnderLine);
-};
-template struct Open<TransformImage, &OPTextHelper::TransformImage>;
-template struct Open<SelectionOutline, &OPTextHelper::CreateSelectionPath>;
-template struct Open<UnderLine, &OPTextHelper::GetUnderLine>;
+#define OPEN(Tag, member, ...)                                                                                         \
+    struct Tag {                                                                                                       \
+        using Type = __VA_ARGS__;                                                                                      \
+        friend Type open(Tag);                                                                                         \
+    };                                                                                                                 \
+    template struct Open<Tag, &OPTextHelper::member>
+OPEN(TransformImage, TransformImage, RGBA32iImage (OPTextHelper::*)(const RGBA32iImage &) const);
+OPEN(SelectedImage, CreateImageByTextWithSelection, RGBA32iImage (OPTextHelper::*)(QPointF &, int, int));
+OPEN(Outline, CreateSelectionPath, QPainterPath (OPTextHelper::*)(const QPointF &, const QSize &, size_t) const);
+OPEN(UnderLine, GetUnderLine, QPainterPath (OPTextHelper::*)(const QPoint &, size_t, size_t) const);
+OPEN(BentUnderLine, GetUnderLine, QPainterPath (OPTextHelper::*)(const QPoint &, size_t, size_t, const QRect &) const);
+OPEN(MapPath, TransformPathWithRect, QPainterPath (OPTextHelper::*)(const QPainterPath &, const QRectF &) const);
+OPEN(CutText, PreparePath, void (OPTextHelper::*)());
+OPEN(ShearByRect, Distortion, void (OPTextHelper::*)(QPainterPath &, int, float, float) const);
 
 using kit::Picture;
 
@@ -424,12 +423,82 @@ private Q_SLOTS:
         QVERIFY(text.CreateSelectionAndDeformationPath(position, 1, 0).isEmpty() && position == QPointF(7, 8));
         QVERIFY(text.GetCenteringMark().isEmpty() == (line < 20));
 
-        const QPainterPath outline = (text.*open(SelectionOutline()))(QPointF(1, 2), QSize(10, 5), 2);
+        const QPainterPath outline = (text.*open(Outline()))(QPointF(1, 2), QSize(10, 5), 2);
         const QPointF corners[] = { { 1, 2 }, { 6, 2 }, { 11, 5 }, { 6, 12 }, { 1, 7 } };
         for (int i = 0; i < 5; ++i)
             QCOMPARE(QPointF(outline.elementAt(i)), corners[i]);
-        QVERIFY((text.*open(SelectionOutline()))(QPointF(), QSize(9, 9), size_t(1) << 40).elementCount() < 1 << 23);
+        QVERIFY((text.*open(Outline()))(QPointF(), QSize(9, 9), size_t(1) << 40).elementCount() < 1 << 23);
         QCOMPARE((text.*open(UnderLine()))(QPoint(3, 0), 1, size_t(-1)).elementCount(), 2);
+    }
+
+    /// An edge is cut into whole pieces, the last of which takes what is left; and into so many at most.
+    void cutsPaths()
+    {
+        OPTextHelper text; // pieces of 2
+        text.SetFont(m_font);
+        text.SetHorizontalStretch(500);
+        text.SetText(" "); // the two strokes alone
+        QRectF rect, mapped;
+        QPointF position;
+        const int right = 5 * width(" "), bottom = m_metrics.height();
+        text.CreatePathByTextWithRect(rect, mapped, position);
+        (text.*open(CutText()))();
+        QPainterPath expected;
+        for (const QPointF &start : { QPointF(0, 0), QPointF(right, bottom) }) {
+            expected.moveTo(start);
+            expected.lineTo(start + QPointF(2, 0));
+            expected.lineTo(start + QPointF(5, 0));
+        }
+        QCOMPARE(text.CreatePathByTextWithRect(rect, mapped, position), expected);
+        text.SetHorizontalStretch(100);
+        QVERIFY(text.GetTextArea(QRect(0, 0, INT_MAX, 9)).elementCount() <= 4194304 + 5);
+    }
+
+    /// What nothing of the class calls: a picture with a selection, an underline of a part, a mapping, a shear.
+    void hasMembersOfItsOwn()
+    {
+        OPTextHelper text = twoLines();
+        text.SetRenderMode(2);
+        text.SetColor(Qt::red);
+        QRectF rect, mapped;
+        QPointF position(7, 8);
+        const QPainterPath plain = text.CreatePathByTextWithRect(rect, mapped, position);
+        QPainterPath expected = plain;
+        expected.addRect(width("H"), 0, width("i"), rect.toRect().height());
+        expected = polygons(expected, QTransform()); // the end of the selection is taken out instead of the strokes
+        for (int i = expected.elementCount() - 4; i < expected.elementCount(); ++i)
+            expected.setElementPositionAt(i, expected.elementAt(0).x, expected.elementAt(0).y);
+        OPTextHelper copy = text;
+        const Picture selected = Picture::of((copy.*open(SelectedImage()))(position, 1, 1));
+        COMPARE_PICTURE(selected, painted(expected, Qt::red));
+        QCOMPARE(position, QPointF(7, 8));
+        copy = text;
+        const Picture unselected = Picture::of((text.*open(SelectedImage()))(position, 1, 0));
+        COMPARE_PICTURE(unselected, Picture::of(copy.CreateImageByText(position)));
+        QCOMPARE(position, QPointF(0, 0));
+
+        const QTransform t(0, 2, -2, 0, 11, 22);
+        text.SetTransform(QMatrix4x4(t));
+        QCOMPARE((text.*open(MapPath()))(plain, rect), polygons(plain, t));
+
+        QPainterPath square;
+        square.addRect(0, 0, 10, 4);
+        (text.*open(ShearByRect()))(square, 1, 1, 9);
+        QCOMPARE(QPointF(square.elementAt(1)), QPointF(10, -2)); // a full shift is half the height
+        QCOMPARE(QPointF(square.elementAt(3)), QPointF(0, 2));
+
+        text.SetStyle(1);
+        text.SetBend(50);
+        text.SetHDistortion(40);
+        const QPainterPath line = (text.*open(BentUnderLine()))(QPoint(3, 5), 0, 1, QRect(0, 0, 100, 40));
+        QCOMPARE(line.elementCount(), 2);
+        const double y = 2 * 5 + m_metrics.tightBoundingRect("H").height() - 1;
+        for (const int i : { 0, 1 }) {
+            const double x = 3 + i * width("H"), dx = x - 50;
+            const double waved = y - 5 * std::sin((x - 49) * (M_PI / 50)); // half of a quarter of the height
+            QCOMPARE(QPointF(line.elementAt(i)), QPointF(x, waved + double(0.4f) * dx * ((waved - 20) / 50)));
+        }
+        QCOMPARE((text.*open(BentUnderLine()))(QPoint(3, 5), 0, 1, QRect(0, 0, 0, 0)).elementAt(0).y, y);
     }
 
     /// Nothing crashes or goes on for ever, whatever is set and asked. Paths are not cut here, which would take time.
