@@ -22,6 +22,18 @@ auto advances(const QFontMetrics &metrics)
     return [exact = QFontMetricsF(metrics)](const QString &string) { return exact.horizontalAdvance(string); };
 }
 
+/// Outlines of a line. Of small capitals Qt takes them from the fonts of whole capitals, and crashes where it has not
+/// loaded one of these yet that it falls back on; measuring loads them.
+void addLine(QPainterPath &path, int x, int baseline, const QFont &font, const QString &line)
+{
+    if (font.capitalization() == QFont::SmallCaps) {
+        QFont capitals = font;
+        capitals.setCapitalization(QFont::AllUppercase);
+        QFontMetrics(capitals).horizontalAdvance(line);
+    }
+    path.addText(x, baseline, font, line);
+}
+
 QString stretchOf(const QString &string, size_t start, size_t count)
 {
     const auto clamped = [](size_t n) { return int(std::min(n, size_t(std::numeric_limits<int>::max()))); };
@@ -111,7 +123,7 @@ void OPTextHelper::CreateTextPath()
     path.swap(m_textPath); // for its memory
     path.clear();
     const text::Extent extent = text::placeLines(lines, m_textArea, m_paragraphs, metrics, advances(m_metrics),
-        [&](int x, int baseline, const QString &line) { path.addText(x, baseline, m_font, line); });
+        [&](int x, int baseline, const QString &line) { addLine(path, x, baseline, m_font, line); });
     m_textOutsideArea = extent.fit != text::Extent::Inside;
     if (extent.fit == text::Extent::TooHigh)
         m_wrappedLines = lines.mid(0, extent.placed);
@@ -246,7 +258,8 @@ int OPTextHelper::GetPositionWithWrap(int position) const
 
 int OPTextHelper::GetPositionWithoutWrap(int position, const QString &source) const
 {
-    const QString wrapped = WrappedText(), &typed = source.isEmpty() ? m_text : source;
+    const QString wrapped = WrappedText();
+    const QString &typed = source.isEmpty() ? m_text : source;
     if (position < 0)
         return 0;
     if (wrapped.isEmpty())

@@ -46,12 +46,14 @@ private Q_SLOTS:
         row("a space behind a word counts", "aa bb cc", 50, 0, { "aa ", "bb cc" });
         row("many spaces go with their word", "aa   bb", 40, 0, { "aa  ", " bb" });
         row("the last piece takes the next word", "abcdefg hi", 50, 0, { "abcde", "fg hi" });
+        row("spaces before a word are apart", "  abc", 40, 0, { "  ", "abc" });
         row("a piece of spaces alone", "abcdefghij kl", 50, 0, { "abcde", "fghij", " kl" });
         row("pieces after a line", "a bcdefg h", 30, 0, { "a ", "bcd", "efg", " h" });
         row("only spaces", "     ", 20, 0, { "  ", "  ", " " });
         row("narrower than a character", "ab c", 9, 0, { "a", "b", " ", "c" });
         row("an indent", "aa bb", 50, 20, { "aa ", "bb" });
         row("an indent below 0", "aa bb", 30, -20, { "aa bb" });
+        row("an indent above the width", "ab cd", 50, 60, { "a", "b cd" });
         row("an indent that overflows", "ab", 30, INT_MIN, { "a", "b" });
         QTest::newRow("a pair of surrogates is two") << QString::fromUtf8("\U0001F600") << 10 << 0
                                                      << QStringList { QString(QChar(0xD83D)), QString(QChar(0xDE00)) };
@@ -88,6 +90,55 @@ private Q_SLOTS:
             const QList<int> advances = text::prefixAdvances(paragraph, kerned);
             for (int k = 0; k <= paragraph.length(); ++k)
                 QCOMPARE(advances[k], int(std::floor(kerned(paragraph.left(k)) + 0.5)));
+        }
+    }
+
+    /// Of a line that is shaped in parts of 4096 characters there is no kerning from one to the next.
+    void advancesOfLongLines()
+    {
+        const auto shaped = [](const QString &string) {
+            double advance = 0;
+            for (int start = 0; start < string.length(); start += 4096)
+                advance += kerned(string.mid(start, 4096));
+            return advance;
+        };
+        for (const QString &first : { QString(), QString("b") }) { // then " c" lies within a part, or at the end of one
+            const QString line = first + QString(" c").repeated(2100);
+            const QList<int> advances = text::prefixAdvances(line, shaped);
+            for (int length = 4000; length <= line.length(); ++length)
+                QCOMPARE(advances[length], text::wholePixels(shaped(line.left(length))));
+            const int fits = 4151 - first.length(); // up to a space
+            QCOMPARE(text::wrap(line, advances[fits], 0, shaped).first().length(), fits);
+        }
+    }
+
+    /// Digits are shaped as the letters of their line, which here makes them narrower.
+    void advancesOfDigits()
+    {
+        const auto shaped = [](const QString &string) {
+            return 10 * string.length() - (string.contains('a') ? int(string.count('1')) : 0);
+        };
+        const QString line = QString(30, '1') + "a" + QString(30, '1');
+        const QList<int> advances = text::prefixAdvances(line, shaped);
+        for (int length = 0; length <= line.length(); ++length)
+            QCOMPARE(advances[length], shaped(line.left(length)));
+    }
+
+    /// What is measured grows with the length of a word, not with its square.
+    void measuresLittle()
+    {
+        qint64 measured = 0;
+        const auto counting = [&measured](const QString &string) {
+            measured += string.length();
+            return measure(string);
+        };
+        const QString word(10000, 'w');
+        for (const int width : { 10, 35, 5000 }) {
+            measured = 0;
+            const QStringList lines = text::wrap(word, width, 0, counting);
+            QCOMPARE(lines.size(), (10000 + width / 10 - 1) / (width / 10));
+            QCOMPARE(text::prefixAdvances(word, counting).last(), 100000);
+            QVERIFY(measured < 100 * 10000);
         }
     }
 

@@ -171,6 +171,14 @@ private Q_SLOTS:
         text.SetTextArea(QRect(0, 0, 1, 0)); // no box
         text.GetTextRect();
         QVERIFY(!text.IsTextOutsideArea() && text.GetWrappedText() == "aa bb cc dd\nee");
+        text.SetTextArea(QRect(0, 0, 100, 1000));
+        text.SetParagraphParameters({});
+        text.SetText("");
+        QRectF rect, mapped;
+        QPointF position;
+        QCOMPARE(text.CreatePathByTextWithRect(rect, mapped, position).elementCount(), 4); // the strokes
+        QCOMPARE(rect, QRectF(0, 0, 1, m_metrics.ascent() + m_metrics.descent()));
+        QCOMPARE(text.GetAlignmentModes().size(), 1); // one line, an empty one
     }
 
     /// The advance of each beginning of a line, also where kerning, ligatures, marks and directions change it.
@@ -507,7 +515,9 @@ private Q_SLOTS:
         const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
         const QString texts[] = { "", "  \n \n",
             QString::fromUtf8("\U0001F600a\u0301\u0301 \u05e9\u05dc\u05d5\u05dd\tx"), QString(300, 'w'),
-            QString(QChar(0xDC00)) + QChar(0x9c) + "a" };
+            QString(QChar(0xDC00)) + QChar(0x9c) + "a", QString(QChar(0x46F)) };
+        QFont smallCapitals("DejaVu Serif"); // which has no capital of the last one
+        smallCapitals.setCapitalization(QFont::SmallCaps);
         const QRect areas[] = { {}, { 0, 0, 1, 50 }, { 0, 0, 40, INT_MAX },
             { QPoint(INT_MIN, 0), QPoint(INT_MAX, 9) } };
         const int numbers[] = { 0, -7, INT_MIN, INT_MAX };
@@ -518,7 +528,7 @@ private Q_SLOTS:
         for (int n = 0; n < 60; ++n) {
             OPTextHelper text(any(QVector<float> { 1e9f, 0, -1, float(nan) }));
             text.SetTextArea(any(areas));
-            QFont font = any(QVector<QFont> { m_font, QFont("No such font") });
+            QFont font = any(QVector<QFont> { m_font, QFont("No such font"), smallCapitals });
             text.SetFont(font);
             QList<TextParagraphParams> entries;
             for (int i = random.bounded(4); i > 0; --i)
