@@ -15,6 +15,7 @@ struct Open {
         friend Type open(Tag);                                                                                         \
     };                                                                                                                 \
     template struct Open<Tag, &OPTextHelper::member>
+OPEN(SplitWord, splitWordToWidth, QStringList (OPTextHelper::*)(const QString &, int) const);
 OPEN(TransformImage, TransformImage, RGBA32iImage (OPTextHelper::*)(const RGBA32iImage &) const);
 OPEN(SelectedImage, CreateImageByTextWithSelection, RGBA32iImage (OPTextHelper::*)(QPointF &, int, int));
 OPEN(Outline, CreateSelectionPath, QPainterPath (OPTextHelper::*)(const QPointF &, const QSize &, size_t) const);
@@ -143,6 +144,9 @@ private Q_SLOTS:
         QCOMPARE(text.GetLinesCount(), 2);
         QCOMPARE(text.GetAlignmentModes().size(), 3);
         QCOMPARE(text.MakeWrappedText("\naa bb cc dd"), QString("\naa bb \ncc dd"));
+        QCOMPARE((text.*open(SplitWord()))("WWWWW", width("WW")), (QStringList { "WW", "WW", "W" }));
+        QCOMPARE((text.*open(SplitWord()))("WW", 0), (QStringList { "W", "W" }));
+        QCOMPARE((text.*open(SplitWord()))("", 9), QStringList());
         OPTextHelper copy = text, moved = std::move(copy);
         copy = moved;
         QCOMPARE(copy.GetWrappedText(), text.GetWrappedText());
@@ -268,6 +272,11 @@ private Q_SLOTS:
         QCOMPARE(rect, expected.boundingRect());
         QCOMPARE(mapped, QRectF(0, 0, 2 * rect.width(), rect.height()));
         QCOMPARE(untouched, QPointF(7, 8));
+        text.SetLineSpacing(9); // nothing of this is laid out before the text or the font is set again
+        text.SetTextArea(QRect(0, 0, 1, 1));
+        text.SetParagraphParameters({});
+        text.SetHorizontalStretch(50);
+        QCOMPARE(text.CreatePathByTextWithRect(rect, mapped, untouched), path);
         QTransform back;
         text.UnsetTransformOffset(back);
         QCOMPARE(back.dx(), 15.0);
@@ -299,6 +308,11 @@ private Q_SLOTS:
         QCOMPARE(position, QPointF((half - t.map(half + QPointF(-30, 0))).toPoint()));
         const Picture second = Picture::of(text.CreateImageByText(position));
         COMPARE_PICTURE(second, painted(marked, QColor(200, 100, 50, 180)));
+        text.SetColor(Qt::red);
+        text.SetRenderMode(1);
+        text.SetRenderMode(3); // does nothing
+        for (const OPRGBA32i &pixel : Picture::of(text.CreateImageByText(position)).pixels)
+            QVERIFY(pixel.a == 0 || pixel.a == 255);
 
         text.SetText(" \n "); // nothing to see
         QCOMPARE(text.CreateImageByText(position).Rect(), QRect());
