@@ -442,7 +442,7 @@ private Q_SLOTS:
         QCOMPARE(text.GetTextArea(QRect(1, 2, 3, 4)).boundingRect(), QRectF(2, 2, 6, 4));
         QPointF position(7, 8);
         QCOMPARE(text.CreateSelectionAndDeformationPath(position, 1, 1).boundingRect().width(), 1.0 * width("W"));
-        QVERIFY(text.CreateSelectionAndDeformationPath(position, 1, 0).isEmpty() && position == QPointF(7, 8));
+        QVERIFY(text.CreateSelectionAndDeformationPath(position, 1, -1).isEmpty() && position == QPointF(7, 8));
         QVERIFY(text.GetCenteringMark().isEmpty() == (line < 20));
 
         const QPainterPath outline = (text.*open(Outline()))(QPointF(1, 2), QSize(10, 5), 2);
@@ -451,6 +451,39 @@ private Q_SLOTS:
             QCOMPARE(QPointF(outline.elementAt(i)), corners[i]);
         QVERIFY((text.*open(Outline()))(QPointF(), QSize(9, 9), size_t(1) << 40).elementCount() < 1 << 23);
         QCOMPARE((text.*open(UnderLine()))(QPoint(3, 0), 1, size_t(-1)).elementCount(), 2);
+    }
+
+    /// Over two lines, the first of which reaches above the block's top: places are counted from there nevertheless.
+    void drawsOverLines()
+    {
+        const QFont font = kit::font(60);
+        const QFontMetrics metrics(font);
+        const auto wide = [&](const char *string) { return metrics.horizontalAdvance(string); };
+        const int height = metrics.ascent() + metrics.descent(), second = height + 3 + 7 + 5;
+        OPTextHelper text(1e6f);
+        text.SetFont(font);
+        text.SetLineSpacing(3);
+        text.SetParagraphParameters({ { 1, 4, 0, 0, -90, 7, true }, { 1, 4, 0, 0, 5, 0, true } });
+        text.SetText("Hi\nyo");
+        text.GetTextRect();
+        QPainterPath expected;
+        expected.addRect(4 + wide("H"), -90, wide("Hi") - wide("H"), height);
+        QVERIFY(isNear(text.GetSelectionRect(1, 3), expected)); // without the line that begins at the end
+        expected.addRect(4, second, wide("y"), height);
+        QVERIFY(isNear(text.GetSelectionRect(4, 1), expected));
+        QPainterPath strokes;
+        strokes.moveTo(4, metrics.ascent() - 90);
+        strokes.lineTo(4 + wide("H"), metrics.ascent() - 90);
+        strokes.lineTo(4 + wide("Hi"), metrics.ascent() - 90);
+        strokes.moveTo(4, metrics.ascent() + second);
+        strokes.lineTo(4 + wide("y"), metrics.ascent() + second);
+        strokes.lineTo(4 + wide("yo"), metrics.ascent() + second);
+        QVERIFY(isNear(text.GetUnderLine(), strokes));
+        const int size = height / 20;
+        QCOMPARE(text.GetCenteringMark().boundingRect(), QRectF(-(size / 2), metrics.ascent() - size, size, size));
+        text.SetTextArea(QRect(0, 0, 1, 500)); // which holds nothing
+        text.GetTextRect();
+        QVERIFY(text.GetVerticalLine({}, 1, 0).isEmpty() && text.GetCharPath({}).elementCount() == 1);
     }
 
     /// An edge is cut into whole pieces, the last of which takes what is left; and into so many at most.
@@ -495,7 +528,7 @@ private Q_SLOTS:
         COMPARE_PICTURE(selected, painted(expected, Qt::red));
         QCOMPARE(position, QPointF(7, 8));
         copy = text;
-        const Picture unselected = Picture::of((text.*open(SelectedImage()))(position, 1, 0));
+        const Picture unselected = Picture::of((text.*open(SelectedImage()))(position, 1, -1));
         COMPARE_PICTURE(unselected, Picture::of(copy.CreateImageByText(position)));
         QCOMPARE(position, QPointF(0, 0));
 
