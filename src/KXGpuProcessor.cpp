@@ -35,6 +35,8 @@ struct KXGpuProcessor::Mask {
     /// The part of a picture under it; of no area where there is none.
     QRect inside(const QSize &picture) const
     {
+        if (size.isEmpty())
+            return QRect();
         const QRect whole(QPoint(0, 0), picture), own(QPoint(0, 0), size);
         // The size of the last rectangle does not count, as long as it reaches beyond the picture.
         const auto overlap = ClipRects(own, own, whole, QRect(offset, QPoint(INT_MAX, INT_MAX)));
@@ -209,7 +211,7 @@ void KXGpuProcessor::begin_filter(int width, int height)
     if (!makeCurrent())
         return;
     m_FilterActive = true;
-    if (!isWithinLimit(width, height)) // not all drivers survive being asked for such textures
+    if (QSize(width, height).isEmpty() || !isWithinLimit(width, height)) // not all drivers survive such textures
         width = height = 0;
     if (!m_TargetsReady)
         createRenderTargets(width, height);
@@ -242,8 +244,8 @@ void KXGpuProcessor::process_selective_color(uint8_t *input, int width, int heig
         qWarning("makeCurrent failed");
         return;
     }
-    const QRect picture(0, 0, width, height);
-    if (!input || !m_Result.Bits() || m_Result.Rect() != picture || picture.size() != QSize(m_Width, m_Height))
+    const QSize size(width, height), ofResult(m_Result.Width(), m_Result.Height());
+    if (!input || !m_Result.Bits() || size != ofResult || size != QSize(m_Width, m_Height))
         support::logLine({ sourcePath, __LINE__ }, "Nothing to draw: no pixels, or another size than in begin_filter");
     else if (!mask || isWithinLimit(mask_width, mask_height))
         draw(input, params, mode, { mask, { mask_width, mask_height }, { mask_offset_x, mask_offset_y } }, final);
