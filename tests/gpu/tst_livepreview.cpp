@@ -29,6 +29,7 @@ private Q_SLOTS:
                 KXSelectiveColorsTransformation { list }(pixel);
             if (way == Closed) {
                 preview->close();
+                QVERIFY(preview); // whose pixels are being read
                 QTRY_VERIFY_WITH_TIMEOUT(!preview, 60000);
                 QVERIFY(shown.isEmpty());
                 KXGpuService::destroy();
