@@ -102,7 +102,8 @@ class TestText : public QObject {
     {
         bool same = a.elementCount() == b.elementCount();
         for (int i = 0; same && i < a.elementCount(); ++i)
-            same = (QPointF(a.elementAt(i)) - QPointF(b.elementAt(i))).manhattanLength() < 1e-9;
+            same = a.elementAt(i).type == b.elementAt(i).type
+                && (QPointF(a.elementAt(i)) - QPointF(b.elementAt(i))).manhattanLength() < 1e-9;
         return same;
     }
 
