@@ -47,7 +47,7 @@ else()
     separate_arguments(arguments)
     separate_arguments(flags)
     file(MAKE_DIRECTORY ${scratch}/build)
-    run(${compiler} ${flags} ${programs}/outside.cpp -o ${scratch}/build/outside ${arguments}
+    run(${compiler} ${flags} -Wall -Wextra -Wpedantic -Wshadow -Werror ${programs}/outside.cpp -o ${scratch}/build/outside ${arguments}
         -Wl,-rpath,${prefix}/${libdir})
 endif()
 
