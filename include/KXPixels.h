@@ -9,7 +9,7 @@
 #include "KXGlobal.h"
 
 /// The main pixel: bytes blue, green, red, alpha in memory, which is a little-endian QImage::Format_ARGB32 pixel; as a
-/// word 0xAARRGGBB. Word 0 is fully transparent black.
+/// word 0xAARRGGBB, as a QRgb is. Word 0 is fully transparent black.
 union KX_EXPORT OPRGBA32i {
     unsigned int word;
     struct {

@@ -11,7 +11,7 @@
 /// Signals: **they may be emitted from pool threads.** An ordinary connection to an object delivers such a signal when
 /// the thread of that object is back in its event loop; if @c run blocks that very thread, this is after the run. To
 /// see progress during the run, or to cancel from there, connect a function without a receiver, or use
-/// Qt::DirectConnection; the function must then be fit for any thread. Each filter's header has an example.
+/// Qt::DirectConnection; the function must then be fit for any thread. OPBoxBlurProcessing.h has an example.
 ///
 /// Cancelling: the caller owns the flag, and it must outlive the filter. Workers read it between lines. A cancelled run
 /// returns what it has, with no error; whoever set the flag knows to discard the result. That result need not equal the

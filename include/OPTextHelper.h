@@ -27,7 +27,8 @@
 ///
 /// The path of a text is stretched and then moved to have its top left corner at (0, 0); @c UnsetTransformOffset takes
 /// the way that it was moved back, in whole pixels. Two strokes make its rectangle that of the whole lines, from the
-/// ascent of the first to the descent of the last.
+/// ascent of the first to the descent of the last; **of lines that begin to the right of 0, as centred ones do, it is
+/// wider than they are**.
 ///
 /// **Placing a picture.** @c CreatePathByTextWithDeformationWithRect gives path and rectangle of a text, deformed or
 /// not, and @c TransformAndCreateImage paints them. The picture's top left corner belongs at
