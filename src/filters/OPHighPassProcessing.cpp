@@ -57,10 +57,12 @@ private:
         const auto *const d = reinterpret_cast<const unsigned char *>(details);
         for (int i = 0; i < count * 4; ++i) // alpha too: all bytes alike are what vectors do best
             differences[i] = static_cast<unsigned char>(arithmetic::clamp8(l[i] - d[i] + 128));
-        OPRGBA32i colours[chunk];
-        std::memcpy(static_cast<void *>(colours), differences, size_t(count) * sizeof *colours);
+        quint32 colours[chunk], words[chunk]; // copies: compilers make vectors of numbers, but not of pixels
+        std::memcpy(colours, differences, size_t(count) * sizeof *colours);
+        std::memcpy(words, details, size_t(count) * sizeof *words);
         for (int i = 0; i < count; ++i)
-            details[i].word = (details[i].word & 0xFF000000u) | (colours[i].word & 0x00FFFFFFu);
+            words[i] = (words[i] & 0xFF000000u) | (colours[i] & 0x00FFFFFFu);
+        std::memcpy(static_cast<void *>(details), words, size_t(count) * sizeof *words);
     }
 
     const RGBA32iImage &m_layer;
