@@ -32,9 +32,11 @@ RGBA32iImage OpenGl::Draw(const SelectiveParamsList &list)
     KXGpuService *const gpu = KXGpuService::get_instance();
     if (!gpu)
         return result;
+    bool isAnswered = false;
     QEventLoop loop;
     QObject::connect(gpu, &KXGpuService::finished, &loop, [&](const RGBA32iImage &picture) {
         result = picture;
+        isAnswered = true;
         loop.quit();
     });
     QObject::connect(gpu, &QObject::destroyed, &loop, &QEventLoop::quit);
@@ -44,6 +46,8 @@ RGBA32iImage OpenGl::Draw(const SelectiveParamsList &list)
     gpu->process_selective_color(reinterpret_cast<uint8_t *>(m_image->Bits()), m_image->Width(), m_image->Height(),
         list.m_Params, list.m_Mode, nullptr, 0, 0, 0, 0, false);
     loop.exec();
+    if (!isAnswered)
+        KXGpuService::destroy(); // waits, so that the caller's picture may go
     return result;
 }
 

@@ -20,7 +20,8 @@ public:
     /// Begins a run with the flat @p image, which outlives it.
     void Begin(RGBA32iImage &image);
 
-    /// Draws the image of the run. Without pixels where there is no OpenGL, or no answer in half a minute.
+    /// Draws the image of the run. Without pixels where there is no OpenGL, or no answer in half a minute; then the
+    /// service is gone.
     RGBA32iImage Draw(const SelectiveParamsList &list);
 
 private:

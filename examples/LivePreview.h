@@ -46,7 +46,8 @@ public:
         return result;
     }
 
-    /// In place of delete: the pixels have to live until the last call is done.
+    /// In place of delete: the pixels have to live until the last call is done. Not from within what shows; and no
+    /// other preview is made before this one is gone.
     void close()
     {
         m_show = nullptr;

@@ -16,11 +16,12 @@
 /// Threads   Everything but the constructor, @c setSurface and @c moveToThread is for the thread that the object lives
 ///           in, the destructor too. The service's signals are emitted from the GUI thread; the slots here run later,
 ///           one after the other and in the order of the signals.
-/// Pointers  `input` and `mask` are the caller's. **Both must live, and nobody may read or write what they point to,
-///           until the call is done.** That is when its @c finished arrives; of a final call, when the @c finished of a
-///           later call arrives or @c KXGpuService::destroy returns. A call that warns gives no @c finished, and has
-///           not touched them. Parameters are copied with the signal; what @c finished brings is the receiver's own.
-/// Log       "[src/KXGpuProcessor:line] text" by qDebug, and what a caller did wrong by qWarning.
+/// Pointers  `input` and `mask` are the caller's. **Until the call is done both must live, nobody may write what they
+///           point to, and nobody may read the `input` of a final call.** It is done when its @c finished arrives; a
+///           final call, when the @c finished of a later call arrives or @c KXGpuService::destroy returns. A call that
+///           warns gives no @c finished, and has not touched them. Parameters are copied with the signal; what
+///           @c finished brings is the receiver's own.
+/// Log       "[src/KXGpuProcessor:line] text" by qDebug, and the warnings of @c process_selective_color by qWarning.
 
 #include "KXGlobal.h"
 #include "KXImage.h"
