@@ -3,6 +3,7 @@
 #include "kit/Images.h"
 
 #include <QtGui/QOffscreenSurface>
+#include <QtGui/QOpenGLContext>
 
 using kit::Picture;
 using Records = QList<SelectiveParams>;
@@ -146,6 +147,7 @@ private Q_SLOTS:
             process(gpu.processor, input, strong, true, &mask);
             VERIFY_SAME_AT(kit::difference(input, expected), where);
             QVERIFY(gpu.results.isEmpty()); // a final call has no signal
+            QVERIFY(!QOpenGLContext::currentContext()); // each call releases it
         }
     }
 
@@ -200,8 +202,8 @@ private Q_SLOTS:
                       nothing = "Nothing to draw: no pixels, or another size than in begin_filter";
         const std::tuple<QList<QSize>, QSize, int, QStringList> rows[] = { { { { 0, 0 } }, { 0, 0 }, 0,
                                                                                { incomplete, nothing } },
-            { { { -3, 5 } }, { -3, 5 }, 0, { incomplete, nothing } }, { { { 9, 9 } }, { 9, 8 }, 0, { nothing } },
-            { { { 9, 9 } }, { 10, 9 }, 0, { nothing } },
+            { { { INT_MIN, 5 } }, { INT_MIN, 5 }, 0, { incomplete, nothing } },
+            { { { 9, 9 } }, { 9, 8 }, 0, { nothing } }, { { { 9, 9 } }, { 10, 9 }, 0, { nothing } },
             { { { 9, 9 }, { 9, 8 } }, { 9, 8 }, 0, { nothing } }, // too late for another size
             { { { 9, 9 }, { 9, 8 } }, { 9, 9 }, 0, { nothing } },
             { { { 1, INT_MAX } }, { 1, INT_MAX }, 0, { beyond.arg(1).arg(INT_MAX), incomplete, nothing } },
@@ -227,7 +229,8 @@ private Q_SLOTS:
         }
         Gpu gpu;
         gpu.processor.begin_filter(9, 9);
-        gpu.processor.process_selective_color(nullptr, 9, 9, strong, 1, nullptr, 0, 0, 0, 0, true);
+        Picture mask(1, 1);
+        gpu.processor.process_selective_color(nullptr, 9, 9, strong, 1, bytes(mask), 1, 1, 0, 0, true);
     }
 
     void outsideOfRun()
@@ -282,8 +285,8 @@ private Q_SLOTS:
         auto dying = std::make_unique<QObject>();
         connect(gpu, &KXGpuService::finished, dying.get(), [] { QFAIL("nobody is there"); });
 
-        Picture input = Picture::random(200, 100, 1);
-        RGBA32iImage image = input.image(false), tiled(200, 100, true);
+        const Picture picture = Picture::random(200, 100, 1);
+        RGBA32iImage image = picture.image(false), tiled(200, 100, true);
         QRandomGenerator random = kit::random();
         kit::addWindow(random, tiled, QRect(0, 0, 200, 50)); // a flat buffer, but not of the image's size
         const Picture tiledBefore = Picture::of(tiled);
@@ -295,7 +298,8 @@ private Q_SLOTS:
         adjust(image, QRect(0, 0, 200, 100), false);
         adjust(image, QRect(0, 0, 200, 101), true); // more than there is
         adjust(tiled, QRect(0, 0, 200, 100), true);
-        gpu->begin_filter(200, 100);
+        Picture input = Picture::random(120, 80, 2); // another size, as the run before has ended
+        gpu->begin_filter(120, 80);
         process(*gpu, input, mild, false);
         process(*gpu, input, strong, false);
         gpu->end_filter();
@@ -303,7 +307,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(results.size(), 2, limit);
         COMPARE_PICTURE(Picture::of(results[0]), adjusted(input, mild));
         COMPARE_PICTURE(Picture::of(results[1]), adjusted(input, strong));
-        COMPARE_PICTURE(Picture::of(image), adjusted(input, strong)); // an earlier call, so it is done
+        COMPARE_PICTURE(Picture::of(image), adjusted(picture, strong)); // an earlier call, so it is done
         COMPARE_PICTURE(Picture::of(tiled), tiledBefore);
     }
 
