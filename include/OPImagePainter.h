@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// Drawing into images: masks made of layers, and what QPainter draws, shapes and text.
+/// Drawing into images: masks made of layers, and what QPainter draws, shapes and text. Here into a flat layer:
 ///
 /// @code
 /// QPainterPath balloon;
