@@ -672,8 +672,7 @@ QPainterPath OPTextHelper::GetVerticalLine(const QPoint &, int position, int)
     const int length = ShownText().length();
     if (position > length)
         return QPainterPath();
-    return Overlay(
-        OnPlaces(length, [&](const auto &places) { return text::caret(places, position < 0 ? length : position); }));
+    return Overlay(OnPlaces(length, [&](const auto &places) { return text::caret(places, position); }));
 }
 
 QPainterPath OPTextHelper::GetCenteringMark()

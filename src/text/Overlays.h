@@ -17,7 +17,7 @@ template <class Measure>
 class Places {
 public:
     /// @p length is that of the lines with a newline between each two of them, or 0: then nothing is shown of the
-    /// lines, and there is only the position before the first one.
+    /// lines, there is only the position before the first one, and of their heights nothing but the spaces count.
     Places(const QStringList &lines, int length, const QRect &area, Entries &entries, const LineMetrics &metrics,
         const Measure &measure)
         : m_lines(lines)
@@ -33,7 +33,8 @@ public:
             m_starts.push_back(start);
             m_tops.push_back(wrappingAdd(top, entry.spaceBefore));
             start += line.length() + 1;
-            top = wrappingAdd(top, lineAdvance(entry, metrics.lineSpacing, m_lineHeight));
+            top = wrappingAdd(
+                top, length == 0 ? entry.spaceAfter : lineAdvance(entry, metrics.lineSpacing, m_lineHeight));
         }
     }
 
@@ -71,12 +72,14 @@ private:
     std::vector<int> m_starts, m_tops;
 };
 
-/// A stroke as high as a line, upwards.
+/// A stroke as high as a line, upwards. Below 0 it stands at the end of the last line, or at its beginning where nothing
+/// is shown.
 template <class Measure>
 QPainterPath caret(const Places<Measure> &places, int position)
 {
-    const int line = places.LineOf(position), top = places.Top(line);
-    const int x = wrappingAdd(places.X(line), places.Along(line, position));
+    const int line = position < 0 ? places.LineCount() - 1 : places.LineOf(position), top = places.Top(line);
+    const int along = places.Length() == 0 ? 0 : places.Along(line, position < 0 ? places.Length() : position);
+    const int x = wrappingAdd(places.X(line), along);
     QPainterPath path;
     path.moveTo(x, wrappingAdd(top, places.LineHeight()));
     path.lineTo(x, top);

@@ -485,6 +485,9 @@ private Q_SLOTS:
         text.SetTextArea(QRect(0, 0, 1, 500)); // which holds nothing
         text.GetTextRect();
         QVERIFY(text.GetVerticalLine({}, 1, 0).isEmpty() && text.GetCharPath({}).elementCount() == 1);
+        QPainterPath caret(QPointF(4, 7 + 5 + height)); // in the last paragraph, below spaces alone
+        caret.lineTo(4, 7 + 5);
+        QVERIFY(isNear(text.GetVerticalLine({}, -1, 0), caret));
     }
 
     /// An edge is cut into whole pieces, the last of which takes what is left; and into so many at most.

@@ -108,8 +108,7 @@ Sheet retouchingSheet(const QImage &photo, const std::atomic<bool> &stop)
     Sheet sheet { "retouching", "Filled, embossed and repaired",
         "All pixels like the one at the cross, those of them that are joined to it, and a small kernel. Then a scratch "
         "that begins at the upper edge, enlarged: cut out, and closed from its corners by one object of OPInpaint "
-        "after "
-        "the other; and marked in a mask, and repaired sweep by sweep.",
+        "after the other; and marked in a mask, and repaired sweep by sweep.",
         {}, { { "The photo", {}, picture } }, picture.size(), 4 };
     const double w = picture.width(), h = picture.height();
 
