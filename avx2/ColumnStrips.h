@@ -5,7 +5,8 @@
 
 #include "KXPixels.h"
 
-/// Columns of a picture side by side, eight to a vector. What of the last vector lies beyond them is neither read nor written.
+/// Columns of a picture side by side, eight to a vector. What of the last vector lies beyond them is neither read nor
+/// written.
 class ColumnStrips {
 public:
     static constexpr int columns = 8; ///< of a strip

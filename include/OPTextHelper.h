@@ -275,8 +275,8 @@ public:
     /// The underline of all the text, a stroke for each line.
     QPainterPath GetUnderLine();
     /// The caret: a stroke from the bottom of the line to its top. It also sets the caret of @c GetSelectedLines. Empty
-    /// behind the end; below 0 counts as the end, which of a text that its box does not hold is the beginning of its last
-    /// paragraph, with nothing but the spaces of paragraphs above it. @p point and @p last are unused.
+    /// behind the end; below 0 counts as the end, which of a text that its box does not hold is the beginning of its
+    /// last paragraph, with nothing but the spaces of paragraphs above it. @p point and @p last are unused.
     QPainterPath GetVerticalLine(const QPoint &point, int position, int last);
     /// A small square where the text begins, at its ascent; empty for lines lower than 20 pixels.
     QPainterPath GetCenteringMark();

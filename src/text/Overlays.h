@@ -72,8 +72,8 @@ private:
     std::vector<int> m_starts, m_tops;
 };
 
-/// A stroke as high as a line, upwards. Below 0 it stands at the end of the last line, or at its beginning where nothing
-/// is shown.
+/// A stroke as high as a line, upwards. Below 0 it stands at the end of the last line, or at its beginning where
+/// nothing is shown.
 template <class Measure>
 QPainterPath caret(const Places<Measure> &places, int position)
 {

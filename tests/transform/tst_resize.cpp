@@ -109,8 +109,8 @@ private Q_SLOTS:
     }
 
     /// Results for which double precision or another order of operations has other coefficients: in the weights, their
-    /// sum and the division by it, in the centre, in the width of the window, and in where that ends. Computed elsewhere,
-    /// step by step.
+    /// sum and the division by it, in the centre, in the width of the window, and in where that ends. Computed
+    /// elsewhere, step by step.
     void singlePrecision()
     {
         const auto check = [](int from, int to, size_t i, const Coefficients::value_type &expected) {
