@@ -47,10 +47,9 @@ public:
         /// @c OPShiftEdge1D::MaximumShift move the edge by that.
         int contract = 0;
 
-        /// Writes "KXRefineSelection 1.00000", then the fields in their order. False when the stream fails.
+        /// Streamed as "KXRefineSelection 1.00000", then the fields in their order; see "Parameter streams" in
+        /// OPAdjustmentProcessing.h.
         bool Write(QDataStream &stream) const;
-        /// Reads what @c Write wrote, with the version, byte order and precision that the stream is set to. False, with
-        /// nothing stored, when the signature is another; false when the stream fails.
         bool Read(QDataStream &stream);
     };
 
@@ -87,9 +86,8 @@ private:
     const std::atomic<bool> &m_cancel;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const KXRefineSelectionProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, KXRefineSelectionProcessing::Params &params);
 
 /// Feathers the alpha of a mask with a Gaussian of sigma @p radius, and keeps what is wholly selected at least half

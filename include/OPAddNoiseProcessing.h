@@ -52,11 +52,9 @@ public:
         int distribution = 0; ///< 0: @c OPUniformNoise. Anything else: @c OPGaussianNoise
         bool keepAlpha = true; ///< whether the layer keeps its alpha; otherwise the noise covers what is transparent
 
-        /// Writes "KXAddNoise 1.00000", then the fields in their order, the last one as an int. False when the stream
-        /// fails.
+        /// Streamed as "KXAddNoise 1.00000", then the fields in their order; see "Parameter streams" in
+        /// OPAdjustmentProcessing.h.
         bool Write(QDataStream &stream) const;
-        /// Reads what @c Write wrote, with the version and byte order that the stream is set to. False, with nothing
-        /// stored, when the signature is another; false when the stream fails.
         bool Read(QDataStream &stream);
     };
 
@@ -92,7 +90,6 @@ private:
     std::optional<quint32> m_seed;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPAddNoiseProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPAddNoiseProcessing::Params &params);

@@ -36,10 +36,8 @@ public:
         /// values count as 0, those above 4194303 as that.
         int radius = 5;
 
-        /// Writes "KXBoxBlur 1.00000", then the radius. False when the stream fails.
+        /// Streamed as "KXBoxBlur 1.00000", then the radius; see "Parameter streams" in OPAdjustmentProcessing.h.
         bool Write(QDataStream &stream) const;
-        /// Reads what @c Write wrote, with the version and byte order that the stream is set to. False, with nothing
-        /// stored, when the signature is another; false when the stream fails.
         bool Read(QDataStream &stream);
     };
 
@@ -70,7 +68,6 @@ private:
     const std::atomic<bool> &m_cancel;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPBoxBlurProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPBoxBlurProcessing::Params &params);

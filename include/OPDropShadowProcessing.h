@@ -27,10 +27,9 @@
 class KX_EXPORT OPDropShadowProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params : KXShadowParams {
-        /// Writes "KXDropShadow 1.00000", then the fields in their order. False when the stream fails.
+        /// Streamed as "KXDropShadow 1.00000", then the fields in their order; see "Parameter streams" in
+        /// OPAdjustmentProcessing.h.
         bool Write(QDataStream &stream) const;
-        /// Reads what @c Write wrote, with the version and byte order that the stream is set to. False, with nothing
-        /// stored, when the signature is another; false when the stream fails.
         bool Read(QDataStream &stream);
     };
 
@@ -62,7 +61,6 @@ private:
     const std::atomic<bool> &m_cancel;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPDropShadowProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPDropShadowProcessing::Params &params);

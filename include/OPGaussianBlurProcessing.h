@@ -38,10 +38,8 @@ public:
         /// @c KXBlur::CreateGaussianKernel.
         double sigma = 5.0;
 
-        /// Writes "KXGaussianBlur 1.00000", then sigma. False when the stream fails.
+        /// Streamed as "KXGaussianBlur 1.00000", then sigma; see "Parameter streams" in OPAdjustmentProcessing.h.
         bool Write(QDataStream &stream) const;
-        /// Reads what @c Write wrote, with the version, byte order and precision that the stream is set to. False, with
-        /// nothing stored, when the signature is another; false when the stream fails.
         bool Read(QDataStream &stream);
     };
 
@@ -79,7 +77,6 @@ private:
     const std::atomic<bool> &m_cancel;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPGaussianBlurProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPGaussianBlurProcessing::Params &params);

@@ -50,10 +50,9 @@ public:
         int blendIndex = 1;
         int amount = 100; ///< opacity of the composition in percent, from 0 to 100; beyond as KXComposer.h has it
 
-        /// Writes "KXHighPass 1.00000", then the fields in their order. False when the stream fails.
+        /// Streamed as "KXHighPass 1.00000", then the fields in their order; see "Parameter streams" in
+        /// OPAdjustmentProcessing.h.
         bool Write(QDataStream &stream) const;
-        /// Reads what @c Write wrote, with the version, byte order and precision that the stream is set to. False, with
-        /// nothing stored, when the signature is another; false when the stream fails.
         bool Read(QDataStream &stream);
     };
 
@@ -91,7 +90,6 @@ private:
     RGBA32iImage &m_cachedPicture;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPHighPassProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPHighPassProcessing::Params &params);

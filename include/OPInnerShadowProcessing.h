@@ -27,7 +27,8 @@
 class KX_EXPORT OPInnerShadowProcessing : public OPAdjustmentProcessing {
 public:
     struct KX_EXPORT Params : KXShadowParams {
-        /// As @c OPDropShadowProcessing::Params has them, with the signature "KXInnerShadow 1.00000".
+        /// Streamed as "KXInnerShadow 1.00000", then the fields in their order; see "Parameter streams" in
+        /// OPAdjustmentProcessing.h.
         bool Write(QDataStream &stream) const;
         bool Read(QDataStream &stream);
     };
@@ -59,7 +60,6 @@ private:
     const std::atomic<bool> &m_cancel;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPInnerShadowProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPInnerShadowProcessing::Params &params);

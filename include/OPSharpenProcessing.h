@@ -28,10 +28,8 @@ public:
         /// beyond four million wrap.
         int amount = 10;
 
-        /// Writes "KXSharpen 1.00000", then the amount. False when the stream fails.
+        /// Streamed as "KXSharpen 1.00000", then the amount; see "Parameter streams" in OPAdjustmentProcessing.h.
         bool Write(QDataStream &stream) const;
-        /// Reads what @c Write wrote, with the version and byte order that the stream is set to. False, with nothing
-        /// stored, when the signature is another; false when the stream fails.
         bool Read(QDataStream &stream);
     };
 
@@ -54,7 +52,6 @@ private:
     const std::atomic<bool> &m_cancel;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPSharpenProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPSharpenProcessing::Params &params);

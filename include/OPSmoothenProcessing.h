@@ -27,10 +27,8 @@ public:
         /// @c KXBlur::CreateSimpleBoxKernel.
         int amount = 10;
 
-        /// Writes "KXSmoothen 1.00000", then the amount. False when the stream fails.
+        /// Streamed as "KXSmoothen 1.00000", then the amount; see "Parameter streams" in OPAdjustmentProcessing.h.
         bool Write(QDataStream &stream) const;
-        /// Reads what @c Write wrote, with the version and byte order that the stream is set to. False, with nothing
-        /// stored, when the signature is another; false when the stream fails.
         bool Read(QDataStream &stream);
     };
 
@@ -53,7 +51,6 @@ private:
     const std::atomic<bool> &m_cancel;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPSmoothenProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPSmoothenProcessing::Params &params);

@@ -35,11 +35,9 @@ public:
         QColor color = Qt::black; ///< its @c rgba() counts, but for the alpha
         int shape = 1; ///< 0: @c Linear, 1: @c Parabolic. Anything else: the filter does nothing
 
-        /// Writes "KXVignette 1.00001", then falloff, amount, shape and, last, the color. False when the stream fails.
+        /// Streamed as "KXVignette 1.00001", then falloff, amount, shape and, last, the colour; see "Parameter streams"
+        /// in OPAdjustmentProcessing.h. @c Read takes "KXVignette 1.00000" too, which has no colour: it becomes black.
         bool Write(QDataStream &stream) const;
-        /// Reads what @c Write wrote, with the version and byte order that the stream is set to. Reads
-        /// "KXVignette 1.00000" too, which has no color: it becomes black. False, with nothing stored, when the
-        /// signature is another; false when the stream fails.
         bool Read(QDataStream &stream);
     };
 
@@ -81,7 +79,6 @@ private:
     const std::atomic<bool> &m_cancel;
 };
 
-/// @c Params::Write; a failure is reported to the debug log.
+/// See "Parameter streams" in OPAdjustmentProcessing.h.
 KX_EXPORT QDataStream &operator<<(QDataStream &stream, const OPVignetteProcessing::Params &params);
-/// @c Params::Read; a failure is reported to the debug log and leaves the defaults. The stream's status is not touched.
 KX_EXPORT QDataStream &operator>>(QDataStream &stream, OPVignetteProcessing::Params &params);

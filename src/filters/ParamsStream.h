@@ -9,15 +9,15 @@
 
 namespace filters {
 
-/// What messages about a parameter stream name as their origin: a source, and two of its lines.
+/// What messages about a parameter stream name as their origin: a source, and two of its lines. Applications know the
+/// messages by them, so they stay what they are wherever the code moves.
 struct StreamSource {
     const char *path;
     int readLine, writeLine;
 };
 
-/// The declaration of a parameter stream: a signature, its ASCII bytes alone, then the fields with the stream's own
-/// operators, in whatever version, byte order and precision the caller has set; a bool goes as an int, of which 0 alone
-/// is false. @c KX_FILTER_STREAM makes of it what
+/// The declaration of a parameter stream, as OPAdjustmentProcessing.h describes them: a signature, then the fields with
+/// the stream's own operators; of the int that stands for a bool 0 alone is false. @c KX_FILTER_STREAM makes of it what
 /// the filter's header declares.
 template <class Params, class... Field>
 class ParamsStream {
@@ -32,8 +32,7 @@ public:
     {
     }
 
-    /// False when the signature cannot be written, with no field written, or when the stream is not in order
-    /// afterwards.
+    /// When the signature cannot be written no field is.
     bool Write(QDataStream &stream, const Params &params) const
     {
         if (!support::writeSignature(stream, m_signature))
@@ -42,8 +41,6 @@ public:
         return stream.status() == QDataStream::Ok;
     }
 
-    /// False when the signature is another or is cut off, with nothing stored, or when the stream is not in order
-    /// afterwards; then the fields hold what was read.
     bool Read(QDataStream &stream, Params &params) const
     {
         return IsSignature(ReadSignature(stream)) && ReadFields(stream, params);
@@ -58,8 +55,8 @@ public:
         return stream.status() == QDataStream::Ok;
     }
 
-    /// What the stream operators do: a failure is logged, and the stream's status is left alone. @p Whole is what has
-    /// Write and Read: the parameters themselves, or what derives from them.
+    /// What the stream operators do. @p Whole is what has Write and Read: the parameters themselves, or what derives
+    /// from them.
     template <class Whole>
     QDataStream &Put(QDataStream &stream, const Whole &params) const
     {
@@ -68,7 +65,6 @@ public:
         return stream;
     }
 
-    /// After a failure @p params holds the defaults.
     template <class Whole>
     QDataStream &Get(QDataStream &stream, Whole &params) const
     {
