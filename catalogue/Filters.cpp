@@ -61,7 +61,7 @@ Operation vignette(
             { { "centreX, centreY", "pixels", "any", "the centre of the ellipse, and its semi-axes" },
                 { "end", "", "0 to 1", "the share of itself that a pixel keeps at the falloff" },
                 { "falloff", "pixels", "from 1 on", "distance from the ellipse" },
-                { "color", "", "any, its alpha does not count", "what pixels are moved to" } },
+                { "colour", "", "any, its alpha does not count", "what pixels are moved to" } },
             "three divisions and two square roots a pixel that is not well inside the ellipse", kernel,
             keepsAlpha | dependsOnPosition },
         { { "at (700, 500)", [] { return Stage(700, 500, 0.2, 400, OPRGBA32i(0xFF204060u)); } },
@@ -129,14 +129,14 @@ struct InnerShadow : public OPInnerShadowProcessing {
 std::vector<Parameter> shadowParameters()
 {
     const char *const kept = "kept for the application, which composes the shadow";
-    return { { "angle", "degrees", "any", kept }, { "color", "", "any, its alpha does not count", "the shadow's" },
-        { "opacity", "percent", "any", kept }, { "distance", "pixels", "any", kept },
-        { "spread", "percent", "any", kept },
+    return { { "angle", "degrees", "any", kept }, { "colour", "", "any, its alpha does not count", "the shadow's" },
+        { "opacity", "per cent", "any", kept }, { "distance", "pixels", "any", kept },
+        { "spread", "per cent", "any", kept },
         { "blurRadius", "pixels", "0 to the size of the layer", "alpha is averaged over a square around each pixel" },
-        { "noise", "percent", "any", kept } };
+        { "noise", "per cent", "any", kept } };
 }
 
-/// Parameters of a shadow of that color and blur radius.
+/// Parameters of a shadow of that colour and blur radius.
 template <class Params>
 Params shadowOf(const QColor &color, int blurRadius)
 {
@@ -161,8 +161,8 @@ std::vector<Operation> glowThresholds()
                 { "threshold 256", [] { return OPAlphaThreshold(256); } } }),
         adjustment<OPDiffuseGlowProcessing::OPColorizeThreshold>(
             { "Colorize threshold", "OPDiffuseGlowProcessing::OPColorizeThreshold",
-                "Makes a pixel one color, opaque where its luminance reaches a threshold, otherwise transparent.",
-                { threshold, { "color", "", "any, its alpha does not count", "what pixels become" } },
+                "Makes a pixel one colour, opaque where its luminance reaches a threshold, otherwise transparent.",
+                { threshold, { "colour", "", "any, its alpha does not count", "what pixels become" } },
                 "three multiplications and a division a pixel; the kernel does without the division",
                 "ColorizeThresholdAVX2", {} },
             { { "threshold 128", [] { return OPColorizeThreshold(128, OPRGBA32i(0x80FFE0C0u)); } },
@@ -175,10 +175,11 @@ std::vector<Operation> vignettes()
 {
     return {
         vignette<OPVignetteProcessing::Linear>("Linear vignette", "OPVignetteProcessing::Linear",
-            "Moves pixels beyond an ellipse to a color, the more the further away, along a straight line.",
+            "Moves pixels beyond an ellipse to a colour, the more the further away, along a straight line.",
             "LinearAVX2"),
         vignette<OPVignetteProcessing::Parabolic>("Parabolic vignette", "OPVignetteProcessing::Parabolic",
-            "Moves pixels beyond an ellipse to a color, the more the further away, along a parabola.", "ParabolicAVX2"),
+            "Moves pixels beyond an ellipse to a colour, the more the further away, along a parabola.",
+            "ParabolicAVX2"),
     };
 }
 
@@ -202,7 +203,7 @@ std::vector<Operation> filters()
             "KXBoxBlur 1.00000", { { "radius 5", { 5 } }, { "radius 0", { 0 } }, { "radius 200", { 200 } } }),
         filter<AddNoise>(
             { "Add noise", "OPAddNoiseProcessing", "Lays a picture of random pixels over the layer.",
-                { { "amount", "percent", "0 to 100", "opacity of the noise" },
+                { { "amount", "per cent", "0 to 100", "opacity of the noise" },
                     { "distribution", "", "0 or 1", "all values alike, or normally distributed around 255" },
                     { "keepAlpha", "", "false or true", "whether the layer keeps its alpha" } },
                 "making the noise, some thirty times as long for the normal distribution; then a composition",
@@ -213,12 +214,12 @@ std::vector<Operation> filters()
                 { "amount 250, normal, with its alpha", { 250, 7, false } } }),
         filter<OPDiffuseGlowProcessing>(
             { "Diffuse glow", "OPDiffuseGlowProcessing",
-                "Lays a soft halo, in one color, around the bright parts of the layer.",
-                { { "amount", "percent", "0 to 100", "opacity of the glow" },
+                "Lays a soft halo, in one colour, around the bright parts of the layer.",
+                { { "amount", "per cent", "0 to 100", "opacity of the glow" },
                     { "radius", "pixels", "1 to some hundreds; with 0 nothing glows",
                         "sigma of the two blurs; each reaches three times as far" },
                     { "threshold", "", "1 to 255; with 0 everything glows", "the luminance that glows" },
-                    { "color", "", "any, its alpha does not count", "that of the glow" },
+                    { "colour", "", "any, its alpha does not count", "that of the glow" },
                     { "mode", "", "0 or 1", "whether the glow covers what is transparent" } },
                 "grows with the radius: 24 multiplications a pixel for each pixel of it; then a composition",
                 "BrightMaskAVX2, GaussianMaskRowAVX2, GaussianMaskColumnsAVX2, IterativeVectorProcess, "
@@ -244,7 +245,7 @@ std::vector<Operation> filters()
                 "Composes the layer minus its Gaussian blur, plus mid-grey, onto the layer.",
                 { { "radius", "pixels", "0.2 to some hundreds", "sigma of the Gaussian: how large details may be" },
                     { "blendIndex", "", "0 to 3", "composed as SourceOver, Overlay, SoftLight or HardLight" },
-                    { "amount", "percent", "0 to 100", "opacity of the composition" } },
+                    { "amount", "per cent", "0 to 100", "opacity of the composition" } },
                 "a Gaussian blur and a composition, with a warm cache the composition alone",
                 std::string(convolutionKernels)
                     + ", Compose_RGBA32iImage_RGBA32iImage_avx2, ComposeMaskOn_RGBA32iImage_RGBA32iImage_avx2",
@@ -288,11 +289,11 @@ std::vector<Operation> filters()
             "KXSmoothen 1.00000", { { "amount 255", { 255 } }, { "amount 0", { 0 } }, { "amount 100", { 100 } } }),
         filter<OPVignetteProcessing>(
             { "Vignette", "OPVignetteProcessing",
-                "Moves pixels beyond the ellipse that the layer's edges touch to a color.",
+                "Moves pixels beyond the ellipse that the layer's edges touch to a colour.",
                 { { "falloff", "pixels", "from 1 on", "distance from the ellipse at which the amount is reached" },
-                    { "amount", "percent", "0 to 100", "how far pixels are moved there" },
+                    { "amount", "per cent", "0 to 100", "how far pixels are moved there" },
                     { "shape", "", "0 or 1", "along a straight line, or a parabola" },
-                    { "color", "", "any, its alpha does not count", "what pixels are moved to" } },
+                    { "colour", "", "any, its alpha does not count", "what pixels are moved to" } },
                 "three divisions and two square roots a pixel that is not well inside the ellipse",
                 "PixelTransformIterativeVectorProcess, LinearAVX2, ParabolicAVX2", keepsAlpha | needsTwoProcessors },
             "KXVignette 1.00001",

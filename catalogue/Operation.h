@@ -34,7 +34,7 @@ namespace catalogue {
 enum class Kind {
     Mode, ///< lays a second picture over the first
     Adjustment, ///< changes each pixel by itself
-    Filter ///< a pixel's result depends on others; cancelable, with a selection and a parameter stream
+    Filter ///< a pixel's result depends on others; cancellable, with a selection and a parameter stream
 };
 
 /// What an operation works on. Modes and adjustments look at the images alone.

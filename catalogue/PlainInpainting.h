@@ -9,8 +9,8 @@
 #include <cmath>
 #include <exception>
 
-/// Both inpainting engines as they are told, pixel by pixel through QImage::pixel and KXImage::GetColor: what the
-/// library's are compared with, and what they are measured against.
+/// Both inpainting engines as their headers describe them, pixel by pixel through QImage::pixel and KXImage::GetColor:
+/// what the library's are compared with, and what they are measured against.
 namespace catalogue {
 
 class PlainInpaint {

@@ -65,7 +65,7 @@ int main()
         "# Operations\n\n"
         "Every composition mode, adjustment and filter of the library, as its catalogue describes it. The program\n"
         "`kxcore_operations` prints this page; a test holds it against the catalogue.\n\n"
-        "How they are called is told by their headers and, step by step, by [recipes.md](recipes.md). Its section\n"
+        "How they are called stands in their headers and, step by step, in [recipes.md](recipes.md). Its section\n"
         "[Where the rest is shown](recipes.md#where-the-rest-is-shown) leads to what is not on this page: turning\n"
         "and resizing, retouching, painting and text.\n");
     printModes();

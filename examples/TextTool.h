@@ -34,7 +34,7 @@ public:
         m_text.SetTransform(QMatrix4x4(transform));
     }
 
-    /// How a text is deformed, in percent.
+    /// How a text is deformed, in per cent.
     struct Deformation {
         double wave = 0; ///< how far it reaches; 100 of a horizontal one is half the height of a line
         Qt::Orientation direction = Qt::Horizontal; ///< in which the wave runs

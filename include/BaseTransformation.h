@@ -16,11 +16,11 @@
 ///          nothing itself. Nothing but the setters of a class changes an object, and they must not run while a walk
 ///          uses it.
 /// Kernels  An accelerated class holds its kernel in a public static function object that all its objects share. Each
-///          constructor looks it up if it is still empty, and sets @c m_HasKernel if it is bound then. The
-///          library's own classes do that under a lock, so that first objects may be made on several threads at once;
-///          whoever sets or clears a function object himself must not do it while objects are made or used.
+///          constructor looks it up if it is still empty, and sets @c m_HasKernel if it is bound then. The library's
+///          own classes do that under a lock, so that first objects may be made on several threads at once; whoever
+///          sets or clears a function object must not do it while objects are made or used.
 /// Threads  All operations but the destructor are const and touch no shared state: one object serves many threads.
-/// Errors   None. What becomes of parameters beyond the useful ones is told by the class that takes them.
+/// Errors   None. What becomes of parameters beyond the useful ones stands at the class that takes them.
 ///
 /// An adjustment of an application's own overrides the form for one pixel, and that is all:
 /// @code

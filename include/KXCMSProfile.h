@@ -22,7 +22,7 @@
 /// Bad data Whatever is not a whole ICC profile is refused: the answer is false, and what was there stays there. That
 ///          goes for any bytes, truncated, corrupt or hostile; nothing is read past their end, and the work is bounded.
 ///          The engine's complaints go to the debug log.
-/// Memory   Where there is none std::bad_alloc leaves, with everything as it was.
+/// Memory   Where there is none std::bad_alloc is thrown, with everything as it was.
 /// Cost     An empty object costs a pointer. A copy costs a count of references.
 /// Threads  Objects that share a holder may be read, compared, saved and used for transforms from any threads. Loading
 ///          into a shared holder while another thread uses it is not supported.

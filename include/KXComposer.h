@@ -32,7 +32,7 @@
 ///           a tiled one its rows are then done in order. In a flat one, whose pixels its copies share, they are done
 ///           at the same time: the two rectangles may overlap only where their rows coincide.
 /// Errors    std::bad_function_call before @c loadAVX2Functions(true). What is thrown inside (std::bad_alloc above all)
-///           is logged as "[src/KXComposer:line] Unexpected exception ..." and leaves; part of the rows may be
+///           is logged as "[src/KXComposer:line] Unexpected exception ..." and thrown on; part of the rows may be
 ///           composed. From a pool worker only its text arrives, in a QUnhandledException; catch std::exception.
 
 #include "KXBlend.h"

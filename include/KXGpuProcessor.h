@@ -87,8 +87,8 @@ public Q_SLOTS:
     ///         draws nothing, and says so. Read by the first call of a run alone: later calls draw the same picture,
     ///         whatever has become of it. A final call writes the result there, and there is no signal; otherwise the
     ///         result goes into @c finished, and @p input stays.
-    /// Inks    By @c SelectiveParamsList::Range, in per cent; those that lack count as 0. A @p mode of 0 is relative,
-    ///         any other absolute.
+    /// Inks    By @c SelectiveParamsList::Range, in per cent; missing ones count as 0. A @p mode of 0 is relative, any
+    ///         other absolute.
     /// Mask    @p mask_width * @p mask_height pixels, whose fourth byte says how much of the effect comes through; null
     ///         for all of it. Its top left pixel lies on (@p mask_offset_x, @p mask_offset_y) of the picture, and parts
     ///         of it may lie outside. **Outside of the mask nothing changes**: a final call does not write there, and

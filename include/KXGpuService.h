@@ -12,7 +12,7 @@
 
 /// The one object through which an application reaches the GPU. It owns a thread and a @c KXGpuProcessor that lives
 /// there; **its signals are what an application emits to have something done**, but for @c finished, which it connects.
-/// What the calls do, and how long pointers must live, is told at the processor's slots of the same names.
+/// What the calls do, and how long pointers must live, stands at the processor's slots of the same names.
 ///
 /// Threads  Everything here is for the GUI thread, which @c finished comes to as well. Calls return at once; they are
 ///          done one after the other, in their order.

@@ -63,7 +63,7 @@ public:
     /// Leaves every pixel as it is.
     KXSelectiveColorsTransformation();
 
-    /// @p params has a record for each range; those beyond the ninth do not count. Records that lack are the caller's
+    /// @p params has a record for each range; those beyond the ninth do not count. Missing records are the caller's
     /// mistake, which a debug build asserts; they count as 0.
     explicit KXSelectiveColorsTransformation(const SelectiveParamsList &params);
 

@@ -8,15 +8,15 @@
 
 #include <functional>
 
-/// Base of the two stages: the ellipse around a centre whose semi-axes are that centre's coordinates, and the color
+/// Base of the two stages: the ellipse around a centre whose semi-axes are that centre's coordinates, and the colour
 /// that pixels beyond it are moved to. With the centre of an image it is the ellipse that the image's edges touch.
 ///
 /// A pixel at distance d beyond the ellipse, as @c OPVignetteProcessing::Distance has it, keeps a share t of itself, at
-/// least 0, and takes the rest of its colours from the color: c * t + color * (1 - t), halves up. Others stay as they
-/// are, and so does alpha.
+/// least 0, and takes the rest of each channel c from that of the colour k: c * t + k * (1 - t), halves up. Others stay
+/// as they are, and so does alpha.
 ///
 /// Range    Any values. Where t is not a number, as with a falloff of 0 and an end of 1, it is 0. A share above 1,
-///          which needs an end above 1 or a negative falloff, moves away from the color: what is then above 255 or not
+///          which needs an end above 1 or a negative falloff, moves away from the colour: what is then above 255 or not
 ///          a number becomes 255, and what is below 0 is truncated to an integer and wraps around in its lowest byte.
 /// Cost     Three divisions and two square roots for a pixel beyond the ellipse, or near it.
 class KX_EXPORT KXVignette : public BaseTransformation {

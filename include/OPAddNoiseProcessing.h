@@ -38,7 +38,7 @@
 ///          readers; runs that look or set at the same time exclude one another by a mutex of the library's, and each
 ///          picture is whole. Two that find none both make one, and the later one stays. An application that looks at
 ///          the pictures or sets them itself holds the lock **for writing**. Rows of the layer are read and written
-///          under the lock as well, so nobody may hold it while he calls @c run.
+///          under the lock as well, so nobody may hold it and call @c run.
 /// Cancel   A cancel while the noise is made leaves the picture that is kept as it was, and the layer too.
 class KX_EXPORT OPAddNoiseProcessing : public OPAdjustmentProcessing {
 public:
@@ -46,7 +46,7 @@ public:
     using OPGaussianNoise = ::OPGaussianNoise;
 
     struct KX_EXPORT Params {
-        /// Opacity of the noise in percent, from 0 to 100. What lies beyond is not clamped; the result is then defined
+        /// Opacity of the noise in per cent, from 0 to 100. What lies beyond is not clamped; the result is then defined
         /// but of no use.
         int amount = 50;
         int distribution = 0; ///< 0: @c OPUniformNoise. Anything else: @c OPGaussianNoise

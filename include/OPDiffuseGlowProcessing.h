@@ -28,7 +28,7 @@ public:
     using OPColorizeThreshold = ::OPColorizeThreshold;
 
     struct KX_EXPORT Params {
-        /// Opacity of the glow in percent, from 0 to 100. What lies beyond is not clamped; the result is then defined
+        /// Opacity of the glow in per cent, from 0 to 100. What lies beyond is not clamped; the result is then defined
         /// but of no use.
         int amount = 100;
         /// Sigma of the Gaussian in pixels; each blur reaches three times as far, see @c OPGaussianAlpha1D. With 0

@@ -46,7 +46,7 @@ public:
     ///            @c maskInverted says whether the image is seen beyond the mask. **Without a mask that is to be set:**
     ///            otherwise nothing is seen, and the shadow is empty. No selection is looked at.
     /// Result     A new flat image, larger than the layer by the blur radius on each side, but its origin is (0, 0) all
-    ///            the same: the layer's top left pixel belongs on (blurRadius, blurRadius). Every pixel has the color,
+    ///            the same: the layer's top left pixel belongs on (blurRadius, blurRadius). Every pixel has the colour,
     ///            transparent ones too. A layer of no area stays one.
     /// Storage    The image and the mask may be flat or tiled, and are only read.
     /// Progress   A step per row and column of the result, with a blur radius of 0 one per row.

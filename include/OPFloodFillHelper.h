@@ -38,7 +38,7 @@
 ///           **A seed of alpha 0 matches all that has an alpha of 0, whatever the colour and the tolerance**, and
 ///           nothing else. In the form without tolerance a pixel matches that equals the seed in all four channels.
 /// Marker    The forms with tolerance overwrite what they have filled in their working picture with a colour that does
-///           not match, the *marker*. **It stays**, as told at each form. Blue, green and red are asked in turn, each
+///           not match, the *marker*. **It stays**, as each form says. Blue, green and red are asked in turn, each
 ///           whether its 0 is beyond the tolerance, and if not, whether its 255 is. The first that is decides: 0 gives
 ///           opaque black, 255 the same with 255 in that channel. Where none is, alpha is asked: black with an alpha of
 ///           1 if the tolerance begins above that, and otherwise opaque black if it ends below 255.
@@ -51,7 +51,7 @@
 ///           "[src/OPFloodFillHelper:line] FloodFill seed point is out of range." without tolerance; with it " %1"
 ///           stands in place of the full stop, just so. The KXImages here are flat: a tiled one, also with a flat
 ///           window, and one of no area have no pixel at all, so every seed is outside. Where there is no memory
-///           std::bad_alloc leaves; what was filled until then stays.
+///           std::bad_alloc is thrown; what was filled until then stays.
 /// Owner     Everything is borrowed for the call. The colours may lie in the pictures.
 /// Threads   The calling thread. Calls on different pictures may run at once; two on one source, or on copies of it,
 ///           see each other's marks.
@@ -91,7 +91,7 @@ public:
     /// @p bounds gets its rectangle.
     ///
     /// Size    @p destination may be larger than @p source. Where the region leaves it, and where it is tiled, a
-    ///         std::out_of_range leaves with the text "OPImage::SetColor"; what was filled until then is painted and
+    ///         std::out_of_range is thrown with the text "OPImage::SetColor"; what was filled until then is painted and
     ///         marked, @p bounds is not written. The order is by columns: each from its topmost pixel down, at first
     ///         the seed's.
     /// Shares  A @p destination that shares the pixels of @p source, or is it, ends with the marker.

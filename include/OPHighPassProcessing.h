@@ -13,7 +13,7 @@
 /// Brings out the details of a layer: the layer minus its Gaussian blur, plus mid-grey, composed onto the layer.
 ///
 /// The picture of details is the expensive part. The caller keeps it from one run to the next, so that another amount
-/// or another mode costs one composition. He makes three objects for that, which all runs on one layer and selection
+/// or another mode costs one composition. For that there are three objects, which all runs on one layer and selection
 /// are given: a lock, the radius of the picture that is kept, and the picture itself. The radius begins as a value that
 /// no run uses.
 ///
@@ -48,7 +48,7 @@ public:
         double radius = 10.0;
         /// How the details are composed: 1 Overlay, 2 SoftLight, 3 HardLight; anything else SourceOver.
         int blendIndex = 1;
-        int amount = 100; ///< opacity of the composition in percent, from 0 to 100; beyond as KXComposer.h has it
+        int amount = 100; ///< opacity of the composition in per cent, from 0 to 100; beyond as KXComposer.h has it
 
         /// Streamed as "KXHighPass 1.00000", then the fields in their order; see "Parameter streams" in
         /// OPAdjustmentProcessing.h.

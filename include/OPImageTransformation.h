@@ -1,8 +1,8 @@
 #pragma once
 
 /// @file
-/// Images resampled through a QTransform. OPImageTransformation.h has them in three grades of quality, and a plain form
-/// that visits every pixel of the destination; for a new size alone, with a filter made for it, see KXResizeImage.
+/// Images resampled through a QTransform: in three grades of quality, and in a plain form that visits every pixel of
+/// the destination. For a new size alone, with a filter made for it, see KXResizeImage.h.
 ///
 /// @code
 /// /// All of @p photo, turned clockwise, in an image as large as that needs.
@@ -116,7 +116,7 @@ extern template KX_EXPORT bool BicubicTransformImage<RGBA32iImage, RGBA32iImage>
 ///          pixels is detached first.
 /// CMYK     To a QImage a channel is (1 - (ink * (1 - black) + black)) * 65535, rounded, without its low byte, where
 ///          ink and black are bytes times 256 / 65535. These are not the colours that @c ConvertImage makes.
-/// Errors   What is thrown is logged as "[src/KXImage:line] Unexpected exception text" and leaves.
+/// Errors   What is thrown is logged as "[src/KXImage:line] Unexpected exception text" and thrown on.
 template <class From, class To>
 bool TransformImage(const From &source, const QTransform &transform, To &destination, const QRect &sourceRect);
 

@@ -36,7 +36,7 @@ public:
     struct InnerShadowData : KXFilterParams<Params>, KXFilterData { };
 
     struct InnerShadowResult {
-        RGBA32iImage color; ///< the layer through its mask, in the color
+        RGBA32iImage color; ///< the layer through its mask, in the colour
         RGBA32iImage shape; ///< how much of it is in the shadow: 255 minus the layer's blurred alpha
         QPoint origin; ///< where on the layer the top left pixel of @c shape lies
     };

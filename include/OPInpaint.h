@@ -45,8 +45,8 @@
 ///          A copy of the object goes on from the same state with the same picture; each has its own idea of what is
 ///          known, so call only one of them. An object that was moved from does nothing.
 /// Again    A second call goes on where the first one ended, and for a finished one that is one pass without a change.
-/// Errors   A null picture is left alone. Where there is no memory, std::bad_alloc leaves: from the constructor, or
-///          from a call before it has filled anything.
+/// Errors   A null picture is left alone. Where there is no memory, std::bad_alloc is thrown: by the constructor, or by
+///          a call before it has filled anything.
 /// Threads  The calling thread; no state is shared between objects.
 /// Cost     Twice four bytes for each pixel of the picture, and as many as one of these again while the object is made
 ///          of a picture in another format than Format_ARGB32. A pass reads the rows that it works and those

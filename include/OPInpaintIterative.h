@@ -50,12 +50,12 @@
 ///          reads it anew.
 /// Storage  Flat images alone, and their buffers are written, which copies share. **The pixels of the image may be
 ///          those of the mask**; nothing is kept aside.
-/// Errors   A tiled mask: std::out_of_range leaves the constructor. What reaches beyond the image or the mask, as
+/// Errors   A tiled mask: the constructor throws std::out_of_range. What reaches beyond the image or the mask, as
 ///          stages 2 and 3 do at the edge of the image, and any repair of a tiled image, **ends the sweep where it
 ///          is**, with the line "[include/OPTransformImageColors:line] Unexpected exception OPImage::GetColor" (or
 ///          SetColor) in the log; what was done until then stays and counts. An empty @p maskRect: every call returns
-///          false. Where there is no memory for the frontier std::bad_alloc leaves the constructor. The
-///          rectangles may lie anywhere, however far outside.
+///          false. Where there is no memory for the frontier the constructor throws std::bad_alloc. The rectangles may
+///          lie anywhere, however far outside.
 /// Owner    Borrows the image, which must live as long as the object; shares the mask's pixels.
 /// Threads  The calling thread. Objects on different images and masks may be used by different threads; the stage may
 ///          be read and changed by any of them at any time.

@@ -12,14 +12,14 @@
 /// Pixels   The form for raw memory, and the one for a word 0xAARRGGBB. **That for an OPRGBA32i does nothing**: pass
 ///          its @c word.
 /// QImage   Every pixel of an image of 32 bits a pixel, whose fourth byte is taken as alpha, as in Format_ARGB32.
-///          Images of any other depth stay as they are. One that shares its pixels gets some of its own.
+///          Images of any other depth stay as they are. One that shares its pixels is detached first.
 /// KXImage  **A tiled image alone**, every tile of it, also beyond the edges of the image; a flat one stays as it is.
 ///          Each tile that anything else shares is made private, and so are fake ones: as they become black, they are
 ///          content now, of 64 KiB each. A null tile stays null. A flat window is not looked at; where it stood for
 ///          fake tiles it does not show any more.
 /// Back     There is no way back: @c Invert does nothing.
 /// Threads  One object serves many threads, each on an image of its own.
-/// Errors   Without memory for pixels of one's own std::bad_alloc leaves; tiles before that one are done.
+/// Errors   Without memory for pixels of its own std::bad_alloc is thrown; the tiles before that one are done.
 class KX_EXPORT OPTCGrayscaleFromRGBA32iAlpha : public OPColorTransformBase {
 public:
     OPTCGrayscaleFromRGBA32iAlpha() = default;

@@ -108,8 +108,8 @@ struct TextParagraphParams {
 ///
 /// Owner    A value: a copy has all of it, the layout included.
 /// Threads  One thread that may use fonts; there is a QGuiApplication.
-/// Errors   None. Bad input gives empty paths or is clamped, as it says where it matters. Memory may end, and then
-///          std::bad_alloc leaves.
+/// Errors   None. Bad input gives empty paths or is clamped, as it says where it matters. Without memory it throws
+///          std::bad_alloc.
 class KX_EXPORT OPTextHelper {
 public:
     enum AlignmentMode : int { Left = 1, Centre = 2, Right = 3 };
@@ -218,7 +218,7 @@ public:
     /// image after a layout shrinks them to a point (of a text without visible characters it is empty), and the next
     /// one shows them, as two strokes of a pixel at the corners of the block. So call `SetText(GetText())`, and
     /// @c SetParagraphParameters where there is a box, before every image but the first. A deformed text that is
-    /// stretched so much that a stroke is two pieces long, as from 400 percent on with pieces of 2 pixels, shows what
+    /// stretched so much that a stroke is two pieces long, as from 400 per cent on with pieces of 2 pixels, shows what
     /// its cut strokes have besides their last four points in the first image too.
     ///
     /// Images are flat, straight colour, as large as the path's bounding rectangle in whole pixels or the rectangle

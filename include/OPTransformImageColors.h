@@ -23,10 +23,10 @@
 ///          copy of the adjustment. The progress function is called from any of them.
 /// Owner    The walk keeps its own copy of the adjustment, which copies of the walk share. It borrows the image and the
 ///          cancel flag.
-/// Errors   What the adjustment or the progress function throws is logged as
-///          "[include/OPTransformImageColors:line] ..." and thrown on, once all workers have ended; the other workers
-///          finish the rows that remain. A QImage that shares its pixels stays as it is where there is no memory for
-///          pixels of its own, and std::bad_alloc leaves.
+/// Errors   What the adjustment or the progress function throws is logged as "[include/OPTransformImageColors:line]
+///          ..." and thrown on, once all workers have ended; the other workers finish the rows that remain. A QImage
+///          that shares its pixels stays as it is where there is no memory for pixels of its own, and std::bad_alloc is
+///          thrown.
 /// Cost     A virtual call per pixel, or, for a KXCMSTransform and for the library's cheapest adjustments, per row or
 ///          none; and a look at the tile table per tile and row. Nothing is allocated per row.
 
@@ -61,8 +61,8 @@ public:
 /// Rows     **On a flat KXImage the last row of the rectangle is left as it is**, so that an image of one row passes
 ///          unchanged; tiled images and QImages are changed in all rows. This is intended, and relied on.
 /// Threads  Flat: as above. Tiled: the workers run one after the other, so that the first does all rows, in order; what
-///          it throws leaves with the rows that remain undone. QImage: the calling thread does all rows, also on a
-///          single processor; where the kernel is used its workers do all but the last row.
+///          it throws leaves the walk, and the rows after it undone. QImage: the calling thread does all rows, also on
+///          a single processor; where the kernel is used its workers do all but the last row.
 /// QImage   32-bit pixels in the order of OPRGBA32i; the format is not looked at. An image of another depth is left as
 ///          it is. As with any write, an image that shares its pixels is detached first.
 template <class Transformation, class Image = RGBA32iImage>
@@ -85,7 +85,7 @@ private:
     QRect m_rect;
 };
 
-/// The iterative walk: cancelable and with progress, for the stages of filters. It takes an RGBA32iImage alone; a
+/// The iterative walk: cancellable and with progress, for the stages of filters. It takes an RGBA32iImage alone; a
 /// QImage goes through the plain walk, OPTransformImageColors.
 ///
 /// Rows     All rows of the rectangle, whatever the storage.

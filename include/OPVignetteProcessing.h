@@ -29,9 +29,9 @@ public:
 
     struct KX_EXPORT Params {
         /// The distance from the ellipse, in pixels, at which the tint has reached @c amount. It goes on growing
-        /// beyond. With 0 every pixel beyond the ellipse takes the color; negative ones: see @c KXVignette.
+        /// beyond. With 0 every pixel beyond the ellipse takes the colour; negative ones: see @c KXVignette.
         int falloff = 1;
-        int amount = 100; ///< in percent; 0 changes nothing unless the falloff is 0; negative ones: see @c KXVignette
+        int amount = 100; ///< in per cent; 0 changes nothing unless the falloff is 0; negative ones: see @c KXVignette
         QColor color = Qt::black; ///< its @c rgba() counts, but for the alpha
         int shape = 1; ///< 0: @c Linear, 1: @c Parabolic. Anything else: the filter does nothing
 

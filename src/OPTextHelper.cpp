@@ -299,7 +299,7 @@ void OPTextHelper::FlagFunction(QPointF &position, QPainterPath &path, const QRe
     const QRect r = text::rounded(rect.width() == 0 || rect.height() == 0 ? m_textRect : rect);
     const int width = text::widthOf(r), height = text::heightOf(r);
     const int lines = ShownLines().size();
-    const int amplitude = (m_vertical ? width : height) / (2 * lines); // at 100 percent half the height of a line
+    const int amplitude = (m_vertical ? width : height) / (2 * lines); // at 100 per cent half the height of a line
     const int halfSpan = (m_vertical ? height : width) / 2;
     FlagFunction(position, path, r.center(), float(halfSpan), amplitude);
 }

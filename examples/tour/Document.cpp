@@ -30,7 +30,8 @@ double smoothStep(double from, double to, double v)
     return t * t * (3 - 2 * t);
 }
 
-/// Sets the pixels of @p area to color with the alpha alphaAt(x, y) in 0..1. Tiles outside the area stay as they are.
+/// Sets the pixels of @p area to the colour with the alpha alphaAt(x, y) in 0..1. Tiles outside the area stay as they
+/// are.
 template <class Alpha>
 void cover(RGBA32iImage &image, const QRect &area, const QColor &color, Alpha alphaAt)
 {

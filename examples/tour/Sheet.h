@@ -21,7 +21,7 @@ struct Sheet {
         QString name;
         QString details; ///< such as parameters; may be empty
         QImage picture; ///< ARGB32, of the sheet's size
-        double milliseconds = 0; ///< what it took to make it; 0: not told
+        double milliseconds = 0; ///< what it took to make it; 0: not shown
     };
 
     QString file; ///< without its ending

@@ -19,7 +19,7 @@ namespace {
 constexpr char moduleFile[] = "libkxcore_avx2.so";
 
 /// The module file beside the file of the shared object that this code is part of, by its absolute path without
-/// symbolic links; "" when that cannot be told.
+/// symbolic links; "" when that cannot be found out.
 class DefaultModule {
 public:
     DefaultModule()

@@ -13,8 +13,8 @@ inline void *flatPixels(RGBA32iImage &image) { return image.IsTiled() ? nullptr 
 /// the first quarter of its pixels is changed. That is intended.
 inline unsigned int pixelCount(const RGBA32iImage &image) { return unsigned(image.Width()) * unsigned(image.Height()); }
 
-/// Gives each row of @p image to @p transform, all of it. An image that shares its pixels gets some of its own before;
-/// one of other than 32 bits a pixel stays as it is.
+/// Gives each row of @p image to @p transform, all of it. An image that shares its pixels is detached first; one of
+/// other than 32 bits a pixel stays as it is.
 inline void applyToRows(const OPColorTransformBase &transform, QImage &image)
 {
     if (image.depth() != 32)

@@ -19,7 +19,7 @@ constexpr filters::ParamsStream older(
 constexpr filters::ParamsStream stream(
     "KXVignette 1.00001", "vignette", source, &Params::falloff, &Params::amount, &Params::shape, &Params::color);
 
-/// A stage on a part of the layer: it is told positions in the part, and takes them where they lie in the layer.
+/// A stage on a part of the layer: it is called with positions in the part, and adds where that begins in the layer.
 template <class Stage>
 class OnPart : public Stage {
 public:

@@ -246,7 +246,8 @@ void takeGroups(
 /// on, counts them there as it finishes them, and returns false if it is to get no more.
 ///
 /// A worker that throws gets no more lines, and the others take all groups that it did not reach. What it left of its
-/// own group is done in another round, by as many workers as have not thrown. In the end what was thrown first leaves.
+/// own group is done in another round, by as many workers as have not thrown. In the end the first exception is thrown
+/// on.
 template <class Groups, class MakeWorker>
 void forEachGroup(const Groups &groups, int count, MakeWorker makeWorker)
 {

@@ -8,8 +8,9 @@
 
 namespace lines {
 
-/// Slides @p window along a line. @p line holds @p lineLength pixels; out[0] is centered at line[@p offset]. Where the
-/// window overhangs the line, the end pixel counts once for each position, so that a mean always has the same divisor.
+/// Slides @p window along a line. @p line holds @p lineLength pixels; out[0] is the mean around line[@p offset]. Where
+/// the window overhangs the line, the end pixel counts once for each position, so that a mean always has the same
+/// divisor.
 ///
 /// Calls are made without the virtual table: @p Accumulator is the class of the object itself, not a base of it.
 template <class Accumulator>

@@ -32,7 +32,7 @@ inline BorrowedImage<const OPRGBA32i> borrow(const QImage &image)
 }
 
 /// For writing: an image that shares its pixels, or has those of a buffer that may only be read, gets a copy. Without
-/// memory for it std::bad_alloc leaves and @p image shares as before; **but an image on a read-only buffer that no
+/// memory for it std::bad_alloc is thrown and @p image shares as before; **but an image on a read-only buffer that no
 /// other image shares is null then**: Qt drops it, and does not tell beforehand that there is something to copy.
 inline BorrowedImage<OPRGBA32i> borrowForWriting(QImage &image)
 {

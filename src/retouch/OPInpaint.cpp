@@ -64,7 +64,7 @@ QRect boundsOf(const QSize &size, const QRect &area, const ColumnsOf &columnsOf)
     return QRect(QPoint(minX, minY), QPoint(maxX, maxY)) & area;
 }
 
-/// Whether the pixels of @p image are at hand as QImage::pixel would give them.
+/// Whether the bytes of @p image are its pixels as QImage::pixel gives them.
 bool isPlain(const QImage &image) { return image.format() == QImage::Format_ARGB32; }
 
 } // namespace

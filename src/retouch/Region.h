@@ -196,7 +196,7 @@ private:
 /// @p box contains and that are joined to it by their edges. The region of a seed that the box does not contain is the
 /// one around the pixel below it. Returns the bounds of the region and the seed.
 ///
-/// @p paint may write into the row that it is told of.
+/// @p paint may write into the row that it is called for.
 template <class Paint>
 Bounds fillRegion(const Pixels &pixels, const ColorBox &box, const QPoint &seed, const Paint &paint)
 {

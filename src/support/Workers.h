@@ -228,8 +228,8 @@ private:
 } // namespace detail
 
 /// Runs @p body once on each of @p count workers of the global pool and waits for all of them, also when some throw;
-/// then what the first of those that threw has thrown leaves: a QException or std::bad_alloc as it is, anything else as
-/// a QUnhandledException. With a count of 0 or less nothing runs. Without memory for a single worker @p body runs here:
+/// then the first of these exceptions is thrown here: a QException or std::bad_alloc as it is, anything else as a
+/// QUnhandledException. With a count of 0 or less nothing runs. Without memory for a single worker @p body runs here:
 /// every body takes items until none are left.
 ///
 /// @p body is shared by the workers. A worker that has not begun by the time the caller waits for it is run by the
