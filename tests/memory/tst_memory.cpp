@@ -126,8 +126,8 @@ struct Scene {
     const std::atomic<bool> cancel { false };
     const QRect rect { QPoint(), size };
 
-    std::vector<OPRGBA32i> Sources() const { return Pixels({ flat, tiled, mask, tiledMask }, picture); }
-    std::vector<OPRGBA32i> Targets() const { return Pixels({ flatTarget, tiledTarget }, sharing); }
+    std::vector<OPRGBA32i> Sources() const { return Pixels({ flat, tiled, mask, tiledMask, imageOf(picture) }); }
+    std::vector<OPRGBA32i> Targets() const { return Pixels({ flatTarget, tiledTarget, imageOf(sharing) }); }
 
     /// For filters: the flat target, or what is selected of it.
     void Fill(KXFilterData &data, bool selected) const
@@ -149,16 +149,14 @@ struct Scene {
 private:
     static constexpr QSize size { 150, 140 };
 
-    static std::vector<OPRGBA32i> Pixels(std::initializer_list<RGBA32iImage> images, const QImage &picture)
+    static RGBA32iImage imageOf(const QImage &image) { return ConvertImage<QImage, RGBA32iImage>(image); }
+
+    static std::vector<OPRGBA32i> Pixels(std::initializer_list<RGBA32iImage> images)
     {
         std::vector<OPRGBA32i> pixels;
         for (const RGBA32iImage &image : images) {
             const kit::Picture part = kit::Picture::of(image);
             pixels.insert(pixels.end(), part.pixels.begin(), part.pixels.end());
-        }
-        for (int y = 0; y < picture.height(); ++y) {
-            const auto *const row = reinterpret_cast<const OPRGBA32i *>(picture.constScanLine(y));
-            pixels.insert(pixels.end(), row, row + picture.width());
         }
         return pixels;
     }

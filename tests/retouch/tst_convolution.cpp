@@ -1,12 +1,10 @@
-#include "KXConverter.h"
 #include "OPImageConvolution.h"
-#include "kit/Picture.h"
-
-#include <QtGui/QImage>
+#include "kit/QtPictures.h"
+#include "kit/Table.h"
 
 #include <limits>
 
-using kit::Picture;
+using kit::Picture, kit::pictureOf, kit::qimageOf;
 using Values = std::vector<double>;
 
 Q_DECLARE_METATYPE(Values)
@@ -16,9 +14,6 @@ namespace {
 /// The four forms: of the two classes, on a KXImage and on a QImage.
 enum Form { All, AllQt, Alpha, AlphaQt };
 constexpr Form forms[] = { All, AllQt, Alpha, AlphaQt };
-
-QImage asQImage(const Picture &picture) { return ConvertImage<RGBA32iImage, QImage>(picture.image(false)); }
-Picture pictureOf(const QImage &image) { return Picture::of(ConvertImage<QImage, RGBA32iImage>(image)); }
 
 template <class Image>
 void apply(Form form, Image &image, const double *cells, QSize size)
@@ -32,7 +27,7 @@ void apply(Form form, Image &image, const double *cells, QSize size)
 Picture convolved(Form form, const Picture &picture, const double *cells, QSize size)
 {
     if (form == AllQt || form == AlphaQt) {
-        QImage image = asQImage(picture);
+        QImage image = qimageOf(picture);
         apply(form, image, cells, size);
         return pictureOf(image);
     }
@@ -82,32 +77,24 @@ private Q_SLOTS:
     /// Rows and columns of pixels whose channels are all alike, and what each form makes of them by hand.
     void byHand_data()
     {
-        QTest::addColumn<Values>("pixels");
-        QTest::addColumn<Values>("cells");
-        QTest::addColumn<Values>("all");
-        QTest::addColumn<Values>("allQt");
-        QTest::addColumn<Values>("alpha");
-        QTest::addColumn<Values>("alphaQt");
+        const kit::Table<Values, Values, Values, Values, Values, Values> table(
+            "pixels", "cells", "all", "allQt", "alpha", "alphaQt");
         const Values line { 10, 20, 30 }, next { 20, 30, 0 }, ones { 100, 100, 100 };
-        const auto row = [](const char *name, const Values &pixels, const Values &cells, const Values &all,
-                             const Values &allQt, const Values &alpha, const Values &alphaQt) {
-            QTest::newRow(name) << pixels << cells << all << allQt << alpha << alphaQt;
-        };
-        row("the first cell weighs the last sample", line, { 1, 0, 0 }, { 20, 30, 30 }, next, next, next);
-        row("in place, the last cell meets results", line, { 0, 0, 1 }, { 10, 10, 10 }, { 0, 10, 20 }, { 0, 0, 0 },
-            { 0, 10, 20 });
-        row("sums run on", line, { 0, 1, 1 }, { 20, 40, 70 }, { 10, 30, 50 }, { 10, 30, 60 }, { 10, 30, 50 });
-        row("an even width reaches to the right", line, { 1, 0 }, { 20, 30, 30 }, next, next, next);
-        row("truncated, not rounded", { 255, 1, 2 }, { 254.9 / 255 }, { 254, 0, 1 }, { 254, 0, 1 }, { 254, 0, 1 },
+        table.row("the first cell weighs the last sample", line, { 1, 0, 0 }, { 20, 30, 30 }, next, next, next);
+        table.row("in place, the last cell meets results", line, { 0, 0, 1 }, { 10, 10, 10 }, { 0, 10, 20 },
+            { 0, 0, 0 }, { 0, 10, 20 });
+        table.row("sums run on", line, { 0, 1, 1 }, { 20, 40, 70 }, { 10, 30, 50 }, { 10, 30, 60 }, { 10, 30, 50 });
+        table.row("an even width reaches to the right", line, { 1, 0 }, { 20, 30, 30 }, next, next, next);
+        table.row("truncated, not rounded", { 255, 1, 2 }, { 254.9 / 255 }, { 254, 0, 1 }, { 254, 0, 1 }, { 254, 0, 1 },
             { 254, 0, 1 });
         // Just above 2^24 + 1, which lies between two floats, and becomes the upper one; cells are not rounded.
-        row("rounded once at each cell", { 1, 1, 1 }, { 0x1p24, 1 + 0x1p-27, -0x1p24 }, { 1, 1, 1 }, { 255, 1, 0 },
-            { 255, 0, 1 }, { 255, 2, 0 });
+        table.row("rounded once at each cell", { 1, 1, 1 }, { 0x1p24, 1 + 0x1p-27, -0x1p24 }, { 1, 1, 1 },
+            { 255, 1, 0 }, { 255, 0, 1 }, { 255, 2, 0 });
         const double infinity = std::numeric_limits<double>::infinity(), nan = std::nan("");
-        row("infinite", ones, { infinity }, { 0, 0, 0 }, { 0, 0, 0 }, { 255, 255, 255 }, { 255, 255, 255 });
-        row("too large", ones, { 1e300 }, { 0, 0, 0 }, { 0, 0, 0 }, { 255, 255, 255 }, { 255, 255, 255 });
-        row("not a number", ones, { nan }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 });
-        row("not a number beside the image", line, { 0, 1, nan }, { 0, 0, 0 }, { 10, 0, 0 }, { 10, 0, 0 },
+        table.row("infinite", ones, { infinity }, { 0, 0, 0 }, { 0, 0, 0 }, { 255, 255, 255 }, { 255, 255, 255 });
+        table.row("too large", ones, { 1e300 }, { 0, 0, 0 }, { 0, 0, 0 }, { 255, 255, 255 }, { 255, 255, 255 });
+        table.row("not a number", ones, { nan }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 }, { 0, 0, 0 });
+        table.row("not a number beside the image", line, { 0, 1, nan }, { 0, 0, 0 }, { 10, 0, 0 }, { 10, 0, 0 },
             { 10, 0, 0 });
     }
     void byHand()
@@ -138,7 +125,7 @@ private Q_SLOTS:
         Picture drawn(3, 3);
         for (unsigned i = 0; i < 9; ++i)
             drawn.pixels[i].word = 0xFF000000u + (101 + i) * 0x010101u;
-        QImage picture = asQImage(drawn);
+        QImage picture = qimageOf(drawn);
         const double emboss[] = { -2, -1, 0, -1, 1, 1, 0, 1, 2 };
         OPImageConvolution(emboss, QSize(3, 3))(picture);
         QCOMPARE(picture.pixel(1, 1), 0xFF515151u); // 81
@@ -165,7 +152,7 @@ private Q_SLOTS:
     {
         const kit::LogCapture warnings; // of indices without a colour
         const double cells[] = { 0.25, 0.125, -0.5, 0.25, 0.5, 0.375 };
-        const QImage drawn = asQImage(Picture::random(21, 9, 4));
+        const QImage drawn = qimageOf(Picture::random(21, 9, 4));
         for (int format = 1; format < QImage::NImageFormats; ++format) {
             const QImage before = drawn.convertToFormat(QImage::Format(format));
             const QImage samples = before.convertToFormat(QImage::Format_ARGB32, Qt::NoOpaqueDetection);

@@ -1,6 +1,7 @@
 #include "OPFloodFillHelper.h"
 
-#include "kit/Picture.h"
+#include "kit/QtPictures.h"
+#include "kit/Table.h"
 
 #include <cstdlib>
 #include <deque>
@@ -137,20 +138,19 @@ private Q_SLOTS:
 
     void markers_data()
     {
-        for (const char *const name : { "seed", "tolerance", "marker" }) // no marker: all is filled
-            QTest::addColumn<unsigned>(name);
-        QTest::newRow("blue from 1 on") << 0x80807E80u << 0x0000807Fu << 0xFF000000u;
-        QTest::newRow("blue to 254") << 0x8080807Eu << 0x00000080u << 0xFF0000FFu;
-        QTest::newRow("green from 1 on") << 0x807E8080u << 0x00807F80u << 0xFF000000u;
-        QTest::newRow("green to 254") << 0x80807E80u << 0x00008080u << 0xFF00FF00u;
-        QTest::newRow("red from 1 on") << 0x80808080u << 0x007F8080u << 0xFF000000u;
-        QTest::newRow("red to 254") << 0x807E8080u << 0x00808080u << 0xFFFF0000u;
-        QTest::newRow("alpha from 2 on") << 0x80808080u << 0x7E808080u << 0x01000000u;
-        QTest::newRow("alpha to 254") << 0x7E808080u << 0x80808080u << 0xFF000000u;
-        QTest::newRow("alpha 1 alone") << 0x01808080u << 0x00FFFFFFu << 0xFF000000u;
-        QTest::newRow("a transparent seed and all colours") << 0x00808080u << 0x0AFFFFFFu << 0xFF000000u;
-        QTest::newRow("alpha from 1 on") << 0xC8808080u << 0xC7FFFFFFu << 0u;
-        QTest::newRow("all of a transparent seed") << 0x00808080u << 0xFFFFFFFFu << 0u;
+        const kit::Table<unsigned, unsigned, unsigned> table("seed", "tolerance", "marker"); // 0: all is filled
+        table.row("blue from 1 on", 0x80807E80u, 0x0000807Fu, 0xFF000000u);
+        table.row("blue to 254", 0x8080807Eu, 0x00000080u, 0xFF0000FFu);
+        table.row("green from 1 on", 0x807E8080u, 0x00807F80u, 0xFF000000u);
+        table.row("green to 254", 0x80807E80u, 0x00008080u, 0xFF00FF00u);
+        table.row("red from 1 on", 0x80808080u, 0x007F8080u, 0xFF000000u);
+        table.row("red to 254", 0x807E8080u, 0x00808080u, 0xFFFF0000u);
+        table.row("alpha from 2 on", 0x80808080u, 0x7E808080u, 0x01000000u);
+        table.row("alpha to 254", 0x7E808080u, 0x80808080u, 0xFF000000u);
+        table.row("alpha 1 alone", 0x01808080u, 0x00FFFFFFu, 0xFF000000u);
+        table.row("a transparent seed and all colours", 0x00808080u, 0x0AFFFFFFu, 0xFF000000u);
+        table.row("alpha from 1 on", 0xC8808080u, 0xC7FFFFFFu, 0u);
+        table.row("all of a transparent seed", 0x00808080u, 0xFFFFFFFFu, 0u);
     }
 
     void markers()
@@ -173,14 +173,13 @@ private Q_SLOTS:
     /// What is filled of a destination that lacks some places, before the first of them.
     void smallDestination_data()
     {
-        QTest::addColumn<QSize>("size");
-        QTest::addColumn<QPoint>("seed");
-        QTest::addColumn<QString>("source"); // rows divided by '/': ' ' does not match, '#' is filled
-        QTest::newRow("the seed's column ends it") << QSize(3, 2) << QPoint(1, 1) << ".#./.#./...";
-        QTest::newRow("whole columns before") << QSize(2, 3) << QPoint(0, 2) << "##./##./##.";
-        QTest::newRow("the right before the left") << QSize(2, 1) << QPoint(1, 0) << ".#.";
-        QTest::newRow("no pixels at all") << QSize(0, 0) << QPoint(1, 1) << "../..";
-        QTest::newRow("the region lies within") << QSize(4, 4) << QPoint(3, 0) << "# ## /# #  /#### /  # .";
+        // Rows divided by '/': ' ' does not match, '#' is filled.
+        const kit::Table<QSize, QPoint, QString> table("size", "seed", "source");
+        table.row("the seed's column ends it", QSize(3, 2), QPoint(1, 1), ".#./.#./...");
+        table.row("whole columns before", QSize(2, 3), QPoint(0, 2), "##./##./##.");
+        table.row("the right before the left", QSize(2, 1), QPoint(1, 0), ".#.");
+        table.row("no pixels at all", QSize(0, 0), QPoint(1, 1), "../..");
+        table.row("the region lies within", QSize(4, 4), QPoint(3, 0), "# ## /# #  /#### /  # .");
     }
 
     void smallDestination()
@@ -189,14 +188,9 @@ private Q_SLOTS:
         QFETCH(QPoint, seed);
         QFETCH(QString, source);
         const bool isWithin = source.contains(' ');
-        const QStringList rows = source.split('/');
-        kit::Picture before(rows[0].size(), rows.size()), small(size.width(), size.height());
-        Marks filled = before;
-        for (size_t i = 0; i < before.pixels.size(); ++i) {
-            const QChar at = rows[int(i) / before.width][int(i) % before.width];
-            before.pixels[i] = at == ' ' ? 0xFFFFFFFFu : 0u;
-            filled.pixels[i] = at == '#';
-        }
+        const kit::Picture small(size.width(), size.height());
+        const kit::Picture before = kit::drawn(source, [](QChar c) { return c == ' ' ? 0xFFFFFFFFu : 0u; });
+        const Marks filled = kit::drawn(source, [](QChar c) { return unsigned(c == '#'); });
         const RGBA32iImage from = before.image(false);
         RGBA32iImage to = small.image(false), tiled = before.image(true);
         QRect bounds = untouched;

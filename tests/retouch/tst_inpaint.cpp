@@ -1,7 +1,8 @@
 #include "OPInpaint.h"
 
 #include "catalogue/PlainInpainting.h"
-#include "kit/Picture.h"
+#include "kit/QtPictures.h"
+#include "kit/Table.h"
 
 #include <cmath>
 
@@ -12,12 +13,7 @@ constexpr QRgb grey = 0xFF646464;
 /// A picture drawn in text, rows divided by '/': '#' is a pixel of a hole, everything else grey.
 QImage drawn(const QString &text)
 {
-    const QStringList rows = text.split('/');
-    QImage picture(rows[0].size(), rows.size(), QImage::Format_ARGB32);
-    for (int y = 0; y < picture.height(); ++y)
-        for (int x = 0; x < picture.width(); ++x)
-            picture.setPixel(x, y, rows[y][x] == '#' ? 0 : grey);
-    return picture;
+    return kit::qimageOf(kit::drawn(text, [](QChar c) { return c == '#' ? 0 : grey; }));
 }
 
 /// @p hole by @p hole pixels from column @p column on, rows 4 and down, in a picture of 24 by 12.
@@ -83,19 +79,18 @@ private Q_SLOTS:
     /// or 2, the search finds a part of it in the columns before and drops the rest.
     void rulesThatLookWrong_data()
     {
-        QTest::addColumn<QImage>("picture");
-        QTest::addColumn<QImage>("left");
-        QTest::newRow("rows are worked whole, across two holes")
-            << drawn("............/#...#......./............") << drawn("............/............/............");
-        QTest::newRow("rows are worked whole or not at all: a hole of 3 by 3 loses its corners alone")
-            << drawn(".........../.........../......###../......###../......###../.........../...........")
-            << drawn(".........../.........../.......#.../......###../.......#.../.........../...........");
-        QTest::newRow("rows are worked whole: a hole in column 0 closes") << withHole(3, 0) << withHole(0, 0);
+        const kit::Table<QImage, QImage> table("picture", "left");
+        table.row("rows are worked whole, across two holes", drawn("............/#...#......./............"),
+            drawn("............/............/............"));
+        table.row("rows are worked whole or not at all: a hole of 3 by 3 loses its corners alone",
+            drawn(".........../.........../......###../......###../......###../.........../..........."),
+            drawn(".........../.........../.......#.../......###../.......#.../.........../..........."));
+        table.row("rows are worked whole: a hole in column 0 closes", withHole(3, 0), withHole(0, 0));
         for (const int column : { 1, 2, 3, 4 })
-            QTest::addRow("the scan is shifted: one pixel in column %d, of which 2 and 3 stay open", column)
-                << withHole(1, column) << withHole(column == 2 || column == 3 ? 1 : 0, column);
-        QTest::newRow("a row that changes no more ends the call") << drawn("#.#") << drawn("#.#");
-        QTest::newRow("a corner is filled by the only block inside") << drawn("#../.../...") << drawn(".../.../...");
+            table.row(qPrintable(QString("the scan is shifted: 2 and 3 stay open, column %1").arg(column)),
+                withHole(1, column), withHole(column == 2 || column == 3 ? 1 : 0, column));
+        table.row("a row that changes no more ends the call", drawn("#.#"), drawn("#.#"));
+        table.row("a corner is filled by the only block inside", drawn("#../.../..."), drawn(".../.../..."));
     }
 
     void rulesThatLookWrong()
@@ -104,29 +99,6 @@ private Q_SLOTS:
         QFETCH(QImage, left);
         fill(picture);
         QCOMPARE(picture, left);
-    }
-
-    /// Of 1 to 8 it is 36 / 8, halves up; with 7 in the place of 8 it is 35 / 8.
-    void meanOfEight()
-    {
-        QImage picture(3, 3, QImage::Format_ARGB32);
-        for (int i = 0, value = 1; i < 9; ++i, value += i != 5)
-            picture.setPixel(i % 3, i / 3, qRgba(value, std::min(value, 7), 255, i == 4 ? 254 : 255));
-        fill(picture);
-        QCOMPARE(picture.pixel(1, 1), qRgba(5, 4, 255, 255));
-    }
-
-    /// It begins in column 0, and what it finds counts as found from the rectangle's left column on.
-    void shiftedScan()
-    {
-        QImage picture(10, 6, QImage::Format_ARGB32);
-        OPInpaint fill(picture);
-        picture.fill(0x00FFFFFF);
-        picture.setPixel(1, 2, 0x01000000), picture.setPixel(4, 3, 0xFF000000), picture.setPixel(9, 0, 0xFF000000);
-        const std::pair<QRect, QRect> rows[] = { { QRect(), { 1, 0, 9, 4 } }, { { 3, 1, 5, 5 }, { 4, 2, 4, 2 } },
-            { { 6, 3, 3, 2 }, { 6, 3, 3, 2 } } }; // nothing found: as it was
-        for (const auto &[rect, bounds] : rows)
-            QCOMPARE(fill.maskRect(picture, rect), bounds);
     }
 
     void newObjectsCloseAHole()
@@ -174,23 +146,18 @@ private Q_SLOTS:
         fill(0); // nothing
         QCOMPARE(picture, expected);
         copy(0);
-        QVERIFY(copy.IsKnown(1, 5) && !moved.IsKnown(1, 5));
+        QVERIFY(copy.IsKnown(1, 5) && !moved.IsKnown(1, 5) && !copy.IsKnown(-1, 5));
         moved(0);
         catalogue::PlainInpaint(expected).run();
         QVERIFY(picture == expected && copy.mask == moved.mask);
     }
 
-    void maskAndFrontier()
+    /// An alpha of 10 at one place gives its neighbours 10 or 20 along an axis, sqrt(200) at the corners, 0 itself.
+    void gradient()
     {
-        QImage picture = drawn("......./..##.../..##.../.......");
-        picture.setPixel(6, 3, 0xFE000000);
-        OPInpaint fill(picture);
-        const QImage mask = fill.makeMask(picture.convertToFormat(QImage::Format_RGBA8888));
-        QVERIFY(mask == fill.mask && mask.pixel(2, 1) == 0xFFFF0000 && mask.pixel(1, 1) == 0);
-        QVERIFY(!fill.IsKnown(6, 3) && fill.IsKnown(0, 0) && !fill.IsKnown(-1, 0));
-        // An alpha of 10 at one place gives its neighbours 10 or 20 along an axis, sqrt(200) at the corners, 0 itself.
         QImage one(5, 5, QImage::Format_ARGB32);
         one.fill(0);
+        const OPInpaint fill(one);
         one.setPixel(2, 2, 0x0A000000);
         const QImage steepness = fill.gradient(one);
         const int expected[] = { 14, 20, 14, 20, 0, 20, 14, 20, 14 };

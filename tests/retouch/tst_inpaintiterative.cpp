@@ -1,7 +1,8 @@
 #include "OPInpaintIterative.h"
 
 #include "catalogue/PlainInpainting.h"
-#include "kit/Picture.h"
+#include "kit/QtPictures.h"
+#include "kit/Table.h"
 
 namespace {
 
@@ -24,12 +25,9 @@ RGBA32iImage deep(const RGBA32iImage &image)
 /// A mask drawn in text, rows divided by '/': '#' is unknown, '+' known with an alpha that is not 0.
 RGBA32iImage drawn(const QString &text)
 {
-    const QStringList rows = text.split('/');
-    RGBA32iImage mask(rows[0].size(), rows.size(), false);
-    for (int y = 0; y < mask.Height(); ++y)
-        for (int x = 0; x < mask.Width(); ++x)
-            mask.SetColor(x, y, rows[y][x] == '#' ? 0xFF000000u : rows[y][x] == '+' ? 0x7F000000u : 0x00123456u);
-    return mask;
+    return kit::drawn(text, [](QChar c) {
+        return c == '#' ? 0xFF000000u : c == '+' ? 0x7F000000u : 0x00123456u;
+    }).image(false);
 }
 
 /// '#' where alpha is 255, '+' where it is less, '.' where it is 0.
@@ -113,28 +111,24 @@ private Q_SLOTS:
     /// What a sweep leaves of a mask, all of which its rectangle is.
     void rulesThatLookWrong_data()
     {
-        QTest::addColumn<int>("stage");
-        QTest::addColumn<QString>("before");
-        QTest::addColumn<QString>("after");
-        const auto stays = [](const char *rule, int stage, const char *mask) {
-            QTest::newRow(rule) << stage << mask << mask;
-        };
+        const kit::Table<int, QString, QString> table("stage", "before", "after");
+        const auto stays = [&table](
+                               const char *rule, int stage, const char *mask) { table.row(rule, stage, mask, mask); };
         const QString empty = "......./......./......./......./......./......./.......";
         stays("a single pixel has no slope", 2, "...../...../..#../...../.....");
-        QTest::newRow("nor has the inside of a line, until its end is repaired")
-            << 1 << "......./......./......./..###../......./......./......." << empty;
-        QTest::newRow("it spreads right and down within a sweep")
-            << 1 << "......./......./..###../..###../..###../......./......." << empty;
-        QTest::newRow("the last column is left out, so that the inside of a line there stays")
-            << 1 << "......./......./......#/......#/......#/......./......."
-            << "......./......./......./......#/......./......./.......";
+        table.row("nor has the inside of a line, until its end is repaired", 1,
+            "......./......./......./..###../......./......./.......", empty);
+        table.row("it spreads right and down within a sweep", 1,
+            "......./......./..###../..###../..###../......./.......", empty);
+        table.row("the last column is left out, so that the inside of a line there stays", 1,
+            "......./......./......#/......#/......#/......./.......",
+            "......./......./......./......#/......./......./.......");
         // What is half marked, '+', gives the pixel above it a slope. All blocks but the second hold one of the three
         // pixels two rows above or two columns beside it.
         stays("the second block asks for the pixel two rows above", 1, "..#../...../#.#.#/..+../.....");
         // Here all blocks but the second hold the pixel above or the one two rows below.
-        QTest::newRow("the second block does not ask for the pixel two rows below")
-            << 1 << "...../..#../..#../...../..#.."
-            << "...../..#../...../...../..#..";
+        table.row("the second block does not ask for the pixel two rows below", 1, "...../..#../..#../...../..#..",
+            "...../..#../...../...../..#..");
     }
 
     void rulesThatLookWrong()
@@ -165,16 +159,6 @@ private Q_SLOTS:
         }
     }
 
-    /// Where the corners differ the mask is asked at the place in the image: another hole decides.
-    void shiftedPlaces()
-    {
-        RGBA32iImage mask = drawn("........../........../..##.##.../..##.##.../........../.........."),
-                     image(20, 6, false);
-        OPInpaintIterative(image, mask, QRect(2, 0, 10, 6), mask.Rect())();
-        // The place of (2, 2) is (4, 2), of whose blocks each holds a pixel of a hole; that of (5, 2) is (7, 2).
-        QVERIFY(mask.GetColor(2, 2).a == 255 && mask.GetColor(5, 2).a == 0);
-    }
-
     /// The loop of the header, on holes and scratches that are marked a pixel wider than they are.
     void repairsCompletely()
     {
@@ -198,32 +182,12 @@ private Q_SLOTS:
         }
     }
 
-    void firstFrontier()
+    /// Copies share what is on the frontier.
+    void copies()
     {
-        RGBA32iImage mask = drawn("...../...../...../...../....."), image(5, 5, false);
-        mask.SetColor(2, 2, 0x0A000000u);
-        const OPInpaintIterative sweep(image, mask, mask.Rect(), mask.Rect());
-        const int expected[] = { 42, 30, 42, 30, 0, 30, 42, 30, 42 }; // 30 * sqrt(2) at the corners
-        for (int i = 0; i < 9; ++i)
-            QCOMPARE(sweep.frontier.GetColor(1 + i % 3, 1 + i / 3).word, unsigned(expected[i]) << 24);
-        // Outside of the rectangle counts as 0: a region that reaches its border has a slope there.
-        mask.Fill(OPRGBA32i(0xFF000000u));
-        QCOMPARE(alphas(sweep.Gradient(mask, QRect(1, 1, 9, 3))), QString("...../.####/.#..#/.####/....."));
-        QCOMPARE(alphas(sweep.Gradient(mask, QRect(9, 9, 3, 3))), QString("...../...../...../...../....."));
-    }
-
-    void whatASweepSays()
-    {
-        RGBA32iImage image(6, 5, false), mask = drawn("....../....../######/....../......");
-        OPInpaintIterative sweep(image, mask, mask.Rect(), mask.Rect());
-        QVERIFY(sweep() && sweep.workRect == QRect(0, 1, 6, 3)); // known pixels were taken off
-        QVERIFY(!sweep()); // the line stays on the frontier, and counts for the bounds alone
-        QCOMPARE(sweep.workRect, QRect(0, 2, 6, 1));
-        const Stage stage(2);
-        QVERIFY(!sweep()); // at its end, also where another stage would do something
-        RGBA32iImage dot = drawn("....../....../..#.../....../......");
-        OPInpaintIterative first(image, dot, dot.Rect(), dot.Rect()), second = first, third = std::move(second);
-        QVERIFY(first() && !third()); // they share what is on the frontier
+        RGBA32iImage mask = drawn("....../....../..#.../....../......"), image(6, 5, false);
+        OPInpaintIterative first(image, mask, mask.Rect(), mask.Rect()), second = first, third = std::move(second);
+        QVERIFY(first() && !third());
         QVERIFY(third.workRect.isNull() && !third());
     }
 

@@ -1,4 +1,4 @@
-#include "kit/Test.h"
+#include "kit/Table.h"
 
 #include "text/LineLayout.h"
 #include "text/Positions.h"
@@ -34,29 +34,23 @@ class TestLines : public QObject {
 private Q_SLOTS:
     void wraps_data()
     {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("width");
-        QTest::addColumn<int>("indent");
-        QTest::addColumn<QStringList>("lines");
-        const auto row = [](const char *name, const char *text, int width, int indent, const QStringList &lines) {
-            QTest::newRow(name) << QString(text) << width << indent << lines;
-        };
-        row("nothing is a line", "", 50, 0, { "" });
-        row("no width, no lines", "a", 0, 0, {});
-        row("a space behind a word counts", "aa bb cc", 50, 0, { "aa ", "bb cc" });
-        row("many spaces go with their word", "aa   bb", 40, 0, { "aa  ", " bb" });
-        row("the last piece takes the next word", "abcdefg hi", 50, 0, { "abcde", "fg hi" });
-        row("spaces before a word are apart", "  abc", 40, 0, { "  ", "abc" });
-        row("a piece of spaces alone", "abcdefghij kl", 50, 0, { "abcde", "fghij", " kl" });
-        row("pieces after a line", "a bcdefg h", 30, 0, { "a ", "bcd", "efg", " h" });
-        row("only spaces", "     ", 20, 0, { "  ", "  ", " " });
-        row("narrower than a character", "ab c", 9, 0, { "a", "b", " ", "c" });
-        row("an indent", "aa bb", 50, 20, { "aa ", "bb" });
-        row("an indent below 0", "aa bb", 30, -20, { "aa bb" });
-        row("an indent above the width", "ab cd", 50, 60, { "a", "b cd" });
-        row("an indent that overflows", "ab", 30, INT_MIN, { "a", "b" });
-        QTest::newRow("a pair of surrogates is two") << QString::fromUtf8("\U0001F600") << 10 << 0
-                                                     << QStringList { QString(QChar(0xD83D)), QString(QChar(0xDE00)) };
+        const kit::Table<QString, int, int, QStringList> table("text", "width", "indent", "lines");
+        table.row("nothing is a line", "", 50, 0, { "" });
+        table.row("no width, no lines", "a", 0, 0, {});
+        table.row("a space behind a word counts", "aa bb cc", 50, 0, { "aa ", "bb cc" });
+        table.row("many spaces go with their word", "aa   bb", 40, 0, { "aa  ", " bb" });
+        table.row("the last piece takes the next word", "abcdefg hi", 50, 0, { "abcde", "fg hi" });
+        table.row("spaces before a word are apart", "  abc", 40, 0, { "  ", "abc" });
+        table.row("a piece of spaces alone", "abcdefghij kl", 50, 0, { "abcde", "fghij", " kl" });
+        table.row("pieces after a line", "a bcdefg h", 30, 0, { "a ", "bcd", "efg", " h" });
+        table.row("only spaces", "     ", 20, 0, { "  ", "  ", " " });
+        table.row("narrower than a character", "ab c", 9, 0, { "a", "b", " ", "c" });
+        table.row("an indent", "aa bb", 50, 20, { "aa ", "bb" });
+        table.row("an indent below 0", "aa bb", 30, -20, { "aa bb" });
+        table.row("an indent above the width", "ab cd", 50, 60, { "a", "b cd" });
+        table.row("an indent that overflows", "ab", 30, INT_MIN, { "a", "b" });
+        table.row("a pair of surrogates is two", QString::fromUtf8("\U0001F600"), 10, 0,
+            { QString(QChar(0xD83D)), QString(QChar(0xDE00)) });
     }
     void wraps()
     {
@@ -144,20 +138,19 @@ private Q_SLOTS:
 
     void placesByAlignment_data()
     {
-        QTest::addColumn<TextParagraphParams>("entry");
-        QTest::addColumn<int>("areaWidth");
-        QTest::addColumn<int>("x"); // of a line that is 30 wide
-        QTest::newRow("left") << entry(1) << 100 << 0;
-        QTest::newRow("left, indents") << entry(1, 7, 2, 4) << 100 << 9;
-        QTest::newRow("not the first line") << entry(1, 7, 2, 4, false) << 100 << 5;
-        QTest::newRow("centre") << entry(2) << 101 << -15 + 50;
-        QTest::newRow("centre, halves go to 0") << entry(2, 5) << 101 << -12 + 50;
-        QTest::newRow("centre, no box") << entry(2, 5) << 0 << -12;
-        QTest::newRow("centre, a width below 0") << entry(2) << -9 << -15;
-        QTest::newRow("right") << entry(3, 5, 1) << 100 << 74;
-        QTest::newRow("right, no box") << entry(3) << 0 << -30;
-        QTest::newRow("another number") << entry(0, 5) << 100 << 5;
-        QTest::newRow("overflow") << entry(3, INT_MAX, -1) << 100 << INT_MIN + 70;
+        // Of a line that is 30 wide.
+        const kit::Table<TextParagraphParams, int, int> table("entry", "areaWidth", "x");
+        table.row("left", entry(1), 100, 0);
+        table.row("left, indents", entry(1, 7, 2, 4), 100, 9);
+        table.row("not the first line", entry(1, 7, 2, 4, false), 100, 5);
+        table.row("centre", entry(2), 101, -15 + 50);
+        table.row("centre, halves go to 0", entry(2, 5), 101, -12 + 50);
+        table.row("centre, no box", entry(2, 5), 0, -12);
+        table.row("centre, a width below 0", entry(2), -9, -15);
+        table.row("right", entry(3, 5, 1), 100, 74);
+        table.row("right, no box", entry(3), 0, -30);
+        table.row("another number", entry(0, 5), 100, 5);
+        table.row("overflow", entry(3, INT_MAX, -1), 100, INT_MIN + 70);
     }
     void placesByAlignment()
     {
@@ -193,25 +186,23 @@ private Q_SLOTS:
     /// Lines of 8 up and 2 down, 3 apart; the first one is a, of 10, then bb, of 20.
     void placesLines_data()
     {
-        QTest::addColumn<QRect>("area");
-        QTest::addColumn<QList<TextParagraphParams>>("entries");
-        QTest::addColumn<QString>("places");
-        QTest::addColumn<QList<int>>("extent"); // left, right, bottom, fit
+        // The extent is left, right, bottom, fit.
+        const kit::Table<QRect, QList<TextParagraphParams>, QString, QList<int>> table(
+            "area", "entries", "places", "extent");
         const auto spaced = [](int before, int after, int left = 0) {
             return TextParagraphParams { 1, left, 0, 0, before, after, true };
         };
-        const auto row = [](const char *name, const QRect &area, const text::Entries &entries, const char *places,
-                             const QList<int> &extent) { QTest::newRow(name) << area << entries << places << extent; };
-        row("no box", {}, {}, "0,8:a 0,21:bb ", { 0, 20, 23, text::Extent::Inside });
-        row("space", {}, { spaced(5, 7), spaced(1, 9) }, "0,13:a 0,29:bb ", { 0, 20, 30, text::Extent::Inside });
-        row("sum of places", {}, { spaced(0, 0, 4), spaced(0, 0, 6) }, "4,8:a 6,21:bb ", { 0, 26, 23, 0 });
-        row("to the left of 0", {}, { spaced(0, 0, -4), spaced(0, 0, -6) }, "-4,8:a -6,21:bb ", { -6, 14, 23, 0 });
-        row("just fits", QRect(9, 9, 20, 21), {}, "0,8:a 0,21:bb ", { 0, 20, 23, text::Extent::Inside });
-        row("too high", QRect(9, 9, 20, 20), {}, "0,8:a ", { 0, 10, 23, text::Extent::TooHigh });
-        row("too high from the first on", QRect(9, 9, 20, 8), { spaced(1, 0) }, "",
+        table.row("no box", {}, {}, "0,8:a 0,21:bb ", { 0, 20, 23, text::Extent::Inside });
+        table.row("space", {}, { spaced(5, 7), spaced(1, 9) }, "0,13:a 0,29:bb ", { 0, 20, 30, text::Extent::Inside });
+        table.row("sum of places", {}, { spaced(0, 0, 4), spaced(0, 0, 6) }, "4,8:a 6,21:bb ", { 0, 26, 23, 0 });
+        table.row(
+            "to the left of 0", {}, { spaced(0, 0, -4), spaced(0, 0, -6) }, "-4,8:a -6,21:bb ", { -6, 14, 23, 0 });
+        table.row("just fits", QRect(9, 9, 20, 21), {}, "0,8:a 0,21:bb ", { 0, 20, 23, text::Extent::Inside });
+        table.row("too high", QRect(9, 9, 20, 20), {}, "0,8:a ", { 0, 10, 23, text::Extent::TooHigh });
+        table.row("too high from the first on", QRect(9, 9, 20, 8), { spaced(1, 0) }, "",
             { 0, 0, 10, text::Extent::TooHigh });
-        row("too wide", QRect(9, 9, 19, 99), {}, "0,8:a ", { 0, 10, 23, text::Extent::TooWide });
-        row("too wide comes first", QRect(9, 9, 19, 9), {}, "0,8:a ", { 0, 10, 23, text::Extent::TooWide });
+        table.row("too wide", QRect(9, 9, 19, 99), {}, "0,8:a ", { 0, 10, 23, text::Extent::TooWide });
+        table.row("too wide comes first", QRect(9, 9, 19, 9), {}, "0,8:a ", { 0, 10, 23, text::Extent::TooWide });
     }
     void placesLines()
     {

@@ -1,4 +1,4 @@
-#include "kit/Test.h"
+#include "kit/Table.h"
 
 #include "text/Deformation.h"
 #include "text/Overlays.h"
@@ -81,12 +81,12 @@ private Q_SLOTS:
 
     void cutsPaths_data()
     {
-        QTest::addColumn<float>("longest");
-        QTest::addColumn<QString>("pieces"); // of a way of 5 to the right, 4 down and 2 to the left
-        QTest::newRow("by 2") << 2.0f << "M0,0 L2,0 L5,0 L5,2 L5,4 L3,4 ";
-        QTest::newRow("by 1.5") << 1.5f << "M0,0 L1.5,0 L3,0 L5,0 L5,1.5 L5,4 L3,4 ";
+        // Pieces of a way of 5 to the right, 4 down and 2 to the left.
+        const kit::Table<float, QString> table("longest", "pieces");
+        table.row("by 2", 2.0f, "M0,0 L2,0 L5,0 L5,2 L5,4 L3,4 ");
+        table.row("by 1.5", 1.5f, "M0,0 L1.5,0 L3,0 L5,0 L5,1.5 L5,4 L3,4 ");
         for (const float none : { 0.0f, -1.0f, 5.0f, std::numeric_limits<float>::quiet_NaN() })
-            QTest::addRow("%g", double(none)) << none << "M0,0 L5,0 L5,4 L3,4 ";
+            table.row(qPrintable(QString::number(double(none))), none, "M0,0 L5,0 L5,4 L3,4 ");
     }
     void cutsPaths()
     {

@@ -57,10 +57,8 @@ class TestText : public QObject {
         path.addText(left, ascent, m_font, first);
         path.addText(left, ascent + height, m_font, second);
         const int right = std::max(width(first) + left, width(second)) + left; // the sum of the lines' places
-        for (const QPoint &stroke : { QPoint(std::min(left, 0), 0), QPoint(right, 2 * height) }) {
-            path.moveTo(stroke);
-            path.lineTo(stroke + QPoint(1, 0));
-        }
+        for (const QPointF &stroke : { QPointF(std::min(left, 0), 0), QPointF(right, 2 * height) })
+            path.addPolygon(QVector { stroke, stroke + QPointF(1, 0) });
         return path;
     }
 
@@ -80,6 +78,21 @@ class TestText : public QObject {
         for (const QPolygonF &polygon : path.toSubpathPolygons(transform))
             result.addPolygon(polygon);
         return result;
+    }
+
+    static QPainterPath polyline(const QVector<QPointF> &points)
+    {
+        QPainterPath path;
+        path.addPolygon(points);
+        return path;
+    }
+
+    /// With the last four elements, which are the strokes, where the first one is: nothing of them shows.
+    static QPainterPath withoutStrokes(QPainterPath path)
+    {
+        for (int i = path.elementCount() - 4; i < path.elementCount(); ++i)
+            path.setElementPositionAt(i, path.elementAt(0).x, path.elementAt(0).y);
+        return path;
     }
 
     static Picture painted(const QPainterPath &path, const QColor &color)
@@ -298,12 +311,9 @@ private Q_SLOTS:
         const QRectF block = path.boundingRect();
         const QPointF corner = t.mapRect(block).topLeft();
         const QPainterPath marked = polygons(path, t * QTransform::fromTranslate(-corner.x(), -corner.y()));
-        QPainterPath clean = marked;
-        for (int i = clean.elementCount() - 4; i < clean.elementCount(); ++i)
-            clean.setElementPositionAt(i, clean.elementAt(0).x, clean.elementAt(0).y);
         QPointF position;
         const Picture first = Picture::of(text.CreateImageByText(position));
-        COMPARE_PICTURE(first, painted(clean, QColor(200, 100, 50, 180)));
+        COMPARE_PICTURE(first, painted(withoutStrokes(marked), QColor(200, 100, 50, 180)));
         // The corner moves by half the difference of the sizes, less the transform's own way and that to (-30, 0).
         const QPointF half(block.width() / 2, block.height() / 2);
         QCOMPARE(position, QPointF((half - t.map(half + QPointF(-30, 0))).toPoint()));
@@ -379,11 +389,9 @@ private Q_SLOTS:
             QVERIFY(isNear(path, expected));
             QCOMPARE(rect, expected.boundingRect());
             QCOMPARE(position, QPointF(int(rect.left()), int(rect.top())));
-            QPainterPath caret;
-            caret.moveTo(width("H"), m_metrics.ascent() + m_metrics.descent());
-            caret.lineTo(width("H"), 0);
-            caret = changed(changed(caret, waved), shearedIn(block));
-            QVERIFY(isNear(text.GetVerticalLine(QPoint(), 1, 0), caret));
+            const int line = m_metrics.ascent() + m_metrics.descent();
+            const QPainterPath caret = polyline({ QPointF(width("H"), line), QPointF(width("H"), 0) });
+            QVERIFY(isNear(text.GetVerticalLine(QPoint(), 1, 0), changed(changed(caret, waved), shearedIn(block))));
 
             const QRectF around = wave.boundingRect();
             const QPainterPath picture = changed(wave, shearedIn(around));
@@ -395,9 +403,8 @@ private Q_SLOTS:
             const QRectF shown = picture.boundingRect();
             QCOMPARE(position, QPointF(7 + int(shown.left()), 8 + int(shown.top())));
             position = QPointF(7, 8);
-            QPainterPath clean = polygons(picture, QTransform::fromTranslate(-shown.left(), -shown.top()));
-            for (int i = clean.elementCount() - 4; i < clean.elementCount(); ++i)
-                clean.setElementPositionAt(i, clean.elementAt(0).x, clean.elementAt(0).y);
+            const QPainterPath clean =
+                withoutStrokes(polygons(picture, QTransform::fromTranslate(-shown.left(), -shown.top())));
             QCOMPARE(
                 text.CreateImageByTextWithDeformation(position).Rect().size(), clean.boundingRect().toRect().size());
             QCOMPARE(position, QPointF(7 + int(shown.left()), 8 + int(shown.top())));
@@ -410,7 +417,6 @@ private Q_SLOTS:
             text.SetBend(0);
             text.CreatePathByTextWithDeformationWithRect(path, rect, mapped, position);
             QCOMPARE(path.elementCount(), 4);
-            const int line = m_metrics.ascent() + m_metrics.descent();
             const double dx = 10 - 0.5, dy = line * -0.5; // from the middle of two strokes of a pixel
             const double y = text.GetTextArea(QRect(0, 0, 10, 5)).elementAt(1).y;
             QVERIFY(std::abs(y - double(0.4f) * dx * dy / (width("W") / 2)) < 1e-9);
@@ -423,12 +429,11 @@ private Q_SLOTS:
         text.SetHorizontalStretch(200);
         const QPainterPath places = text.GetCharPath(QPoint(10, 20));
         const int line = m_metrics.ascent() + m_metrics.descent();
-        const QVector<QPointF> expected { { 4.0, line / 2 + 0.0 }, { 4.0 + width("H"), line / 2 + 0.0 },
-            { 4.0 + width("Hi"), line / 2 + 0.0 }, { 4.0, line / 2 + line + 0.0 },
-            { 4.0 + width("y"), line / 2 + line + 0.0 }, { 4.0 + width("yo"), line / 2 + line + 0.0 } };
-        QCOMPARE(places.elementCount(), 6); // one for each position
+        const char *const before[] = { "", "H", "Hi", "", "y", "yo" }; // each position
+        QCOMPARE(places.elementCount(), 6);
         for (int i = 0; i < 6; ++i) {
-            QCOMPARE(QPointF(places.elementAt(i)), QPointF(expected[i].x() * 2 + 10, expected[i].y() + 20));
+            const int y = line / 2 + (i < 3 ? 0 : line);
+            QCOMPARE(QPointF(places.elementAt(i)), QPointF((4 + width(before[i])) * 2 + 10, y + 20));
             QCOMPARE(text.FindSelectedChar(QPoint(10, 20), QPointF(places.elementAt(i)).toPoint() + QPoint(1, 3)), i);
         }
         text.SetText("WW");
@@ -472,22 +477,17 @@ private Q_SLOTS:
         QVERIFY(isNear(text.GetSelectionRect(1, 3), expected)); // without the line that begins at the end
         expected.addRect(4, second, wide("y"), height);
         QVERIFY(isNear(text.GetSelectionRect(4, 1), expected));
-        QPainterPath strokes;
-        strokes.moveTo(4, metrics.ascent() - 90);
-        strokes.lineTo(4 + wide("H"), metrics.ascent() - 90);
-        strokes.lineTo(4 + wide("Hi"), metrics.ascent() - 90);
-        strokes.moveTo(4, metrics.ascent() + second);
-        strokes.lineTo(4 + wide("y"), metrics.ascent() + second);
-        strokes.lineTo(4 + wide("yo"), metrics.ascent() + second);
+        const double above = metrics.ascent() - 90, below = metrics.ascent() + second;
+        QPainterPath strokes = polyline({ { 4, above }, { 4.0 + wide("H"), above }, { 4.0 + wide("Hi"), above } });
+        strokes.addPath(polyline({ { 4, below }, { 4.0 + wide("y"), below }, { 4.0 + wide("yo"), below } }));
         QVERIFY(isNear(text.GetUnderLine(), strokes));
         const int size = height / 20;
         QCOMPARE(text.GetCenteringMark().boundingRect(), QRectF(-(size / 2), metrics.ascent() - size, size, size));
         text.SetTextArea(QRect(0, 0, 1, 500)); // which holds nothing
         text.GetTextRect();
         QVERIFY(text.GetVerticalLine({}, 1, 0).isEmpty() && text.GetCharPath({}).elementCount() == 1);
-        QPainterPath caret(QPointF(4, 7 + 5 + height)); // in the last paragraph, below spaces alone
-        caret.lineTo(4, 7 + 5);
-        QVERIFY(isNear(text.GetVerticalLine({}, -1, 0), caret));
+        // In the last paragraph, below spaces alone.
+        QVERIFY(isNear(text.GetVerticalLine({}, -1, 0), polyline({ { 4, 7 + 5.0 + height }, { 4, 7 + 5 } })));
     }
 
     /// An edge is cut into whole pieces, the last of which takes what is left; and into so many at most.
@@ -503,11 +503,8 @@ private Q_SLOTS:
         text.CreatePathByTextWithRect(rect, mapped, position);
         (text.*open(CutText()))();
         QPainterPath expected;
-        for (const QPointF &start : { QPointF(0, 0), QPointF(right, bottom) }) {
-            expected.moveTo(start);
-            expected.lineTo(start + QPointF(2, 0));
-            expected.lineTo(start + QPointF(5, 0));
-        }
+        for (const QPointF &start : { QPointF(0, 0), QPointF(right, bottom) })
+            expected.addPolygon(QVector { start, start + QPointF(2, 0), start + QPointF(5, 0) });
         QCOMPARE(text.CreatePathByTextWithRect(rect, mapped, position), expected);
         text.SetHorizontalStretch(100);
         QVERIFY(text.GetTextArea(QRect(0, 0, INT_MAX, 9)).elementCount() <= 4194304 + 5);
@@ -524,9 +521,7 @@ private Q_SLOTS:
         const QPainterPath plain = text.CreatePathByTextWithRect(rect, mapped, position);
         QPainterPath expected = plain;
         expected.addRect(width("H"), 0, width("i"), rect.toRect().height());
-        expected = polygons(expected, QTransform()); // the end of the selection is taken out instead of the strokes
-        for (int i = expected.elementCount() - 4; i < expected.elementCount(); ++i)
-            expected.setElementPositionAt(i, expected.elementAt(0).x, expected.elementAt(0).y);
+        expected = withoutStrokes(polygons(expected, QTransform())); // instead of them the end of the selection
         OPTextHelper copy = text;
         const Picture selected = Picture::of((copy.*open(SelectedImage()))(position, 1, 1));
         COMPARE_PICTURE(selected, painted(expected, Qt::red));

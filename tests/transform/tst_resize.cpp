@@ -1,6 +1,6 @@
 #include "KXResizeImage.h"
 #include "kit/Images.h"
-#include "kit/Test.h"
+#include "kit/Table.h"
 #include "transform/ResizeTables.h"
 
 #include <cmath>
@@ -64,40 +64,32 @@ class TestResize : public QObject {
 private Q_SLOTS:
     void tables_data()
     {
-        QTest::addColumn<KXResizeType>("type");
-        QTest::addColumn<int>("from");
-        QTest::addColumn<int>("to");
-        QTest::addColumn<Coefficients>("expected");
+        const kit::Table<KXResizeType, int, int, Coefficients> table("type", "from", "to", "expected");
         const short one = 16384, half = 8192;
-        QTest::newRow("box, 2: repeats") << KXResizeBox << 3 << 6
-                                         << Coefficients { { 0, { one } }, { 0, { one } }, { 1, { one } },
-                                                { 1, { one } }, { 2, { one } }, { 2, { one } } };
-        QTest::newRow("box, 1/2: zeros are cut off")
-            << KXResizeBox << 4 << 2 << Coefficients { { 0, { half, half } }, { 2, { half, half } } };
-        QTest::newRow("box, 2/3: an edge at 0.5 belongs to both")
-            << KXResizeBox << 3 << 2 << Coefficients { { 0, { half, half } }, { 1, { half, half } } };
-        QTest::newRow("box, 1/3: 5461.8 each, and the remainder in the middle")
-            << KXResizeBox << 3 << 1 << Coefficients { { 0, { 5461, 5462, 5461 } } };
+        table.row("box, 2: repeats", KXResizeBox, 3, 6,
+            { { 0, { one } }, { 0, { one } }, { 1, { one } }, { 1, { one } }, { 2, { one } }, { 2, { one } } });
+        table.row("box, 1/2: zeros are cut off", KXResizeBox, 4, 2, { { 0, { half, half } }, { 2, { half, half } } });
+        table.row("box, 2/3: an edge at 0.5 belongs to both", KXResizeBox, 3, 2,
+            { { 0, { half, half } }, { 1, { half, half } } });
+        table.row("box, 1/3: 5461.8 each, and the remainder in the middle", KXResizeBox, 3, 1,
+            { { 0, { 5461, 5462, 5461 } } });
         // The middle is that of the samples 0 to 4, before the last one of weight 0 is cut off.
-        QTest::newRow("box, 2/7: the middle before cutting")
-            << KXResizeBox << 7 << 2 << Coefficients { { 0, { 5461, 5461, 5462 } }, { 3, { 4096, 4096, 4096, 4096 } } };
+        table.row("box, 2/7: the middle before cutting", KXResizeBox, 7, 2,
+            { { 0, { 5461, 5461, 5462 } }, { 3, { 4096, 4096, 4096, 4096 } } });
         // What follows was computed elsewhere, in single precision step by step.
-        QTest::newRow("lanczos, 3/2: cut at the edge")
-            << KXResizeLanczos3 << 2 << 3
-            << Coefficients { { 0, { 18418, -2034 } }, { 0, { half, half } }, { 0, { -2033, 18417 } } };
-        QTest::newRow("lanczos, 2/3: widened")
-            << KXResizeLanczos3 << 3 << 2
-            << Coefficients { { 0, { 10713, 6853, -1182 } }, { 0, { -1182, 6853, 10713 } } };
-        QTest::newRow("lanczos, 1/2") << KXResizeLanczos3 << 8 << 4
-                                      << Coefficients { { 0, { 7728, 7728, 2346, -1153, -590, 261, 64 } },
-                                             { 0, { -1078, 2195, 7230, 7230, 2191, -1078, -550, 244 } },
-                                             { 0, { 244, -550, -1078, 2195, 7226, 7230, 2195, -1078 } },
-                                             { 1, { 64, 261, -588, -1155, 2346, 7728, 7728 } } };
-        QTest::newRow("lanczos, 1: the others are below a step")
-            << KXResizeLanczos3 << 4 << 4
-            << Coefficients { { 0, { one } }, { 1, { one } }, { 2, { one } }, { 3, { one } } };
-        QTest::newRow("lanczos, a single sample")
-            << KXResizeLanczos3 << 1 << 3 << Coefficients { { 0, { one } }, { 0, { one } }, { 0, { one } } };
+        table.row("lanczos, 3/2: cut at the edge", KXResizeLanczos3, 2, 3,
+            { { 0, { 18418, -2034 } }, { 0, { half, half } }, { 0, { -2033, 18417 } } });
+        table.row("lanczos, 2/3: widened", KXResizeLanczos3, 3, 2,
+            { { 0, { 10713, 6853, -1182 } }, { 0, { -1182, 6853, 10713 } } });
+        table.row("lanczos, 1/2", KXResizeLanczos3, 8, 4,
+            { { 0, { 7728, 7728, 2346, -1153, -590, 261, 64 } },
+                { 0, { -1078, 2195, 7230, 7230, 2191, -1078, -550, 244 } },
+                { 0, { 244, -550, -1078, 2195, 7226, 7230, 2195, -1078 } },
+                { 1, { 64, 261, -588, -1155, 2346, 7728, 7728 } } });
+        table.row("lanczos, 1: the others are below a step", KXResizeLanczos3, 4, 4,
+            { { 0, { one } }, { 1, { one } }, { 2, { one } }, { 3, { one } } });
+        table.row(
+            "lanczos, a single sample", KXResizeLanczos3, 1, 3, { { 0, { one } }, { 0, { one } }, { 0, { one } } });
     }
     void tables()
     {
@@ -215,30 +207,6 @@ private Q_SLOTS:
                 }
             }
         }
-    }
-
-    /// Each channel by itself, alpha among them, and cut off at both ends.
-    void overshoots()
-    {
-        Picture edge(8, 1, OPRGBA32i(0, 10, 128, 0));
-        std::fill(edge.pixels.begin() + 4, edge.pixels.end(), OPRGBA32i(255, 10, 128, 255));
-        const Picture result = resized(edge.image(false), { 16, 1 }, KXResizeLanczos3);
-        // At a quarter beside the edge the three samples of the other side weigh 0.04, -0.16 and 0.26 or so: the
-        // pixels next to those lie beyond the ends.
-        QCOMPARE(result.at(5, 0), OPRGBA32i(0, 10, 128, 0));
-        QCOMPARE(result.at(10, 0), OPRGBA32i(255, 10, 128, 255));
-        QVERIFY(result.at(7, 0).b > 30 && result.at(7, 0).b == 255 - result.at(8, 0).b);
-    }
-
-    void oneColour()
-    {
-        for (const unsigned word : { 0u, 0x01020304u, 0xFFFFFFFFu, 0x80FE017Fu })
-            for (const KXResizeType type : { KXResizeBox, KXResizeLanczos3 })
-                for (const QSize to : { QSize(1, 1), QSize(50, 90), QSize(311, 7), QSize(622, 400) }) {
-                    const Picture picture(311, 200, OPRGBA32i(word)),
-                        expected(to.width(), to.height(), OPRGBA32i(word));
-                    COMPARE_PICTURE(resized(picture.image(false), to, type), expected);
-                }
     }
 
     /// A tiled source is what its rows read as; a tiled destination has no columns.
