@@ -33,12 +33,11 @@ RGBA32iImage bare(RGBA32iImage image, bool fakeIsContent = false)
 /// pixels of the destination are stored.
 struct Scene {
     Scene(QRandomGenerator &random, const QString &storages)
-        : tiled { storages[0] == 'T', storages[1] == 'T', storages[2] == 'T', storages[3] == 'T', storages[4] == 'T' }
-        , source(kit::patchy(random, { 300, 190 }, tiled[0]))
-        , mask(kit::patchy(random, { 200, 170 }, tiled[1]))
-        , clip(kit::patchy(random, { 290, 210 }, tiled[2]))
-        , clipMask(kit::patchy(random, { 210, 180 }, tiled[3]))
-        , destination(kit::noise(random, { 270, 200 }, tiled[4]))
+        : source(kit::patchy(random, { 300, 190 }, storages[0] == 'T'))
+        , mask(kit::patchy(random, { 200, 170 }, storages[1] == 'T'))
+        , clip(kit::patchy(random, { 290, 210 }, storages[2] == 'T'))
+        , clipMask(kit::patchy(random, { 210, 180 }, storages[3] == 'T'))
+        , destination(kit::noise(random, { 270, 200 }, storages[4] == 'T'))
     {
     }
 
@@ -163,7 +162,6 @@ struct Scene {
             QCOMPARE(reference::tileDifference(expected, destination, onto), QString());
     }
 
-    bool tiled[5];
     RGBA32iImage source, mask, clip, clipMask, destination;
     QRect sourceRect, rect, maskRect, clipRect, clipMaskRect;
     bool outsideVisible = false, maskOutsideVisible = false, lock = false, onPoolThread = false;

@@ -32,13 +32,12 @@ void process(Gpu &gpu, Picture &input, const Records &records, bool final, Mask 
 }
 
 /// A processor on this thread, and what it has finished.
-class Gpu {
-public:
+struct Gpu {
     explicit Gpu(bool hasSurface = true)
     {
         if (hasSurface)
-            m_surface.create();
-        processor.setSurface(&m_surface);
+            surface.create();
+        processor.setSurface(&surface);
         QObject::connect(&processor, &KXGpuProcessor::finished, [this](const RGBA32iImage &i) { results << i; });
         QObject::connect(&processor, &KXGpuProcessor::initializedFailed, [this] { ++failures; });
     }
@@ -50,10 +49,7 @@ public:
         return results.size() == 1 ? Picture::of(results.takeFirst()) : Picture(0, 0);
     }
 
-private:
-    QOffscreenSurface m_surface;
-
-public:
+    QOffscreenSurface surface;
     KXGpuProcessor processor;
     QList<RGBA32iImage> results;
     int failures = 0;
@@ -200,8 +196,12 @@ private Q_SLOTS:
     {
         const QString incomplete = "FBO incomplete", beyond = "Size %1 x %2 is beyond the limit",
                       nothing = "Nothing to draw: no pixels, or another size than in begin_filter";
-        const std::tuple<QList<QSize>, QSize, int, QStringList> rows[] = { { { { 0, 0 } }, { 0, 0 }, 0,
-                                                                               { incomplete, nothing } },
+        const struct {
+            QList<QSize> begun;
+            QSize size;
+            int maskWidth;
+            QStringList lines;
+        } rows[] = { { { { 0, 0 } }, { 0, 0 }, 0, { incomplete, nothing } },
             { { { INT_MIN, 5 } }, { INT_MIN, 5 }, 0, { incomplete, nothing } },
             { { { 9, 9 } }, { 9, 8 }, 0, { nothing } }, { { { 9, 9 } }, { 10, 9 }, 0, { nothing } },
             { { { 9, 9 }, { 9, 8 } }, { 9, 8 }, 0, { nothing } }, // too late for another size

@@ -101,6 +101,19 @@ private Q_SLOTS:
         QCOMPARE(picture, left);
     }
 
+    /// It begins in column 0, and what it finds counts as found from the rectangle's left column on.
+    void shiftedScan()
+    {
+        QImage picture(10, 6, QImage::Format_ARGB32);
+        OPInpaint fill(picture);
+        picture.fill(0x00FFFFFF);
+        picture.setPixel(1, 2, 0x01000000), picture.setPixel(4, 3, 0xFF000000), picture.setPixel(9, 0, 0xFF000000);
+        const std::pair<QRect, QRect> rows[] = { { QRect(), { 1, 0, 9, 4 } }, { { 3, 1, 5, 5 }, { 4, 2, 4, 2 } },
+            { { 6, 3, 3, 2 }, { 6, 3, 3, 2 } } }; // nothing found: as it was
+        for (const auto &[rect, bounds] : rows)
+            QCOMPARE(fill.maskRect(picture, rect), bounds);
+    }
+
     void newObjectsCloseAHole()
     {
         for (const bool farFromTheEdge : { false, true }) {

@@ -2,6 +2,7 @@
 
 #include "text/Deformation.h"
 #include "text/Overlays.h"
+#include "text/Polyline.h"
 
 #include <limits>
 
@@ -21,13 +22,6 @@ class TestShapes : public QObject {
                           .arg(path.elementAt(i).x)
                           .arg(path.elementAt(i).y);
         return result;
-    }
-
-    static QPainterPath polyline(const QVector<QPointF> &points)
-    {
-        QPainterPath path;
-        path.addPolygon(points);
-        return path;
     }
 
     /// Lines of 8 up and 2 down, 3 apart, in a box of 100: the first has space around it, the second is set right.
@@ -109,18 +103,6 @@ private Q_SLOTS:
         text::wave(path, Qt::Horizontal, QPointF(100, 60), 0, 8);
         text::shear(path, text::ShearDown | text::ShearRight, 0, 1e-17f, 1.0f, 0.5f, QPointF(50, 20));
         QCOMPARE(QPointF(path.elementAt(0)), QPointF(120, 7));
-    }
-
-    void roundsRectangles()
-    {
-        QRandomGenerator random = kit::random();
-        const auto number = [&random] { return (random.bounded(4000) - 2000) / 8.0; };
-        for (int n = 0; n < 1000; ++n) {
-            const QRectF rect(number(), number(), number(), number());
-            QCOMPARE(text::rounded(rect), rect.toRect());
-            QCOMPARE(text::rounded(rect.topLeft()), rect.topLeft().toPoint());
-        }
-        QCOMPARE(text::rounded(QRectF(0, 0, 1e300, 7)).height(), 7); // defined, if not of use
     }
 };
 

@@ -1,6 +1,7 @@
 #include "kit/Font.h"
 #include "kit/Picture.h"
 #include "kit/Test.h"
+#include "text/Polyline.h"
 
 #include "OPTextHelper.h"
 
@@ -78,13 +79,6 @@ class TestText : public QObject {
         for (const QPolygonF &polygon : path.toSubpathPolygons(transform))
             result.addPolygon(polygon);
         return result;
-    }
-
-    static QPainterPath polyline(const QVector<QPointF> &points)
-    {
-        QPainterPath path;
-        path.addPolygon(points);
-        return path;
     }
 
     /// With the last four elements, which are the strokes, where the first one is: nothing of them shows.
@@ -360,9 +354,8 @@ private Q_SLOTS:
             text.SetVDistortion(-20);
             const QRectF block = rect;
             const QPointF origin = block.toRect().center();
-            const double height =
-                0.6 * ((vertical ? block.toRect().width() : block.toRect().height()) / 4); // two lines
-            const double half = (vertical ? block.toRect().height() : block.toRect().width()) / 2;
+            const QSize upright = block.toRect().size(), size = vertical ? upright.transposed() : upright;
+            const double height = 0.6 * (size.height() / 4), half = size.width() / 2; // of two lines
             const auto changed = [](QPainterPath path, auto change) {
                 for (int i = 0; i < path.elementCount(); ++i) {
                     const QPointF p = change(QPointF(path.elementAt(i)));
@@ -370,10 +363,10 @@ private Q_SLOTS:
                 }
                 return path;
             };
-            const auto waved = [&](QPointF p) {
-                (vertical ? p.rx() : p.ry()) -=
-                    std::sin((vertical ? p.y() - origin.y() : p.x() - origin.x()) * (M_PI / half)) * height;
-                return p;
+            const auto waved = [&](const QPointF &p) {
+                const double along = vertical ? p.y() - origin.y() : p.x() - origin.x();
+                const double up = std::sin(along * (M_PI / half)) * height;
+                return p - (vertical ? QPointF(up, 0) : QPointF(0, up));
             };
             const auto shearedIn = [](const QRectF &area) {
                 return [=](const QPointF &p) {
@@ -396,7 +389,7 @@ private Q_SLOTS:
             const QRectF around = wave.boundingRect();
             const QPainterPath picture = changed(wave, shearedIn(around));
             QPainterPath selection;
-            selection.addRect(width("H"), 0, width("i"), block.toRect().height());
+            selection.addRect(width("H"), 0, width("i"), upright.height());
             selection = changed(changed(polygons(selection, QTransform()), waved), shearedIn(around));
             position = QPointF(7, 8);
             QVERIFY(isNear(text.CreateSelectionAndDeformationPath(position, 1, 1), selection));
