@@ -97,11 +97,12 @@ void addOperations(Suite &suite)
     }
 
     // What a peer has too is measured by rows of its own.
-    for (const catalogue::Operation &operation : catalogue::operations(catalogue::Kind::Filter)) {
-        const std::string name = operation.name + ", " + operation.variants.front().name;
-        suite.addRow(name);
-        add(suite, name, photoLayer, operation);
-    }
+    for (const auto kind : { catalogue::Kind::Filter, catalogue::Kind::Sampler, catalogue::Kind::Resizing })
+        for (const catalogue::Operation &operation : catalogue::operations(kind)) {
+            const std::string name = operation.name + ", " + operation.variants.front().name;
+            suite.addRow(name);
+            add(suite, name, photoLayer, operation);
+        }
 }
 
 } // namespace bench

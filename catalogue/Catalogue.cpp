@@ -9,8 +9,9 @@ const std::vector<Operation> &operations()
 {
     static const std::vector<Operation> all = [] {
         std::vector<Operation> list;
-        for (auto &family : { modes(), toneAdjustments(), colorAdjustments(), selectiveColors(), whiteBalance(),
-                 profileAdjustments(), alphaAdjustments(), glowThresholds(), vignettes(), filters() })
+        for (auto &family :
+            { modes(), toneAdjustments(), colorAdjustments(), selectiveColors(), whiteBalance(), profileAdjustments(),
+                alphaAdjustments(), glowThresholds(), vignettes(), filters(), samplers(), resizings() })
             list.insert(list.end(), family.begin(), family.end());
         return list;
     }();

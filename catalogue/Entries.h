@@ -23,6 +23,8 @@ std::vector<Operation> alphaAdjustments();
 std::vector<Operation> glowThresholds();
 std::vector<Operation> vignettes();
 std::vector<Operation> filters();
+std::vector<Operation> samplers();
+std::vector<Operation> resizings();
 
 constexpr auto threeLoads = "three loads from tables a pixel, whatever the parameters"; // a cost
 

@@ -174,10 +174,10 @@ std::vector<Operation> glowThresholds()
 std::vector<Operation> vignettes()
 {
     return {
-        vignette<OPVignetteProcessing::Linear>("Linear vignette", "OPVignetteProcessing::Linear",
+        vignette<KXLinearVignette>("Linear vignette", "KXLinearVignette",
             "Moves pixels beyond an ellipse to a colour, the more the further away, along a straight line.",
             "LinearAVX2"),
-        vignette<OPVignetteProcessing::Parabolic>("Parabolic vignette", "OPVignetteProcessing::Parabolic",
+        vignette<KXParabolicVignette>("Parabolic vignette", "KXParabolicVignette",
             "Moves pixels beyond an ellipse to a colour, the more the further away, along a parabola.",
             "ParabolicAVX2"),
     };

@@ -6,16 +6,19 @@
 /// An entry says how an operation is made, with which parameters it shows what it does, and what it promises. Whatever
 /// goes through all operations takes them from here: the tests of what they promise, the fuzz target of the parameter
 /// streams, rows of the benchmark, the sheets of the tour, and the page docs/operations.md. A new operation is one more
-/// entry in Modes.cpp, Filters.cpp or the file of a family of adjustments. The catalogue uses the public headers alone
-/// and is not installed.
+/// entry in Modes.cpp, Filters.cpp, Samplers.cpp or the file of a family of adjustments. The catalogue uses the public
+/// headers alone and is not installed.
 ///
-/// Some things are no entry, because they are none of the three kinds, or are one already; tests of their own hold
-/// them. OPColorTransformStack and OPRGBA32ColorProfileTransform apply adjustments to images by rules that differ from
-/// the walks'; what they do to a pixel is an entry of its own. ComposeSource, ComposeAlphaDarken and ComposeDualBrush
+/// Some things are no entry, because they are none of these kinds, or are one already; tests of their own hold them.
+/// What derives from OPColorTransformBase changes whole images by rules of its own; what OPColorTransformStack and
+/// OPRGBA32ColorProfileTransform do to a pixel is an entry. OPUniformNoise and OPGaussianNoise give another pixel with
+/// each call; OPAddNoiseProcessing is the entry. TransformImage and ScaleImage take the nearest pixels, for other
+/// storages. ComposeSource, ComposeAlphaDarken and ComposeDualBrush
 /// take neither a mode nor an opacity as the modes do. The runEx of a filter makes an image of another size, by the
 /// same passes as run. What KXGpuService draws is an adjustment that is an entry, with the same results.
 
 #include "KXBlend.h"
+#include "KXResizeImage.h"
 #include "OPAdjustmentProcessing.h"
 
 #include "BaseTransformation.h"
@@ -28,16 +31,20 @@
 #include <string>
 #include <vector>
 
+class QTransform;
+
 namespace catalogue {
 
 /// What kind of thing an operation is, and so how it is called.
 enum class Kind {
     Mode, ///< lays a second picture over the first
     Adjustment, ///< changes each pixel by itself
-    Filter ///< a pixel's result depends on others; cancellable, with a selection and a parameter stream
+    Filter, ///< a pixel's result depends on others; cancellable, with a selection and a parameter stream
+    Sampler, ///< makes a picture of another one, through a QTransform
+    Resizing ///< makes a picture of another size
 };
 
-/// What an operation works on. Modes and adjustments look at the images alone.
+/// What an operation works on. All but filters look at the images alone.
 struct Input : KXFilterData {
     RGBA32iImage upper; ///< for modes: what is laid over @c image, of the same size
 };
@@ -102,7 +109,7 @@ struct Variant {
 /// What the manual says of an operation.
 struct About {
     std::string name; ///< for people
-    std::string className; ///< or the enumerator of a mode
+    std::string className; ///< or a function, or the enumerator of a mode or a KXResizeType
     std::string summary; ///< one sentence
     std::vector<Parameter> parameters;
     std::string cost; ///< what it costs, in words
@@ -116,6 +123,10 @@ struct Operation : About {
     KXCompositionMode mode = KXCompositionMode::Destination; ///< of a mode
     std::string signature; ///< with which the parameter stream begins; empty where there is none
     std::vector<Variant> variants; ///< at least one; the first is the one that shows best what the operation does
+
+    /// Of a sampler: lays a source into a destination, through a transform. It may leave the source changed.
+    bool (*sample)(const RGBA32iImage &, const QTransform &, RGBA32iImage &, const QRect &) = nullptr;
+    KXResizeType resizeType = KXResizeBox; ///< of a resizing
 };
 
 /// All of them, kind by kind.

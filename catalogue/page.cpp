@@ -63,17 +63,19 @@ int main()
 {
     std::printf(
         "# Operations\n\n"
-        "Every composition mode, adjustment and filter of the library, as its catalogue describes it. The program\n"
-        "`kxcore_operations` prints this page; a test holds it against the catalogue.\n\n"
-        "How they are called stands in their headers and, step by step, in [recipes.md](recipes.md). Its section\n"
-        "[Where the rest is shown](recipes.md#where-the-rest-is-shown) leads to what is not on this page: turning\n"
-        "and resizing, retouching, painting and text.\n");
+        "Every composition mode, adjustment, filter, sampler and way to resize, as the catalogue describes it. The\n"
+        "program `kxcore_operations` prints this page; a test holds it against the catalogue.\n\n"
+        "Their headers say how they are called, and [recipes.md](recipes.md) does so step by step. Its section\n"
+        "[Where the rest is shown](recipes.md#where-the-rest-is-shown) leads to what is not on this page, such as\n"
+        "retouching, painting and text.\n");
     printModes();
-    for (const auto &[kind, title] :
-        { std::pair(Kind::Adjustment, "Adjustments"), std::pair(Kind::Filter, "Filters") }) {
+    for (const auto &[kind, title] : { std::pair(Kind::Adjustment, "Adjustments"), { Kind::Filter, "Filters" },
+             { Kind::Sampler, "Samplers" }, { Kind::Resizing, "Resizing" } }) {
         std::printf("\n## %s\n", title);
         if (kind == Kind::Adjustment)
             std::printf("\nOn a machine with a single processor the walks over an image do nothing.\n");
+        if (kind == Kind::Resizing)
+            std::printf("\nEach is a value of `KXResizeType`, which `KXResizeImage` takes.\n");
         for (const Operation &operation : operations(kind))
             printOperation(operation);
     }

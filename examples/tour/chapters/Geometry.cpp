@@ -2,7 +2,6 @@
 #include "../Sheet.h"
 
 #include <KXResizeImage.h>
-#include <OPImageTransformation.h>
 
 #include <QtGui/QPainter>
 #include <QtGui/QTransform>
@@ -13,42 +12,34 @@ namespace tour {
 
 namespace {
 
+using catalogue::Kind, catalogue::Operation;
+
 constexpr int closer = 6; ///< a close-up against the picture
 constexpr int more = 10; ///< an enlargement
 constexpr int less = 16; ///< a reduction
 constexpr QSize detailSize(24, 24);
 
-struct Sampler {
-    const char *name;
-    bool (*transform)(const RGBA32iImage &, const QTransform &, RGBA32iImage &, const QRect &);
-};
-
-const Sampler samplers[] = { { "nearest pixel", NearestNeighbourTransformImage },
-    { "bilinear", BilinearTransformImage }, { "bicubic", BicubicTransformImage } };
-
-struct Kernel {
-    const char *name;
-    KXResizeType type;
-};
-
-const Kernel kernels[] = { { "box", KXResizeBox }, { "Lanczos", KXResizeLanczos3 } };
+QString titled(const char *what, const Operation &operation)
+{
+    return QString("%1: %2").arg(what, QString::fromStdString(operation.name));
+}
 
 /// A detail with edges in all directions: in the built-in scene the top of a tree.
 QPoint detailIn(const QSize &size) { return QPointF(0.068 * size.width(), 0.47 * size.height()).toPoint(); }
 
 RGBA32iImage transformed(
-    const RGBA32iImage &source, const Sampler &sampler, const QTransform &transform, const QSize &size)
+    const RGBA32iImage &source, const Operation &sampler, const QTransform &transform, const QSize &size)
 {
     RGBA32iImage own, result(size.width(), size.height(), false); // transparent where the source does not reach
     source.CopyTo(own, false); // where it is reduced to a half or less, a sampler leaves it blurred
-    sampler.transform(own, transform, result, QRect());
+    sampler.sample(own, transform, result, QRect());
     return result;
 }
 
-RGBA32iImage resized(const RGBA32iImage &source, const Kernel &kernel, const QSize &size)
+RGBA32iImage resized(const RGBA32iImage &source, const Operation &resizing, const QSize &size)
 {
     RGBA32iImage result(size.width(), size.height(), false);
-    KXResizeImage(source, result, kernel.type);
+    KXResizeImage(source, result, resizing.resizeType);
     return result;
 }
 
@@ -73,9 +64,9 @@ void addEnlarged(Sheet &sheet, const QImage &picture, const std::atomic<bool> &s
     QRect detail(QPoint(), sheet.size / more);
     detail.moveCenter(detailIn(sheet.size));
     const RGBA32iImage part = imageOf(picture.copy(detail));
-    for (const Kernel &kernel : kernels)
-        addTimed(sheet, QString("Enlarged: %1").arg(kernel.name), QString("a detail, %1 times as large").arg(more),
-            stop, [&] { return resized(part, kernel, sheet.size); });
+    for (const Operation &resizing : catalogue::operations(Kind::Resizing))
+        addTimed(sheet, titled("Enlarged", resizing), QString("a detail, %1 times as large").arg(more), stop,
+            [&] { return resized(part, resizing, sheet.size); });
 }
 
 void addTransformed(Sheet &sheet, const QImage &picture, const std::atomic<bool> &stop)
@@ -96,8 +87,8 @@ void addTransformed(Sheet &sheet, const QImage &picture, const std::atomic<bool>
 
     const RGBA32iImage source = imageOf(picture);
     for (const auto &transform : transforms)
-        for (const Sampler &sampler : samplers) {
-            addTimed(sheet, QString("%1: %2").arg(transform.first, sampler.name), {}, stop,
+        for (const Operation &sampler : catalogue::operations(Kind::Sampler)) {
+            addTimed(sheet, titled(transform.first, sampler), {}, stop,
                 [&] { return transformed(source, sampler, transform.second, sheet.size); });
             QImage &shown = sheet.cells.last().picture;
             shown = withCloseUp(shown, transform.second.map(detailIn(sheet.size)));
@@ -108,16 +99,15 @@ void addReduced(Sheet &sheet, const QImage &large, const std::atomic<bool> &stop
 {
     const RGBA32iImage source = imageOf(large);
     const QSize size = large.size() / less;
-    const auto add = [&](const char *name, const auto &make) {
-        addTimed(sheet, QString("Reduced: %1").arg(name), QString("to a %1th").arg(less), stop, make);
+    const auto add = [&](const Operation &operation, const auto &make) {
+        addTimed(sheet, titled("Reduced", operation), QString("to a %1th").arg(less), stop, make);
         QImage &shown = sheet.cells.last().picture;
         shown = shown.scaled(sheet.size);
     };
-    const Sampler &nearest = samplers[0];
-    add(nearest.name,
-        [&] { return transformed(source, nearest, QTransform::fromScale(1.0 / less, 1.0 / less), size); });
-    for (const Kernel &kernel : kernels)
-        add(kernel.name, [&] { return resized(source, kernel, size); });
+    const Operation nearest = catalogue::operations(Kind::Sampler).front();
+    add(nearest, [&] { return transformed(source, nearest, QTransform::fromScale(1.0 / less, 1.0 / less), size); });
+    for (const Operation &resizing : catalogue::operations(Kind::Resizing))
+        add(resizing, [&] { return resized(source, resizing, size); });
 }
 
 } // namespace
