@@ -21,13 +21,14 @@ __m256i alphaOf(__m256i pixels) { return _mm256_srli_epi32(pixels, 24); }
 } // namespace
 
 /// A block of columns: see KernelList.h.
-KXCORE_KERNEL void SlideAlphaColumnsAVX2(OPRGBA32i *pixels, qptrdiff stride, int columns, int rows, int rowsAbove,
-    int rowsBelow, int radius, unsigned complement, unsigned color)
+KXCORE_KERNEL void SlideAlphaColumnsAVX2(
+    const lines::ColumnPixels &pixels, int radius, unsigned complement, unsigned color)
 {
     static_assert(2 * lines::alphawindows::largestRadius + 1 <= SinglePrecisionMean::maximumSize, "means are exact");
-    const ColumnStrips strips(columns);
-    const auto at = [&](int row, int strip) {
-        return pixels + std::clamp(row, -rowsAbove, rows + rowsBelow - 1) * stride + strip * ColumnStrips::columns;
+    const int rows = pixels.rows, firstRow = -pixels.rowsAbove, lastRow = rows + pixels.rowsBelow - 1;
+    const ColumnStrips strips(pixels.columns);
+    const auto at = [=](int row, int strip) { // of copies, which no store to the pixels can change
+        return pixels.first + std::clamp(row, firstRow, lastRow) * pixels.stride + strip * ColumnStrips::columns;
     };
 
     const SinglePrecisionMean mean(2 * radius + 1);
@@ -44,7 +45,7 @@ KXCORE_KERNEL void SlideAlphaColumnsAVX2(OPRGBA32i *pixels, qptrdiff stride, int
         sums.strip[s] = sum;
     });
     for (int row = 0, oldest = 0; row < rows; ++row, oldest = oldest == radius ? 0 : oldest + 1) {
-        memory::prefetch(at(row + radius + ColumnStrips::prefetchRows, 0), columns);
+        memory::prefetch(at(row + radius + ColumnStrips::prefetchRows, 0), pixels.columns);
         strips.ForEach([&](int s, auto load, auto store) {
             __m256i &last = leaving[oldest].strip[s], &sum = sums.strip[s];
             sum = _mm256_add_epi32(sum, _mm256_sub_epi32(alphaOf(load(at(row + radius, s))), last));

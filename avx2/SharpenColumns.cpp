@@ -4,6 +4,8 @@
 #include "lines/ConvolutionKernels.h"
 #include "support/Prefetch.h"
 
+#include <algorithm>
+
 // Sharpens columns side by side, in place, row after row. What a row needs of itself and of the one above is kept for
 // all columns of the block, in the nearest cache; so each row is read once, before it is overwritten.
 
@@ -59,18 +61,20 @@ private:
 } // namespace
 
 /// A block of columns: see KernelList.h.
-KXCORE_KERNEL void SharpenColumnsAVX2(
-    OPRGBA32i *pixels, qptrdiff stride, int columns, int rows, bool hasAbove, bool hasBelow, int amount)
+KXCORE_KERNEL void SharpenColumnsAVX2(const lines::ColumnPixels &pixels, int amount)
 {
     const Sharpening sharpening(amount);
-    const ColumnStrips strips(columns);
-    const auto at = [=](int row, int strip) { return pixels + row * stride + strip * ColumnStrips::columns; };
+    const int rows = pixels.rows, lastRow = rows + pixels.rowsBelow - 1, rowAbove = pixels.rowsAbove > 0 ? -1 : 0;
+    const ColumnStrips strips(pixels.columns);
+    const auto at = [pixels](int row, int strip) { // a copy, which no store to the pixels can change
+        return pixels.first + row * pixels.stride + strip * ColumnStrips::columns;
+    };
 
     Strip kept[ColumnStrips::maximum];
-    strips.ForEach([&](int s, auto load, auto) { kept[s] = Strip(load(at(hasAbove ? -1 : 0, s)), load(at(0, s))); });
+    strips.ForEach([&](int s, auto load, auto) { kept[s] = Strip(load(at(rowAbove, s)), load(at(0, s))); });
     for (int row = 0; row < rows; ++row) {
-        const int below = row + 1 < rows || hasBelow ? row + 1 : row;
-        memory::prefetch(at(row + ColumnStrips::prefetchRows, 0), columns);
+        const int below = std::min(row + 1, lastRow);
+        memory::prefetch(at(row + ColumnStrips::prefetchRows, 0), pixels.columns);
         strips.ForEach(
             [&](int s, auto load, auto store) { store(at(row, s), kept[s].Next(load(at(below, s)), sharpening)); });
     }

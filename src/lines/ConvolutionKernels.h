@@ -1,5 +1,7 @@
 #pragma once
 
+#include "KXPixels.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -65,6 +67,18 @@ constexpr std::size_t maxTaps = 7; ///< with more, premultiplying is a small par
 inline bool fits(const std::vector<short> &taps) { return taps.size() <= maxTaps && isSymmetric(taps); }
 
 } // namespace lines::rows
+
+namespace lines {
+
+/// Up to columns::width columns side by side, which a kernel changes in place.
+struct ColumnPixels {
+    OPRGBA32i *first; ///< the first pixel of the first column
+    qptrdiff stride; ///< from one row to the next, in pixels
+    int columns, rows;
+    int rowsAbove, rowsBelow; ///< how many more rows may be read before and after them
+};
+
+} // namespace lines
 
 /// What sharpening and the kernels for it agree on.
 namespace lines::sharpening {

@@ -36,10 +36,9 @@ struct SideBySide<OPSimpleSharpenKernel1D> {
     {
         return sharpenColumnsKernel.Bind() && sharpening::fits(kernel.Amount());
     }
-    static void Run(const OPSimpleSharpenKernel1D &kernel, OPRGBA32i *pixels, qptrdiff stride, int columns, int rows,
-        int rowsAbove, int rowsBelow)
+    static void Run(const OPSimpleSharpenKernel1D &kernel, const ColumnPixels &pixels)
     {
-        sharpenColumnsKernel(pixels, stride, columns, rows, rowsAbove > 0, rowsBelow > 0, kernel.Amount());
+        sharpenColumnsKernel(pixels, kernel.Amount());
     }
 };
 
@@ -51,14 +50,13 @@ struct WindowsSideBySide {
     {
         return alphaWindowsKernel.Bind() && alphawindows::fits(window.GetRadius());
     }
-    static void Run(const Accumulator &window, OPRGBA32i *pixels, qptrdiff stride, int columns, int rows, int rowsAbove,
-        int rowsBelow)
+    static void Run(const Accumulator &window, const ColumnPixels &pixels)
     {
         constexpr unsigned complement = std::is_same_v<OPAlphaBlurAccumulatorWithInvert, Accumulator> ? 255 : 0;
         unsigned color = 0;
         if constexpr (std::is_same_v<OPAlphaBlurAccumulatorWithRGBColorize, Accumulator>)
             color = window.Color().word;
-        alphaWindowsKernel(pixels, stride, columns, rows, rowsAbove, rowsBelow, window.GetRadius(), complement, color);
+        alphaWindowsKernel(pixels, window.GetRadius(), complement, color);
     }
 };
 
@@ -102,8 +100,8 @@ protected:
             if (m_image.IsTiled() || !SideBySide<Kernel>::Find(kernel))
                 return false;
             const int above = shape.first - shape.readFirst, below = shape.readLength - shape.length - above;
-            runColumnBlocks(m_image, shape, count, cancel, progress, [&](int, OPRGBA32i *pixels, int columns) {
-                SideBySide<Kernel>::Run(kernel, pixels, m_image.Width(), columns, shape.length, above, below);
+            runColumnBlocks(m_image, shape, count, cancel, progress, [&](int, OPRGBA32i *first, int columns) {
+                SideBySide<Kernel>::Run(kernel, { first, m_image.Width(), columns, shape.length, above, below });
             });
             return true;
         }

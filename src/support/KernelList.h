@@ -69,18 +69,14 @@ KX_KERNEL(PixelTransformIterativeVectorProcess, OPRGBA32i *data, int stride, con
 
 // Lines. The first slides a window over one: all positions are those in the image, the source begins at readFirst and
 // the destination at first. The second does all of a destination line, from the lines that its kernel object is set to.
-// The third sharpens up to lines::columns::width columns side by side, in place, by an amount such that
-// lines::sharpening::fits: pixels is the first pixel of the first column, the next row lies stride pixels further.
-// Where there is no row above or below them, the end pixels of the columns count as repeated. The fourth slides a
-// window of alphas down such columns, of a radius such that lines::alphawindows::fits; so many rows above and below
-// them are read. It writes color under the mean, which is complemented if complement is 255.
+// The third sharpens columns side by side by an amount such that lines::sharpening::fits; where there is no row above or
+// below them, their end pixels count as repeated. The fourth slides a window of alphas down such columns, of a radius
+// such that lines::alphawindows::fits. It writes color under the mean, which is complemented if complement is 255.
 KX_KERNEL(LineHandlerAVX2, OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *source, OPRGBA32i *destination,
     int readFirst, int readLast, int first, int last, int radius)
 KX_KERNEL(LineHandlerConvolutionAVX2, OPKernelBase *kernel)
-KX_KERNEL(SharpenColumnsAVX2, OPRGBA32i *pixels, qptrdiff stride, int columns, int rows, bool hasAbove, bool hasBelow,
-    int amount)
-KX_KERNEL(SlideAlphaColumnsAVX2, OPRGBA32i *pixels, qptrdiff stride, int columns, int rows, int rowsAbove,
-    int rowsBelow, int radius, unsigned complement, unsigned color)
+KX_KERNEL(SharpenColumnsAVX2, const lines::ColumnPixels &pixels, int amount)
+KX_KERNEL(SlideAlphaColumnsAVX2, const lines::ColumnPixels &pixels, int radius, unsigned complement, unsigned color)
 
 // Convolutions. The first does one line of length pixels; source[i + j] lies under tap j for output i. The second
 // is the same from straight pixels, for taps such that lines::rows::fits; it premultiplies them itself. The third does

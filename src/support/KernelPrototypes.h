@@ -35,15 +35,16 @@ class OPUniformNoise;
 class QImage;
 class QTransform;
 enum class KXCompositionMode : int;
+namespace lines {
+struct ColumnPixels;
+}
 namespace transform {
 template <class Pixel>
 struct Pixels;
 template <class Pixel>
 struct Target;
-} // namespace transform
-namespace transform {
 struct ResizeTaps;
-}
+} // namespace transform
 
 /// @file
 /// Each kernel of the module as a C prototype. The module defines them under these declarations, so that a signature
