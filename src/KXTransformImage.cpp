@@ -44,6 +44,7 @@ struct TileReader {
 
     const typename Image::Pixel *At(int x, int y) const
     {
+        // A position may lie beyond the tiles. That is then reported, by an index that fits an int.
         const qint64 tile = qint64(y / Image::TileHeight) * image.TilesX() + x / Image::TileWidth;
         const auto *const block = image.TileData(int(std::min<qint64>(tile, INT_MAX)));
         return block ? block + pixels::placeOf(image, x, y).offset : nullptr;

@@ -7,7 +7,7 @@
 #include "text/LineLayout.h"
 #include "text/Overlays.h"
 #include "text/Painting.h"
-#include "text/Positions.h"
+#include "text/TextPositions.h"
 
 #include <QtGui/QVector2D>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "text/LineLayout.h"
-#include "text/Positions.h"
+#include "text/TextPositions.h"
 
 #include <QtCore/QRectF>
 #include <QtGui/QPainterPath>

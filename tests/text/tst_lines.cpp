@@ -1,7 +1,7 @@
 #include "kit/Table.h"
 
 #include "text/LineLayout.h"
-#include "text/Positions.h"
+#include "text/TextPositions.h"
 
 Q_DECLARE_METATYPE(TextParagraphParams)
 
