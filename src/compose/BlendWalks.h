@@ -56,42 +56,51 @@ inline Window windowFor(const RGBA32iImage &image, const KXOverlap &area)
 }
 inline Window windowFor(const QImage &, const KXOverlap &) { return Window::Ignored; }
 
-/// Who walks: the calling thread, in blocks of rows or row by row, or the pool, row by row.
-enum class Threads { Caller, CallerByRows, Pool };
+/// Who walks.
+enum class Threads { Caller, Pool };
 
-/// The calling thread, in blocks; row by row only where the destination is itself @p read, as a source or a mask: then
-/// the order of the rows matters.
+/// How many rows are walked together.
+enum class Steps {
+    Rows, ///< one after another
+    Blocks ///< on the calling thread all of them, on the pool bands of them
+};
+
+/// Rows one after another only where the destination is itself @p read, as a source or a mask: then their order matters.
 template <class... Image>
-Threads blocksOrRows(const void *destination, const Image &...read)
+Steps stepsFor(const void *destination, const Image &...read)
 {
-    return ((&read == destination) || ...) ? Threads::CallerByRows : Threads::Caller;
+    return ((&read == destination) || ...) ? Steps::Rows : Steps::Blocks;
 }
 
-/// Runs @p walk over @p area: at once or row by row, on the calling thread or on a worker for each processor. What it
-/// throws is logged on the thread that threw it.
+/// The rows of a band: through some hundred KiB of consecutive memory the processor keeps ahead, where single rows in
+/// turn begin with what it has not foreseen. Yet each worker gets several bands, as none knows what lies in the others'.
+inline int rowsOfBand(const QRect &area, int workers)
+{
+    constexpr int pixelsOfBand = 1 << 17, bandsOfWorker = 4;
+    return std::max(std::min(pixelsOfBand / area.width(), area.height() / (workers * bandsOfWorker)), 1);
+}
+
+/// Runs @p walk over @p area on the calling thread or on a worker for each processor. What it throws is logged on the
+/// thread that threw it.
 template <class Walk>
-void runWalk(const QRect &area, Threads threads, Walk walk)
+void runWalk(const QRect &area, Threads threads, Steps steps, Walk walk)
 {
-    const auto guardedWalk = [&walk](const QRect &part) {
-        support::guarded({ logPath, __LINE__ }, [&] { walk(part); });
+    const int workers = workers::hardware();
+    const int rows = steps == Steps::Rows ? 1 : threads == Threads::Pool ? rowsOfBand(area, workers) : area.height();
+    const auto walkStep = [&](int step) {
+        const int y = step * rows;
+        support::guarded({ logPath, __LINE__ },
+            [&] { walk(QRect(area.x(), area.y() + y, area.width(), std::min(rows, area.height() - y))); });
     };
-    const auto walkRow = [&](int row) { guardedWalk(QRect(area.x(), area.y() + row, area.width(), 1)); };
-    switch (threads) {
-    case Threads::Caller:
-        guardedWalk(area);
-        break;
-    case Threads::CallerByRows:
-        for (int row = 0; row < area.height(); ++row)
-            walkRow(row);
-        break;
-    case Threads::Pool:
-        workers::forEachRow(workers::hardware(), area.height(), walkRow);
-        break;
-    }
+    const int count = (area.height() - 1) / rows + 1;
+    if (threads == Threads::Pool)
+        return workers::forEachRow(workers, count, walkStep);
+    for (int step = 0; step < count; ++step)
+        walkStep(step);
 }
 
-/// Calls @p blendRow(row, count) for each row of a block, and prefetches the pixels of @p stretches some rows before
-/// their turn. Rows that follow one another without a gap, in all of them, are one long row, which prefetches on its
+/// Calls @p blendRow(row, count) for each row of a block, and prefetches where the rows of @p stretches start, some rows
+/// before their turn; long ones go on by themselves. Rows that follow one another without a gap, in all of them, are one long row, which prefetches on its
 /// own.
 template <class BlendRow, class... Stretches>
 void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stretches &...stretches)
@@ -101,9 +110,9 @@ void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stre
         return;
     }
     constexpr int lead = 4; // rows; in a tile they are half a page
-    const auto askFor = [count](const Stretch &stretch, int row) {
+    const auto askFor = [start = std::min(count, 512)](const Stretch &stretch, int row) {
         if (stretch.pixels)
-            memory::prefetch(stretch.pixels + row * stretch.stride, count);
+            memory::prefetch(stretch.pixels + row * stretch.stride, start);
     };
     for (int row = 0; row < rows; ++row) {
         if (row + lead < rows)
