@@ -8,7 +8,6 @@
 #include <QtGui/QImage>
 
 #include <string_view>
-#include <thread>
 
 using kit::Picture;
 
@@ -99,14 +98,10 @@ private Q_SLOTS:
         int red[256] = {}, green[256] = {}, blue[256] = {}, all[256] = {};
         OPHistogrammCalculator calculator;
         calculator.SetOutput(red, green, blue, all);
-        std::vector<std::thread> threads;
-        for (int t = 0; t < 4; ++t)
-            threads.emplace_back([&] {
-                for (int i = 0; i < 200000; ++i)
-                    calculator(OPRGBA32i(0x00070707u));
-            });
-        for (std::thread &thread : threads)
-            thread.join();
+        kit::atOnce(4, [&](int) {
+            for (int i = 0; i < 200000; ++i)
+                calculator(OPRGBA32i(0x00070707u));
+        });
         QVERIFY(red[7] == 800000 && green[7] == 800000 && blue[7] == 800000 && all[7] == 2400000);
     }
 

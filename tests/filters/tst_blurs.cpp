@@ -13,8 +13,8 @@
 #include "OPVignetteProcessing.h"
 
 #include "filters/ParamsStream.h"
+#include "kit/Filters.h"
 #include "kit/Images.h"
-#include "kit/Test.h"
 #include "lines/LineHandlers.h"
 
 using kit::Picture;
@@ -24,45 +24,6 @@ using Sharpen = OPSharpenProcessing;
 using Smoothen = OPSmoothenProcessing;
 
 namespace {
-
-/// The type of what a filter's run takes.
-template <class Filter, class Data>
-Data argumentOf(RGBA32iImage (Filter::*run)(Data));
-template <class Processing>
-using DataOf = decltype(argumentOf(&Processing::run));
-
-void set(Gaussian::Params &params, double strength) { params.sigma = strength; }
-void set(Box::Params &params, double strength) { params.radius = int(strength); }
-template <class Params>
-void set(Params &params, double strength)
-{
-    params.amount = int(strength);
-}
-
-/// What a filter reports.
-struct Report {
-    QList<int> ranges;
-    std::atomic<int> steps { 0 }; ///< the sum of what each step told
-
-    void on(OPAdjustmentProcessing &processing)
-    {
-        QObject::connect(&processing, &OPAdjustmentProcessing::RangeChanged,
-            [this](int minimum, int maximum) { ranges << minimum << maximum << steps; });
-        QObject::connect(&processing, &OPAdjustmentProcessing::ProgressChanged, [this](int value) { steps += value; });
-    }
-};
-
-template <class Processing>
-RGBA32iImage blurred(const KXFilterData &head, double strength, Report *report = nullptr)
-{
-    Processing processing(kit::noCancel);
-    if (report)
-        report->on(processing);
-    DataOf<Processing> data;
-    static_cast<KXFilterData &>(data) = head;
-    set(data.params, strength);
-    return processing.run(data);
-}
 
 /// The passes of a filter over what is selected of @p image, as the library has them. Returns how many lines they have.
 int runPasses(const std::vector<short> &kernel, RGBA32iImage &image, const QRect &selected)
@@ -138,13 +99,14 @@ private Q_SLOTS:
         } frame;
         QCOMPARE(Gaussian(kit::noCancel).metaObject(), &OPAdjustmentProcessing::staticMetaObject);
 
-        Report report;
-        report.on(frame);
+        QList<int> told;
+        connect(&frame, &Open::RangeChanged, [&](int minimum, int maximum) { told << minimum << maximum; });
+        connect(&frame, &Open::ProgressChanged, [&](int value) { told << value; });
         frame.IncrementProgress();
         frame.SetProgress(41);
         frame.SetRange(7); // leaves the progress where it is
         frame.IncrementProgress();
-        QVERIFY(report.steps == 1 + 41 + 42 && report.ranges == QList<int>({ 0, 7, 42 }));
+        QCOMPARE(told, QList<int>({ 1, 41, 0, 7, 42 }));
     }
 
     void blurs()
@@ -172,50 +134,13 @@ private Q_SLOTS:
             data.selection = Picture::random(60, 50, 42).image(false);
             data.selectionRect = each.rect;
             data.selectionOffset = each.offset;
-            checkBlur<Gaussian>(data, 2, each.merged, each.from);
-            checkBlur<Box>(data, 7, each.merged, each.from);
-            checkBlur<Sharpen>(data, 300, each.merged, each.from);
-            checkBlur<Smoothen>(data, 200, each.merged, each.from);
+            const auto [to, from] = kit::mergeOf(data);
+            QVERIFY(to == each.merged && (to.isEmpty() || from == each.from));
+            checkBlur<Gaussian>(data, { 2 });
+            checkBlur<Box>(data, { 7 });
+            checkBlur<Sharpen>(data, { 300 });
+            checkBlur<Smoothen>(data, { 200 });
         }
-    }
-
-    /// Greys and alphas along rows or columns, and what becomes of them.
-    void threeTaps()
-    {
-        struct Case {
-            bool sharpens;
-            int amount;
-            QByteArray greys, alphas, expectedGreys, expectedAlphas;
-        };
-        const Case cases[] = {
-            // (90 * (2 * 357 + 1785) - (90 + 110) * 357 + 765) / 1785 = 86.4; alpha is sharpened too, and clamped
-            { true, 357, "5A5A6E6E", "FFFFFFFF", "5A56726E", "FFFFFFFF" },
-            { true, 357, "00FFFF00", "6E6E5A5A", "00FFFF00", "6E72565A" },
-            { true, -357, "5A5A6E6E", "FFFFFFFF", "5A5E6A6E", "FFFFFFFF" }, // 94.4, 106.4
-            { true, 0, "01FF0203", "00800102", "01FF0203", "00800102" },
-            // Taps of 5461 / 16384: thirds. What is transparent has no colour, and gets that of its neighbour.
-            { false, 255, "0000FFFF", "FFFFFFFF", "0055AAFF", "FFFFFFFF" },
-            { false, 255, "9090FFFF", "FFFF0000", "90909000", "FFAA5500" },
-            { false, 0, "0102FFFE", "FFFFFFFF", "0102FFFE", "FFFFFFFF" },
-        };
-        constexpr int length = 4;
-        const auto pixel = [](const QByteArray &greys, const QByteArray &alphas, int i) {
-            const auto byte = [i](const QByteArray &digits) { return digits.mid(2 * i, 2).toUInt(nullptr, 16); };
-            return OPRGBA32i(byte(alphas) << 24 | byte(greys) * 0x010101u);
-        };
-        for (const Case &each : cases)
-            for (const Qt::Orientation along : { Qt::Horizontal, Qt::Vertical }) {
-                Picture picture(length + 1, length + 1); // the last row of a smoothened one is not premultiplied
-                for (int line = 0; line <= length; ++line)
-                    for (int i = 0; i <= length; ++i)
-                        picture.on(along, line, i) = pixel(each.greys, each.alphas, std::min(i, length - 1));
-                KXFilterData data;
-                data.image = picture.image(false);
-                Picture result = Picture::of(
-                    each.sharpens ? blurred<Sharpen>(data, each.amount) : blurred<Smoothen>(data, each.amount));
-                for (int i = 0; i < length; ++i)
-                    QCOMPARE(result.on(along, 1, i), pixel(each.expectedGreys, each.expectedAlphas, i));
-            }
     }
 
     /// A window far wider than the image holds its edges almost alone; a Gaussian as wide clears it.
@@ -223,23 +148,22 @@ private Q_SLOTS:
     {
         Picture edges(3, 1, OPRGBA32i(0xFF000000u));
         edges.at(2, 0) = OPRGBA32i(0xFFFFFFFFu);
-        KXFilterData data;
-        data.image = edges.image(false);
-        for (const int radius : { 1, 300, 8191, 8192, INT_MAX }) { // 255 * r / (2 * r + 1): 85 or 127
-            data.image = edges.image(false);
-            QCOMPARE(Picture::of(blurred<Box>(data, radius)).at(1, 0).word, radius == 1 ? 0xFF555555u : 0xFF7F7F7Fu);
-        }
-        COMPARE_PICTURE(Picture::of(blurred<Gaussian>(data, 1e7)), Picture(3, 1));
+        const auto blurred = [&](int radius) {
+            return Picture::of(kit::filtered<Box>(kit::onLayer(edges), { radius }));
+        };
+        QCOMPARE(blurred(1).at(1, 0), OPRGBA32i(0xFF555555u)); // 255 * r / (2 * r + 1): 85 or 127
+        for (const int radius : { 300, 8191, 8192, INT_MAX })
+            QCOMPARE(blurred(radius).at(1, 0), OPRGBA32i(0xFF7F7F7Fu));
+        COMPARE_PICTURE(Picture::of(kit::filtered<Gaussian>(kit::onLayer(edges), { 1e7 })), Picture(3, 1));
 
-        Gaussian::BlurDataEx grown; // reaches three times as far, whatever the length of its kernel
-        grown.image = Picture::random(20, 10, 45).image(false);
-        grown.selection = Picture(9, 9, OPRGBA32i(0xFFFFFFFFu)).image(false);
-        grown.selectionRect = QRect(0, 0, 9, 9);
+        // It reaches three times as far, whatever the length of its kernel.
+        const Picture layer = Picture::random(20, 10, 45);
+        kit::Watch watch;
+        kit::filtered<Gaussian>(kit::onLayer(layer, QRect(0, 0, 9, 9)), { 1e7 }, watch);
+        QCOMPARE(watch.steps.load(), 20 + 10 + 9);
+        Gaussian::BlurDataEx grown;
+        grown.image = layer.image(false);
         grown.params.sigma = 1e7;
-        Report report;
-        blurred<Gaussian>(grown, 1e7, &report);
-        QCOMPARE(report.ranges, QList<int>({ 0, 20 + 10 + 9, 0 }));
-        grown.selectionRect = QRect();
         grown.region = QRect(-30, -2, 70, 500);
         const KXFilterResult result = Gaussian(kit::noCancel).runEx(grown);
         COMPARE_PICTURE(Picture::of(result.image), Picture(70, 500));
@@ -251,10 +175,10 @@ private Q_SLOTS:
     {
         QRandomGenerator random = kit::random(52);
         for (int i = 0; i < 400; ++i) {
-            checkSurroundings<Gaussian>(random, random.bounded(6.0));
-            checkSurroundings<Box>(random, random.bounded(30));
-            checkSurroundings<Sharpen>(random, random.bounded(-500, 500));
-            checkSurroundings<Smoothen>(random, random.bounded(400));
+            checkBlur<Gaussian>(anyLayer(random), { random.bounded(6.0) });
+            checkBlur<Box>(anyLayer(random), { random.bounded(30) });
+            checkBlur<Sharpen>(anyLayer(random), { random.bounded(-500, 500) });
+            checkBlur<Smoothen>(anyLayer(random), { random.bounded(400) });
         }
     }
 
@@ -272,8 +196,8 @@ private Q_SLOTS:
             { { { INT_MIN, INT_MIN }, QPoint(INT_MAX, INT_MAX) }, {}, {}, { -4, -4, 38, 28 } },
         };
         for (const Growth &each : cases) {
-            checkGrowth<Gaussian>(each, 1.4); // reaches 4.2, the box 4
-            checkGrowth<Box>(each, 4);
+            checkGrowth<Gaussian>(each, { 1.4 }); // reaches 4.2, the box 4
+            checkGrowth<Box>(each, { 4 });
         }
 
         Box::BlurDataEx thin; // without area, and what it may grow into is apart from it
@@ -344,67 +268,45 @@ private Q_SLOTS:
     }
 
 private:
-    /// Against the passes over a copy of all of the layer; with a selection merged into @p to of the layer, where the
-    /// selection's pixel @p from lies on the top left corner.
+    /// Against the passes over a copy of all of the layer.
     template <class Processing>
-    void checkBlur(const KXFilterData &data, double strength, const QRect &to, const QPoint &from)
+    void checkBlur(const KXFilterData &data, const typename Processing::Params &params)
     {
-        const auto near = [](int distance) { return qBound(-1000, distance, 1000); };
         RGBA32iImage work;
         data.image.CopyTo(work, false);
-        typename Processing::Params params;
-        set(params, strength);
-        const int lineCount =
-            runPasses(params, work,
-                data.selectionRect.translated(near(data.selectionOffset.x()), near(data.selectionOffset.y())))
-            + qMax(to.height(), 0);
-        const Picture filtered = Picture::of(work), old = Picture::of(data.image), mask = Picture::of(data.selection);
-        Picture expected = old; // a tile takes over what a window showed in its place
-        for (int y = 0; y < to.height(); ++y)
-            for (int x = 0; x < to.width(); ++x) {
-                const QPoint p = to.topLeft() + QPoint(x, y);
-                if (work.IsTiled() && !data.image.TileData(p.y() / 128 * work.TilesX() + p.x() / 128))
-                    continue;
-                const int m = mask.at(from.x() + x, from.y() + y).a;
-                const OPRGBA32i f = filtered.at(p.x(), p.y()), u = old.at(p.x(), p.y());
-                expected.at(p.x(), p.y()) = kit::pixelOf(
-                    [&](int c) { return (kit::channel(f, c) * m + kit::channel(u, c) * (255 - m)) / 255; });
-            }
-        Report report;
-        const RGBA32iImage result = blurred<Processing>(data, strength, &report);
-        VERIFY_SAME_AT(kit::difference(Picture::of(result), data.selectionRect.isEmpty() ? filtered : expected),
+        const QRect to = kit::mergeOf(data).to;
+        const int lineCount = runPasses(params, work, kit::selectedRect(data)) + to.height();
+        const Picture expected = kit::merged(data, Picture::of(work));
+        kit::Watch watch;
+        const RGBA32iImage result = kit::filtered<Processing>(data, params, watch);
+        VERIFY_SAME_AT(kit::difference(Picture::of(result), expected),
             QString("width %1, selected from %2, %3").arg(work.Width()).arg(to.x()).arg(to.y()));
         QVERIFY(result.IsTiled() || result.Bits() == data.image.Bits()); // it is the caller's buffer that was written
-        QCOMPARE(report.ranges, QList<int>({ 0, lineCount, 0 }));
-        QCOMPARE(report.steps.load(), lineCount * (lineCount + 1) / 2);
+        QVERIFY(watch.ranges == 1 && watch.steps == lineCount);
     }
 
-    template <class Processing>
-    void checkSurroundings(QRandomGenerator &random, double strength)
+    /// Any part of a layer and of a selection, flat or tiled and perhaps with a window, of which tiles take over what it
+    /// shows in their place.
+    static KXFilterData anyLayer(QRandomGenerator &random)
     {
         const auto anySize = [&random] { return QSize(random.bounded(300), random.bounded(300)); };
         const auto anyPoint = [&random](int limit) {
             return QPoint(random.bounded(-limit, limit), random.bounded(-limit, limit));
         };
-        const bool tiled = random.bounded(2);
         KXFilterData data;
-        data.image = kit::patchy(random, anySize(), tiled);
+        data.image = kit::patchy(random, anySize(), random.bounded(2));
         data.selection = kit::patchy(random, anySize(), random.bounded(2));
         const int side = random.bounded(2) ? 20 : 300;
         data.selectionRect = QRect(anyPoint(300), QSize(random.bounded(1, side), random.bounded(1, side)));
         data.selectionOffset = anyPoint(random.bounded(2) ? 20 : 300);
-        if (tiled && random.bounded(2))
+        if (data.image.IsTiled() && random.bounded(2))
             kit::addWindow(random, data.image, QRect(0, 0, 250, 250));
-
-        const QRect to = data.selectionRect.translated(data.selectionOffset) & data.image.Rect();
-        const QPoint over(qMax(-data.selectionOffset.x(), 0), qMax(-data.selectionOffset.y(), 0));
-        const QRect from = data.selectionRect.translated(over) & data.selection.Rect();
-        checkBlur<Processing>(data, strength, QRect(to.topLeft(), to.size().boundedTo(from.size())), from.topLeft());
+        return data;
     }
 
     /// Against the plain run on a canvas grown by hand.
     template <class Processing>
-    void checkGrowth(const Growth &a, double strength)
+    void checkGrowth(const Growth &a, const typename Processing::Params &params)
     {
         const Picture picture = Picture::random(30, 20, 48);
         Picture canvas(a.grown.width(), a.grown.height());
@@ -418,12 +320,12 @@ private:
         data.selectionOffset = a.offset;
         data.region = a.region;
         data.origin = QPoint(1000, -1000);
-        set(data.params, strength);
+        data.params = params;
         KXFilterData byHand = data;
         byHand.image = canvas.image(false);
         byHand.selectionOffset = a.offset - a.grown.topLeft();
         const KXFilterResult result = Processing(kit::noCancel).runEx(data);
-        COMPARE_PICTURE(Picture::of(result.image), Picture::of(blurred<Processing>(byHand, strength)));
+        COMPARE_PICTURE(Picture::of(result.image), Picture::of(kit::filtered<Processing>(byHand, params)));
         QVERIFY(result.origin == QPoint(1000, -1000) + a.grown.topLeft() && !result.image.IsTiled());
     }
 

@@ -1,25 +1,11 @@
 #include "KXRefineSelectionProcessing.h"
-#include "kit/Images.h"
+#include "kit/Formulas.h"
 
 #include <cmath>
 
 using kit::Picture;
 
 namespace {
-
-/// The alphas of @p picture, each made by @p alpha(line, i) from a line that goes through it; lines have clamped ends.
-template <class Alpha>
-void alongLines(Picture &picture, Qt::Orientation direction, Alpha alpha)
-{
-    Picture before = picture;
-    const QSize size =
-        direction == Qt::Horizontal ? QSize(picture.width, picture.height) : QSize(picture.height, picture.width);
-    for (int line = 0; line < size.height(); ++line)
-        for (int i = 0; i < size.width(); ++i)
-            picture.on(direction, line, i).a = static_cast<unsigned char>(
-                alpha([&](int at) { return int(before.on(direction, line, qBound(0, at, size.width() - 1)).a); }, i,
-                    size.width()));
-}
 
 /// @p mask as it lies in a canvas at @p offset, seen through @p area.
 Picture seenThrough(const Picture &mask, QPoint offset, const QRect &area)
@@ -32,32 +18,36 @@ Picture seenThrough(const Picture &mask, QPoint offset, const QRect &area)
     return seen;
 }
 
-/// As the filter's manual has it.
-Picture refined(Picture picture, double feather, int contract)
+/// Gives the alphas of @p picture the value @p formula(at) along rows, then along columns, as kit::alongLines does.
+template <class Formula>
+void bothWays(Picture &picture, Formula formula)
 {
-    const auto both = { Qt::Horizontal, Qt::Vertical };
-    const int radius = std::max(int(feather), 0);
-    for (int round = 0; round < 3 && feather != 0; ++round)
-        for (const auto direction : both) {
-            alongLines(picture, direction, [radius](const auto &at, int i, int) {
-                int sum = 0;
-                for (int j = i - radius; j <= i + radius; ++j)
-                    sum += at(j);
-                return sum / (2 * radius + 1);
-            });
-            for (OPRGBA32i &pixel : picture.pixels)
-                pixel.word &= 0xFF000000u;
-        }
-    for (const auto direction : both)
-        alongLines(picture, direction, [contract](const auto &at, int i, int length) {
-            int alpha = at(i);
-            for (int j = i - qAbs(contract); j <= i + qAbs(contract); ++j) {
-                const int there = j < 0 || j >= length ? 0 : at(j);
-                alpha = contract < 0 ? std::min(alpha, there) : std::max(alpha, there);
-            }
-            return alpha;
+    for (const auto direction : { Qt::Horizontal, Qt::Vertical })
+        kit::alongLines(picture, picture.rect(), picture.rect(), direction, [&](auto at) {
+            OPRGBA32i pixel = at(0);
+            pixel.a = static_cast<unsigned char>(formula(at));
+            return pixel;
         });
-    return picture;
+}
+
+/// As the filter's manual has it.
+Picture refined(const Picture &mask, double feather, int contract)
+{
+    Picture picture = mask;
+    for (int round = 0; round < 3 && feather != 0; ++round) {
+        bothWays(picture, [&](auto at) { return kit::means(at, std::max(int(feather), 0), false)[3]; });
+        for (OPRGBA32i &pixel : picture.pixels)
+            pixel.word &= 0xFF000000u;
+    }
+    // Beyond its edges the mask is transparent.
+    picture = seenThrough(picture, QPoint(1, 1), mask.rect().adjusted(0, 0, 2, 2));
+    bothWays(picture, [contract](auto at) {
+        int alpha = at(0).a;
+        for (int k = -qAbs(contract); k <= qAbs(contract); ++k)
+            alpha = contract < 0 ? std::min<int>(alpha, at(k).a) : std::max<int>(alpha, at(k).a);
+        return alpha;
+    });
+    return seenThrough(picture, QPoint(-1, -1), mask.rect());
 }
 
 Picture feathered(const Picture &mask, float radius)
@@ -69,13 +59,12 @@ Picture feathered(const Picture &mask, float radius)
     for (int x = -reach; x <= reach; ++x)
         all += weights.emplace_back(std::exp(float(-x * x) / (2 * radius * radius)));
     Picture result = old;
-    for (const auto direction : { Qt::Horizontal, Qt::Vertical })
-        alongLines(result, direction, [&](const auto &at, int i, int) {
-            float sum = 0;
-            for (int x = -reach; x <= reach; ++x)
-                sum += float(at(i + x)) * (weights[size_t(x + reach)] / all);
-            return std::min(int(sum), 255);
-        });
+    bothWays(result, [&](auto at) {
+        float sum = 0;
+        for (int x = -reach; x <= reach; ++x)
+            sum += float(at(x).a) * (weights[size_t(x + reach)] / all);
+        return std::min(int(sum), 255);
+    });
     for (size_t i = 0; i < old.pixels.size(); ++i)
         if (old.pixels[i].a == 255 && result.pixels[i].a < 128)
             result.pixels[i].a = 128;

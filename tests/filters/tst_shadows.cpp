@@ -2,10 +2,12 @@
 #include "OPDropShadowProcessing.h"
 #include "OPInnerShadowProcessing.h"
 
-#include "kit/Picture.h"
+#include "kit/Filters.h"
 #include "support/Workers.h"
 
 using kit::Picture;
+using Drop = OPDropShadowProcessing;
+using Inner = OPInnerShadowProcessing;
 
 namespace {
 
@@ -47,13 +49,13 @@ Picture blurred(const Picture &shape, int margin)
     return both;
 }
 
-/// A run of either filter, whose range is added to @p ranges.
-template <class Filter, class Data>
-auto run(Data data, QList<int> &ranges)
+template <class Filter>
+typename Filter::Params paramsOf(int blurRadius)
 {
-    Filter filter(kit::noCancel);
-    QObject::connect(&filter, &Filter::RangeChanged, [&](int, int maximum) { ranges << maximum; });
-    return filter.run(data);
+    typename Filter::Params params;
+    params.blurRadius = blurRadius;
+    params.color = QColor(0xC8, 0x64, 0x32, 7); // whose alpha does not count
+    return params;
 }
 
 } // namespace
@@ -67,94 +69,68 @@ private Q_SLOTS:
     /// One pixel of alpha 90: a third in each of three columns, a third of that in each of three rows.
     void onePixel()
     {
-        OPDropShadowProcessing::DropShadowData data;
-        data.image = Picture(1, 1, OPRGBA32i(0x5A010203u)).image(false);
+        KXFilterData data = kit::onLayer(Picture(1, 1, OPRGBA32i(0x5A010203u)));
         data.maskInverted = true;
-        data.params.blurRadius = 1;
-        data.params.color = QColor(0xC8, 0x64, 0x32, 7); // whose alpha does not count
-        QList<int> ranges;
-        const auto drop = run<OPDropShadowProcessing>(data, ranges);
+        const auto drop = kit::filtered<Drop>(data, paramsOf<Drop>(1));
         COMPARE_PICTURE(Picture::of(drop.image), Picture(3, 3, OPRGBA32i(10u << 24 | colour)));
         QCOMPARE(drop.origin, QPoint());
-        OPInnerShadowProcessing::InnerShadowData inner;
-        inner.image = data.image;
-        inner.maskInverted = true;
-        inner.params.blurRadius = 1;
-        inner.params.color = data.params.color;
-        const auto [color, shape, origin] = run<OPInnerShadowProcessing>(inner, ranges);
+        const auto [color, shape, origin] = kit::filtered<Inner>(data, paramsOf<Inner>(1));
         COMPARE_PICTURE(Picture::of(color), Picture(1, 1, OPRGBA32i(90u << 24 | colour)));
         COMPARE_PICTURE(Picture::of(shape), Picture(3, 3, OPRGBA32i(245u << 24)));
         QCOMPARE(origin, QPoint(-1, -1));
-        QCOMPARE(ranges, QList<int>({ 6, 7 }));
     }
 
-    void againstTheFormula_data()
-    {
-        QTest::addColumn<QSize>("size");
-        QTest::addColumn<int>("radius");
-        for (const auto &[size, radius] : { std::pair(QSize(140, 9), 0), { QSize(31, 150), 1 }, { QSize(64, 64), 7 },
-                 { QSize(90, 20), 40 }, { QSize(15, 31), 130 }, { QSize(1, 1), 300 } }) // also wider than the layer
-            QTest::addRow("%d x %d, radius %d", size.width(), size.height(), radius) << size << radius;
-    }
     void againstTheFormula()
     {
-        QFETCH(const QSize, size);
-        QFETCH(const int, radius);
-        const Picture layer = Picture::random(size.width(), size.height(), 60);
         const Picture mask = Picture::random(50, 40, 61);
-        for (const QPoint offset : { QPoint(), QPoint(20, 3), QPoint(-15, -30), QPoint(INT_MIN, INT_MIN) })
-            for (const int form : { 0, 1, 2, 3 }) {
-                const bool tiled = form & 1, inverted = form & 2, isMasked = !offset.isNull() || tiled;
-                const kit::Processors these(form == 3 ? 1 : 3);
-                OPDropShadowProcessing::DropShadowData data;
-                data.image = layer.image(tiled);
-                data.mask = isMasked ? mask.image(tiled) : RGBA32iImage(0, 40, false);
-                data.maskOffset = offset;
-                data.maskInverted = inverted;
-                data.selectionRect = QRect(1, 1, 3, 3); // nobody looks at it
-                data.params.blurRadius = radius;
-                data.params.color = QColor(0xC8, 0x64, 0x32);
-                const auto far = [](int position) { return qBound(-1000, position, 1000); };
-                const Picture shape = isMasked ? seen(layer, mask, QPoint(far(offset.x()), far(offset.y())), inverted)
-                                               : seen(layer, Picture(0, 0), QPoint(), inverted);
-                check(data, shape, radius);
-                COMPARE_PICTURE(Picture::of(data.image), layer);
-            }
+        for (const auto &[size, radius] : { std::pair(QSize(140, 9), 0), { QSize(31, 150), 1 }, { QSize(64, 64), 7 },
+                 { QSize(90, 20), 40 }, { QSize(15, 31), 130 }, { QSize(1, 1), 300 } }) // also wider than the layer
+            for (const QPoint offset : { QPoint(), QPoint(20, 3), QPoint(-15, -30), QPoint(INT_MIN, INT_MIN) })
+                for (const int form : { 0, 1, 2, 3 }) {
+                    const bool tiled = form & 1, inverted = form & 2, isMasked = !offset.isNull() || tiled;
+                    const kit::Processors these(form == 3 ? 1 : 3);
+                    const Picture layer = Picture::random(size.width(), size.height(), 60);
+                    KXFilterData data;
+                    data.image = layer.image(tiled);
+                    data.mask = isMasked ? mask.image(tiled) : RGBA32iImage(0, 40, false);
+                    data.maskOffset = offset;
+                    data.maskInverted = inverted;
+                    data.selectionRect = QRect(1, 1, 3, 3); // nobody looks at it
+                    const QPoint at(qBound(-1000, offset.x(), 1000), qBound(-1000, offset.y(), 1000));
+                    check(data, seen(layer, isMasked ? mask : Picture(0, 0), at, inverted), radius);
+                    COMPARE_PICTURE(Picture::of(data.image), layer);
+                }
     }
 
     /// What has no area stays so; a negative radius crops; a margin beyond all images is refused.
     void oddSizes()
     {
-        OPDropShadowProcessing::DropShadowData data;
+        kit::Watch watch;
+        KXFilterData data;
         data.maskInverted = true;
         for (const QSize size : { QSize(0, 0), QSize(0, 5) }) {
             data.image = RGBA32iImage(size.width(), size.height(), false);
-            QList<int> ranges;
-            QCOMPARE(run<OPDropShadowProcessing>(data, ranges).image.Rect(), QRect(QPoint(), size));
-            QCOMPARE(ranges, QList<int>({ 0 }));
+            QCOMPARE(kit::filtered<Drop>(data, Drop::Params(), watch).image.Rect(), QRect(QPoint(), size));
+            QCOMPARE(watch.steps.load(), 0);
         }
         const Picture layer = Picture::random(9, 8, 62);
         data.image = layer.image(true);
         for (const auto &[radius, size] :
             { std::pair(-3, QSize(3, 2)), { -4, QSize(1, 0) }, { INT_MIN, QSize(0, 0) } }) {
-            data.params.blurRadius = radius;
-            QList<int> ranges;
-            const Picture cropped = Picture::of(run<OPDropShadowProcessing>(data, ranges).image);
+            const Picture cropped = Picture::of(kit::filtered<Drop>(data, paramsOf<Drop>(radius), watch).image);
             QCOMPARE(cropped.rect().size(), size);
             for (int y = 0; y < size.height(); ++y)
                 for (int x = 0; x < size.width(); ++x)
-                    QCOMPARE(cropped.at(x, y).word, unsigned(layer.at(x + 3, y + 3).a) << 24);
-            QCOMPARE(ranges, QList<int>({ size.isEmpty() ? 0 : 5 }));
+                    QCOMPARE(cropped.at(x, y).word, unsigned(layer.at(x + 3, y + 3).a) << 24 | colour);
+            QCOMPARE(watch.steps.load(), size.isEmpty() ? 0 : 5);
         }
-        for (const int radius : { INT_MAX, 1 << 30, 1 << 20 }) {
-            data.params.blurRadius = radius;
-            QVERIFY_EXCEPTION_THROWN(OPDropShadowProcessing(kit::noCancel).run(data), std::bad_alloc);
-        }
+        for (const int radius : { INT_MAX, 1 << 30, 1 << 20 })
+            QVERIFY_EXCEPTION_THROWN(kit::filtered<Drop>(data, paramsOf<Drop>(radius)), std::bad_alloc);
     }
 
 private:
     /// Both shadows of what is seen of a layer. On a single processor walks leave pixels as they are.
-    void check(const OPDropShadowProcessing::DropShadowData &data, const Picture &shape, int radius)
+    static void check(const KXFilterData &data, const Picture &shape, int radius)
     {
         const bool walks = workers::hardware() > 1;
         Picture drop = blurred(shape, radius), inverse = drop, coloured = shape;
@@ -169,16 +145,14 @@ private:
             pixel.word = walks ? (pixel.word & 0xFF000000u) | colour : pixel.word;
 
         const int lines = radius ? width + height : height;
-        QList<int> ranges;
-        COMPARE_PICTURE(Picture::of(run<OPDropShadowProcessing>(data, ranges).image), drop);
-        OPInnerShadowProcessing::InnerShadowData inner;
-        static_cast<KXFilterData &>(inner) = data;
-        static_cast<KXShadowParams &>(inner.params) = data.params;
-        const auto result = run<OPInnerShadowProcessing>(inner, ranges);
+        kit::Watch watch;
+        COMPARE_PICTURE(Picture::of(kit::filtered<Drop>(data, paramsOf<Drop>(radius), watch).image), drop);
+        QCOMPARE(watch.steps.load(), lines);
+        const auto result = kit::filtered<Inner>(data, paramsOf<Inner>(radius), watch);
         COMPARE_PICTURE(Picture::of(result.color), coloured);
         COMPARE_PICTURE(Picture::of(result.shape), inverse);
         QCOMPARE(result.origin, QPoint(-radius, -radius));
-        QCOMPARE(ranges, QList<int>({ lines, lines + shape.height }));
+        QCOMPARE(watch.steps.load(), lines + shape.height);
     }
 };
 

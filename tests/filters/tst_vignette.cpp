@@ -1,12 +1,12 @@
 #include "OPVignetteProcessing.h"
 
-#include "color/Blocks.h"
-#include "kit/Picture.h"
+#include "kit/Filters.h"
+#include "kit/Kernels.h"
 
 #include <cfloat>
 #include <cmath>
 
-using kit::Picture;
+using kit::Picture, kit::after;
 using Vignette = OPVignetteProcessing;
 
 namespace {
@@ -26,43 +26,29 @@ double mixed(double channel, double color, double dx, double dy, double a, doubl
     return channel * kept + color * (1 - kept);
 }
 
-/// One pixel through a stage.
-template <class Stage>
-OPRGBA32i through(const Stage &stage, int x, int y, OPRGBA32i pixel)
-{
-    stage(x, y, pixel);
-    return pixel;
-}
-
 } // namespace
 
 class TestVignette : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    /// Every channel lies within a half of what it is to be. The ellipse is that of the layer whatever is selected.
     void pictures()
     {
         for (const QSize size : { QSize(300, 140), QSize(151, 200), QSize(1, 1), QSize(9, 2), QSize(1, 40) })
             for (const int falloff : { 1, 25, 0 })
                 for (const int amount : { 100, 40, 0, 170 })
-                    for (const int shape : { 0, 1, 2 })
-                        for (const bool isSelected : { false, true }) {
-                            const QRect area = isSelected ? QRect(4, 1, 200, 90) : QRect(QPoint(), size);
-                            const Picture before = Picture::random(size.width(), size.height(), 3);
-                            Vignette::VignetteData data;
-                            data.image = before.image(false);
-                            data.params = { falloff, amount, QColor(250, 128, 3, 7), shape };
-                            if (isSelected) {
-                                data.selection = Picture(210, 100, OPRGBA32i(0xFF000000u)).image(true);
-                                data.selectionRect = QRect(QPoint(5, 5), area.size());
-                                data.selectionOffset = area.topLeft() - QPoint(5, 5);
-                            }
-                            Vignette filter(kit::noCancel);
-                            int ranges = 0;
-                            connect(&filter, &Vignette::RangeChanged, [&ranges] { ++ranges; });
-                            check(Picture::of(filter.run(data)), before, area, data.params);
-                            QCOMPARE(ranges, shape == 2 ? 0 : 1);
-                        }
+                    for (const int shape : { 0, 1, 2 }) {
+                        const Picture before = Picture::random(size.width(), size.height(), 3);
+                        const Vignette::Params params { falloff, amount, QColor(250, 128, 3, 7), shape };
+                        kit::Watch watch;
+                        const Picture all = Picture::of(kit::filtered<Vignette>(kit::onLayer(before), params, watch));
+                        check(all, before, params);
+                        QCOMPARE(watch.ranges.load(), shape == 2 ? 0 : 1);
+                        const KXFilterData part = kit::onLayer(before, QRect(4, -1, 200, 90));
+                        const Picture expected = kit::merged(part, all);
+                        COMPARE_PICTURE(Picture::of(kit::filtered<Vignette>(part, params)), expected);
+                    }
     }
 
     void singlePixels()
@@ -70,24 +56,24 @@ private Q_SLOTS:
         const OPRGBA32i white(0x70FFFFFFu), color(0xFF0A64C8u);
         const auto same = [](unsigned grey) { return OPRGBA32i(0x70000000u | grey << 16 | grey << 8 | grey); };
         // At (0, 0) the distance is sqrt(8) - 2 = 0.8284: of 255 stay 43.75 in a line, and 79.996 along a parabola.
-        QCOMPARE(through(Vignette::Linear(2, 2, 0, 1, 0xFF000000u), 0, 0, white), same(44));
-        QCOMPARE(through(Vignette::Parabolic(2, 2, 0, 1, 0xFF000000u), 0, 0, white), same(80));
+        QCOMPARE(after(Vignette::Linear(2, 2, 0, 1, 0xFF000000u), white, 0, 0), same(44));
+        QCOMPARE(after(Vignette::Parabolic(2, 2, 0, 1, 0xFF000000u), white, 0, 0), same(80));
         // On the axes, 1 and 3 pixels beyond: 3/4 and 1/4 stay of 255, or 15/16 and 7/16.
-        QCOMPARE(through(Vignette::Linear(2, 3, 0, 4, 0xFF000000u), 2, 7, white), same(191));
-        QCOMPARE(through(Vignette::Linear(2, 3, 0, 4, 0xFF000000u), -3, 3, white), same(64));
-        QCOMPARE(through(Vignette::Parabolic(2, 3, 0, 4, 0xFF000000u), 2, -1, white), same(239));
-        QCOMPARE(through(Vignette::Parabolic(2, 3, 0, 4, 0xFF000000u), 7, 3, white), same(112));
+        QCOMPARE(after(Vignette::Linear(2, 3, 0, 4, 0xFF000000u), white, 2, 7), same(191));
+        QCOMPARE(after(Vignette::Linear(2, 3, 0, 4, 0xFF000000u), white, -3, 3), same(64));
+        QCOMPARE(after(Vignette::Parabolic(2, 3, 0, 4, 0xFF000000u), white, 2, -1), same(239));
+        QCOMPARE(after(Vignette::Parabolic(2, 3, 0, 4, 0xFF000000u), white, 7, 3), same(112));
         // The centre, the ellipse itself, and a center of no coordinates, of which all but the axes is no number.
         for (const QPoint at : { QPoint(2, 3), QPoint(0, 3), QPoint(2, 6) })
-            QCOMPARE(through(Vignette::Linear(2, 3, 0, 0, color), at.x(), at.y(), white), white);
-        QCOMPARE(through(Vignette::Linear(0, 0, 0, 1, color), 3, 4, white), white);
-        QCOMPARE(through(Vignette::Linear(0, 0, 0, 1, color), 0, 4, white), OPRGBA32i(0x700A64C8u));
+            QCOMPARE(after(Vignette::Linear(2, 3, 0, 0, color), white, at.x(), at.y()), white);
+        QCOMPARE(after(Vignette::Linear(0, 0, 0, 1, color), white, 3, 4), white);
+        QCOMPARE(after(Vignette::Linear(0, 0, 0, 1, color), white, 0, 4), OPRGBA32i(0x700A64C8u));
         // Slopes: -infinity, not a number, infinity (then so is t, and no channel is a number), and a share of 3, for
         // which 200 * 3 - 2 * 200, 120 * 3 - 2 * 100 and 5 * 3 - 2 * 10 = -5 are 200, 160, and -4 with the half.
-        QCOMPARE(through(Vignette::Parabolic(2, 2, 0, 0, color), 2, 5, white), OPRGBA32i(0x700A64C8u));
-        QCOMPARE(through(Vignette::Linear(2, 2, 1, 0, color), 2, 5, white), OPRGBA32i(0x700A64C8u));
-        QCOMPARE(through(Vignette::Linear(2, 2, 2, 0, color), 2, 5, OPRGBA32i(0x70010203u)), same(255));
-        QCOMPARE(through(Vignette::Linear(2, 2, 3, 1, color), 2, 5, OPRGBA32i(0x700578C8u)), OPRGBA32i(0x70FCA0C8u));
+        QCOMPARE(after(Vignette::Parabolic(2, 2, 0, 0, color), white, 2, 5), OPRGBA32i(0x700A64C8u));
+        QCOMPARE(after(Vignette::Linear(2, 2, 1, 0, color), white, 2, 5), OPRGBA32i(0x700A64C8u));
+        QCOMPARE(after(Vignette::Linear(2, 2, 2, 0, color), OPRGBA32i(0x70010203u), 2, 5), same(255));
+        QCOMPARE(after(Vignette::Linear(2, 2, 3, 1, color), OPRGBA32i(0x700578C8u), 2, 5), OPRGBA32i(0x70FCA0C8u));
         QCOMPARE(Vignette::Distance(5, 2, -9, 0), 4.0);
         QCOMPARE(Vignette::Distance(5, 2, 0, 1), -1.0);
         // The ray goes along (0.6, -0.8), and meets the ellipse where t / 25 squared is a half.
@@ -97,6 +83,7 @@ private Q_SLOTS:
     /// Near the ellipse, where the kernel leaves out what it need not look at, and with stages of any kind.
     void blocksOfOddStages()
     {
+        SKIP_WITHOUT_MODULE();
         auto random = kit::random();
         const double odd[] = { 0, -7, 0.25, 0.5, 1e-200, 1e9, 1e200, qQNaN(), qInf(), 3, 512, 333.5 };
         for (int round = 0; round < 20000; ++round) {
@@ -110,18 +97,10 @@ private Q_SLOTS:
             const Vignette::Linear linear(a, b, end, falloff, random.generate());
             const Vignette::Parabolic parabolic(a, b, end, falloff, random.generate());
             const KXVignette &stage = round % 2 ? static_cast<const KXVignette &>(linear) : parabolic;
-            if (!stage.HasKernel())
-                QSKIP("there is no module");
-            OPRGBA32i block[blocks::length];
-            std::vector<OPRGBA32i> expected;
-            const int left = near(x) - random.bounded(blocks::length), row = near(y);
-            for (int i = 0; i < blocks::length; ++i) {
-                block[i] = random.generate();
-                expected.push_back(block[i]);
-                stage(left + i, row, expected.back());
-            }
-            stage(left, row, reinterpret_cast<unsigned char *>(block), blocks::flag);
-            VERIFY_SAME_AT(kit::difference(block, expected), QString("round %1: %2, %3").arg(round).arg(a).arg(b));
+            kit::Line pixels(blocks::length);
+            std::generate(pixels.begin(), pixels.end(), [&] { return random.generate(); });
+            VERIFY_SAME_AT(kit::blockDifference(stage, pixels, near(x) - random.bounded(blocks::length), near(y)),
+                QString("round %1: %2, %3").arg(round).arg(a).arg(b));
         }
     }
 
@@ -163,15 +142,14 @@ private Q_SLOTS:
     }
 
 private:
-    /// Every channel lies within a half of what it is to be, and the pixels outside of @p area are as they were.
-    static void check(const Picture &after, const Picture &before, const QRect &area, const Vignette::Params &params)
+    static void check(const Picture &after, const Picture &before, const Vignette::Params &params)
     {
-        const double a = before.width * 0.5, b = before.height * 0.5;
+        const double a = before.width * 0.5, b = before.height * 0.5, color[] = { 3, 128, 250 };
         for (int y = 0; y < before.height; ++y)
             for (int x = 0; x < before.width; ++x)
                 for (int c = 0; c < 4; ++c) {
-                    const double old = kit::channel(before.at(x, y), c), color[] = { 3, 128, 250 };
-                    const bool stays = c == 3 || params.shape == 2 || !area.contains(x, y);
+                    const double old = kit::channel(before.at(x, y), c);
+                    const bool stays = c == 3 || params.shape == 2;
                     const double expected = stays ? old : mixed(old, color[c], x - a, y - b, a, b, params);
                     QVERIFY(!(std::abs(kit::channel(after.at(x, y), c) - expected) > 0.5 + 1e-6));
                 }

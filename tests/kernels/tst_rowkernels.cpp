@@ -38,12 +38,27 @@ private Q_SLOTS:
         m_slide = fromModule(KX_SYMBOL(LineHandlerAVX2));
     }
 
+    /// Every colour under every alpha, then blocks that are opaque but for one pixel, and one that is all opaque.
     void alphaBlocks()
     {
-        kit::compareBlocks(KX_SYMBOL(PremultiplyAlphaAVX2), KXBlur::PremultiplyAlpha(),
-            [](int c, int a) { return (c * a + 127) / 255; });
-        kit::compareBlocks(KX_SYMBOL(ReturnAlphaAVX2), KXBlur::ReturnAlpha(),
-            [](int c, int a) { return a ? ((c * 255 + (a >> 1)) / a & 0xFF) : 0; });
+        const auto check = [](const BaseTransformation &stage, auto formula) {
+            for (int block = 0; block <= 512 + blocks::length; ++block) {
+                const int colour = block / 2 % 256;
+                Line pixels, expected, single;
+                for (int k = 0; k < blocks::length; ++k) {
+                    const int alpha = block < 512 ? block % 2 * 128 + k : block == 512 + k ? 200 : 255;
+                    const int channels[] = { colour, 255 - colour, (colour * 7 + alpha) & 0xFF, alpha };
+                    pixels.push_back(kit::pixelOf([&](int c) { return channels[c]; }));
+                    expected.push_back(
+                        kit::pixelOf([&](int c) { return c == 3 ? alpha : formula(channels[c], alpha); }));
+                    single.push_back(kit::after(stage, pixels.back()));
+                }
+                VERIFY_SAME_AT(kit::difference(single.data(), expected), QString("plain, block %1").arg(block));
+                VERIFY_SAME_AT(kit::blockDifference(stage, pixels), QString("block %1").arg(block));
+            }
+        };
+        check(KXBlur::PremultiplyAlpha(), [](int c, int a) { return (c * a + 127) / 255; });
+        check(KXBlur::ReturnAlpha(), [](int c, int a) { return a ? ((c * 255 + (a >> 1)) / a & 0xFF) : 0; });
     }
 
     /// Every colour under every alpha, alone in its window: premultiplying and each quotient q * 255 / m with q <= m.

@@ -67,27 +67,28 @@ private:
     int m_offset, m_length;
 };
 
-/// Runs the block kernel @p symbol, and @p plain on each pixel, and compares with @p formula(colour, alpha): every
-/// colour under every alpha, then blocks that are opaque but for one pixel, and one that is all opaque.
-template <class Formula>
-void compareBlocks(
-    kernels::Symbol<void(unsigned char *, bool)> symbol, const BaseTransformation &plain, Formula formula)
+/// What @p adjustment makes of a pixel, for which its position may count.
+inline OPRGBA32i after(const BaseTransformation &adjustment, OPRGBA32i pixel, int x = 0, int y = 0)
 {
-    for (int block = 0; block <= 512 + blocks::length; ++block) {
-        const int colour = block / 2 % 256;
-        Row fast(block % 8, blocks::length), single(0, blocks::length);
-        Line expected;
-        for (int k = 0; k < blocks::length; ++k) {
-            const int alpha = block < 512 ? block % 2 * 128 + k : block == 512 + k ? 200 : 255;
-            const int channels[] = { colour, 255 - colour, (colour * 7 + alpha) & 0xFF, alpha };
-            fast[k] = single[k] = pixelOf([&](int c) { return channels[c]; });
-            expected.push_back(pixelOf([&](int c) { return c == 3 ? alpha : formula(channels[c], alpha); }));
-            plain(single[k]);
-        }
-        fromModule(symbol)(reinterpret_cast<unsigned char *>(fast.pixels()), blocks::flag);
-        COMPARE_ROW(fast, expected, QString("block %1").arg(block));
-        COMPARE_ROW(single, expected, QString("plain, block %1").arg(block));
+    adjustment(pixel); // an adjustment serves one of the two forms
+    adjustment(x, y, pixel);
+    return pixel;
+}
+
+/// Empty when the kernel of @p adjustment makes of a block of pixels, from (@p x, @p y) on, what the adjustment makes of
+/// each of them. Without a kernel there is no difference.
+inline QString blockDifference(const BaseTransformation &adjustment, const Line &pixels, int x = 0, int y = 0)
+{
+    Row block(3, blocks::length);
+    Line expected;
+    for (int i = 0; i < blocks::length; ++i) {
+        block[i] = pixels[size_t(i)];
+        expected.push_back(adjustment.HasKernel() ? after(adjustment, block[i], x + i, y) : block[i]);
     }
+    auto *const bytes = reinterpret_cast<unsigned char *>(block.pixels());
+    adjustment(bytes, blocks::flag);
+    adjustment(x, y, bytes, blocks::flag);
+    return block.isGuardIntact() ? difference(block.pixels(), expected) : "written beyond the block";
 }
 
 } // namespace kit

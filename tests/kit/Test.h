@@ -14,6 +14,8 @@
 #include <atomic>
 #include <cstring>
 #include <stdexcept>
+#include <thread>
+#include <vector>
 
 /// main() of a test program. With KXCORE_TEST_MODULE=none in the environment everything runs on the plain code. A
 /// single processor passes for two, as with one some loops have no worker.
@@ -106,6 +108,17 @@ QByteArray outOfRange(const Call &call)
         return e.what();
     }
     return {};
+}
+
+/// Runs @p body(0) to @p body(@p count - 1) at once, each on a thread of its own.
+template <class Body>
+void atOnce(int count, const Body &body)
+{
+    std::vector<std::thread> threads;
+    for (int i = 0; i < count; ++i)
+        threads.emplace_back([&body, i] { body(i); });
+    for (std::thread &thread : threads)
+        thread.join();
 }
 
 /// Runs @p body @p count times on a pool of @p threads. False if that is not done within a minute.
