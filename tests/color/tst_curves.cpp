@@ -131,10 +131,7 @@ private Q_SLOTS:
 
     void example()
     {
-        const QVector<QPoint> straight { { 0, 0 }, { 255, 255 } };
-        const QVector<QPoint> bent { { 0, 0 }, { 64, 48 }, { 192, 210 }, { 255, 255 } };
-        QVector<QPoint> curves[4] = { bent, straight, straight, straight };
-        const OPCurvesTransformation contrast(curves, 100);
+#include "OPCurvesTransformation-1.inc"
 
         OPRGBA32i pixels[] = { 0x01404040u, 0x01C0C0C0u };
         contrast(pixels[0]);

@@ -66,12 +66,7 @@ private Q_SLOTS:
         two.pixels[1] = 0x00070907u;
         const RGBA32iImage photo = two.image(false);
 
-        int red[256] = {}, green[256] = {}, blue[256] = {}, all[256] = {};
-        OPHistogrammCalculator count;
-        count.SetOutput(red, green, blue, all);
-        for (int i = 0; i < photo.Width() * photo.Height(); ++i)
-            count(photo.Bits()[i]);
-        const std::vector<int> used = OPHistogrammCalculator::Threshold(all);
+#include "OPHistogrammCalculator-1.inc"
 
         QCOMPARE(used, std::vector<int>({ 0, 16 }));
         QVERIFY(red[7] == 2 && green[9] == 2 && blue[5] == 1 && blue[7] == 1 && red[0] == 0);

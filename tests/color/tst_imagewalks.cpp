@@ -71,30 +71,6 @@ Picture raised(const QRect &area, bool located)
     return picture;
 }
 
-// The example of BaseTransformation.h, word for word.
-class Darken : public BaseTransformation {
-public:
-    using BaseTransformation::operator();
-    void operator()(OPRGBA32i &pixel) const override { pixel.word = (pixel.word & 0xFF000000u) | half(pixel.word); }
-
-protected:
-    static unsigned half(unsigned word) { return (word >> 1) & 0x007F7F7Fu; } // of each colour
-};
-
-class FastDarken : public Darken {
-public:
-    FastDarken() { m_HasKernel = true; }
-    using Darken::operator();
-    void operator()(unsigned char *pixels, bool) const override
-    {
-        unsigned words[BlockLength];
-        std::memcpy(words, pixels, sizeof words); // pixels may lie at any address
-        for (unsigned &word : words)
-            word = (word & 0xFF000000u) | half(word);
-        std::memcpy(pixels, words, sizeof words);
-    }
-};
-
 const QString badPixel = "[include/OPTransformImageColors] Unexpected exception bad pixel";
 
 } // namespace
@@ -226,18 +202,20 @@ private Q_SLOTS:
             }
     }
 
+    /// What the header shows.
     void adjustmentsOfAnApplication()
     {
         QImage photo(301, 7, QImage::Format_ARGB32);
         photo.fill(0x80FF4101);
         RGBA32iImage slow = ConvertImage<QImage, RGBA32iImage>(photo), fast = ConvertImage<QImage, RGBA32iImage>(photo);
-        OPTransformImageColors(Darken(), &photo)();
+#include "BaseTransformation-1.inc"
+#include "BaseTransformation-2.inc"
         OPIterativeTransformImageColors(Darken(), &slow, QRect(), kit::noCancel, nullptr)();
         OPIterativeTransformImageColors(FastDarken(), &fast, QRect(), kit::noCancel, nullptr)();
-        for (int i = 0; i < 301 * 7; ++i) {
-            QCOMPARE(photo.pixel(i % 301, i / 301), 0x807F2000u);
-            QVERIFY(slow.Bits()[i].word == 0x807F2000u && fast.Bits()[i].word == 0x807F2000u);
-        }
+        const Picture expected(301, 7, OPRGBA32i(0x807F2000u));
+        COMPARE_PICTURE(Picture::of(ConvertImage<QImage, RGBA32iImage>(photo)), expected);
+        COMPARE_PICTURE(Picture::of(slow), expected);
+        COMPARE_PICTURE(Picture::of(fast), expected);
     }
 
     /// The caller does the last row in any case, so exceptions keep their type. A shared image gets its own pixels.

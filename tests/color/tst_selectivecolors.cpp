@@ -66,10 +66,7 @@ private Q_SLOTS:
             QCOMPARE(pixel, OPRGBA32i(after));
         }
 
-        SelectiveParamsList list;
-        list.m_Params[SelectiveParamsList::Blues].cyan = 40; // deeper skies
-        list.m_Params[SelectiveParamsList::Reds] = { -20, 0, 10, 0 }; // warmer skin
-        const KXSelectiveColorsTransformation adjust(list);
+#include "KXSelectiveColorsTransformation-1.inc"
         OPRGBA32i sky(0xFF6666CC);
         adjust(sky);
         QCOMPARE(sky, OPRGBA32i(0xFF4E66CC)); // 0.4 - 0.4 * 0.6 * 0.4 is 77.52 / 255

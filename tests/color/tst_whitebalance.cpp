@@ -203,8 +203,7 @@ private Q_SLOTS:
         Picture expected = Picture::of(photo);
         const std::atomic<bool> &cancel = kit::noCancel;
         const std::function<void()> progress;
-        const KXWBTransformation balance(photo, KXWBTransformation::BalanceFunction::Auto, 100); // photo is flat
-        OPIterativeTransformImageColors(balance, &photo, QRect(), cancel, progress)();
+#include "KXWBTransformation-1.inc"
 
         // A copy has measurements of its own, and an assignment shares them, beyond the life of the object.
         KXIterativeWBTransformation last(row({ 1 }).image(false), Balance::OverExposure, 20);

@@ -268,12 +268,7 @@ private Q_SLOTS:
     {
         RGBA32iImage layer(240, 140, false);
         const QFont font = kit::font(30);
-        QPainterPath balloon;
-        balloon.addEllipse(QRectF(20, 10, 200, 120));
-        FillPath(layer, QPainter::CompositionMode_SourceOver, balloon, QColor(255, 255, 255), true); // with an outline
-        QTextOption centred(Qt::AlignCenter);
-        DrawTextW(layer, QPainter::CompositionMode_SourceOver, 0.8, balloon.boundingRect(), "Hello", QColor(40, 40, 40),
-            font, -10, centred); // opacity 0.8, turned by 10 degrees to the left
+#include "OPImagePainter-1.inc"
         const Picture drawn = Picture::of(layer);
         QCOMPARE(drawn.at(120, 12), OPRGBA32i(0xFFFFFFFFu));
         QVERIFY(std::count_if(drawn.pixels.begin(), drawn.pixels.end(), [](auto p) { return p.a == 255 && p.r < 128; })

@@ -310,9 +310,8 @@ private:
     {
         const Picture picture = Picture::random(30, 20, 48);
         Picture canvas(a.grown.width(), a.grown.height());
-        for (int y = 0; y < 20; ++y)
-            for (int x = 0; x < 30; ++x)
-                canvas.at(x - a.grown.x(), y - a.grown.y()) = picture.at(x, y);
+        canvas.fill(picture.rect().translated(-a.grown.topLeft()),
+            [&](int x, int y) { return picture.at(x + a.grown.x(), y + a.grown.y()); });
         typename Processing::BlurDataEx data;
         data.image = picture.image(a.grown != picture.rect()); // once grown, a tiled layer is flat
         data.selection = Picture::random(60, 60, 49).image(false);

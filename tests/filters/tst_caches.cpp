@@ -63,17 +63,16 @@ Picture details(const KXFilterData &data, double radius)
         blur.Run(kit::noCancel, {});
     const Picture blurred = Picture::of(work), mask = Picture::of(data.selection);
     Picture result(shown.width(), shown.height());
-    for (int y = 0; y < result.height; ++y)
-        for (int x = 0; x < result.width; ++x) {
-            const QPoint at = shown.topLeft() + QPoint(x, y);
-            if (!layer.rect().contains(at))
-                continue;
-            const OPRGBA32i l = layer.at(at.x(), at.y()), b = blurred.at(at.x(), at.y());
-            const int m = isSelected ? mask.at(data.selectionRect.x() + x, data.selectionRect.y() + y).a : 255;
-            result.at(x, y) = kit::pixelOf([&](int c) {
-                return c == 3 ? b.a * m / 255 : qBound(0, kit::channel(l, c) - kit::channel(b, c) + 128, 255);
-            });
-        }
+    result.fill(result.rect(), [&](int x, int y) {
+        const QPoint at = shown.topLeft() + QPoint(x, y);
+        if (!layer.rect().contains(at))
+            return OPRGBA32i();
+        const OPRGBA32i l = layer.at(at.x(), at.y()), b = blurred.at(at.x(), at.y());
+        const int m = isSelected ? mask.at(data.selectionRect.x() + x, data.selectionRect.y() + y).a : 255;
+        return kit::pixelOf([&](int c) {
+            return c == 3 ? b.a * m / 255 : qBound(0, kit::channel(l, c) - kit::channel(b, c) + 128, 255);
+        });
+    });
     return result;
 }
 
@@ -121,11 +120,10 @@ Picture noisy(const KXFilterData &data, const Picture &noise, const OPAddNoisePr
 {
     Picture result = layer;
     const QRect area = (data.selectionRect.isEmpty() ? layer.rect() : selected) & layer.rect();
-    for (int y = 0; y < area.height(); ++y)
-        for (int x = 0; x < area.width(); ++x) {
-            OPRGBA32i &pixel = result.at(area.x() + x, area.y() + y);
-            pixel = kit::laidOver(noise.at(x, y), pixel, params.amount, params.keepAlpha);
-        }
+    result.fill(area, [&](int x, int y) {
+        const OPRGBA32i above = noise.at(x - area.x(), y - area.y());
+        return kit::laidOver(above, layer.at(x, y), params.amount, params.keepAlpha);
+    });
     return kit::merged(data, result);
 }
 

@@ -78,9 +78,8 @@ private Q_SLOTS:
                 for (const int processors : { 1, 3 }) {
                     const kit::Processors these(processors);
                     Picture layer = Picture::random(size.width(), size.height(), 5);
-                    for (int y = 70; y < 120; ++y) // sums over samples that are the same are not taken
-                        for (int x = 0; x < size.width(); ++x)
-                            layer.at(x, y) = OPRGBA32i(0xFFFFFFFFu);
+                    layer.fill(QRect(0, 70, size.width(), 50), // sums over samples that are the same are not taken
+                        [](int, int) { return OPRGBA32i(0xFFFFFFFFu); });
                     check(layer, selected, params);
                 }
         // In a single row nothing blurs what the rows' own sums are off by. Stretches of it are white.
@@ -123,12 +122,10 @@ private:
         const int reach = std::max(3 * params.radius, 1);
         const QRect seen = selected.isEmpty() ? layer.rect() : selected.adjusted(-reach, -reach, reach, reach);
         const QRect area = seen & layer.rect();
-        const bool hasThresholds = workers::hardware() > 1;
         Picture glow = layer;
         const auto threshold = [&](auto stage) {
-            for (int y = area.top(); y <= area.bottom(); ++y)
-                for (int x = area.left(); hasThresholds && x <= area.right(); ++x)
-                    glow.at(x, y) = stage(glow.at(x, y));
+            if (workers::hardware() > 1)
+                glow.fill(area, [&](int x, int y) { return stage(glow.at(x, y)); });
         };
         threshold([&](OPRGBA32i p) { return OPRGBA32i(luminance(p) < params.threshold ? 0x00FA8003u : 0xFFFA8003u); });
         blurAlpha(glow, area, params.radius);

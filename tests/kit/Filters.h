@@ -51,11 +51,12 @@ inline Picture merged(const KXFilterData &data, const Picture &filtered)
     const Picture mask = Picture::of(data.selection);
     const RGBA32iImage &layer = data.image;
     Picture result = Picture::of(layer);
-    for (int y = to.top(); y <= to.bottom(); ++y)
-        for (int x = to.left(); x <= to.right(); ++x)
-            if (!layer.IsTiled() || layer.TileData(y / 128 * layer.TilesX() + x / 128))
-                result.at(x, y) =
-                    moved(result.at(x, y), filtered.at(x, y), mask.at(from.x() + x - to.x(), from.y() + y - to.y()).a);
+    result.fill(to, [&, to = to, from = from](int x, int y) {
+        const OPRGBA32i old = result.at(x, y);
+        if (layer.IsTiled() && !layer.TileData(y / 128 * layer.TilesX() + x / 128))
+            return old;
+        return moved(old, filtered.at(x, y), mask.at(from.x() + x - to.x(), from.y() + y - to.y()).a);
+    });
     return result;
 }
 

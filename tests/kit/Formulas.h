@@ -14,12 +14,12 @@ void alongLines(Picture &picture, const QRect &rect, const QRect &edge, Qt::Orie
 {
     const Picture from = picture;
     const int dx = lines == Qt::Horizontal, dy = 1 - dx;
-    for (int y = rect.top(); y <= rect.bottom(); ++y)
-        for (int x = rect.left(); x <= rect.right(); ++x)
-            picture.at(x, y) = formula([&](int k) {
-                return from.at(
-                    qBound(edge.left(), x + k * dx, edge.right()), qBound(edge.top(), y + k * dy, edge.bottom()));
-            });
+    picture.fill(rect, [&](int x, int y) {
+        return formula([&](int k) {
+            return from.at(
+                qBound(edge.left(), x + k * dx, edge.right()), qBound(edge.top(), y + k * dy, edge.bottom()));
+        });
+    });
 }
 
 /// Sums of 32 bits that start at 8192 and wrap, shifted by 14 and clamped; @p at(j) is the pixel under tap j.
@@ -79,10 +79,10 @@ inline void premultipliedMean(Picture &picture, const QRect &rect, Qt::Orientati
 template <class Formula>
 void allButTheLastRow(Picture &picture, const QRect &rect, Formula formula)
 {
-    for (int y = rect.top(); y < rect.bottom(); ++y)
-        for (int x = rect.left(); x <= rect.right(); ++x)
-            picture.at(x, y) = pixelOf(
-                [&, p = picture.at(x, y)](int c) { return c == 3 ? p.a : formula(int(channel(p, c)), int(p.a)); });
+    picture.fill(rect.adjusted(0, 0, 0, -1), [&](int x, int y) {
+        const OPRGBA32i p = picture.at(x, y);
+        return pixelOf([&](int c) { return c == 3 ? p.a : formula(int(channel(p, c)), int(p.a)); });
+    });
 }
 
 inline void premultiply(Picture &picture, const QRect &rect)

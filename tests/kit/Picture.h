@@ -84,6 +84,15 @@ struct Picture {
         return lines == Qt::Horizontal ? at(i, line) : at(line, i);
     }
 
+    /// Gives each pixel of @p part, which lies within the picture, the value @p of(x, y), row by row.
+    template <class Of>
+    void fill(const QRect &part, const Of &of)
+    {
+        for (int y = part.top(); y <= part.bottom(); ++y)
+            for (int x = part.left(); x <= part.right(); ++x)
+                at(x, y) = of(x, y);
+    }
+
     int width, height;
     std::vector<OPRGBA32i> pixels;
 };

@@ -181,50 +181,25 @@ private Q_SLOTS:
         QVERIFY(std::abs(kernel.Weights()[2] - 0.24203623) < 1e-8 && std::abs(kernel.Weights()[3] - 0.39905028) < 1e-8);
     }
 
-    /// What the headers show, word for word.
+    /// What the headers show.
     void examplesOfHeaders()
     {
         const Line line = lineOf({ 30, 0, 0, 60, 0, 0, 240 }, true);
-        std::vector<OPRGBA32i> means(line.size());
-        const int count = int(line.size());
-        const auto at = [&](int i) { return line[size_t(std::clamp(i, 0, count - 1))]; }; // the end pixels repeat
-        OPRGBABlurAccumulator window(1);
-        const int radius = window.GetRadius();
-        for (int i = -radius; i < radius; ++i)
-            window.Add(at(i));
-        for (int i = 0; i < count; ++i) {
-            window.Add(at(i + radius)); // the window is complete: from i - radius to i + radius
-            window.Finalize(means[size_t(i)]);
-            window.Subtract(at(i - radius));
-        }
+#include "KXKernels-1.inc"
         QCOMPARE(means, lineOf({ 20, 10, 20, 20, 20, 80, 160 }, true));
 
-        std::vector<OPRGBA32i> grown(line.size() - 2);
-        OPShiftEdge1D grow(1);
-        grow.SetSource(&line);
-        grow.SetDestination(&grown);
-        grow.SetSourceOffset(2);
-        for (int i = 0; i < int(grown.size()); ++i)
-            grow(i);
+#include "KXKernels-2.inc"
         const QList<int> alphas { 60, 60, 60, 240, 240 };
         for (int i = 0; i < alphas.size(); ++i)
             QCOMPARE(int(grown[size_t(i)].a), alphas[i]);
 
         const std::vector<double> values { 0, 0, 0, 0, 1, 0, 0, 0 };
         const int x = 4;
-        KXGaussianKernel gaussian;
-        gaussian.Init(3); // a sigma of 1
-        const int reach = int(gaussian.Left());
-        double blurred = 0.0; // around the place x
-        for (int i = -reach; i <= reach; ++i)
-            blurred += values[size_t(x + i)] * gaussian.Weights()[size_t(reach + i)];
+#include "KXGaussianBase-1.inc"
         QVERIFY(std::abs(blurred - 0.39905028) < 1e-8);
 
         RGBA32iImage image = Picture(40, 30, OPRGBA32i(0xFF404040u)).image(false);
-        const std::atomic<bool> cancel { false };
-        KXIterativeConvolutionFast2D<RGBA32iImage> blur(KXBlur::CreateGaussianKernel(2.0), image, image.Rect());
-        blur.SetPremultiply(true);
-        blur.Run(cancel, nullptr);
+#include "KXIterativeConvolution-1.inc"
         COMPARE_PICTURE(Picture::of(image), Picture(40, 30, OPRGBA32i(0xFF404040u)));
     }
 

@@ -11,15 +11,7 @@ using Helper = OPFloodFillHelper;
 
 namespace {
 
-/// Paints the region around @p seed. Returns where that was.
-QRect paint(RGBA32iImage &picture, const QPoint &seed, OPRGBA32i tolerance, OPRGBA32i color)
-{
-    RGBA32iImage own; // gets the marks
-    picture.CopyTo(own, false);
-    QRect bounds;
-    OPFloodFillHelper::FloodFill(own, picture, seed, tolerance, color, &bounds);
-    return bounds;
-}
+#include "OPFloodFillHelper-1.inc"
 
 /// Without a tolerance pixels are to be equal.
 bool matches(OPRGBA32i pixel, OPRGBA32i seed, const OPRGBA32i *tolerance)
@@ -262,8 +254,7 @@ private Q_SLOTS:
         RGBA32iImage picture = kit::Picture(60, 50, 0xFF808080u).image(false);
         picture.SetColor(41, 30, 0xFF686898u), picture.SetColor(42, 30, 0xFE808080u);
         picture.SetColor(40, 31, 0xFF999999u);
-        const OPRGBA32i tolerance(0x00181818u); // 24 in blue, green and red; alpha is to be equal
-        const QRect painted = paint(picture, QPoint(40, 30), tolerance, OPRGBA32i(0xFF3366CCu));
+#include "OPFloodFillHelper-2.inc"
         QCOMPARE(painted, picture.Rect());
         QCOMPARE(picture.GetColor(41, 30), OPRGBA32i(0xFF3366CCu));
         QCOMPARE(picture.GetColor(42, 30), OPRGBA32i(0xFE808080u));

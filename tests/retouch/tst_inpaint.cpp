@@ -118,11 +118,7 @@ private Q_SLOTS:
     {
         for (const bool farFromTheEdge : { false, true }) {
             QImage picture = withHole(6, farFromTheEdge ? 9 : 8);
-            for (QImage before; before != picture;) { // until nothing closes any more
-                before = picture.copy();
-                OPInpaint fill(picture); // takes note of the holes
-                fill(0); // closes what it can; the argument is not looked at
-            }
+#include "OPInpaint-1.inc"
             QCOMPARE(picture == withHole(0, 0), farFromTheEdge);
         }
     }

@@ -6,14 +6,7 @@
 
 namespace {
 
-void repair(RGBA32iImage &image, RGBA32iImage &mask, const QRect &area)
-{
-    for (int i = 0; i < OPInpaintIterative::GetIterationCount(); ++i) { // stage 1, 2 and 3
-        OPInpaintIterative sweep(image, mask, area, area);
-        while (sweep()) { } // here an application draws the image, or stops
-        sweep.NextIteration(); // after the last one it is 1 again
-    }
-}
+#include "OPInpaintIterative-1.inc"
 
 /// A mask drawn in text, rows divided by '/': '#' is unknown, '+' known with an alpha that is not 0.
 RGBA32iImage drawn(const QString &text)

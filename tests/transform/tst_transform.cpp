@@ -21,15 +21,7 @@ constexpr double infinity = std::numeric_limits<double>::infinity();
 const OPRGBA32i ground(0x11223344u);
 const double notANumber = std::numeric_limits<double>::quiet_NaN();
 
-/// All of @p photo, turned clockwise, in an image as large as that needs.
-RGBA32iImage turned(const RGBA32iImage &photo, double angleDegrees)
-{
-    const QTransform turn = QTransform().rotate(angleDegrees); // about the photo's top left corner
-    const QRect area = turn.mapRect(photo.Rect()); // where it comes to lie: mostly not at (0, 0)
-    RGBA32iImage result(area.width(), area.height(), false); // transparent where the photo does not reach
-    BicubicTransformImage(photo, turn * QTransform::fromTranslate(-area.x(), -area.y()), result, QRect());
-    return result;
-}
+#include "OPImageTransformation-1.inc"
 
 int truncated(double v) { return std::abs(v) < 2147483648.0 ? int(v) : INT_MIN; }
 
