@@ -17,8 +17,6 @@ struct NoMoreColours : BaseTransformation {
 
 } // namespace
 
-Q_DECLARE_METATYPE(KXCompositionMode)
-
 /// The composition entries of the module, to which the public functions are bound, against walks with plain rows.
 class TestComposeKernels : public QObject {
     Q_OBJECT
@@ -32,53 +30,12 @@ private Q_SLOTS:
         QCOMPARE(log.texts(), QStringList()); // every entry is there
     }
 
-    void wholeDomains_data()
-    {
-        QTest::addColumn<KXCompositionMode>("mode");
-        for (const KXCompositionMode mode : KXCompositionModes())
-            QTest::newRow(KXCompositionModeName(mode)) << mode;
-        QTest::newRow("unknown") << KXCompositionMode(7);
-    }
-
     /// All pairs of source and destination bytes for chosen pairs of alphas, and all pairs of alphas for random bytes.
     void wholeDomains()
     {
-        QFETCH(KXCompositionMode, mode);
-        using Byte = unsigned char;
-        kit::Layers p({ 256, 256 }, false, false);
-        const QRect all = p.start.Rect();
-        const auto compare = [&](double opacity, bool lock, const QString &where) {
-            for (const bool masked : { false, true }) {
-                KX fast, plain;
-                p.start.CopyTo(fast, false), p.start.CopyTo(plain, false);
-                if (masked) {
-                    ComposeMaskOn(p.source, all, mode, fast, all, opacity, p.mask, all, true, lock);
-                    Plain::ComposeMaskOn(p.source, all, mode, plain, all, opacity, p.mask, all, true, lock);
-                } else {
-                    Compose(p.source, all, mode, fast, all, opacity, lock);
-                    Plain::Compose(p.source, all, mode, plain, all, opacity, lock);
-                }
-                VERIFY_SAME_AT(kit::difference(Picture::of(fast), Picture::of(plain)),
-                    QString("masked %1, opacity %2, lock %3, %4").arg(masked).arg(opacity).arg(lock).arg(where));
-            }
-        };
-        for (int i = 0; i < 65536; ++i) {
-            p.source.Bits()[i].a = Byte(i);
-            p.start.Bits()[i].a = Byte(i >> 8);
-        }
-        for (const bool lock : { false, true })
-            for (const double opacity : { 1.0, 255 / 256.0, 100 / 256.0 })
-                compare(opacity, lock, "all alphas");
-        p.mask.Fill(OPRGBA32i(0xFFFFFFFFu));
-        for (const Byte sa : { 0, 1, 127, 254, 255 })
-            for (const Byte da : { 0, 1, 128, 255 }) {
-                for (int i = 0; i < 65536; ++i) {
-                    const Byte x = Byte(i), y = Byte(i >> 8);
-                    p.source.Bits()[i] = OPRGBA32i(x, y, Byte(255 - x), sa);
-                    p.start.Bits()[i] = OPRGBA32i(y, x, Byte(x ^ y), da);
-                }
-                compare(1.0, false, QString("alphas %1, %2").arg(sa).arg(da));
-            }
+        for (const KXCompositionMode mode : KXCompositionModes())
+            compareDomains(mode);
+        compareDomains(KXCompositionMode(7)); // which is none
     }
 
     /// An image laid on itself, moved: each pixel reads what the pixels before it, row by row, wrote. The rows of a
@@ -136,6 +93,51 @@ private Q_SLOTS:
                 ComposeAlphaDarken(stamp, rect, actual, to, opacity, average, flow);
                 VERIFY_SAME_AT(kit::difference(Picture::of(actual), Picture::of(expected)),
                     QString("opacity %1, average %2, width %3").arg(opacity).arg(average).arg(n));
+            }
+    }
+
+private:
+    static void compareDomains(KXCompositionMode mode)
+    {
+        using Byte = unsigned char;
+        kit::Layers p({ 256, 256 }, false, false);
+        const QRect all = p.start.Rect();
+        const auto compare = [&](double opacity, bool lock, const QString &where) {
+            for (const bool masked : { false, true }) {
+                KX fast, plain;
+                p.start.CopyTo(fast, false), p.start.CopyTo(plain, false);
+                if (masked) {
+                    ComposeMaskOn(p.source, all, mode, fast, all, opacity, p.mask, all, true, lock);
+                    Plain::ComposeMaskOn(p.source, all, mode, plain, all, opacity, p.mask, all, true, lock);
+                } else {
+                    Compose(p.source, all, mode, fast, all, opacity, lock);
+                    Plain::Compose(p.source, all, mode, plain, all, opacity, lock);
+                }
+                VERIFY_SAME_AT(kit::difference(Picture::of(fast), Picture::of(plain)),
+                    QString("mode %1, masked %2, opacity %3, lock %4, %5")
+                        .arg(int(mode))
+                        .arg(masked)
+                        .arg(opacity)
+                        .arg(lock)
+                        .arg(where));
+            }
+        };
+        for (int i = 0; i < 65536; ++i) {
+            p.source.Bits()[i].a = Byte(i);
+            p.start.Bits()[i].a = Byte(i >> 8);
+        }
+        for (const bool lock : { false, true })
+            for (const double opacity : { 1.0, 255 / 256.0, 100 / 256.0 })
+                compare(opacity, lock, "all alphas");
+        p.mask.Fill(OPRGBA32i(0xFFFFFFFFu));
+        for (const Byte sa : { 0, 1, 127, 254, 255 })
+            for (const Byte da : { 0, 1, 128, 255 }) {
+                for (int i = 0; i < 65536; ++i) {
+                    const Byte x = Byte(i), y = Byte(i >> 8);
+                    p.source.Bits()[i] = OPRGBA32i(x, y, Byte(255 - x), sa);
+                    p.start.Bits()[i] = OPRGBA32i(y, x, Byte(x ^ y), da);
+                }
+                compare(1.0, false, QString("alphas %1, %2").arg(sa).arg(da));
             }
     }
 };
