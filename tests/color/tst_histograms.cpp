@@ -1,9 +1,6 @@
 #include "kit/Picture.h"
 
-#include "KXRGBHistogram.h"
-#include "OPHistogrammCalculator.h"
-#include "OPRGBChannelFilter.h"
-#include "OPTCGrayscaleFromRGBA32iAlpha.h"
+#include "KXCore.h"
 
 #include <QtGui/QImage>
 

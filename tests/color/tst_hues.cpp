@@ -2,10 +2,7 @@
 
 #include "color/Hsl.h"
 
-#include "OPColorizeTransformation.h"
-#include "OPHueSaturationTransformation.h"
-#include "OPReplaceColorTransformation.h"
-#include "OPTemperatureCorrection.h"
+#include "KXCore.h"
 
 #include <QtGui/QColor>
 
@@ -25,26 +22,29 @@ OPRGBA32i pixelOf(qint64 r, qint64 g, qint64 b, int a)
 OPRGBA32i pixelOf(const QColor &color) { return OPRGBA32i(color.rgba()); }
 QColor colorOf(OPRGBA32i pixel) { return QColor(pixel.r, pixel.g, pixel.b, pixel.a); }
 
-/// Compares an adjustment, and its kernel, with @p expected over all greys, and over every @p step-th block of a row of
-/// all colours in disorder.
-template <class Expected>
-void compare(const BaseTransformation &adjustment, const QString &parameters, Expected expected, int step = 1201)
+/// A block of all greys from @p first = -256 on, and of all colours in disorder from 0 on.
+kit::Line blockFrom(int first)
 {
-    for (int first = -256; first < 1 << 24; first += blocks::length * (first < 0 ? 1 : step)) {
-        const unsigned block = unsigned(first) / blocks::length, alpha = (block * 85 & 255) << 24;
-        kit::Row row(block % 8, blocks::length);
+    const unsigned alpha = (unsigned(first) / blocks::length * 85 & 255) << 24;
+    kit::Line pixels;
+    for (unsigned n = unsigned(first); pixels.size() < blocks::length; ++n)
+        pixels.emplace_back(alpha | (first < 0 ? (n & 255) * 0x010101 : n * 0x9E3779 & 0xFFFFFF));
+    return pixels;
+}
+
+/// Compares an adjustment, and its kernel, with @p expected over all greys, and over every 1201st block of colours.
+template <class Expected>
+void compare(const BaseTransformation &adjustment, const QString &parameters, Expected expected)
+{
+    for (int first = -256; first < 1 << 24; first += blocks::length * (first < 0 ? 1 : 1201)) {
+        const kit::Line pixels = blockFrom(first);
         kit::Line wanted, single;
-        for (int i = 0; i < row.length(); ++i) {
-            const unsigned n = unsigned(first + i), colour = first < 0 ? (n & 255) * 0x010101 : n * 0x9E3779 & 0xFFFFFF;
-            single.push_back(row[i] = OPRGBA32i(alpha | colour));
-            wanted.push_back(expected(row[i]));
-            adjustment(single.back());
+        for (const OPRGBA32i pixel : pixels) {
+            wanted.push_back(expected(pixel));
+            single.push_back(kit::after(adjustment, pixel));
         }
         VERIFY_SAME_AT(kit::difference(single.data(), wanted), parameters);
-        if (adjustment.HasKernel()) {
-            adjustment(reinterpret_cast<unsigned char *>(row.pixels()), blocks::flag);
-            COMPARE_ROW(row, wanted, parameters);
-        }
+        VERIFY_SAME_AT(kit::blockDifference(adjustment, pixels), parameters);
     }
 }
 
@@ -152,9 +152,9 @@ private Q_SLOTS:
 #else
         constexpr int step = 31;
 #endif
-        const auto compareAll = [](const auto &adjustment) {
-            const auto plain = [&](OPRGBA32i pixel) { return adjustment(pixel), pixel; };
-            compare(adjustment, "", plain, step);
+        const auto compareAll = [](const BaseTransformation &adjustment) {
+            for (int first = 0; first < 1 << 24; first += blocks::length * step)
+                VERIFY_SAME_AT(kit::blockDifference(adjustment, blockFrom(first)), QString::number(first));
         };
         compareAll(OPHueSaturationTransformation());
         compareAll(OPHueSaturationTransformation(75, 40, -10, false));
@@ -169,9 +169,8 @@ private Q_SLOTS:
             { 0x76F5360A, 10, true }, { 0x75F5360A, 10, false }, { 0x76F4360A, 10, false }, { 0x76F5350A, 10, false },
             { 0x76F5360B, 10, false }, { 0, 254, false }, { 0, 255, true }, { 0x80FF4000, smallest, false } };
         for (const auto &[word, tolerance, isReplaced] : cases) {
-            OPRGBA32i pixel(word);
-            OPReplaceColorTransformation(from, to, tolerance)(pixel);
-            QCOMPARE(pixel, isReplaced ? to : OPRGBA32i(word));
+            const OPRGBA32i replaced = kit::after(OPReplaceColorTransformation(from, to, tolerance), word);
+            QCOMPARE(replaced, isReplaced ? to : OPRGBA32i(word));
         }
     }
 

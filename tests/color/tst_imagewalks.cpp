@@ -1,8 +1,6 @@
 #include "kit/Test.h"
 
-#include "KXConverter.h"
-#include "OPInvertTransformation.h"
-#include "OPTransformImageColors.h"
+#include "KXCore.h"
 #include "color/Blocks.h"
 #include "kit/Picture.h"
 #include "support/Workers.h"

@@ -61,15 +61,11 @@ private Q_SLOTS:
             List list;
             list.m_Params[range] = inks;
             list.m_Mode = mode;
-            OPRGBA32i pixel(before);
-            Selective { list }(pixel);
-            QCOMPARE(pixel, OPRGBA32i(after));
+            QCOMPARE(kit::after(Selective { list }, before), OPRGBA32i(after));
         }
 
 #include "KXSelectiveColorsTransformation-1.inc"
-        OPRGBA32i sky(0xFF6666CC);
-        adjust(sky);
-        QCOMPARE(sky, OPRGBA32i(0xFF4E66CC)); // 0.4 - 0.4 * 0.6 * 0.4 is 77.52 / 255
+        QCOMPARE(kit::after(adjust, 0xFF6666CC), OPRGBA32i(0xFF4E66CC)); // 0.4 - 0.4 * 0.6 * 0.4 is 77.52 / 255
     }
 
     void identities()
@@ -114,13 +110,10 @@ private Q_SLOTS:
             list.m_Mode = share / 3 % 2 ? int(share) - 20 : 0;
             const Selective selective(list);
             for (unsigned first = share * blocks::length; first < 1 << 24; first += shares * blocks::length) {
-                OPRGBA32i block[blocks::length], single[blocks::length];
-                for (unsigned i = 0; i < blocks::length; ++i) {
-                    block[i].word = single[i].word = first * 3 << 24 | (first + i);
-                    selective(single[i]);
-                }
-                selective(reinterpret_cast<unsigned char *>(block), blocks::flag);
-                QVERIFY2(std::equal(block, block + blocks::length, single), qPrintable(QString::number(first, 16)));
+                kit::Line pixels;
+                for (unsigned i = 0; i < blocks::length; ++i)
+                    pixels.emplace_back(first * 3 << 24 | (first + i));
+                VERIFY_SAME_AT(kit::blockDifference(selective, pixels), QString::number(first, 16));
             }
         }
     }

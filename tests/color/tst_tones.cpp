@@ -7,16 +7,12 @@
 #include <limits>
 #include <set>
 
+using kit::after;
+
 namespace {
 
 constexpr double infinite = std::numeric_limits<double>::infinity();
 constexpr double notANumber = std::numeric_limits<double>::quiet_NaN();
-
-OPRGBA32i after(const BaseTransformation &adjustment, OPRGBA32i pixel)
-{
-    adjustment(pixel);
-    return pixel;
-}
 
 /// Compares what becomes of each value of red, green and blue with the low byte of a formula. Alpha stays.
 template <class Red, class Green, class Blue>

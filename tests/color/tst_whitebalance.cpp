@@ -1,8 +1,6 @@
 #include "kit/Kernels.h"
 
-#include "KXConverter.h"
-#include "KXWBTransformation.h"
-#include "OPTransformImageColors.h"
+#include "KXCore.h"
 
 #include <QtGui/QImage>
 

@@ -1,8 +1,4 @@
-#include "KXBlur.h"
-#include "KXComposer.h"
-#include "KXIterativeConvolution.h"
-#include "OPAddNoiseProcessing.h"
-#include "OPHighPassProcessing.h"
+#include "KXCore.h"
 
 #include "kit/Filters.h"
 

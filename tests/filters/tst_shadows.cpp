@@ -1,6 +1,4 @@
-#include "KXComposer.h"
-#include "OPDropShadowProcessing.h"
-#include "OPInnerShadowProcessing.h"
+#include "KXCore.h"
 
 #include "kit/Filters.h"
 #include "support/Workers.h"

@@ -1,6 +1,4 @@
-#include "KXBlur.h"
-#include "KXIterativeConvolution.h"
-#include "KXKernels.h"
+#include "KXCore.h"
 #include "kit/Formulas.h"
 #include "kit/Kernels.h"
 #include "lines/ConvolutionKernels.h"
