@@ -109,7 +109,7 @@ struct TextParagraphParams {
 /// Owner    A value: a copy has all of it, the layout included.
 /// Threads  One thread that may use fonts; there is a QGuiApplication.
 /// Errors   None. Bad input gives empty paths or is clamped, as it says where it matters. Without memory it throws
-///          std::bad_alloc.
+///          std::bad_alloc; where Qt's own fonts and paths lack it, Qt may end the program.
 class KX_EXPORT OPTextHelper {
 public:
     enum AlignmentMode : int { Left = 1, Centre = 2, Right = 3 };
@@ -186,7 +186,7 @@ public:
     /// The text as the last layout broke it into lines; without a box the text.
     QString GetWrappedText() const;
     /// Puts into @p point's x where the line @p line begins in the layout, if it is line number @p index and measured
-    /// with @p metrics.
+    /// with @p metrics. Below 0 it is the first; beyond the entries a default one is appended for it.
     void SetLineAlignment(const QFontMetrics &metrics, const QString &line, int index, QPoint &point);
     /// @}
 

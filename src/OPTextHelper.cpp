@@ -205,7 +205,8 @@ void OPTextHelper::SetAlignmentMode(const QList<int> &modes)
 
 void OPTextHelper::SetLineAlignment(const QFontMetrics &metrics, const QString &line, int index, QPoint &point)
 {
-    point.setX(text::lineX(text::entryOf(index, m_paragraphs), metrics.horizontalAdvance(line), m_textArea));
+    const TextParagraphParams &entry = text::entryOf(std::clamp(index, 0, m_paragraphs.size()), m_paragraphs);
+    point.setX(text::lineX(entry, metrics.horizontalAdvance(line), m_textArea));
 }
 
 QSet<int> OPTextHelper::GetSelectedLines() const

@@ -260,9 +260,11 @@ private Q_SLOTS:
         text.SetParagraphParameters({ { 3, 0, 0, 0, 0, 0, true } });
         text.SetLineAlignment(m_metrics, "abc", 0, point);
         QCOMPARE(point, QPoint(100 - width("abc"), 7));
-        text.SetLineAlignment(m_metrics, "abc", 4, point); // a line that has no entry yet
+        text.SetLineAlignment(m_metrics, "abc", INT_MIN, point); // counts as the first
+        QCOMPARE(point, QPoint(100 - width("abc"), 7));
+        text.SetLineAlignment(m_metrics, "abc", INT_MAX, point); // a line that has no entry yet
         QCOMPARE(point.x(), 0);
-        QCOMPARE(text.GetAlignmentModes().size(), 5);
+        QCOMPARE(text.GetAlignmentModes().size(), 2);
     }
 
     void pathOfText()
