@@ -140,6 +140,7 @@ KX_EXPORT bool TransformImageWithOffset(
 /// Storage  A flat source; a tiled one, and one of no area, draws nothing. @p destination of any format that QPainter
 ///          draws on; in any other it is only cleared, and Qt says so in the log. Nothing is drawn either where
 ///          @p position or @p scale is infinite or NaN.
+/// Errors   std::bad_alloc, where there is no memory for pixels of its own; a shared @p destination then stays.
 template <class From, class To>
 bool ScaleImage(const From &source, const QPointF &position, double scale, To &destination);
 

@@ -134,6 +134,7 @@ bool inverted(int line, const QTransform &transform, Copy copy)
 /// Clears @p destination and draws @p source into it.
 void drawScaled(const RGBA32iImage &source, const QPointF &position, double scale, QImage &destination)
 {
+    pixels::borrowForWriting(destination); // QImage::fill would drop the image where there is no memory for its own
     destination.fill(0);
     if (source.IsTiled() || source.Rect().isEmpty() || destination.isNull() || !std::isfinite(position.x())
         || !std::isfinite(position.y()) || !std::isfinite(scale))

@@ -339,6 +339,7 @@ const std::vector<Family> others {
         },
         true },
     { "transform to QImage", [](Scene &s) { TransformImage(s.tiled, QTransform(), s.sharing, QRect()); } },
+    { "scale to QImage", [](Scene &s) { ScaleImage(s.tiled, QPointF(), 0.5, s.sharing); } },
     { "convolve",
         [](Scene &s) {
             const double cells[] = { 0.5, 0.5, 0.5 };
