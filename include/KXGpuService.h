@@ -16,9 +16,10 @@
 ///
 /// Threads  Everything here is for the GUI thread, which @c finished comes to as well. Calls return at once; they are
 ///          done one after the other, in their order.
-/// Errors   **Where there is no OpenGL 3.3, the service destroys itself**: soon after @c make_instance, once the event
-///          loop of the GUI thread runs, @c get_instance is null and stays so until the next @c make_instance. Calls
-///          before that do nothing and get no @c finished. Ask @c get_instance each time, or watch @c destroyed.
+/// Errors   **Where there is no OpenGL 3.3, or no thread to be had, the service destroys itself**: soon after
+///          @c make_instance, once the event loop of the GUI thread runs, @c get_instance is null and stays so until
+///          the next @c make_instance. Calls before that do nothing and get no @c finished. Ask @c get_instance each
+///          time, or watch @c destroyed.
 class KX_EXPORT KXGpuService : public QObject {
     Q_OBJECT
 

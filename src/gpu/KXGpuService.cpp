@@ -34,6 +34,8 @@ KXGpuService::KXGpuService()
     connect(this, &KXGpuService::begin_filter, m_Processor, &KXGpuProcessor::begin_filter);
     connect(this, &KXGpuService::end_filter, m_Processor, &KXGpuProcessor::end_filter);
     m_Thread.start(QThread::InheritPriority);
+    if (!m_Thread.isRunning()) // the system gives no thread
+        QMetaObject::invokeMethod(this, &KXGpuService::destroy, Qt::QueuedConnection);
 }
 
 /// The thread deletes the processor, with the context, as its last act: the surface is still there then.
@@ -42,6 +44,8 @@ KXGpuService::~KXGpuService()
     if (m_Thread.isRunning()) {
         m_Thread.quit();
         m_Thread.wait();
+    } else {
+        delete m_Processor;
     }
     delete m_Surface;
 }

@@ -4,6 +4,19 @@
 
 #include <QtCore/QPointer>
 
+#include <cerrno>
+#include <dlfcn.h>
+#include <pthread.h>
+
+static std::atomic<bool> refusesThreads { false };
+
+extern "C" Q_DECL_EXPORT int pthread_create(
+    pthread_t *thread, const pthread_attr_t *attributes, void *(*start)(void *), void *argument) noexcept
+{
+    const auto create = reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
+    return refusesThreads ? EAGAIN : create(thread, attributes, start, argument);
+}
+
 /// What a service does that cannot start: for want of a display, or for what the environment says.
 class TestNoGpu : public QObject {
     Q_OBJECT
@@ -41,6 +54,15 @@ private Q_SLOTS:
         adjust(image, image.Rect(), true);
         COMPARE_PICTURE(kit::Picture::of(image), before);
         COMPARE_PICTURE(input, before);
+    }
+
+    void refusedThread()
+    {
+        refusesThreads = true;
+        KXGpuService::make_instance();
+        refusesThreads = false;
+        QVERIFY(KXGpuService::get_instance());
+        QTRY_VERIFY(!KXGpuService::get_instance());
     }
 
     void otherImages()
