@@ -73,7 +73,7 @@ public:
     ///
     /// Area       The mask, grown by the feather and by a contract above 0, as far as the canvas goes. With a feather
     ///            of 0 it is the mask's own rectangle wherever that lies: an edge that moves outward is cut off there.
-    ///            A mask of no area stays one.
+    ///            A mask of no area stays as it is.
     /// Storage    The image may be flat or tiled, and is not written. The result is a new flat image.
     /// Colour     Stays without a feather; with one it becomes 0.
     /// Cancel     What is not done by then is missing: rows of the mask too.

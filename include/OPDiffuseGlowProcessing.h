@@ -32,7 +32,7 @@ public:
         /// but of no use.
         int amount = 100;
         /// Sigma of the Gaussian in pixels; each blur reaches three times as far, see @c OPGaussianAlpha1D. With 0
-        /// nothing glows; a negative one reaches 1 pixel far.
+        /// nothing glows; a negative one reaches 1 pixel far. Time grows with the reach, also beyond the layer's size.
         int radius = 5;
         /// The luminance from which on a pixel glows, and the alpha that the first blur must leave of the mask. With 0
         /// and less everything glows, with 256 and more nothing.

@@ -56,6 +56,8 @@ int GlowMask::LineCount() const { return m_rect.isEmpty() ? 0 : 4 * m_rect.heigh
 
 void GlowMask::Run(const std::atomic<bool> &cancel, const Progress &progress)
 {
+    if (m_rect.isEmpty()) // which may have rows, or columns
+        return;
     Walk(cancel, progress, [this](unsigned char *row, int y) {
         brightKernel(LayerRow(y) + m_rect.x(), row, m_rect.width(), m_threshold);
     });

@@ -96,11 +96,10 @@ KXRefineSelectionProcessing::KXRefineSelectionResult KXRefineSelectionProcessing
     const QRect mask = data.image.Rect();
 
     const qint64 margin = isFeathered ? qint64(arithmetic::truncate(feather * 3.0 + 1.0)) + std::max(contract, 0) : 0;
-    const QRect bounds = mask.isEmpty() ? mask
-        : isFeathered                   ? QRect(QPoint(), data.canvas.expandedTo(QSize(0, 0)))
-                                        : everywhere;
+    const QRect bounds = isFeathered ? QRect(QPoint(), data.canvas.expandedTo(QSize(0, 0))) : everywhere;
+    const auto grown = Area<InLayer>(mask).Moved<InCanvas>(offset.x(), offset.y()).Grown(margin);
     KXRefineSelectionResult result;
-    result.rect = Area<InLayer>(mask).Moved<InCanvas>(offset.x(), offset.y()).Grown(margin).Within(bounds);
+    result.rect = mask.isEmpty() ? mask : grown.Within(bounds);
     result.image = RGBA32iImage(result.rect.width(), result.rect.height(), false);
 
     const Area<InLayer> seen = Area<InCanvas>(result.rect).Moved<InLayer>(-qint64(offset.x()), -qint64(offset.y()));

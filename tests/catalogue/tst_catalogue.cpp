@@ -124,6 +124,9 @@ private Q_SLOTS:
         const auto keepFirst = [](QString &first, const QString &found) { first = first.isEmpty() ? found : first; };
         for (const Variant &variant : operation.variants)
             for (const QRect &selected : selections) {
+                for (const QSize &none : { QSize(0, 0), QSize(1, 0), QSize(0, 5) }) // stays what it is
+                    for (const bool tiled : { false, true })
+                        QCOMPARE(result(variant, salted(none, tiled, selected)).rect().size(), none);
                 const catalogue::Input input = salted(size, false, selected);
                 const Picture before = Picture::of(input.image), after = result(variant, input);
                 Picture beforeUnderNewAlpha = after.rect() == before.rect() ? before : after;
