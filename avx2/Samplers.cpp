@@ -62,14 +62,14 @@ inline transform::CubicTerms<vectors::Channels>::CubicTerms(const OPRGBA32i *p)
     d = vectors::Double4(_mm256_cvtepi32_pd(_mm256_extracti128_si256(cd, 1)));
 }
 
-KXCORE_KERNEL void SampleBilinearAVX2(const transform::Pixels<OPRGBA32i> &source, const QTransform &inverse,
-    const transform::Target<OPRGBA32i> &target, const QRect &area)
+KXCORE_KERNEL void SampleBilinearAVX2(const pixels::Rows<const OPRGBA32i> &source, const QTransform &inverse,
+    const pixels::Rows<OPRGBA32i> &target, const QRect &area)
 {
     transform::interpolate<transform::Linear, vectors::Channels>(source, inverse, target, area);
 }
 
-KXCORE_KERNEL void SampleBicubicAVX2(const transform::Pixels<OPRGBA32i> &source, const QTransform &inverse,
-    const transform::Target<OPRGBA32i> &target, const QRect &area)
+KXCORE_KERNEL void SampleBicubicAVX2(const pixels::Rows<const OPRGBA32i> &source, const QTransform &inverse,
+    const pixels::Rows<OPRGBA32i> &target, const QRect &area)
 {
     transform::interpolate<transform::Cubic, vectors::Channels>(source, inverse, target, area);
 }

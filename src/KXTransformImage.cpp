@@ -19,7 +19,7 @@
 
 namespace {
 
-using transform::Pixels, transform::Target;
+using pixels::Rows;
 
 constexpr char path[] = "src/KXImage"; // as the log says it
 
@@ -29,13 +29,13 @@ constexpr double justBelowZero = -1e-10;
 /// The source as its storage has it. Null pixels are left out.
 template <class Pixel>
 struct FlatReader {
-    const Pixels<Pixel> pixels;
+    const Rows<const Pixel> rows;
 
-    explicit FlatReader(const Pixels<Pixel> &source)
-        : pixels(source)
+    explicit FlatReader(const Rows<const Pixel> &source)
+        : rows(source)
     {
     }
-    const Pixel *At(int x, int y) const { return pixels.Row(y) + x; }
+    const Pixel *At(int x, int y) const { return rows.Row(y) + x; }
 };
 
 template <class Image>
@@ -69,7 +69,7 @@ OPRGBA32i converted(OPCMYKA pixel, const OPRGBA32i *)
 /// Gives each pixel of @p target the one that @p reader has at its position, where that lies in @p clip.
 template <class Reader, class To>
 void copyPixels(const Reader &reader, const QRect &clip, const QTransform &inverse, const QPoint &offset,
-    const Target<To> &target, transform::Order order)
+    const Rows<To> &target, transform::Order order)
 {
     if (clip.isEmpty())
         return;
@@ -87,21 +87,21 @@ void copyPixels(const Reader &reader, const QRect &clip, const QTransform &inver
 
 template <class Image, class To>
 void copyFlat(
-    const Image &source, const QRect &clip, const QTransform &inverse, const QPoint &offset, const Target<To> &target)
+    const Image &source, const QRect &clip, const QTransform &inverse, const QPoint &offset, const Rows<To> &target)
 {
-    const auto pixels = transform::pixelsOf(source);
-    if (!pixels.first || !target.first)
+    const auto rows = pixels::rowsOf(source);
+    if (!rows.first || !target.first)
         return;
     Q_ASSERT_X(source.Rect().contains(clip), "TransformImage", "the rectangle lies in the source");
-    copyPixels(FlatReader(pixels), ClippedTo(source.Rect(), clip), inverse, offset, target,
-        transform::orderOf(pixels, target));
+    copyPixels(
+        FlatReader(rows), ClippedTo(source.Rect(), clip), inverse, offset, target, transform::orderOf(rows, target));
 }
 
 template <class Pixel, int TileW, int TileH>
 void copyTo(KXImage<Pixel, TileW, TileH> &destination, const KXImage<Pixel, TileW, TileH> &source, const QRect &clip,
     const QTransform &inverse)
 {
-    copyFlat(source, clip, inverse, QPoint(), transform::targetOf(destination));
+    copyFlat(source, clip, inverse, QPoint(), pixels::rowsOf(destination));
 }
 
 template <class Image>
@@ -110,7 +110,7 @@ void copyTo(QImage &destination, const Image &source, const QRect &clip, const Q
     if (destination.depth() != 32)
         return;
     const auto borrowed = pixels::borrowForWriting(destination);
-    const Target<OPRGBA32i> target { borrowed.first, borrowed.Stride(), destination.width(), destination.height() };
+    const Rows<OPRGBA32i> target { borrowed.first, int(borrowed.Stride()), destination.width(), destination.height() };
     if (!source.IsTiled())
         return copyFlat(source, clip, inverse, QPoint(), target);
     const QRect whereTilesMayBe(0, 0, INT_MAX, INT_MAX);
@@ -179,7 +179,7 @@ bool TransformImageWithOffset(
     const RGBA32iImage &source, const QTransform &transform, RGBA32iImage &destination, const QPoint &offset)
 {
     return inverted(__LINE__, transform, [&](const QTransform &inverse) {
-        copyFlat(source, source.Rect(), inverse, offset, transform::targetOf(destination));
+        copyFlat(source, source.Rect(), inverse, offset, pixels::rowsOf(destination));
         return true;
     });
 }

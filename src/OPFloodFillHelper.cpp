@@ -53,8 +53,6 @@ std::optional<OPRGBA32i> visitedMarker(const ColorBox &box)
     return std::nullopt;
 }
 
-retouch::Pixels pixelsOf(RGBA32iImage &image) { return { image.Bits(), image.Width(), image.Width(), image.Height() }; }
-
 /// Fills the region with @p color.
 Bounds fill(const retouch::Pixels &pixels, const ColorBox &box, const QPoint &seed, OPRGBA32i color)
 {
@@ -114,7 +112,7 @@ bool OPFloodFillHelper::FloodFill(RGBA32iImage &image, const QPoint &seed, const
     if (*found == paint)
         store(QRect(), bounds);
     else
-        fill(pixelsOf(image), { *found, *found }, seed, paint).Store(bounds);
+        fill(pixels::rowsOf(image), { *found, *found }, seed, paint).Store(bounds);
     return true;
 }
 
@@ -128,7 +126,7 @@ bool OPFloodFillHelper::FloodFill(
         return false;
     const ColorBox box = ColorBox::matching(*found, tolerance);
     if (const auto marker = visitedMarker(ColorBox::around(*found, tolerance))) {
-        fill(pixelsOf(image), box, seed, *marker).Store(bounds); // the colour under the marker would not last
+        fill(pixels::rowsOf(image), box, seed, *marker).Store(bounds); // the colour under the marker would not last
     } else {
         image.Fill(color);
         store(image.Rect(), bounds);
@@ -153,7 +151,7 @@ bool OPFloodFillHelper::FloodFill(
     const bool isAll = !visitedMarker(ColorBox::around(found, tolerance));
     const auto pixels = pixels::borrowForWriting(image);
     if (!isAll) {
-        fill({ pixels.first, pixels.Stride(), image.width(), image.height() }, box, seed, paint).Store(bounds);
+        fill({ pixels.first, int(pixels.Stride()), image.width(), image.height() }, box, seed, paint).Store(bounds);
     } else {
         image.fill(uint(paint));
         store(image.rect(), bounds);
@@ -175,7 +173,7 @@ bool OPFloodFillHelper::FloodFill(const RGBA32iImage &source, RGBA32iImage &dest
         destination.Fill(paint);
         store(source.Rect(), bounds);
     } else if (!destination.IsTiled() && destination.Rect().contains(source.Rect())) {
-        const retouch::Pixels marked = pixelsOf(working), painted = pixelsOf(destination);
+        const retouch::Pixels marked = pixels::rowsOf(working), painted = pixels::rowsOf(destination);
         retouch::fillRegion(marked, box, seed, [&](int x, int y, int count) {
             std::fill_n(painted.Row(y) + x, count, paint);
             std::fill_n(marked.Row(y) + x, count, *marker);
@@ -194,6 +192,6 @@ bool OPFloodFillHelper::ColorRangeFill(const RGBA32iImage &source, RGBA32iImage 
     const auto found = seedColor(destination, seed, "Seed point is out of range %1");
     if (!found)
         return false;
-    retouch::keepContained(pixelsOf(destination), ColorBox::matching(*found, within), seed, paint).Store(bounds);
+    retouch::keepContained(pixels::rowsOf(destination), ColorBox::matching(*found, within), seed, paint).Store(bounds);
     return true;
 }

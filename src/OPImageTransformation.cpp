@@ -13,12 +13,12 @@
 
 namespace {
 
-using transform::Channels, transform::Pixels, transform::Target;
+using pixels::Rows, transform::Channels;
 
-using Sample = void(const Pixels<OPRGBA32i> &, const QTransform &, const Target<OPRGBA32i> &, const QRect &);
+using Sample = void(const Rows<const OPRGBA32i> &, const QTransform &, const Rows<OPRGBA32i> &, const QRect &);
 
 void sampleNearest(
-    const Pixels<OPRGBA32i> &source, const QTransform &inverse, const Target<OPRGBA32i> &target, const QRect &area)
+    const Rows<const OPRGBA32i> &source, const QTransform &inverse, const Rows<OPRGBA32i> &target, const QRect &area)
 {
     transform::sampleEach<transform::NearestSampler>(source, inverse, target, area, transform::orderOf(source, target));
 }
@@ -95,7 +95,7 @@ void sampleFiltered(const RGBA32iImage &source, const QTransform &transform, con
                 sample = sampleNearest;
         }
     }
-    sample(transform::pixelsOf(source), inverse, transform::targetOf(destination), area);
+    sample(pixels::rowsOf(source), inverse, pixels::rowsOf(destination), area);
 }
 
 template <class Grade>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KXPixels.h"
+#include "pixels/Rows.h"
 
 #include <algorithm>
 #include <cmath>
@@ -38,12 +38,11 @@ inline unsigned char steepness(Slope slope)
 /// What stands beyond the edges of an area.
 enum class Beyond { Edge, Zero };
 
-/// Calls @p store(x, y, slope) for the slope of alpha at each of the @p width times @p height pixels from @p first on,
-/// whose rows are @p stride pixels apart.
+/// Calls @p store(x, y, slope) for the slope of alpha at each of @p pixels.
 template <int middle, class Store>
-void forEachAlphaSlope(
-    const OPRGBA32i *first, qptrdiff stride, int width, int height, Beyond beyond, const Store &store)
+void forEachAlphaSlope(const pixels::Rows<const OPRGBA32i> &pixels, Beyond beyond, const Store &store)
 {
+    const int width = pixels.width, height = pixels.height;
     // Three rows of alpha, each with a column more on either side.
     std::vector<unsigned char> rows(3 * (size_t(width) + 2));
     unsigned char *above = rows.data() + 1, *here = above + width + 2, *below = here + width + 2;
@@ -52,7 +51,7 @@ void forEachAlphaSlope(
             std::fill_n(alpha, width, static_cast<unsigned char>(0));
             return;
         }
-        const OPRGBA32i *const row = first + stride * std::clamp(y, 0, height - 1);
+        const OPRGBA32i *const row = pixels.Row(std::clamp(y, 0, height - 1));
         for (int x = 0; x < width; ++x)
             alpha[x] = row[x].a;
         alpha[-1] = beyond == Beyond::Edge ? alpha[0] : 0;

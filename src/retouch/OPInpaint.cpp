@@ -111,8 +111,8 @@ QImage OPInpaint::gradient(const QImage &mask) const
         return made;
     const auto from = pixels::borrow(mask);
     const auto to = pixels::borrowForWriting(made);
-    retouch::forEachAlphaSlope<2>(from.first, from.Stride(), mask.width(), mask.height(), retouch::Beyond::Edge,
-        [&to](int x, int y, retouch::Slope slope) {
+    retouch::forEachAlphaSlope<2>({ from.first, int(from.Stride()), mask.width(), mask.height() },
+        retouch::Beyond::Edge, [&to](int x, int y, retouch::Slope slope) {
             to.Row(y)[x] = { 0, 255, 0, retouch::steepness(slope) };
         });
     return made;

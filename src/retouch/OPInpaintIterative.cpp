@@ -292,8 +292,8 @@ RGBA32iImage OPInpaintIterative::Gradient(const RGBA32iImage &mask, const QRect 
     mask.GetColor(area.x(), area.y()); // throws for a tiled mask
     const qptrdiff stride = mask.Width(), first = area.y() * stride + area.x();
     OPRGBA32i *const marks = made.Bits() + first;
-    retouch::forEachAlphaSlope<1>(mask.Bits() + first, stride, area.width(), area.height(), retouch::Beyond::Zero,
-        [marks, stride](int x, int y, retouch::Slope slope) {
+    retouch::forEachAlphaSlope<1>({ mask.Bits() + first, mask.Width(), area.width(), area.height() },
+        retouch::Beyond::Zero, [marks, stride](int x, int y, retouch::Slope slope) {
             marks[y * stride + x] = { 0, 0, 0, retouch::steepness({ 3 * slope.x, 3 * slope.y }) };
         });
     return made;

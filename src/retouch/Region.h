@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KXPixels.h"
+#include "pixels/Rows.h"
 
 #include <QtCore/QPoint>
 #include <QtCore/QRect>
@@ -55,14 +55,7 @@ struct ColorBox {
 #endif
 };
 
-/// The pixels of a flat image or of a QImage.
-struct Pixels {
-    OPRGBA32i *first;
-    qptrdiff stride; ///< in pixels
-    int width, height;
-
-    OPRGBA32i *Row(int y) const { return first + y * stride; }
-};
+using Pixels = pixels::Rows<OPRGBA32i>;
 
 /// A bit for each position of a row, 64 in a word, the first one lowest.
 namespace bits {

@@ -54,10 +54,10 @@ KX_KERNEL(ComposeWithTransformationClippingMaskAndMaskOn_RGBA32iImage_RGBA32iIma
     bool lockAlpha)
 
 // Resampling: interpolates area of the target between the pixels of a source, see transform::interpolate.
-KX_KERNEL(SampleBilinearAVX2, const transform::Pixels<OPRGBA32i> &source, const QTransform &inverse,
-    const transform::Target<OPRGBA32i> &target, const QRect &area)
-KX_KERNEL(SampleBicubicAVX2, const transform::Pixels<OPRGBA32i> &source, const QTransform &inverse,
-    const transform::Target<OPRGBA32i> &target, const QRect &area)
+KX_KERNEL(SampleBilinearAVX2, const pixels::Rows<const OPRGBA32i> &source, const QTransform &inverse,
+    const pixels::Rows<OPRGBA32i> &target, const QRect &area)
+KX_KERNEL(SampleBicubicAVX2, const pixels::Rows<const OPRGBA32i> &source, const QTransform &inverse,
+    const pixels::Rows<OPRGBA32i> &target, const QRect &area)
 
 // The walks over a flat image whose first pixel is data[0], with rows of stride pixels. The last two stop between rows
 // once cancel is set, and call progress, if there is one, after each row.

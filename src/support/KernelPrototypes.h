@@ -38,13 +38,13 @@ enum class KXCompositionMode : int;
 namespace lines {
 struct ColumnPixels;
 }
+namespace pixels {
+template <class Pixel>
+struct Rows;
+}
 namespace transform {
-template <class Pixel>
-struct Pixels;
-template <class Pixel>
-struct Target;
 struct ResizeTaps;
-} // namespace transform
+}
 
 /// @file
 /// Each kernel of the module as a C prototype. The module defines them under these declarations, so that a signature

@@ -2,6 +2,8 @@
 
 #include "KXImage.h"
 
+#include "pixels/Rows.h"
+
 #include "Positions.h"
 
 #include <algorithm>
@@ -14,42 +16,12 @@ namespace transform {
 /// 0.5 + 2^-52, by which interpolated channels are rounded.
 constexpr double justOverHalf = 0.5000000000000002;
 
-/// The pixels of a flat image, of at least one.
-template <class Pixel>
-struct Pixels {
-    const Pixel *first;
-    int width, height;
-
-    const Pixel *Row(int y) const { return first + qptrdiff(y) * width; }
-};
-
-/// The pixels that are written, with rows @c stride pixels apart.
-template <class Pixel>
-struct Target {
-    Pixel *first;
-    qptrdiff stride;
-    int width, height;
-
-    Pixel *Row(int y) const { return first + y * stride; }
-};
-
-/// Those of a flat image; null ones of any other.
-template <class Pixel, int TileW, int TileH>
-Pixels<Pixel> pixelsOf(const KXImage<Pixel, TileW, TileH> &image)
-{
-    return { image.IsTiled() ? nullptr : image.Bits(), image.Width(), image.Height() };
-}
-
-template <class Pixel, int TileW, int TileH>
-Target<Pixel> targetOf(KXImage<Pixel, TileW, TileH> &image)
-{
-    return { image.IsTiled() ? nullptr : image.Bits(), image.Width(), image.Width(), image.Height() };
-}
+using pixels::Rows;
 
 /// In which order a destination is written: one that has the source's own pixels is written row by row, as later pixels
 /// sample what was written earlier.
 template <class From, class To>
-Order orderOf(const Pixels<From> &source, const Target<To> &target)
+Order orderOf(const Rows<const From> &source, const Rows<To> &target)
 {
     const void *const begin = source.first, *const end = source.Row(source.height);
     const void *const targetBegin = target.first, *const targetEnd = target.Row(target.height);
@@ -114,7 +86,7 @@ inline double fractionOf(double s, int pixel) { return s - pixel - 0.5; }
 /// Takes the pixel under each position inside.
 class NearestSampler {
 public:
-    NearestSampler(const Pixels<OPRGBA32i> &source, Order order)
+    NearestSampler(const Rows<const OPRGBA32i> &source, Order order)
         : m_source(source)
         , m_order(order)
     {
@@ -122,7 +94,7 @@ public:
 
     void operator()(const double *sourceX, const double *sourceY, int count, OPRGBA32i *target)
     {
-        const Pixels<OPRGBA32i> source = m_source; // values that no store to the target can change
+        const Rows<const OPRGBA32i> source = m_source; // values that no store to the target can change
         const Order order = m_order;
         for (int i = 0; i < count; ++i) {
             const int x = int(sourceX[i] + epsilon), y = int(sourceY[i] + epsilon);
@@ -140,7 +112,7 @@ private:
         return m_lastPixel;
     }
 
-    Pixels<OPRGBA32i> m_source;
+    Rows<const OPRGBA32i> m_source;
     Order m_order;
     const OPRGBA32i *m_last = nullptr;
     OPRGBA32i m_lastPixel;
@@ -151,7 +123,7 @@ private:
 template <class Step, class Channels>
 class InterpolatingSampler {
 public:
-    InterpolatingSampler(const Pixels<OPRGBA32i> &source, Order order)
+    InterpolatingSampler(const Rows<const OPRGBA32i> &source, Order order)
         : m_source(source)
         , m_order(order)
     {
@@ -207,7 +179,7 @@ private:
         return m_held;
     }
 
-    Pixels<OPRGBA32i> m_source;
+    Rows<const OPRGBA32i> m_source;
     Order m_order;
     int m_left = INT_MIN, m_top = INT_MIN;
     OPRGBA32i m_held[taps * taps];
@@ -215,7 +187,7 @@ private:
 
 /// Resamples @p area by a @p Sampler, which is called with the positions that are inside.
 template <class Sampler>
-void sampleEach(const Pixels<OPRGBA32i> &source, const QTransform &inverse, const Target<OPRGBA32i> &target,
+void sampleEach(const Rows<const OPRGBA32i> &source, const QTransform &inverse, const Rows<OPRGBA32i> &target,
     const QRect &area, Order order)
 {
     const Inside inside { { -epsilon, epsilon, 0, source.width - 1 }, { -epsilon, epsilon, 0, source.height - 1 } };
@@ -233,7 +205,7 @@ class ScaledStrip {
 public:
     static constexpr int most = 128; ///< columns: what is kept of the rows stays in the nearest cache
 
-    ScaledStrip(const Pixels<OPRGBA32i> &source, const QTransform &inverse, int first, int count)
+    ScaledStrip(const Rows<const OPRGBA32i> &source, const QTransform &inverse, int first, int count)
         : m_source(source)
         , m_positions(inverse, first, count, QPoint())
     {
@@ -253,7 +225,7 @@ public:
         std::fill_n(m_held, taps, -1);
     }
 
-    void Sample(const Target<OPRGBA32i> &target, int top, int height)
+    void Sample(const Rows<OPRGBA32i> &target, int top, int height)
     {
         const Span inside(-epsilon, epsilon, 0, m_source.height - 1);
         for (int y = top; y < top + height && m_count > 0; ++y)
@@ -299,7 +271,7 @@ private:
         return row;
     }
 
-    Pixels<OPRGBA32i> m_source;
+    Rows<const OPRGBA32i> m_source;
     Positions m_positions;
     int m_first = 0, m_count = 0; ///< the columns that are inside
     int m_lefts[most]; ///< of each, the first sample
@@ -311,7 +283,7 @@ private:
 /// Resamples @p area by interpolation, with @p Channels for the four channels of a pixel.
 template <class Step, class Channels>
 void interpolate(
-    const Pixels<OPRGBA32i> &source, const QTransform &inverse, const Target<OPRGBA32i> &target, const QRect &area)
+    const Rows<const OPRGBA32i> &source, const QTransform &inverse, const Rows<OPRGBA32i> &target, const QRect &area)
 {
     const Order order = orderOf(source, target);
     if (inverse.type() > QTransform::TxScale || order == Order::Rows)
