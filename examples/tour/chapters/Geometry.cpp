@@ -116,8 +116,8 @@ Sheet geometrySheet(const QImage &photo, const std::atomic<bool> &stop)
 {
     const QImage picture = cellOf(photo, 2); // so that single pixels are small
     Sheet sheet { "geometry", "Rotated, sheared, in perspective, and resized",
-        QString("Each sampler on the same photo, with what lies in the small frame %1 times as large. Each resize "
-                "kernel, and a sampler that only leaves pixels out; here the pixels are shown larger.")
+        QString("Each sampler on the same photo, with what lies in the small frame %1 times as large. Each way "
+                "to resize, and a sampler that only leaves pixels out; here the pixels are shown larger.")
             .arg(closer),
         {}, { { "The photo", {}, picture } }, picture.size(), 3 };
     addEnlarged(sheet, picture, stop);
