@@ -1,10 +1,11 @@
 #include "Avx2Rows.h"
+#include "Double4.h"
 
-namespace compose {
+namespace vectors {
 
 namespace {
 
-/// The number types of a stamp for four pixels: a channel as integers, and in double precision.
+/// A channel of four pixels as integers; in double precision that is Double4.
 struct Lane4 {
     __m128i v;
 
@@ -19,32 +20,15 @@ struct Lane4 {
     }
 };
 
-struct Double4 {
-    __m256d v;
-
-    Double4(__m256d lanes)
-        : v(lanes)
-    {
-    }
-    explicit Double4(double value)
-        : v(_mm256_set1_pd(value))
-    {
-    }
-};
-
 inline Lane4 operator==(Lane4 x, Lane4 y) { return _mm_cmpeq_epi32(x.v, y.v); }
 inline Lane4 select(Lane4 mask, Lane4 yes, Lane4 no) { return _mm_blendv_epi8(no.v, yes.v, mask.v); }
 
-inline Double4 operator+(Double4 x, Double4 y) { return _mm256_add_pd(x.v, y.v); }
-inline Double4 operator-(Double4 x, Double4 y) { return _mm256_sub_pd(x.v, y.v); }
-inline Double4 operator*(Double4 x, Double4 y) { return _mm256_mul_pd(x.v, y.v); }
-inline Double4 operator/(Double4 x, Double4 y) { return _mm256_div_pd(x.v, y.v); }
-inline Double4 operator>(Double4 x, Double4 y) { return _mm256_cmp_pd(x.v, y.v, _CMP_GT_OQ); }
-inline Double4 select(Double4 mask, Double4 yes, Double4 no) { return _mm256_blendv_pd(no.v, yes.v, mask.v); }
-inline Double4 inSingle(Double4 x) { return _mm256_cvtps_pd(_mm256_cvtpd_ps(x.v)); }
 inline Double4 toDouble(Lane4 x) { return _mm256_cvtepi32_pd(x.v); }
 
-inline Lane4 roundedToByte(Double4 x)
+} // namespace
+
+/// What compose::Stamp has for one pixel. It is found by its argument, and so not within an unnamed namespace.
+static Lane4 roundedToByte(Double4 x)
 {
     const __m256d sign = _mm256_set1_pd(-0.0), half = _mm256_set1_pd(0.5), one = _mm256_set1_pd(1.0);
     const __m256d whole = _mm256_round_pd(x.v, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
@@ -53,6 +37,14 @@ inline Lane4 roundedToByte(Double4 x)
     const __m256d away = _mm256_add_pd(whole, _mm256_or_pd(step, _mm256_and_pd(x.v, sign)));
     return _mm_and_si128(_mm256_cvttpd_epi32(away), _mm_set1_epi32(255));
 }
+
+} // namespace vectors
+
+namespace compose {
+
+namespace {
+
+using vectors::Lane4;
 
 inline Pixel<Lane4> channels4(__m128i words)
 {

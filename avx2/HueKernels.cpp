@@ -42,10 +42,8 @@ void makeBlock(unsigned char *pixels, Want want)
 /// The middle between the largest and the smallest channel of each pixel, rounded up.
 Lane8 lightness(__m256i words)
 {
-    const __m256i green = _mm256_srli_epi32(words, 8), red = _mm256_srli_epi32(words, 16);
-    const __m256i most = _mm256_max_epu8(_mm256_max_epu8(words, green), red);
-    const __m256i least = _mm256_min_epu8(_mm256_min_epu8(words, green), red);
-    return Lane8(_mm256_avg_epu8(most, least)) & all(255);
+    const vectors::Extremes channel(words);
+    return Lane8(_mm256_avg_epu8(channel.most, channel.least)) & all(255);
 }
 
 /// Hue and saturation. @p hue makes of the hues of pixels, and of where these are grey, the sums and their places on

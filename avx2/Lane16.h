@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Lane8.h"
+#include "Vectors.h"
 
 /// The number type for all channels of four pixels at once: functions of Lane1 over sixteen 16-bit lanes, for formulas
 /// that stay below 65536.
@@ -33,11 +34,7 @@ inline Lane16 max(Lane16 x, Lane16 y) { return _mm256_max_epu16(x.v, y.v); }
 inline Lane16 select(Mask16 m, Lane16 yes, Lane16 no) { return _mm256_blendv_epi8(no.v, yes.v, m.v); }
 inline Lane16 mul(Lane16 x, Lane16 y) { return _mm256_mullo_epi16(x.v, y.v); }
 
-/// As for Lane8.
-inline Lane16 div255(Lane16 n)
-{
-    return _mm256_srli_epi16(_mm256_mulhi_epu16(n.v, _mm256_set1_epi16(short(0x8081))), 7);
-}
+inline Lane16 div255(Lane16 n) { return vectors::div255(n.v); }
 
 /// blendOnOpaque for eight pixels, of which @p c covers the source. Channels are not taken apart: alpha is mixed along
 /// with them, and put back.

@@ -150,10 +150,9 @@ KXCORE_KERNEL void DesaturateTransformationAVX2(unsigned char *pixels, bool)
 {
     const __m256i lowest = inAllPixels(255);
     forEachEightColours(pixels, [&](__m256i words) {
-        const __m256i green = _mm256_srli_epi32(words, 8), red = _mm256_srli_epi32(words, 16);
-        const __m256i most = _mm256_max_epu8(_mm256_max_epu8(words, green), red);
-        const __m256i least = _mm256_min_epu8(_mm256_min_epu8(words, green), red);
-        const __m256i sum = _mm256_add_epi32(_mm256_and_si256(most, lowest), _mm256_and_si256(least, lowest));
+        const vectors::Extremes channel(words);
+        const __m256i sum =
+            _mm256_add_epi32(_mm256_and_si256(channel.most, lowest), _mm256_and_si256(channel.least, lowest));
         return _mm256_shuffle_epi8(_mm256_srli_epi32(sum, 1), spreadLowByte());
     });
 }

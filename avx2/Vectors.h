@@ -25,7 +25,19 @@ inline __m256i packed(__m256i a, __m256i b, __m256i c, __m256i d)
     return _mm256_permutevar8x32_epi32(mixed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7)); // halves were packed apart
 }
 
-/// x / 255, truncated, for each unsigned 16-bit x.
+/// The largest and the smallest colour of each of eight pixels, in its lowest byte; the other bytes may be anything.
+struct Extremes {
+    explicit Extremes(__m256i pixels)
+    {
+        const __m256i green = _mm256_srli_epi32(pixels, 8), red = _mm256_srli_epi32(pixels, 16);
+        most = _mm256_max_epu8(_mm256_max_epu8(pixels, green), red);
+        least = _mm256_min_epu8(_mm256_min_epu8(pixels, green), red);
+    }
+
+    __m256i most, least;
+};
+
+/// x / 255, truncated, for each unsigned 16-bit x: as Lane8 has it.
 inline __m256i div255(__m256i x)
 {
     return _mm256_srli_epi16(_mm256_mulhi_epu16(x, _mm256_set1_epi16(short(0x8081))), 7);
