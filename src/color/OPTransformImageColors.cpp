@@ -157,13 +157,13 @@ void OPImageWalk::Plain(
             walkRow(*walked, image, area, y, apply);
             return true;
         };
-        const int first = area.y(), last = area.y() + area.height();
+        const int first = area.y(), end = area.y() + area.height();
         if (!image.IsTiled())
-            return workers::walkRows(workers::forWalks(), first, last - 1, row); // without the last row; see the class
+            return workers::walkRows(workers::forWalks(), first, end - 1, row); // without the last row; see the class
         // In turn: the first worker does all rows, and what it throws leaves before the next one starts.
         for (int worker = workers::forWalks(), y = first; worker > 0; --worker)
             workers::run(1, [&] {
-                for (; y < last; ++y)
+                for (; y < end; ++y)
                     row(y);
             });
     });
@@ -179,15 +179,15 @@ void OPImageWalk::Plain(const std::shared_ptr<BaseTransformation> &transformatio
         const auto apply = formOf(*walked);
         const auto rows = pixels::borrowForWriting(image);
         int y = area.y();
-        const int last = area.y() + area.height();
+        const int end = area.y() + area.height();
         // The kernel gives what the walk over a flat KXImage gives, which does nothing on a single processor and ends
         // before the last row. Its stride is the width; rows of a foreign buffer may lie further apart.
         const bool served = workers::forWalks() > 0 && rows.strideBytes == qptrdiff(image.width()) * 4;
         if (const auto kernel = served ? plainKernelOfQImage.Bind() : nullptr) {
             kernel(rows.first, image.width(), area, walked.get());
-            y = last - 1;
+            y = end - 1;
         }
-        for (; y < last; ++y)
+        for (; y < end; ++y)
             apply(*walked, rows.Row(y) + area.x(), area.width(), area.x(), y);
     });
 }

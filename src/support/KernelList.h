@@ -67,26 +67,28 @@ KX_KERNEL(IterativeVectorProcess, OPRGBA32i *data, int stride, const QRect &rect
 KX_KERNEL(PixelTransformIterativeVectorProcess, OPRGBA32i *data, int stride, const QRect &rect,
     BaseTransformation *transformation, const std::atomic<bool> &cancel, std::function<void()> progress)
 
-// Lines. The first slides a window over one: all positions are those in the image, the source begins at readFirst and
-// the destination at first. The second does all of a destination line, from the lines that its kernel object is set to.
-// The third sharpens columns side by side by an amount such that lines::sharpening::fits; where there is no row above or
-// below them, their end pixels count as repeated. The fourth slides a window of alphas down such columns, of a radius
-// such that lines::alphawindows::fits. It writes color under the mean, which is complemented if complement is 255.
+// Slides a window along a line. All positions are those in the image: the source begins at readFirst and the
+// destination at first.
 KX_KERNEL(LineHandlerAVX2, OPRGBABlurAccumulatorBase *accumulator, OPRGBA32i *source, OPRGBA32i *destination,
     int readFirst, int readLast, int first, int last, int radius)
+// Does all of a destination line, from the lines that its kernel object is set to.
 KX_KERNEL(LineHandlerConvolutionAVX2, OPKernelBase *kernel)
+// Sharpens columns side by side, by an amount such that lines::sharpening::fits. Where there is no row above or below
+// them, their end pixels count as repeated.
 KX_KERNEL(SharpenColumnsAVX2, const lines::ColumnPixels &pixels, int amount)
+// Slides a window of alphas down columns side by side, of a radius such that lines::alphawindows::fits. Writes color
+// under the mean, which is complemented if complement is 255.
 KX_KERNEL(SlideAlphaColumnsAVX2, const lines::ColumnPixels &pixels, int radius, unsigned complement, unsigned color)
 
-// Convolutions. The first does one line of length pixels; source[i + j] lies under tap j for output i. The second
-// is the same from straight pixels, for taps such that lines::rows::fits; it premultiplies them itself. The third does
-// up to lines::columns::width columns side by side, in place, for taps such that lines::columns::fits: pixels is the
-// first pixel of the first column, the next row lies stride pixels further, and the end pixels of a column count as
-// repeated. The results in the first straightRows rows are unpremultiplied as by KXBlur::ReturnAlpha.
+// Convolves a line of length pixels; source[i + j] lies under tap j for output i.
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2Convolve, const unsigned *source, unsigned *destination, unsigned length,
     const std::vector<short> &taps)
+// The same from straight pixels, which it premultiplies itself, for taps such that lines::rows::fits.
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied, const unsigned *source, unsigned *destination,
     unsigned length, const std::vector<short> &taps)
+// Convolves up to lines::columns::width columns side by side, in place, by taps such that lines::columns::fits. pixels
+// is the first pixel of the first column, and the next row lies stride pixels further; the end pixels of a column count
+// as repeated. The results in the first straightRows rows are unpremultiplied as by KXBlur::ReturnAlpha.
 KX_KERNEL(KXIterativeConvolutionFast1DAVX2ConvolveColumns, unsigned *pixels, qptrdiff stride, int columns, int rows,
     const std::vector<short> &taps, int straightRows)
 
@@ -101,11 +103,12 @@ KX_KERNEL(ResizeColumnsAVX2, const OPRGBA32i *const *rows, OPRGBA32i *destinatio
 KX_KERNEL(ConvolveCellsAVX2, const double *const *rows, int rowCount, const double *cells, int columns,
     OPRGBA32i *destination, int count)
 
-// Noise. The first makes the next 624 words of a Mersenne Twister from its state, which moves on; the next two are
-// adjustments, as below. The last lays count pixels over others as OPBlend::OPSourceOver does.
+// Makes the next 624 words of a Mersenne Twister from its state, which moves on.
 KX_KERNEL(MersenneTwisterAVX2, unsigned *state, unsigned *words)
+// Noise: adjustments, as below.
 KX_KERNEL(UniformNoiseAVX2, const OPUniformNoise &self, unsigned char *pixels, bool flag)
 KX_KERNEL(GaussianNoiseAVX2, const OPGaussianNoise &self, unsigned char *pixels, bool flag)
+// Lays count pixels over others as OPBlend::OPSourceOver does.
 KX_KERNEL(
     BlendWithOpacityAVX2, const OPRGBA32i *source, OPRGBA32i *destination, int count, unsigned opacity, bool lockAlpha)
 
@@ -117,15 +120,16 @@ KX_KERNEL(ParabolicAVX2, const KXParabolicVignette &self, int x, int y, unsigned
 KX_KERNEL(AlphaThresholdAVX2, const OPAlphaThreshold &self, unsigned char *pixels, bool flag)
 KX_KERNEL(ColorizeThresholdAVX2, const OPColorizeThreshold &self, unsigned char *pixels, bool flag)
 
-// The mask of a glow where it is a plane of bytes. The first makes it of what is bright: 0 for a luminance below the
-// threshold, otherwise 255. The others blur it by a Gaussian such that lines::mask::fits. One makes length bytes of a
-// row from lines::mask::rowRoom samples, of which the first lies the Gaussian's reach before the first byte; it writes
-// lines::mask::wholeWidths of them. One blurs up to lines::mask::width columns side by side, in place, and reads so
-// many rows above and below them, and all of the width. Unless the level is lines::mask::everyLevel, bytes need only be
-// right as to whether they reach it, and may otherwise be one more.
+// The mask of a glow where it is a plane of bytes. Makes it of what is bright: 0 for a luminance below the threshold,
+// otherwise 255.
 KX_KERNEL(BrightMaskAVX2, const OPRGBA32i *pixels, unsigned char *mask, int count, int threshold)
+// Blurs a row of it by a Gaussian such that lines::mask::fits: makes length bytes from lines::mask::rowRoom samples, of
+// which the first lies the Gaussian's reach before the first byte, and writes lines::mask::wholeWidths of them.
 KX_KERNEL(GaussianMaskRowAVX2, const OPGaussianAlpha1D &gaussian, const unsigned char *samples, unsigned char *means,
     int length)
+// Blurs up to lines::mask::width columns of it by such a Gaussian, in place; reads rowsAbove and rowsBelow around them,
+// and all of the width. Unless the level is lines::mask::everyLevel, bytes need only be right as to whether they reach
+// it, and may otherwise be one more.
 KX_KERNEL(GaussianMaskColumnsAVX2, const OPGaussianAlpha1D &gaussian, unsigned char *mask, qptrdiff stride, int columns,
     int rows, int rowsAbove, int rowsBelow, int level)
 

@@ -1,5 +1,10 @@
 #pragma once
 
+/// @file
+/// Each kernel of the module as a C prototype. The module defines them under these declarations, so that a signature
+/// that drifts does not compile; the library takes the types of its slots from them and never calls them directly: it
+/// does not link the module (Kernels.h).
+
 #include "KXImage.h"
 
 #include <atomic>
@@ -28,9 +33,9 @@ class OPKernelBase;
 class OPLevelsTransformation;
 class OPPhotoFilterTransformation;
 class OPPosterizeTransformation;
+class OPRGBABlurAccumulatorBase;
 class OPTemperatureCorrection;
 class OPThresholdRGB32;
-class OPRGBABlurAccumulatorBase;
 class OPUniformNoise;
 class QImage;
 class QTransform;
@@ -45,11 +50,6 @@ struct Rows;
 namespace transform {
 struct ResizeTaps;
 }
-
-/// @file
-/// Each kernel of the module as a C prototype. The module defines them under these declarations, so that a signature
-/// that drifts does not compile; the library takes the types of its slots from them and never calls them directly: it
-/// does not link the module (Kernels.h).
 
 #define KX_KERNEL(symbol, ...) extern "C" Q_DECL_EXPORT void symbol(__VA_ARGS__);
 #include "KernelList.h"

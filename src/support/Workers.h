@@ -73,11 +73,11 @@ namespace detail {
 /// The next item of a loop, shared by its workers. Wider than the items, because every worker counts past the end once.
 using Counter = std::atomic<qint64>;
 
-/// Takes items from @p counter, @p step apart, until they reach @p last or @p item returns false.
+/// Takes items from @p counter, @p step apart, until they reach @p end or @p item returns false.
 template <class Item>
-void takeItems(Counter &counter, int last, int step, Item &&item)
+void takeItems(Counter &counter, int end, int step, Item &&item)
 {
-    for (qint64 i = counter.fetch_add(step); i < last && item(static_cast<int>(i)); i = counter.fetch_add(step)) { }
+    for (qint64 i = counter.fetch_add(step); i < end && item(static_cast<int>(i)); i = counter.fetch_add(step)) { }
 }
 
 /// Runs @p body and returns what it threw in the form that reaches a caller, or nothing.
@@ -252,23 +252,23 @@ void run(int count, Body &&body)
     crew->Wait();
 }
 
-/// Calls @p item(i) for i in [first, last), each once, in increasing order of hand-out, on @p count workers.
-/// @c onCaller runs nothing on the pool and all items here, in order. A false result of @p item ends its worker.
-/// @p makeItem is called once per worker and returns that worker's item function: what it holds is the worker's own.
+/// Calls @p item(i) for i in [first, end), each once, in increasing order of hand-out, on @p count workers. @c onCaller
+/// runs nothing on the pool and all items here, in order. A false result of @p item ends its worker. @p makeItem is
+/// called once per worker and returns that worker's item function: what it holds is the worker's own.
 template <class MakeItem>
-void forEachItem(int count, int first, int last, MakeItem &&makeItem)
+void forEachItem(int count, int first, int end, MakeItem &&makeItem)
 {
-    if (first >= last)
+    if (first >= end)
         return;
     if (count == onCaller) {
         auto item = makeItem();
-        for (int i = first; i < last && item(i); ++i) { }
+        for (int i = first; i < end && item(i); ++i) { }
         return;
     }
     detail::Counter counter { first };
     run(count, [&] {
         auto item = makeItem();
-        detail::takeItems(counter, last, 1, item);
+        detail::takeItems(counter, end, 1, item);
     });
 }
 
@@ -276,13 +276,13 @@ void forEachItem(int count, int first, int last, MakeItem &&makeItem)
 /// refers to must live until the workers have ended. What an item throws ends its worker and is lost. A count of 0 or
 /// less does nothing.
 template <class Item>
-void startForEachItem(int count, int first, int last, Item item)
+void startForEachItem(int count, int first, int end, Item item)
 {
-    if (first >= last || count <= 0)
+    if (first >= end || count <= 0)
         return;
-    auto body = [counter = std::make_shared<detail::Counter>(first), last, item] {
+    auto body = [counter = std::make_shared<detail::Counter>(first), end, item] {
         auto own = item;
-        detail::takeItems(*counter, last, 1, own);
+        detail::takeItems(*counter, end, 1, own);
     };
     using Crew = detail::Crew<decltype(body)>;
     const auto crew = std::make_shared<Crew>(count, std::move(body));
@@ -297,13 +297,13 @@ void startForEachItem(int count, int first, int last, Item item)
     }
 }
 
-/// Row loop: @p row(y) for y in [first, last) on @p count workers; a false result ends its worker. A count of 0 or less
+/// Row loop: @p row(y) for y in [first, end) on @p count workers; a false result ends its worker. A count of 0 or less
 /// does nothing at all: loops that leave one processor to the caller have no worker on a machine with a single one.
 template <class Row>
-void walkRows(int count, int first, int last, const Row &row)
+void walkRows(int count, int first, int end, const Row &row)
 {
     if (count > 0)
-        forEachItem(count, first, last, [&row] { return std::ref(row); });
+        forEachItem(count, first, end, [&row] { return std::ref(row); });
 }
 
 /// Row loop over [0, rows) whose workers go on to the end.
@@ -316,8 +316,8 @@ void forEachRow(int count, int rows, Row &&row)
     });
 }
 
-/// Row loop in chunks: @p rows(first, last) for consecutive ranges [first, last) that cover [0, @p rowCount), handed
-/// out from one counter. @p count must not be 0.
+/// Row loop in chunks: @p rows(first, end) for consecutive ranges [first, end) that cover [0, @p rowCount), handed out
+/// from one counter. @p count must not be 0.
 template <class Rows>
 void forEachChunk(int count, int rowCount, Rows &&rows)
 {

@@ -146,22 +146,22 @@ struct Inside {
     bool contains(double sx, double sy) const { return x.contains(sx) && y.contains(sy); }
 };
 
-/// Indices from @c first to @c last - 1.
+/// The indices from @c first on and before @c end.
 struct Range {
-    int first, last;
+    int first, end;
 };
 
 /// Those of the indices of @p range at which the monotonic @p at(index) lies in @p span.
 template <class At>
 Range within(const Span &span, Range range, At at)
 {
-    if (range.first >= range.last)
+    if (range.first >= range.end)
         return range;
-    const double front = at(range.first), back = at(range.last - 1);
+    const double front = at(range.first), back = at(range.end - 1);
     if (span.contains(front) && span.contains(back))
         return range;
     const auto firstNot = [range, at](auto isOutside) {
-        int first = range.first, count = range.last - first;
+        int first = range.first, count = range.end - first;
         while (count > 0) {
             const int half = count / 2;
             if (isOutside(at(first + half))) {
@@ -175,8 +175,8 @@ Range within(const Span &span, Range range, At at)
     };
     const bool grows = front < back;
     const int first = firstNot([&span, grows](double v) { return grows ? span.isBefore(v) : span.isBehind(v); });
-    const int last = firstNot([&span, grows](double v) { return !(grows ? span.isBehind(v) : span.isBefore(v)); });
-    return { first, std::max(first, last) };
+    const int end = firstNot([&span, grows](double v) { return !(grows ? span.isBehind(v) : span.isBefore(v)); });
+    return { first, std::max(first, end) };
 }
 
 enum class Order {
@@ -211,17 +211,17 @@ void forEachRun(
                 range = within(inside.x, range, [&row](int i) { return row.X(i); });
                 range = within(inside.y, range, [&row](int i) { return row.Y(i); });
             }
-            for (int i = range.first, count; i < range.last; i += count) {
-                count = std::min(longestRun, range.last - i);
+            for (int i = range.first, count; i < range.end; i += count) {
+                count = std::min(longestRun, range.end - i);
                 row.Write(i, count, sourceX, sourceY);
                 if (isMonotonic) {
                     run(left + i, y, sourceX, sourceY, count);
                     continue;
                 }
-                for (int first = 0, last; first < count; first = last + 1) {
-                    for (last = first; last < count && inside.contains(sourceX[last], sourceY[last]); ++last) { }
-                    if (last > first)
-                        run(left + i + first, y, sourceX + first, sourceY + first, last - first);
+                for (int first = 0, end; first < count; first = end + 1) {
+                    for (end = first; end < count && inside.contains(sourceX[end], sourceY[end]); ++end) { }
+                    if (end > first)
+                        run(left + i + first, y, sourceX + first, sourceY + first, end - first);
                 }
             }
         }
