@@ -26,9 +26,9 @@ using namespace bench;
 constexpr Role roles[] = { Role::Plain, Role::Module, Role::Peers };
 constexpr const char *roleNames[] = { "plain", "module", "peers" };
 
-Suite makeSuite(Role role)
+/// Adds all operations, with what needs no other library than Qt and Little CMS.
+void addOperationsOfAllKinds(Suite &suite)
 {
-    Suite suite(role);
     addFilters(suite);
     addComposition(suite);
     addGeometry(suite);
@@ -39,6 +39,12 @@ Suite makeSuite(Role role)
     addOperations(suite);
     addTransforms(suite);
     addRetouching(suite);
+}
+
+Suite makeSuite(Role role)
+{
+    Suite suite(role);
+    addOperationsOfAllKinds(suite);
 #ifdef KXCORE_BENCH_OPENCV
     addOpenCV(suite);
 #endif
@@ -137,16 +143,7 @@ int main(int argc, char **argv)
     if (filter == "growth")
         return printGrowth(QCoreApplication::applicationFilePath()) ? 0 : 1;
     Suite names(Role::Peers); // for the rows alone
-    addFilters(names);
-    addComposition(names);
-    addGeometry(names);
-    addPaintings(names);
-    addOpenGl(names);
-    addProfiles(names);
-    addText(names);
-    addOperations(names);
-    addTransforms(names);
-    addRetouching(names);
+    addOperationsOfAllKinds(names);
     std::vector<Row> rows = names.rows();
     for (int round = 1; round <= rounds; ++round)
         for (const Role role : roles) {

@@ -14,8 +14,8 @@
 /// | @c end_filter | nothing on the GPU; the next @c begin_filter may have another size |
 ///
 /// Threads   Everything but the constructor, @c setSurface and @c moveToThread is for the thread that the object lives
-///           in, the destructor too. The service's signals are emitted from the GUI thread; the slots here run later,
-///           one after the other and in the order of the signals.
+///           in, the destructor too; a debug build asserts it. The service's signals are emitted from the GUI thread;
+///           the slots here run later, one after the other and in the order of the signals.
 /// Pointers  `input` and `mask` are the caller's. **Until the call is done both must live, nobody may write what they
 ///           point to, and nobody may read the `input` of a final call.** It is done when its @c finished arrives; a
 ///           final call, when the @c finished of a later call arrives or @c KXGpuService::destroy returns. A call that

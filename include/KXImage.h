@@ -204,7 +204,8 @@ public:
     ///           every pixel in any case.
     /// Threads   Runs on the global pool with one worker fewer than there are processors, and waits. With a single
     ///           processor nothing is copied; flat to flat asserts against that in a debug build.
-    /// Overlap   Two images may share a flat buffer; the two areas of it must then not overlap.
+    /// Overlap   Two images may share a flat buffer; the two areas of it must then not overlap, which a debug build
+    ///           asserts.
     /// Errors    A std::exception ends only the worker that meets it; it is logged as "[src/KXImage:line] text".
     static void CopyRect(KXImage &dst, const KXImage &src, const QRect &srcRect, const QRect &dstRect, bool overwrite);
 
@@ -292,7 +293,8 @@ public:
     ///
     /// A null buffer gives true, and nothing is read.
     ///
-    /// Flat     One copy of @p bytes bytes; where the row ends is not checked.
+    /// Flat     One copy of @p bytes bytes; where the row ends is not checked, and where the image ends a debug build
+    ///          alone does.
     /// Tiled    Ends at the last tile of the row. A null tile is passed over and leaves its part of the buffer as it
     ///          was. Where the image has a flat window, what lies in it replaces the pixels of fake tiles.
     bool ReadRow(unsigned y, unsigned x, void *buffer, unsigned bytes) const;

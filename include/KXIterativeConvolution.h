@@ -42,7 +42,7 @@ class KXIterativeConvolutionFast2D;
 template <class Image, class Direction>
 class KXIterativeConvolutionFast1D {
 public:
-    /// @p taps are an odd number, in Q14.
+    /// @p taps are an odd number, which a debug build asserts, in Q14.
     KXIterativeConvolutionFast1D(const std::vector<short> &taps, Image &image, const QRect &rect);
     virtual ~KXIterativeConvolutionFast1D();
 

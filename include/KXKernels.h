@@ -285,7 +285,8 @@ private:
 /// Borrows both lines. Its user makes the source as long as what it holds of the line and the destination as long as
 /// what is to be written, and sets the offset: the index in the source that belongs to element 0 of the destination.
 /// Each derived class has @c operator()(int @c i), which computes element i of the destination; it needs both lines,
-/// and a source that is not empty. Where a source index leaves the line, the line's end pixel stands for it.
+/// and a source that is not empty, which a debug build asserts. Where a source index leaves the line, the line's end
+/// pixel stands for it.
 ///
 /// Each line kernel is used like this one, here on all of a line but its first two pixels:
 /// @code
@@ -326,9 +327,14 @@ protected:
     bool Inside(qint64 index) const { return index >= 0 && index <= m_lastIndex; }
     const OPRGBA32i &Clamped(qint64 index) const
     {
+        Q_ASSERT(m_source && m_lastIndex >= 0);
         return (*m_source)[static_cast<size_t>(std::max<qint64>(std::min<qint64>(index, m_lastIndex), 0))];
     }
-    OPRGBA32i &Target(int i) const { return (*m_destination)[static_cast<size_t>(i)]; }
+    OPRGBA32i &Target(int i) const
+    {
+        Q_ASSERT(m_destination && i >= 0 && static_cast<size_t>(i) < m_destination->size());
+        return (*m_destination)[static_cast<size_t>(i)];
+    }
 
     int m_lastIndex = -1;
     int m_sourceOffset = 0;

@@ -21,7 +21,8 @@
 ///          them.
 /// Threads  Every operation may be called from any thread. A traversal holds the stack's lock, which is not recursive,
 ///          until its last element has returned: an element must not call back into its stack.
-/// Errors   None of its own. What an element throws leaves the traversal at that element.
+/// Errors   None of its own. What an element throws leaves the traversal at that element. A debug build asserts that
+///          nothing is held twice, and that elements are asked only of a stack that has some.
 class KX_EXPORT OPColorTransformStack : public OPColorTransformBase {
 public:
     OPColorTransformStack() = default;

@@ -66,7 +66,11 @@ KXGpuProcessor::~KXGpuProcessor()
 void KXGpuProcessor::setSurface(QOffscreenSurface *surface) { m_Surface = surface; }
 
 /// A context without a surface would report success and be current nowhere.
-bool KXGpuProcessor::makeCurrent() { return m_Context && m_Surface && m_Context->makeCurrent(m_Surface); }
+bool KXGpuProcessor::makeCurrent()
+{
+    Q_ASSERT_X(thread() == QThread::currentThread(), "KXGpuProcessor", "another thread than that of the object");
+    return m_Context && m_Surface && m_Context->makeCurrent(m_Surface);
+}
 
 void KXGpuProcessor::ensureInitialized()
 {

@@ -239,6 +239,7 @@ bool KXImage<T, TileW, TileH>::ReadRow(unsigned y, unsigned x, void *buffer, uns
     if (!buffer)
         return true;
     if (!tiled) {
+        Q_ASSERT((size_t(y) * size_t(width) + x) * sizeof(T) + bytes <= size_t(width) * size_t(height) * sizeof(T));
         std::memcpy(buffer, flatData.data() + size_t(y) * size_t(width) + x, bytes);
         return true;
     }
@@ -260,6 +261,7 @@ bool KXImage<T, TileW, TileH>::WriteRow(unsigned y, unsigned x, const void *buff
     if (!buffer)
         return true;
     if (!tiled) {
+        Q_ASSERT((size_t(y) * size_t(width) + x) * sizeof(T) + bytes <= size_t(width) * size_t(height) * sizeof(T));
         std::memcpy(static_cast<void *>(flatData.data() + size_t(y) * size_t(width) + x), buffer, bytes);
         return true;
     }
@@ -303,7 +305,7 @@ void KXImage<T, TileW, TileH>::CopyPixels(
     const auto area = ClipRects(src.Rect(), srcRect, dst.Rect(), dstRect);
     if (!area)
         return;
-    const auto flatPixel = [](auto &image, int x, int y) { return image.Bits() + size_t(y) * image.Width() + x; };
+    using pixels::flatPixel;
     const auto flatToFlat = [&](int first, int last) {
         for (int row = first; row < last; ++row)
             copyRun(flatPixel(dst, area->destinationX, area->destinationY + row),
@@ -338,6 +340,10 @@ void KXImage<T, TileW, TileH>::CopyPixels(
     } else {
         const int count = workers::forWalks();
         Q_ASSERT_X(count > 0, "CopyRect", "flat to flat needs at least two processors");
+        Q_ASSERT_X(src.flatData != dst.flatData
+                || !QRect(area->sourceX, area->sourceY, area->width, area->height)
+                        .intersects(QRect(area->destinationX, area->destinationY, area->width, area->height)),
+            "CopyRect", "two areas of one buffer overlap");
         if (count > 0)
             workers::forEachChunk(count, area->height, flatToFlat);
     }

@@ -4,7 +4,15 @@
 
 #include <QtCore/QMutexLocker>
 
-OPColorTransformStack::~OPColorTransformStack() { qDeleteAll(m_Stack); }
+#include <algorithm>
+
+OPColorTransformStack::~OPColorTransformStack()
+{
+    Q_ASSERT_X(std::all_of(m_Stack.begin(), m_Stack.end(),
+                   [this](OPColorTransformBase *element) { return !element || m_Stack.count(element) == 1; }),
+        "OPColorTransformStack", "an element is held twice, and would be deleted twice");
+    qDeleteAll(m_Stack);
+}
 
 void OPColorTransformStack::Push(OPColorTransformBase *transform)
 {
@@ -15,12 +23,14 @@ void OPColorTransformStack::Push(OPColorTransformBase *transform)
 OPColorTransformBase *OPColorTransformStack::Pop()
 {
     const QMutexLocker lock(&m_Mutex);
+    Q_ASSERT_X(!m_Stack.isEmpty(), "OPColorTransformStack", "nothing to take from an empty stack");
     return m_Stack.takeLast();
 }
 
 OPColorTransformBase *OPColorTransformStack::Top() const
 {
     const QMutexLocker lock(&m_Mutex);
+    Q_ASSERT_X(!m_Stack.isEmpty(), "OPColorTransformStack", "an empty stack has no last element");
     return m_Stack.last();
 }
 

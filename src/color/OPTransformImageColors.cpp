@@ -28,9 +28,6 @@ kernels::Slot positionAwareKernel { KX_SYMBOL(PixelTransformIterativeVectorProce
 
 using IterativeKernel = decltype(iterativeKernel);
 
-/// The part of an image with the bounds @p image that a walk over @p rect visits.
-QRect clipped(const QRect &rect, const QRect &image) { return rect.isValid() ? ClippedTo(image, rect) : image; }
-
 /// How an adjustment is applied to @p count pixels of row @p y, from column @p x on.
 using ApplyToRun = void (*)(const BaseTransformation &transformation, OPRGBA32i *pixels, int count, int x, int y);
 
@@ -102,7 +99,7 @@ void applyAtPosition(const BaseTransformation &transformation, OPRGBA32i *pixels
 void walkRow(const BaseTransformation &transformation, RGBA32iImage &image, const QRect &area, int y, ApplyToRun apply)
 {
     if (!image.IsTiled()) {
-        apply(transformation, image.Bits() + size_t(y) * size_t(image.Width()) + area.x(), area.width(), area.x(), y);
+        apply(transformation, pixels::flatPixel(image, area.x(), y), area.width(), area.x(), y);
         return;
     }
     pixels::forEachTile(image, QRect(area.x(), y, area.width(), 1), [&](const pixels::TilePart &run) {
@@ -146,7 +143,7 @@ void OPImageWalk::Plain(
     const std::shared_ptr<BaseTransformation> &transformation, RGBA32iImage &image, const QRect &rect)
 {
     support::guarded({ path, __LINE__ }, [&] {
-        const QRect area = clipped(rect, image.Rect());
+        const QRect area = pixels::clippedOrWhole(image.Rect(), rect);
         if (area.isEmpty())
             return;
         const auto walked = color::inRuns(transformation);
@@ -172,7 +169,7 @@ void OPImageWalk::Plain(
 void OPImageWalk::Plain(const std::shared_ptr<BaseTransformation> &transformation, QImage &image, const QRect &rect)
 {
     support::guarded({ path, __LINE__ }, [&] {
-        const QRect area = clipped(rect, image.rect());
+        const QRect area = pixels::clippedOrWhole(image.rect(), rect);
         if (area.isEmpty() || image.depth() != 32)
             return;
         const auto walked = color::inRuns(transformation);
@@ -196,7 +193,7 @@ void OPImageWalk::Iterative(const std::shared_ptr<BaseTransformation> &transform
     const QRect &rect, const std::atomic<bool> &cancel, const std::function<void()> &progress)
 {
     support::guarded({ path, __LINE__ }, [&] {
-        const QRect area = clipped(rect, image.Rect());
+        const QRect area = pixels::clippedOrWhole(image.Rect(), rect);
         if (area.isEmpty() || runKernel(iterativeKernel, *transformation, image, area, cancel, progress))
             return;
         const auto walked = color::inRuns(transformation);
@@ -211,7 +208,7 @@ void OPImageWalk::PositionAware(const std::shared_ptr<BaseTransformation> &trans
     if (!image.IsTiled())
         return color::walkAtPositions(transformation, image, rect, cancel, progress);
     support::guarded({ path, __LINE__ }, [&] {
-        const QRect area = clipped(rect, image.Rect());
+        const QRect area = pixels::clippedOrWhole(image.Rect(), rect);
         if (area.isEmpty())
             return;
         const auto row = iterativeRow(transformation, image, area, cancel, progress, applyAtPosition);
@@ -228,7 +225,7 @@ void color::walkAtPositions(const std::shared_ptr<BaseTransformation> &transform
     const QRect &rect, const std::atomic<bool> &cancel, const std::function<void()> &progress)
 {
     support::guarded({ path, __LINE__ }, [&] {
-        const QRect area = clipped(rect, image.Rect());
+        const QRect area = pixels::clippedOrWhole(image.Rect(), rect);
         if (area.isEmpty() || runKernel(positionAwareKernel, *transformation, image, area, cancel, progress))
             return;
         workers::walkRows(workers::forWalks(), area.y(), area.y() + area.height(),

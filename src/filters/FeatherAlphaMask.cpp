@@ -1,5 +1,6 @@
 #include "KXRefineSelectionProcessing.h"
 
+#include "pixels/Tiles.h"
 #include "support/Arithmetic.h"
 #include "support/Kernels.h"
 #include "support/Workers.h"
@@ -117,8 +118,6 @@ private:
             thread.join();
     }
 
-    OPRGBA32i *Pixels(int x, int y) { return m_grown.Bits() + size_t(y) * size_t(m_grown.Width()) + x; }
-
     const OPRGBA32i *MaskRow(int y, Buffers &buffers) const
     {
         return filters::rowOf(m_mask, 0, y, m_copied.width(), buffers.row);
@@ -136,7 +135,7 @@ private:
         const int width = m_grown.Width();
         float *const samples = buffers.samples.data() + m_reach;
         for (int y = first; y < end; ++y) {
-            OPRGBA32i *const pixels = Pixels(0, m_margin + y);
+            OPRGBA32i *const pixels = pixels::flatPixel(m_grown, 0, m_margin + y);
             std::copy_n(MaskRow(y, buffers), m_copied.width(), pixels + m_margin);
             for (int x = 0; x < width; ++x)
                 samples[x] = pixels[x].a;
@@ -153,12 +152,13 @@ private:
             const int count = std::min(blockWidth, end - x);
             float *row = buffers.samples.data();
             for (int y = -m_reach; y < height + m_reach; ++y, row += blockWidth) {
-                const OPRGBA32i *const pixels = Pixels(x, std::clamp(y, 0, height - 1));
+                const OPRGBA32i *const pixels = pixels::flatPixel(m_grown, x, std::clamp(y, 0, height - 1));
                 for (int i = 0; i < count; ++i)
                     row[i] = pixels[i].a;
             }
             for (int y = 0; y < height; ++y)
-                Sum(buffers.samples.data() + qptrdiff(y) * blockWidth, blockWidth, Pixels(x, y), count);
+                Sum(buffers.samples.data() + qptrdiff(y) * blockWidth, blockWidth, pixels::flatPixel(m_grown, x, y),
+                    count);
         }
     }
 
@@ -167,7 +167,7 @@ private:
     {
         for (int y = first; y < end; ++y) {
             const OPRGBA32i *const mask = MaskRow(y, buffers);
-            OPRGBA32i *const pixels = Pixels(m_margin, m_margin + y);
+            OPRGBA32i *const pixels = pixels::flatPixel(m_grown, m_margin, m_margin + y);
             for (int x = 0; x < m_copied.width(); ++x)
                 pixels[x].a = mask[x].a > 254 ? std::max<unsigned char>(pixels[x].a, 128) : pixels[x].a;
         }

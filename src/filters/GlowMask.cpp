@@ -1,6 +1,7 @@
 #include "GlowMask.h"
 
 #include "lines/ConvolutionKernels.h"
+#include "pixels/Tiles.h"
 #include "support/Kernels.h"
 
 #include <algorithm>
@@ -47,10 +48,7 @@ GlowMask::GlowMask(const RGBA32iImage &layer, const WorkArea &area, const OPGaus
     });
 }
 
-const OPRGBA32i *GlowMask::LayerRow(int y) const
-{
-    return m_layer.Bits() + size_t(m_read.y() + y) * size_t(m_layer.Width()) + m_read.x();
-}
+const OPRGBA32i *GlowMask::LayerRow(int y) const { return pixels::flatPixel(m_layer, m_read.x(), m_read.y() + y); }
 
 int GlowMask::LineCount() const { return m_rect.isEmpty() ? 0 : 4 * m_rect.height() + 2 * m_rect.width(); }
 

@@ -1,6 +1,7 @@
 #include "OPAddNoiseProcessing.h"
 
 #include "color/Blocks.h"
+#include "pixels/Tiles.h"
 
 #include "FilterFrame.h"
 #include "ParamsStream.h"
@@ -26,7 +27,7 @@ public:
     void Run(const std::atomic<bool> &cancel, const filters::Progress &progress) const
     {
         for (int y = 0; y < LineCount() && !cancel; ++y) {
-            FillRow(m_picture.Bits() + size_t(y) * size_t(m_picture.Width()), m_picture.Width());
+            FillRow(pixels::flatPixel(m_picture, 0, y), m_picture.Width());
             progress();
         }
     }

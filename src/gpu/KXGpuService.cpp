@@ -1,5 +1,6 @@
 #include "KXGpuService.h"
 
+#include <QtGui/QGuiApplication>
 #include <QtGui/QOffscreenSurface>
 #include <QtGui/QSurfaceFormat>
 
@@ -9,6 +10,8 @@ KXGpuService *KXGpuService::m_instance = nullptr;
 
 void KXGpuService::make_instance()
 {
+    Q_ASSERT_X(qGuiApp && qGuiApp->thread() == QThread::currentThread(), "KXGpuService",
+        "not the GUI thread of a QGuiApplication");
     if (!m_instance)
         m_instance = new KXGpuService;
 }

@@ -3,6 +3,8 @@
 #include "KXBlur.h"
 #include "KXImage.h"
 
+#include "pixels/Tiles.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <utility>
@@ -59,10 +61,7 @@ public:
     }
 
 private:
-    OPRGBA32i *Pixels(int row) const
-    {
-        return m_image.Bits() + size_t(m_rect.y() + row) * size_t(m_image.Width()) + m_rect.x();
-    }
+    OPRGBA32i *Pixels(int row) const { return pixels::flatPixel(m_image, m_rect.x(), m_rect.y() + row); }
 
     RGBA32iImage &m_image;
     const QRect m_rect;

@@ -31,11 +31,11 @@ struct PassShape {
     int first, length; ///< the pixels that are written
 };
 
-/// The part of an image that @p rect stands for: an invalid rectangle is all of it. Passes begin with it.
+/// The part of an image that @p rect stands for. Passes begin with it.
 inline QRect clipped(const QRect &rect, const RGBA32iImage &image)
 {
     Q_ASSERT_X(std::max(image.Width(), image.Height()) < 1 << 30, "line pass", "the bytes of a line fit 32 bits");
-    return rect.isValid() ? ClippedTo(image.Rect(), rect) : image.Rect();
+    return pixels::clippedOrWhole(image.Rect(), rect);
 }
 
 /// What one worker of a pass needs for its lines: the pixels that it reads, and those that it writes if they are not
@@ -90,9 +90,8 @@ public:
             if (isTiled) // a null tile reads as empty, not as what an earlier row left here
                 std::fill_n(read, m_shape.readLength, OPRGBA32i());
             m_image.ReadRow(unsigned(m_row), unsigned(m_shape.readFirst), read, unsigned(m_shape.readLength) * 4u);
-            OPRGBA32i *const target = isTiled
-                ? m_buffers.target.data()
-                : m_image.Bits() + size_t(m_row) * size_t(m_image.Width()) + m_shape.first;
+            OPRGBA32i *const target =
+                isTiled ? m_buffers.target.data() : pixels::flatPixel(m_image, m_shape.first, m_row);
             process(m_row, m_buffers.source, target);
             if (isTiled)
                 m_image.WriteRow(unsigned(m_row), unsigned(m_shape.first), target, unsigned(m_shape.length) * 4u);

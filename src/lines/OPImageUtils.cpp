@@ -17,6 +17,7 @@ int height(const RGBA32iImage &image) { return image.Height(); }
 /// @p limit is the extent of the image along the lines.
 LineRecord record(int firstLine, int lastLine, int first, int last, int radius, int limit)
 {
+    Q_ASSERT(radius >= 0);
     return { firstLine, lastLine, first, last, int(std::max<qint64>(qint64(first) - radius - 1, 0)),
         int(std::min<qint64>(qint64(last) + radius, qint64(limit) - 1)) };
 }

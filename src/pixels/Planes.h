@@ -85,6 +85,7 @@ public:
     Stretch At(int x, int y) const
     {
         const int sx = int(x + m_shift.x), sy = int(y + m_shift.y);
+        Q_ASSERT(sx >= 0 && sx < m_width && sy >= 0);
         if (!m_tiled)
             return { m_pixels + sy * m_stride + sx, m_stride, m_width - sx };
 

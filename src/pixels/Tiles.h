@@ -7,8 +7,21 @@
 #include <algorithm>
 #include <vector>
 
-/// What every walk needs of an image. Here: where its pixels lie in tiles.
+/// What every walk needs of an image: which part of it is meant, and where its pixels lie.
 namespace pixels {
+
+/// The part of an image with the bounds @p image that @p rect stands for: an invalid rectangle is all of it.
+inline QRect clippedOrWhole(const QRect &image, const QRect &rect)
+{
+    return rect.isValid() ? ClippedTo(image, rect) : image;
+}
+
+/// The pixel (@p x, @p y) of a flat image, which those to its right follow.
+template <class Image>
+auto *flatPixel(Image &image, int x, int y)
+{
+    return image.Bits() + size_t(y) * size_t(image.Width()) + x;
+}
 
 /// Where the pixel at some position of a tiled image lies.
 struct TilePlace {
@@ -21,6 +34,7 @@ struct TilePlace {
 template <class Image>
 TilePlace placeOf(const Image &image, int x, int y)
 {
+    Q_ASSERT(x >= 0 && y >= 0);
     constexpr unsigned width = Image::TileWidth, height = Image::TileHeight; // without a sign these divide by shifts
     const int tile = int(unsigned(y) / height) * image.TilesX() + int(unsigned(x) / width);
     const int inRow = int(unsigned(x) % width), inColumn = int(unsigned(y) % height);
@@ -40,6 +54,8 @@ struct TilePart {
 template <class Image, class Visit>
 void forEachTile(const Image &image, const QRect &area, Visit visit)
 {
+    Q_ASSERT(area.isEmpty()
+        || QRect(0, 0, image.TilesX() * Image::TileWidth, image.TilesY() * Image::TileHeight).contains(area));
     for (int down = 0, rows; down < area.height(); down += rows) {
         const int y = area.y() + down;
         rows = std::min(placeOf(image, 0, y).rows, area.height() - down);

@@ -1,6 +1,7 @@
 #include "OPInpaintIterative.h"
 
 #include "Neighbours.h"
+#include "pixels/Tiles.h"
 #include "support/Arithmetic.h"
 #include "support/Log.h"
 
@@ -65,7 +66,7 @@ public:
         const bool isFlat = !m_image.IsTiled() && m_image.Bits() != nullptr;
         const int endX = area.x() + area.width();
         for (int y = area.y(); y < area.y() + area.height(); ++y) {
-            const OPRGBA32i *const marks = m_frontier.Bits() + qptrdiff(y) * m_frontier.Width();
+            const OPRGBA32i *const marks = pixels::flatPixel(m_frontier, 0, y);
             const bool isRowInside = isFlat && y >= ys.first && y <= ys.last;
             const InnerPlace rowStart = isRowInside ? InnerPlace(*this, y) : InnerPlace();
             for (int x = NextMarked(marks, area.x(), endX); x < endX; x = NextMarked(marks, x + 1, endX)) {

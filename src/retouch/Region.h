@@ -91,8 +91,10 @@ inline int runBegin(const quint64 *row, int x)
 inline int last(const quint64 *row, int width)
 {
     int word = width / perWord;
-    while (!row[word])
+    while (!row[word]) {
+        Q_ASSERT(word > 0);
         --word;
+    }
     return word * perWord + perWord - 1 - int(qCountLeadingZeroBits(row[word]));
 }
 

@@ -317,10 +317,11 @@ void forEachRow(int count, int rows, Row &&row)
 }
 
 /// Row loop in chunks: @p rows(first, end) for consecutive ranges [first, end) that cover [0, @p rowCount), handed out
-/// from one counter. @p count must not be 0.
+/// from one counter. @p count is above 0.
 template <class Rows>
 void forEachChunk(int count, int rowCount, Rows &&rows)
 {
+    Q_ASSERT(count > 0);
     const int chunk = rowCount / count > 1 ? rowCount / count : 1;
     detail::Counter counter { 0 };
     run(count, [&] {

@@ -1,5 +1,6 @@
 #include "KXResizeImage.h"
 
+#include "pixels/Tiles.h"
 #include "support/Kernels.h"
 #include "support/Log.h"
 #include "support/Workers.h"
@@ -84,7 +85,7 @@ private:
         const ResizeTaps &taps = m_job.down.taps[size_t(y)];
         for (int k = 0; k < taps.count; ++k)
             m_under[size_t(k)] = Between(x, taps.firstSample + k, columns);
-        OPRGBA32i *const to = m_job.destination.Bits() + qptrdiff(y) * m_job.destination.Width() + x;
+        OPRGBA32i *const to = pixels::flatPixel(m_job.destination, x, y);
         const short *const coefficients = m_job.down.coefficients.data() + taps.firstCoefficient;
         const auto kernel = columnsKernel.Bound();
         (kernel ? kernel : transform::resizeColumns)(m_under.data(), to, columns, coefficients, taps.count);
@@ -108,7 +109,7 @@ private:
     {
         const RGBA32iImage &source = m_job.source;
         if (!source.IsTiled())
-            return source.Bits() + qptrdiff(y) * source.Width();
+            return pixels::flatPixel(source, 0, y);
         std::fill(m_line.begin(), m_line.end(), OPRGBA32i()); // what a null tile reads as
         readRow(source, y, m_line.data());
         return m_line.data();
@@ -131,7 +132,7 @@ bool resize(const RGBA32iImage &source, RGBA32iImage &destination, const ResizeF
     if (source.Bits() == destination.Bits() || source.HasFlatWindow()) {
         RGBA32iImage own(source.Width(), source.Height(), false);
         for (int y = 0; y < own.Height(); ++y)
-            readRow(source, y, own.Bits() + qptrdiff(y) * own.Width());
+            readRow(source, y, pixels::flatPixel(own, 0, y));
         return resize(own, destination, filter);
     }
     rowKernel.Bind();
