@@ -4,9 +4,9 @@
 /// The image container.
 ///
 /// Coordinates are pixels, x to the right, y down, (0, 0) top left. An image is flat (one row-major buffer, stride =
-/// width) or tiled (a table of tiles of 65,536 bytes). Images are values: a copy shares the buffer and the tiles.
-/// A tile is copied at its first write through @c TileData; **a flat buffer never is**, so what is written into one
-/// copy of a flat image shows in all of them. Use @c CopyTo for a copy of one's own.
+/// width) or tiled (a table of tiles of 65,536 bytes). Images are values: a copy shares the buffer and the tiles. A
+/// tile is copied at its first write through @c TileData; **a flat buffer never is**, so what is written into one copy
+/// of a flat image shows in all of them. Use @c CopyTo for an independent copy.
 ///
 /// Threads: different threads may use different images, even where these share tiles. Any number of threads may read
 /// one image. Threads that write into one image together each hold @c Mutex while they call @c TileData for writing,
@@ -293,8 +293,8 @@ public:
     ///
     /// A null buffer gives true, and nothing is read.
     ///
-    /// Flat     One copy of @p bytes bytes; where the row ends is not checked, and where the image ends a debug build
-    ///          alone does.
+    /// Flat     One copy of @p bytes bytes; where the row ends is not checked. It ends within the image, which a debug
+    ///          build asserts.
     /// Tiled    Ends at the last tile of the row. A null tile is passed over and leaves its part of the buffer as it
     ///          was. Where the image has a flat window, what lies in it replaces the pixels of fake tiles.
     bool ReadRow(unsigned y, unsigned x, void *buffer, unsigned bytes) const;

@@ -7,8 +7,8 @@
 #include "KXPixels.h"
 
 /// Counts how often each value of red, green and blue occurs among the pixels that it is called with. What to do with
-/// the counts stands at OPHistogrammCalculator, which several threads may feed at once; this one is for all pixels of a
-/// picture. @c OPHistogrammCalculator::Threshold takes these counters as well, and only reads them.
+/// the counts stands at OPHistogrammCalculator, which several threads may feed at once; this one is for one thread, and
+/// faster. @c OPHistogrammCalculator::Threshold takes these counters as well, and only reads them.
 ///
 /// Owner    The arrays are the caller's, 256 counters each, and are not cleared here. Copies count into the same ones.
 /// Threads  One thread, or an object with arrays of its own for each.

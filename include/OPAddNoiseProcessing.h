@@ -30,8 +30,8 @@
 /// const RGBA32iImage noisy = OPAddNoiseProcessing(cancel, noise.lock, noise.uniform, noise.gaussian).run(data);
 /// @endcode
 ///
-/// **The size alone says whether the picture that is kept is the right one**: that of the image, or of the selection's
-/// rectangle. To have other noise set it to an empty image.
+/// A picture that is kept is used again if it has the size of the image or, with a selection, of the selection's
+/// rectangle; **nothing else is compared**. To have other noise, set it to an empty image.
 ///
 /// Threads  Any number of runs may share the pictures. A run holds the lock for reading while it compares and copies
 ///          the picture that is kept, **and also while it sets it**, so that it does not wait for the end of other

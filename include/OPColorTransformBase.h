@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// The base of the colour transformations that speak all pixel types, images and raw memory, and have an inverse.
+/// The base of the colour transformations that take all pixel types, images and raw memory, and have an inverse.
 
 #include "KXGlobal.h"
 #include "KXImage.h"

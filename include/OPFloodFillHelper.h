@@ -79,7 +79,7 @@ public:
     ///         itself; the region is then **the one around the pixel below it**, if that matches, or else empty. Take
     ///         Format_ARGB32. Where all pixels are filled it is done by QImage::fill, which forces alpha in formats
     ///         without it.
-    /// Zero    A tolerance of 0 is none of its own here: a seed of alpha 0 matches all that is transparent.
+    /// Zero    A tolerance of 0 is no special case here: a seed of alpha 0 matches all that is transparent.
     /// Shares  An image that shares its pixels gets its own before.
     /// Errors  A seed outside, as any is of a null image: the log has "FloodFill seed point is out of range (x, y)".
     static bool FloodFill(

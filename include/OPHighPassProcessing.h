@@ -31,8 +31,9 @@
 /// const RGBA32iImage shown = OPHighPassProcessing(cancel, details.lock, details.radius, details.picture).run(data);
 /// @endcode
 ///
-/// **The radius alone says whether the picture that is kept is the right one.** When the layer or the selection
-/// changes, set the kept radius back. A picture of another size is composed as far as both reach.
+/// The picture that is kept is used again if the radius that is kept is that of the run; **nothing else is compared.**
+/// When the layer or the selection changes, set the kept radius back. A picture of another size is composed as far as
+/// both reach.
 ///
 /// Threads  Any number of runs may share a cache. The lock is held for reading while the kept radius is compared and
 ///          during the composition, for writing while the cache is set, and by turns during the making of a row of the

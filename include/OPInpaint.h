@@ -68,7 +68,7 @@ public:
     void operator()(int);
 
 private:
-    friend class TestInpaint; ///< to which what is private is of interest too
+    friend class TestInpaint; ///< which tests private members too
 
     static constexpr qint32 neighbourhoodRadius = 3; ///< of @c inpaint
 

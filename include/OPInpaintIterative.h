@@ -82,7 +82,7 @@ public:
     void NextIteration();
 
 private:
-    friend class TestInpaintIterative; ///< to which what is private is of interest too
+    friend class TestInpaintIterative; ///< which tests private members too
 
     /// A flat image of the mask's size, 0 but for alpha within @p rect: the steepness of the mask's alpha there, each
     /// neighbour weighing three times what it has. Outside of @p rect the mask's alpha counts as 0.

@@ -30,7 +30,7 @@ public:
     void operator()(OPRGBA32i &pixel) const override { pixel.word ^= 0xFF000000u; }
 };
 
-/// The same for code that is written over types of pixels. There is one for OPRGBA32i.
+/// The two of them as templates over the type of pixel, which exist for OPRGBA32i alone.
 template <class Pixel>
 class OPInvertColor;
 template <class Pixel>

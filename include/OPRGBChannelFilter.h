@@ -9,9 +9,9 @@
 /// Leaves one channel out, or shows one as a grey picture. Alpha stays.
 ///
 /// Pixels   The form for an OPRGBA32i and the one for raw memory.
-/// QImage   Every pixel of an image of 32 bits a pixel, whose bytes are taken as blue, green, red and alpha: pass one
-///          of Format_RGB32 or of the two of ARGB32, for other formats of that depth have their channels elsewhere.
-///          Images of any other depth stay as they are. One that shares its pixels is detached first.
+/// QImage   Every pixel of an image of 32 bits a pixel, whose bytes are taken as blue, green, red and alpha: pass
+///          Format_RGB32, Format_ARGB32 or its premultiplied form; other formats of that depth have their channels
+///          elsewhere. Images of any other depth stay as they are. One that shares its pixels is detached first.
 /// KXImage  **Of a flat image the first quarter of its pixels alone**, for the size in pixels is handed on as one in
 ///          bytes; and nothing of a tiled one. This is intended. Copies of a flat image share the pixels that are
 ///          written. For all pixels of a flat image call the raw-memory form: filter(image.Bits(), 4 * pixels).

@@ -66,9 +66,9 @@
 /// a text lie where they would in one from left to right.
 ///
 /// **Cost.** A layout, and what asks for the places of all positions, take a time that grows with the length of the
-/// text: for 10,000 characters a few hundredths of a second. With the square of their length grow the times for words
-/// that are broken, and for the places along a line, if they hold other characters than those of Latin, Greek,
-/// Cyrillic, Chinese, Japanese and Korean scripts; so do those along a line of several scripts above 4096 characters.
+/// text: for 10,000 characters a few hundredths of a second. The times for words that are broken, and for the places
+/// along a line, grow with the square of their length if they hold other characters than those of Latin, Greek,
+/// Cyrillic, Chinese, Japanese and Korean scripts; so do those for a line of several scripts above 4096 characters.
 ///
 /// **Limits.** Whole numbers that overflow wrap around. A path is cut into 4,194,304 pieces at most, besides the edges
 /// that it has; where it would be more, the pieces become longer. An image of more than 2^31 - 1 pixels throws

@@ -20,7 +20,7 @@ public:
     /// wider than the module's kernels take.
     static bool IsPossible(const RGBA32iImage &layer, const OPGaussianAlpha1D &gaussian);
 
-    /// The layer and the Gaussian are borrowed. Where it is read only, the mask has the alphas of the layer.
+    /// The layer and the Gaussian are borrowed. Where the mask is read and not written it has the alphas of the layer.
     GlowMask(const RGBA32iImage &layer, const WorkArea &area, const OPGaussianAlpha1D &gaussian, int threshold);
 
     int LineCount() const;

@@ -18,7 +18,7 @@ using lines::HorizontalDirection, lines::LineHandler, lines::VerticalDirection;
 constexpr filters::ParamsStream stream("KXRefineSelection 1.00000", "refine selection",
     { "src\\filters\\KXRefineSelectionProcessing", 231, 217 }, &Params::feather, &Params::contract);
 
-/// As far as the mask may lie from the canvas' corner: rectangles of all that still have sizes.
+/// Where a mask may lie without a feather; it is cut off beyond. The sizes of rectangles within this one fit an int.
 const QRect everywhere(-(1 << 30), -(1 << 30), INT_MAX, INT_MAX);
 
 /// A pass that puts @p part of an image where it belongs in a flat one. Both are borrowed.

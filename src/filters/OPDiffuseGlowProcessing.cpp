@@ -10,7 +10,6 @@
 #include "ParamsStream.h"
 
 #include <memory>
-#include <tuple>
 
 namespace {
 
@@ -24,11 +23,7 @@ constexpr filters::ParamsStream stream("KXDiffuseGlow 1.00000", "diffuse glow",
 
 KX_FILTER_STREAM(OPDiffuseGlowProcessing, stream)
 
-bool OPDiffuseGlowProcessing::Params::operator==(const Params &other) const
-{
-    const auto fields = [](const Params &p) { return std::tie(p.amount, p.radius, p.threshold, p.color, p.mode); };
-    return fields(*this) == fields(other);
-}
+bool OPDiffuseGlowProcessing::Params::operator==(const Params &other) const { return stream.AreEqual(*this, other); }
 
 OPDiffuseGlowProcessing::OPDiffuseGlowProcessing(const std::atomic<bool> &cancel)
     : m_cancel(cancel)

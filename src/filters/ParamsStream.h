@@ -55,6 +55,12 @@ public:
         return stream.status() == QDataStream::Ok;
     }
 
+    /// Whether all fields are equal.
+    bool AreEqual(const Params &a, const Params &b) const
+    {
+        return std::apply([&](auto... field) { return ((a.*field == b.*field) && ...); }, m_fields);
+    }
+
     /// What the stream operators do. @p Whole is what has Write and Read: the parameters themselves, or what derives
     /// from them.
     template <class Whole>

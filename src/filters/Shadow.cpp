@@ -10,7 +10,7 @@ namespace {
 
 constexpr int farthest = 1 << 30; ///< no image has longer sides
 
-/// A transparent canvas for @p image with a margin. Where @p margin is too large for its corner there is no memory.
+/// A transparent canvas for @p image with a margin. Throws std::bad_alloc for one that is too large.
 RGBA32iImage canvasFor(const RGBA32iImage &image, int margin)
 {
     return newCanvas(image.Width() + 2 * qint64(margin), image.Height() + 2 * qint64(margin));
