@@ -105,11 +105,9 @@ void convert(const QImage &from, CMYKAImage &to)
 }
 void convert(const QImage &from, RGBA32iImage &to) { copy(from, to); }
 
-/// Works on words: compilers turn that into vectors, and do not for an array of unions.
-void makeGrey(OPRGBA32i *pixels, size_t count)
+void makeGrey(OPRGBA32i *first, size_t count)
 {
-    unsigned *const words = reinterpret_cast<unsigned *>(pixels);
-    std::transform(words, words + count, words, [](unsigned word) { return color::greyWord(word); });
+    pixels::mapWords(first, count, first, [](unsigned word) { return color::greyWord(word); });
 }
 
 } // namespace

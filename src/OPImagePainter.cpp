@@ -31,21 +31,13 @@ void guarded(int line, const Body &body)
 
 size_t pixelCount(const RGBA32iImage &image) { return size_t(image.Width()) * size_t(image.Height()); }
 
-/// Works on words, @p wordOf(word) for each: compilers turn that into vectors, and do not for an array of unions.
-template <class WordOf>
-void mapWords(const RGBA32iImage &from, RGBA32iImage &to, WordOf wordOf)
-{
-    const auto *const words = reinterpret_cast<const unsigned *>(from.Bits());
-    std::transform(words, words + pixelCount(from), reinterpret_cast<unsigned *>(to.Bits()), wordOf);
-}
-
 /// Makes @p dst a mask of the pixels that @p wordOf makes of those of a flat @p src.
 template <class WordOf>
 void createMask(RGBA32iImage &dst, const RGBA32iImage &src, WordOf wordOf)
 {
     RGBA32iImage mask(src.Width(), src.Height(), false);
     if (!src.IsTiled())
-        mapWords(src, mask, wordOf);
+        pixels::mapWords(src.Bits(), pixelCount(src), mask.Bits(), wordOf);
     dst = std::move(mask);
 }
 
@@ -219,7 +211,7 @@ void InvertImage(RGBA32iImage &img, unsigned channels)
         return;
     const auto bits = [channels](unsigned channel) { return static_cast<unsigned char>(channels & channel ? 255 : 0); };
     const unsigned inverted = OPRGBA32i(bits(4), bits(2), bits(1), bits(8)).word;
-    mapWords(img, img, [inverted](unsigned word) { return word ^ inverted; });
+    pixels::mapWords(img.Bits(), pixelCount(img), img.Bits(), [inverted](unsigned word) { return word ^ inverted; });
 }
 
 void FillPath(

@@ -4,6 +4,8 @@
 
 #include <QtGui/QImage>
 
+#include <algorithm>
+#include <cstddef>
 #include <new>
 #include <type_traits>
 #include <utility>
@@ -56,6 +58,15 @@ inline BorrowedImage<OPRGBA32i> borrowForWriting(QImage &image)
 inline QImage lend(OPRGBA32i *bits, int width, int height)
 {
     return QImage(reinterpret_cast<uchar *>(bits), width, height, QImage::Format_ARGB32);
+}
+
+/// Writes @p wordOf(word) for each of @p count pixels. Compilers turn that into vectors, which they do not make of an
+/// array of unions.
+template <class WordOf>
+void mapWords(const OPRGBA32i *from, size_t count, OPRGBA32i *to, WordOf wordOf)
+{
+    const auto *const words = reinterpret_cast<const unsigned *>(from);
+    std::transform(words, words + count, reinterpret_cast<unsigned *>(to), wordOf);
 }
 
 } // namespace pixels
