@@ -10,9 +10,9 @@
 
 /// Blurs a layer with a separable Gaussian in fixed point; colour counts by its alpha.
 ///
-/// The kernel reaches three times sigma to either side, and the cost grows with it. The last row of the filtered
-/// rectangle is blurred without regard to alpha; see @c KXIterativeConvolutionFast2D. On a machine with a single
-/// processor all rows are.
+/// It reaches three times sigma to either side, and the cost grows with that. The last row of the filtered rectangle is
+/// blurred without regard to alpha; see @c KXIterativeConvolutionFast2D. On a machine with a single processor all rows
+/// are.
 ///
 /// @code
 /// std::atomic<bool> cancel { false }; // any thread may set it
@@ -66,7 +66,7 @@ public:
 
     /// Like @c run, but first grows the canvas, so that the blur can spill over the layer's edge.
     ///
-    /// The canvas grows by the taps' reach on each side, as far as @c region (cut to the selection, where there is
+    /// The canvas grows by the Gaussian's reach on each side, as far as @c region (cut to the selection, where there is
     /// one) allows; the layer never shrinks. A grown image is a new flat one, transparent where the layer was not, with
     /// a resolution and metadata of its own, and the result's origin moves with its top left corner. Growing needs the
     /// composition slots: @c loadAVX2Functions(true) must have been called, std::bad_function_call otherwise. Throws
