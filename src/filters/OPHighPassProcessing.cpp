@@ -71,6 +71,26 @@ private:
     QReadWriteLock &m_lock;
 };
 
+/// What is kept where there is a selection: the details in @p work, through the selection and as large as that.
+RGBA32iImage throughSelection(const filters::Work &work, const QRect &selected, const KXFilterData &data)
+{
+    const filters::Area<filters::InSelection> bounds(data.selectionRect);
+    RGBA32iImage picture = filters::newCanvas(bounds.Columns().Length(), bounds.Rows().Length());
+    ComposeMaskOn(work.image, selected.translated(-work.origin), KXCompositionMode::Source, picture, picture.Rect(),
+        1.0, data.selection, data.selectionRect, false, false);
+    return picture;
+}
+
+/// Composes @p picture onto the layer, or onto what is selected of it.
+void layOver(KXFilterData &data, const RGBA32iImage &picture, KXCompositionMode mode, double opacity)
+{
+    if (data.selectionRect.isEmpty())
+        Compose(picture, picture.Rect(), mode, data.image, data.image.Rect(), opacity, false);
+    else
+        ComposeMaskOn(picture, picture.Rect(), mode, data.image, filters::selectedRect(data), opacity, data.selection,
+            data.selectionRect, false, false);
+}
+
 } // namespace
 
 KX_FILTER_STREAM(OPHighPassProcessing, stream)
@@ -105,8 +125,6 @@ RGBA32iImage OPHighPassProcessing::run(HighPassData data)
     const filters::FilterRun run(*this, m_cancel);
     const filters::Cache cache(m_lock, m_cachedPicture);
     const double radius = data.params.radius;
-    const bool isSelected = !data.selectionRect.isEmpty();
-    const QRect selected = filters::selectedRect(data);
 
     int steps = 2;
     std::optional<RGBA32iImage> picture = cache.Find([&](const RGBA32iImage &) { return m_cachedRadius == radius; });
@@ -114,6 +132,8 @@ RGBA32iImage OPHighPassProcessing::run(HighPassData data)
         run.Announce(steps);
         run.SetProgress(1);
     } else {
+        const bool isSelected = !data.selectionRect.isEmpty();
+        const QRect selected = filters::selectedRect(data);
         const int reach = arithmetic::truncate(radius);
         filters::Work work = filters::Work::Copy(data, filters::WorkArea(data, { reach, 0 }));
         auto blur = filters::premultipliedConvolution(KXBlur::CreateGaussianKernel(radius), work.image, work.rect);
@@ -124,14 +144,7 @@ RGBA32iImage OPHighPassProcessing::run(HighPassData data)
         run.Run(blur, details);
         if (run.IsCancelled())
             return data.image;
-        if (isSelected) {
-            const filters::Area<filters::InSelection> bounds(data.selectionRect);
-            picture = filters::newCanvas(bounds.Columns().Length(), bounds.Rows().Length());
-            ComposeMaskOn(work.image, selected.translated(-work.origin), KXCompositionMode::Source, *picture,
-                picture->Rect(), 1.0, data.selection, data.selectionRect, false, false);
-        } else {
-            picture = std::move(work.image);
-        }
+        picture = isSelected ? throughSelection(work, selected, data) : std::move(work.image);
         if (!data.image.Rect().isEmpty())
             cache.Store(run, *picture, [&] { m_cachedRadius = radius; });
     }
@@ -139,13 +152,7 @@ RGBA32iImage OPHighPassProcessing::run(HighPassData data)
         return data.image;
     {
         const filters::CallersLock reading(m_lock, filters::CallersLock::Reading);
-        const auto mode = IndexHPToCompositionMode(data.params.blendIndex);
-        const double strength = data.params.amount * 0.01;
-        if (isSelected)
-            ComposeMaskOn(*picture, picture->Rect(), mode, data.image, selected, strength, data.selection,
-                data.selectionRect, false, false);
-        else
-            Compose(*picture, picture->Rect(), mode, data.image, data.image.Rect(), strength, false);
+        layOver(data, *picture, IndexHPToCompositionMode(data.params.blendIndex), data.params.amount * 0.01);
     }
     run.SetProgress(steps);
     return data.image;

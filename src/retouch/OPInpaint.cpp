@@ -64,6 +64,27 @@ QRect boundsOf(const QSize &size, const QRect &area, const ColumnsOf &columnsOf)
     return QRect(QPoint(minX, minY), QPoint(maxX, maxY)) & area;
 }
 
+using Plane = pixels::BorrowedImage<OPRGBA32i>;
+
+/// Whether (@p x, @p y) has a known neighbour on its row and one on its column, as each block of three columns and three
+/// rows around it has.
+bool hasKnownOnBothAxes(const Plane &known, const QSize &size, int x, int y)
+{
+    const OPRGBA32i *const row = known.Row(y);
+    const bool isOnRow = (x > 0 && isKnown(row[x - 1])) || (x + 1 < size.width() && isKnown(row[x + 1]));
+    return isOnRow
+        && ((y > 0 && isKnown(known.Row(y - 1)[x])) || (y + 1 < size.height() && isKnown(known.Row(y + 1)[x])));
+}
+
+/// Puts the holes of the block around (@p x, @p y) on the frontier.
+void markHolesAround(const Plane &known, const QSize &size, int x, int y, const Plane &marks)
+{
+    for (int yy = std::max(y - 1, 0); yy <= std::min(y + 1, size.height() - 1); ++yy)
+        for (int xx = std::max(x - 1, 0); xx <= std::min(x + 1, size.width() - 1); ++xx)
+            if (!isKnown(known.Row(yy)[xx]))
+                marks.Row(yy)[xx] = retouch::toVisit;
+}
+
 /// Whether the bytes of @p image are its pixels as QImage::pixel gives them.
 bool isPlain(const QImage &image) { return image.format() == QImage::Format_ARGB32; }
 
@@ -146,7 +167,7 @@ bool OPInpaint::Pass(Rows &rows)
             columns = markedColumns(marks.Row(y), rows.width);
         return columns;
     });
-    const int width = mask.width(), height = mask.height();
+    const QSize size = mask.size();
     const int beginX = rect.x(), endX = rect.x() + rect.width();
     rows.worked.clear();
     for (int y = rect.y(); y < rect.y() + rect.height(); ++y)
@@ -165,24 +186,17 @@ bool OPInpaint::Pass(Rows &rows)
                 mark[x] = OPRGBA32i();
                 continue;
             }
-            // Each block of three columns and three rows has a neighbour on either axis.
-            const bool hasOnRow = (x > 0 && isKnown(inMask[x - 1])) || (x + 1 < width && isKnown(inMask[x + 1]));
-            const bool hasOnColumn =
-                (y > 0 && isKnown(known.Row(y - 1)[x])) || (y + 1 < height && isKnown(known.Row(y + 1)[x]));
-            if (!hasOnRow || !hasOnColumn || !inpaint0(x, y))
+            if (!hasKnownOnBothAxes(known, size, x, y) || !inpaint0(x, y))
                 continue;
             visited = altered = true;
             inMask[x] = filledNow; // which is not known to this pass
-            for (int yy = std::max(y - 1, 0); yy <= std::min(y + 1, height - 1); ++yy)
-                for (int xx = std::max(x - 1, 0); xx <= std::min(x + 1, width - 1); ++xx)
-                    if (!isKnown(known.Row(yy)[xx]))
-                        marks.Row(yy)[xx] = retouch::toVisit;
+            markHolesAround(known, size, x, y, marks);
             mark[x] = OPRGBA32i();
         }
     }
     for (const int y : rows.worked) {
         std::replace(known.Row(y) + beginX, known.Row(y) + endX, filledNow, OPRGBA32i());
-        for (int yy = std::max(y - 1, 0); yy <= std::min(y + 1, height - 1); ++yy)
+        for (int yy = std::max(y - 1, 0); yy <= std::min(y + 1, size.height() - 1); ++yy)
             rows.marked[size_t(yy)] = notLookedFor;
     }
     return visited && altered; // known pixels are visited for ever in a row whose first pixel stays a hole
