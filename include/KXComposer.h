@@ -78,7 +78,8 @@ KX_EXPORT void ComposeMaskOn(const Src &src, const QRect &srcRect, KXComposition
 /// means that there is no clip mask. Where source, clip and clip mask are all tiled the clip mask is ignored. Fake
 /// tiles of the clip are read, null ones hide the source. A flat window of the source counts only where there is a clip
 /// mask, and those of clip and clip mask never do. A tiled destination is not served: the call logs "ClippingMask
-/// composer is missing ..." and does nothing. Neither @p clip nor @p clipMask is changed.
+/// composer is missing ..." and does nothing. Neither @p clip nor @p clipMask is changed. Instance: RGBA32iImage on
+/// both sides.
 template <class Src, class Dst>
 KX_EXPORT void ComposeClippingMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst,
     const QRect &dstRect, RGBA32iImage &clip, const QRect &clipRect, RGBA32iImage &clipMask, const QRect &clipMaskRect,
@@ -111,16 +112,17 @@ KX_EXPORT void ComposeClippingMaskOn(const Src &src, const QRect &srcRect, KXCom
 ///
 /// Which of the two masks counts depends on how the images are stored; `docs/behaviour/masks.md` has the table. A tiled
 /// destination, and source, mask and clip all tiled, are not served: the call logs "ClippingMask(Mask) composer is
-/// missing ..." and does nothing. Two more combinations do nothing in silence.
+/// missing ..." and does nothing. Two more combinations do nothing in silence. Instance: RGBA32iImage on both sides.
 template <class Src, class Dst>
 KX_EXPORT void ComposeClippingMaskAndMaskOn(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst,
     const QRect &dstRect, double opacity, RGBA32iImage &clip, const QRect &clipRect, RGBA32iImage &clipMask,
     const QRect &clipMaskRect, bool outsideVisible, const RGBA32iImage &mask, const QRect &maskRect,
     bool maskOutsideVisible, bool lockAlpha);
 
-/// The four functions above with a source whose pixels go through @p transformation first; the source itself is not
-/// changed. Only the kernel module implements them: **without it they do nothing, in silence.** The transformation is
-/// borrowed for the call and used by several threads at once; a null one composes nothing.
+/// Compose, ComposeMaskOn and the two clipping forms with a source whose pixels go through @p transformation first; the
+/// source itself is not changed. Instances: RGBA32iImage on both sides. Only the kernel module implements them:
+/// **without it they do nothing, in silence.** The transformation is borrowed for the call and used by several threads
+/// at once; a null one composes nothing.
 template <class Src, class Dst>
 KX_EXPORT void ComposeWithTransformation(const Src &src, const QRect &srcRect, KXCompositionMode mode, Dst &dst,
     const QRect &dstRect, BaseTransformation *transformation, double opacity, bool lockAlpha);

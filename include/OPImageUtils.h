@@ -70,10 +70,6 @@ extern template class KX_EXPORT VerticalDirection<QImage>;
 extern template class KX_EXPORT HorizontalDirection<RGBA32iImage>;
 extern template class KX_EXPORT VerticalDirection<RGBA32iImage>;
 
-} // namespace OPImageUtils
-
-namespace OPImageUtils {
-
 /// The rectangle of all of an image, whichever kind it is of.
 inline QRect WholeRect(const QImage &image) { return image.rect(); }
 template <class T, int TileW, int TileH>
