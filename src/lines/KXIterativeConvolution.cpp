@@ -60,7 +60,6 @@ KXIterativeConvolutionFast1D<Image, Direction>::KXIterativeConvolutionFast1D(
     , m_clip(lines::clipped(rect, image))
     , m_direction(image, m_clip, int(taps.size() / 2))
 {
-    Q_ASSERT_X(taps.size() % 2 != 0, "KXIterativeConvolutionFast1D", "the number of taps is odd");
     lineKernel.Bind();
     premultiplyingLineKernel.Bind();
     columnsKernel.Bind();
