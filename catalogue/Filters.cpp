@@ -21,6 +21,9 @@ constexpr char convolutionKernels[] =
     "KXIterativeConvolutionFast1DAVX2Convolve, KXIterativeConvolutionFast1DAVX2ConvolveColumns, "
     "KXIterativeConvolutionFast1DAVX2ConvolvePremultiplied, VectorProcess, PremultiplyAlphaAVX2, ReturnAlphaAVX2";
 
+/// Of what is merged by the alphas of a selection.
+const std::string mergeKernel = ", MergeSelectionAVX2";
+
 /// Of what convolves premultiplied pixels: on one processor nothing is premultiplied.
 constexpr auto premultiplies = needsFlat | needsTwoProcessors;
 
@@ -191,15 +194,16 @@ std::vector<Operation> filters()
                 "Blurs with a separable Gaussian in fixed point; colour counts by its alpha.",
                 { { "sigma", "pixels", "0.2 to some hundreds; 0, NaN and from 13108 on clear",
                     "standard deviation; the blur reaches three times as far" } },
-                "grows with sigma: 2 * (6 * sigma + 1) multiplications a channel and pixel", convolutionKernels,
-                premultiplies },
+                "grows with sigma: 2 * (6 * sigma + 1) multiplications a channel and pixel",
+                convolutionKernels + mergeKernel, premultiplies },
             "KXGaussianBlur 1.00000",
             { { "sigma 5", { 5.0 } }, { "sigma 0.7", { 0.7 } }, { "sigma 40", { 40.0 } }, { "sigma 0", { 0.0 } } }),
         filter<OPBoxBlurProcessing>(
             { "Box blur", "OPBoxBlurProcessing",
                 "Replaces each pixel by the mean of a square around it; colour counts by its alpha.",
                 { { "radius", "pixels", "0 to 8191 and more", "the square's sides are twice that and one" } },
-                "the same for every radius: two running sums a channel and pixel", "LineHandlerAVX2", needsFlat },
+                "the same for every radius: two running sums a channel and pixel", "LineHandlerAVX2" + mergeKernel,
+                needsFlat },
             "KXBoxBlur 1.00000", { { "radius 5", { 5 } }, { "radius 0", { 0 } }, { "radius 200", { 200 } } }),
         filter<AddNoise>(
             { "Add noise", "OPAddNoiseProcessing", "Lays a picture of random pixels over the layer.",
@@ -207,7 +211,7 @@ std::vector<Operation> filters()
                     { "distribution", "", "0 or 1", "all values alike, or normally distributed around 255" },
                     { "keepAlpha", "", "false or true", "whether the layer keeps its alpha" } },
                 "making the noise, some thirty times as long for the normal distribution; then a composition",
-                "MersenneTwisterAVX2, UniformNoiseAVX2, GaussianNoiseAVX2, BlendWithOpacityAVX2", {} },
+                "MersenneTwisterAVX2, UniformNoiseAVX2, GaussianNoiseAVX2, BlendWithOpacityAVX2" + mergeKernel, {} },
             "KXAddNoise 1.00000",
             { { "amount 50", { 50, 0, true } }, { "amount 30, normal", { 30, 1, true } },
                 { "amount 100, with its alpha", { 100, 0, false } },
@@ -223,7 +227,8 @@ std::vector<Operation> filters()
                     { "mode", "", "0 or 1", "whether the glow covers what is transparent" } },
                 "grows with the radius: 24 multiplications a pixel for each pixel of it; then a composition",
                 "BrightMaskAVX2, GaussianMaskRowAVX2, GaussianMaskColumnsAVX2, IterativeVectorProcess, "
-                "ColorizeThresholdAVX2, LineHandlerConvolutionAVX2, AlphaThresholdAVX2, BlendWithOpacityAVX2",
+                "ColorizeThresholdAVX2, LineHandlerConvolutionAVX2, AlphaThresholdAVX2, BlendWithOpacityAVX2"
+                    + mergeKernel,
                 needsFlat | needsTwoProcessors },
             "KXDiffuseGlow 1.00000",
             { { "radius 3", { 80, 3, 150, QColor(255, 220, 180), 0 } },
@@ -278,14 +283,14 @@ std::vector<Operation> filters()
             { "Sharpen", "OPSharpenProcessing", "Sharpens all four channels with three taps each way.",
                 { { "amount", "1785ths", "0, which changes nothing, to some hundreds",
                     "how far a pixel moves away from the sum of its neighbours" } },
-                "six multiplications a channel and pixel", "LineHandlerConvolutionAVX2, SharpenColumnsAVX2",
-                needsFlat },
+                "six multiplications a channel and pixel",
+                "LineHandlerConvolutionAVX2, SharpenColumnsAVX2" + mergeKernel, needsFlat },
             "KXSharpen 1.00000", { { "amount 150", { 150 } }, { "amount 0", { 0 } }, { "amount -90", { -90 } } }),
         filter<OPSmoothenProcessing>(
             { "Smoothen", "OPSmoothenProcessing", "Smoothens with three taps each way; colour counts by its alpha.",
                 { { "amount", "765ths", "0 to 255, the mean of three pixels each way",
                     "how much a neighbour counts" } },
-                "six multiplications a channel and pixel", convolutionKernels, premultiplies },
+                "six multiplications a channel and pixel", convolutionKernels + mergeKernel, premultiplies },
             "KXSmoothen 1.00000", { { "amount 255", { 255 } }, { "amount 0", { 0 } }, { "amount 100", { 100 } } }),
         filter<OPVignetteProcessing>(
             { "Vignette", "OPVignetteProcessing",
@@ -295,7 +300,8 @@ std::vector<Operation> filters()
                     { "shape", "", "0 or 1", "along a straight line, or a parabola" },
                     { "colour", "", "any, its alpha does not count", "what pixels are moved to" } },
                 "three divisions and two square roots a pixel that is not well inside the ellipse",
-                "PixelTransformIterativeVectorProcess, LinearAVX2, ParabolicAVX2", keepsAlpha | needsTwoProcessors },
+                "PixelTransformIterativeVectorProcess, LinearAVX2, ParabolicAVX2" + mergeKernel,
+                keepsAlpha | needsTwoProcessors },
             "KXVignette 1.00001",
             { { "parabolic", { 40, 80, Qt::black, 1 } }, { "linear", { 60, 100, QColor(200, 30, 90), 0 } },
                 { "falloff 0, amount 0", { 0, 0, QColor(), 0 } },

@@ -22,6 +22,7 @@ namespace {
 using Line = std::vector<OPRGBA32i>;
 
 kernels::Slot blendKernel { KX_SYMBOL(BlendWithOpacityAVX2) };
+kernels::Slot mergeKernel { KX_SYMBOL(MergeSelectionAVX2) };
 
 /// The bounds of the selection where they lie on the layer, and around it.
 Area<InLayer> selected(const KXFilterData &data)
@@ -68,6 +69,8 @@ struct Rows {
     /// written as below it stays within 16 bits.
     void Merge(OPRGBA32i *row, const OPRGBA32i *filteredRow, const OPRGBA32i *selectionRow, int length)
     {
+        if (mergeKernel)
+            return mergeKernel(row, filteredRow, selectionRow, length);
         coverage.resize(size_t(length));
         for (int i = 0; i < length; ++i) { // m in all four bytes: then all bytes of the row are treated alike
             const quint32 m = selectionRow[i].word >> 24, twice = m | m << 8; // vectors shift faster than they multiply
@@ -202,6 +205,7 @@ SelectionMerge::SelectionMerge(KXFilterData &data, const Work &work)
     , m_work(work.image)
     , m_overlap(data, selected(data).Within(data.image.Rect()).translated(-work.origin))
 {
+    mergeKernel.Bind();
 }
 
 void SelectionMerge::Run(const std::atomic<bool> &cancel, const Progress &progress)
@@ -231,6 +235,7 @@ OpacityBlend::OpacityBlend(
     , m_lock(lock)
 {
     blendKernel.Bind();
+    mergeKernel.Bind();
 }
 
 void OpacityBlend::Run(const std::atomic<bool> &cancel, const Progress &progress)

@@ -112,6 +112,9 @@ KX_KERNEL(GaussianNoiseAVX2, const OPGaussianNoise &self, unsigned char *pixels,
 KX_KERNEL(
     BlendWithOpacityAVX2, const OPRGBA32i *source, OPRGBA32i *destination, int count, unsigned opacity, bool lockAlpha)
 
+// Merges length filtered pixels of a row into it by the alphas of a selection: see filters::SelectionMerge.
+KX_KERNEL(MergeSelectionAVX2, OPRGBA32i *row, const OPRGBA32i *filtered, const OPRGBA32i *selection, int length)
+
 // Stages of the vignette: one block of pixels each, the first of which stands at (x, y).
 KX_KERNEL(LinearAVX2, const KXLinearVignette &self, int x, int y, unsigned char *pixels, bool flag)
 KX_KERNEL(ParabolicAVX2, const KXParabolicVignette &self, int x, int y, unsigned char *pixels, bool flag)

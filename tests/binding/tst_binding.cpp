@@ -70,11 +70,13 @@ void convolveBoth()
     both.Run(cancel, nullptr);
 }
 
-/// Runs a filter of the catalogue on a row of a block and a pixel.
-void filter(const char *name)
+/// Runs a filter of the catalogue on a row of a block and a pixel, perhaps with a selection of as many.
+void filter(const char *name, bool isSelected = false)
 {
     catalogue::Input input;
-    input.image = RGBA32iImage(129, 1, false);
+    input.image = input.selection = RGBA32iImage(129, 1, false);
+    if (isSelected)
+        input.selectionRect = input.selection.Rect();
     for (const catalogue::Operation &operation : catalogue::operations(catalogue::Kind::Filter))
         if (operation.name == name)
             operation.variants.front().run(input, { cancel, {}, {} });
@@ -172,6 +174,7 @@ const Use uses[] = {
     { { "BrightMaskAVX2", "GaussianMaskRowAVX2", "GaussianMaskColumnsAVX2", "BlendWithOpacityAVX2" },
         [] { filter("Diffuse glow"); } },
     { { "PixelTransformIterativeVectorProcess" }, [] { filter("Vignette"); } },
+    { { "PixelTransformIterativeVectorProcess", "MergeSelectionAVX2" }, [] { filter("Vignette", true); } },
     { { "ConvolveCellsAVX2" },
         [] {
             const double cell = 1;

@@ -59,6 +59,21 @@ private Q_SLOTS:
         check(KXBlur::ReturnAlpha(), [](int c, int a) { return a ? ((c * 255 + (a >> 1)) / a & 0xFF) : 0; });
     }
 
+    void selections()
+    {
+        QRandomGenerator random = kit::random();
+        for (int i = 0; i < 8 * 40; ++i) {
+            const int offset = i % 8, length = i < 300 ? i / 8 : 10000;
+            Row row(offset, length, random), filtered(7 - offset, length, random);
+            Row selection(i * 3 % 8, length, random);
+            Line expected;
+            for (int x = 0; x < length; ++x)
+                expected.push_back(kit::moved(row[x], filtered[x], selection[x].a));
+            fromModule(KX_SYMBOL(MergeSelectionAVX2))(row.pixels(), filtered.pixels(), selection.pixels(), length);
+            COMPARE_ROW(row, expected, QString("length %1").arg(length));
+        }
+    }
+
     /// Every colour under every alpha, alone in its window: premultiplying and each quotient q * 255 / m with q <= m.
     void premultipliedMeansOverTheirDomain()
     {
