@@ -18,6 +18,7 @@ namespace columns = lines::columns;
 using symmetric::Pairs, symmetric::Sums;
 
 constexpr int stripColumns = 4; ///< the columns of one sample vector; two strips share eight neighbours
+constexpr int pairColumns = 2 * stripColumns;
 constexpr int strips = columns::width / stripColumns;
 constexpr int groupRows = 2; ///< rows that are computed at once
 constexpr int bandRows = 16; ///< rows after which the samples that are still needed move to the front of the window
@@ -93,8 +94,8 @@ void convolveRows(const Window &window, int used, int middle, const Pairs &pairs
 void expandRow(const unsigned *row, int width, Window &window, int used, int at)
 {
     unsigned padded[columns::width];
-    if (width < columns::width) {
-        std::fill(std::copy_n(row, width, padded), padded + columns::width, 0u);
+    if (width % pairColumns != 0) {
+        std::fill(std::copy_n(row, width, padded), padded + used * stripColumns, 0u);
         row = padded;
     }
     const __m256i zero = _mm256_setzero_si256();
@@ -116,8 +117,8 @@ KXCORE_KERNEL void KXIterativeConvolutionFast1DAVX2ConvolveColumns(
     alignas(32) Window window;
     unsigned aside[groupRows][columns::width]; // results that are not the picture's, or only in part
 
-    const bool isNarrow = width < columns::width;
-    const int used = (width + 2 * stripColumns - 1) / (2 * stripColumns) * 2; // of the strips; these go in twos
+    const bool isNarrow = width % pairColumns != 0;
+    const int used = (width + pairColumns - 1) / pairColumns * 2; // of the strips
     const auto rowAt = [&](int row) { return pixels + std::clamp(row, 0, rows - 1) * stride; };
     const auto fill = [&](int place, int row) {
         const unsigned *const next = rowAt(row + prefetchRows);

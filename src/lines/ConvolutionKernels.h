@@ -27,10 +27,20 @@ inline bool isSymmetric(const std::vector<short> &taps)
 namespace lines::columns {
 
 constexpr int width = 64;
+constexpr int inCacheLine = 16;
 constexpr std::size_t maxTaps = 65; ///< more are faster on lines, transposing included
 
 /// Whether the kernel takes these taps.
 inline bool fits(const std::vector<short> &taps) { return taps.size() <= maxTaps && isSymmetric(taps); }
+
+/// How wide blocks are of so many columns: each of several workers should find three, of a cache line at least.
+constexpr int blockWidth(int columns, int workers)
+{
+    int block = width;
+    while (workers > 1 && block > inCacheLine && columns < 3 * block * workers)
+        block /= 2;
+    return block;
+}
 
 } // namespace lines::columns
 

@@ -61,7 +61,7 @@ class LineGroups;
 template <>
 class LineGroups<HorizontalDirection> {
 public:
-    LineGroups(RGBA32iImage &image, const PassShape &shape)
+    LineGroups(RGBA32iImage &image, const PassShape &shape, int /*workers*/)
         : m_image(image)
         , m_shape(shape)
     {
@@ -113,7 +113,8 @@ private:
 ///
 /// A cache line holds sixteen pixels of a row. A column alone would therefore bring sixteen times what it needs from
 /// memory, and workers on neighbouring columns would take cache lines from each other. So a block is several cache
-/// lines wide; it begins and ends on cache lines where the length of the image's rows allows it.
+/// lines wide; it begins and ends on cache lines where the length of the image's rows allows it. It is narrower where
+/// there are few columns, or else some of the workers would have nothing to do while the others do the last blocks.
 class ColumnBlocks {
 public:
     struct Block {
@@ -122,22 +123,24 @@ public:
         Block From(int done) const { return { first + done, count - done }; }
     };
 
-    ColumnBlocks(RGBA32iImage &image, const PassShape &shape)
+    ColumnBlocks(RGBA32iImage &image, const PassShape &shape, int workers)
         : m_shape(shape)
         , m_pixels(image.IsTiled() ? nullptr : image.Bits())
         , m_imageWidth(image.Width())
-        , m_origin(shape.firstLine - int((reinterpret_cast<quintptr>(m_pixels) / 4 + unsigned(shape.firstLine)) % 16))
+        , m_origin(shape.firstLine
+              - int((reinterpret_cast<quintptr>(m_pixels) / 4 + unsigned(shape.firstLine)) % columns::inCacheLine))
+        , m_width(columns::blockWidth(shape.lastLine - shape.firstLine + 1, workers))
     {
     }
 
     bool HasPixels() const { return m_pixels; }
     qptrdiff Stride() const { return m_imageWidth; }
-    int Count() const { return (m_shape.lastLine - m_origin) / columns::width + 1; }
+    int Count() const { return (m_shape.lastLine - m_origin) / m_width + 1; }
     int LineCount(int index) const { return At(index).count; }
     Block At(int index) const
     {
-        const int origin = m_origin + index * columns::width, first = std::max(origin, m_shape.firstLine);
-        return { first, std::min(origin + columns::width - 1, m_shape.lastLine) - first + 1 };
+        const int origin = m_origin + index * m_width, first = std::max(origin, m_shape.firstLine);
+        return { first, std::min(origin + m_width - 1, m_shape.lastLine) - first + 1 };
     }
     OPRGBA32i *Pixels(const Block &block, int row) const { return m_pixels + row * Stride() + block.first; }
 
@@ -146,6 +149,7 @@ private:
     OPRGBA32i *m_pixels;
     qptrdiff m_imageWidth;
     int m_origin; ///< where the first block would begin, up to 15 columns before the first line
+    int m_width;
 };
 
 /// Columns, of flat images only: in any other nothing is read and nothing written. A group is a block of columns. It is
@@ -153,8 +157,8 @@ private:
 template <>
 class LineGroups<VerticalDirection> {
 public:
-    LineGroups(RGBA32iImage &image, const PassShape &shape)
-        : m_blocks(image, shape)
+    LineGroups(RGBA32iImage &image, const PassShape &shape, int workers)
+        : m_blocks(image, shape, workers)
         , m_shape(shape)
         , m_stride((qptrdiff(shape.readLength) + 15) / 16 * 16 + 16) // no power of two: lines must not share cache sets
     {
@@ -280,7 +284,7 @@ void runPass(RGBA32iImage &image, const PassShape &shape, int count, const std::
     const Progress &progress, MakeProcess makeProcess)
 {
     using Groups = LineGroups<Direction>;
-    const Groups groups(image, shape);
+    const Groups groups(image, shape, count);
     forEachGroup(groups, count, [&] {
         return [&, process = makeProcess(), buffers = LineBuffers(shape)](int index, int &done) mutable {
             typename Groups::Group group(groups, index, done, buffers);
@@ -307,7 +311,7 @@ template <class Process>
 void runColumnBlocks(RGBA32iImage &image, const PassShape &shape, int count, const std::atomic<bool> &cancel,
     const Progress &progress, const Process &process)
 {
-    const ColumnBlocks blocks(image, shape);
+    const ColumnBlocks blocks(image, shape, count);
     forEachGroup(blocks, count, [&] {
         return [&](int index, int &done) {
             struct Columns { // processed also when the progress function throws: its column was reported
