@@ -38,6 +38,8 @@ inline Mask8 operator<(Lane8 x, Lane8 y) { return { _mm256_cmpgt_epi32(y.v, x.v)
 inline Lane8 min(Lane8 x, Lane8 y) { return _mm256_min_epu32(x.v, y.v); }
 inline Lane8 max(Lane8 x, Lane8 y) { return _mm256_max_epu32(x.v, y.v); }
 inline Lane8 select(Mask8 m, Lane8 yes, Lane8 no) { return _mm256_blendv_epi8(no.v, yes.v, m.v); }
+/// Of vectors: of two variables of a class, ?: chooses an address, and the compiler then keeps pixels in memory.
+inline Lane8 select(bool condition, Lane8 yes, Lane8 no) { return condition ? yes.v : no.v; }
 
 /// Factors below 32768 or -1: as 16-bit halves the upper ones are both 0, or 0 and -1, so one multiply-add of pairs is
 /// the signed product.

@@ -26,8 +26,9 @@ const Sheet sheet {
     "! is less than its goal.",
     "mode",
     { { "tiles noise", "tiles noise", Column::Module }, { "tiles photo", "tiles photo", Column::Module },
-        { "tiles strokes", "tiles strokes", Column::Module }, { "pool photo", "pool photo", Column::Module },
-        { "pool strokes", "pool strokes", Column::Module }, { "QP photo", "tiles photo", Column::PainterPremultiplied },
+        { "tiles strokes", "tiles strokes", Column::Module }, { "tiles painted", "tiles painted", Column::Module },
+        { "pool photo", "pool photo", Column::Module }, { "pool strokes", "pool strokes", Column::Module },
+        { "QP photo", "tiles photo", Column::PainterPremultiplied },
         { "QP strokes", "tiles strokes", Column::PainterPremultiplied } },
     nullptr
 };
@@ -77,17 +78,26 @@ void addPainter(Suite &suite, const std::string &name, KXCompositionMode mode, C
         });
 }
 
+enum class Storage {
+    Flat,
+    Tiled, ///< all tiles hold pixels
+    Painted ///< wholly transparent tiles are fake, as in a layer that began empty and was painted on
+};
+
 /// Pictures of ours, made when they are first needed and shared by all operations.
 struct Layers {
     RGBA32iImage flatSource = flatPicture(layer), flatDestination = flatPicture(canvas), mask = flatPicture(coverage);
     RGBA32iImage tiledSource = tiledPicture(layer), tiledDestination = tiledPicture(canvas);
     RGBA32iImage fakeSource { width, height, true };
 
-    const RGBA32iImage &Source(Scene scene, bool isTiled)
+    const RGBA32iImage &Source(Scene scene, Storage storage)
     {
-        auto &image = m_sources[{ scene, isTiled }];
-        if (!image)
-            image = std::make_unique<RGBA32iImage>(isTiled ? tiledPicture(scene) : flatPicture(scene));
+        auto &image = m_sources[{ scene, storage }];
+        if (!image) {
+            image = std::make_unique<RGBA32iImage>(storage == Storage::Flat ? flatPicture(scene) : tiledPicture(scene));
+            if (storage == Storage::Painted)
+                image->MakeTransparentTilesFake();
+        }
         return *image;
     }
 
@@ -98,14 +108,16 @@ struct Layers {
     }
 
 private:
-    std::map<std::pair<Scene, bool>, std::unique_ptr<RGBA32iImage>> m_sources;
+    std::map<std::pair<Scene, Storage>, std::unique_ptr<RGBA32iImage>> m_sources;
 };
 
 void restoreFlat() { restore(Layers::instance().flatDestination, canvas)(); }
 
 /// A composition in the sheet. QPainter, which knows no storage, is measured beside the tiled one.
-void addCell(Suite &suite, KXCompositionMode mode, bool isTiled, const char *kind, Scene over, Scene under, Goal goal)
+void addCell(
+    Suite &suite, KXCompositionMode mode, Storage storage, const char *kind, Scene over, Scene under, Goal goal)
 {
+    const bool isTiled = storage != Storage::Flat;
     const std::string column = std::string(isTiled ? "tiles " : "pool ") + kind;
     const std::string name = suite.addCell(sheet, KXCompositionModeName(mode), column, goal);
     const auto destination = [isTiled]() -> RGBA32iImage & {
@@ -116,9 +128,9 @@ void addCell(Suite &suite, KXCompositionMode mode, bool isTiled, const char *kin
         name, 5, [=] { writeRows(destination(), under); },
         [=] {
             Compose(
-                Layers::instance().Source(over, isTiled), everything, mode, destination(), everything, opacity, false);
+                Layers::instance().Source(over, storage), everything, mode, destination(), everything, opacity, false);
         });
-    if (isTiled && isPainterMode(mode) && over != layer)
+    if (storage == Storage::Tiled && isPainterMode(mode) && over != layer)
         addPainter(suite, name, mode, Column::PainterPremultiplied, over, under);
 }
 
@@ -126,8 +138,12 @@ void addCells(Suite &suite, KXCompositionMode mode)
 {
     const std::string line = KXCompositionModeName(mode);
     const bool isOver = mode == KXCompositionMode::SourceOver;
-    addCell(suite, mode, true, "noise", layer, canvas, {});
-    for (const bool isTiled : { true, false }) {
+    const auto beyondNoise = [&](const std::string &noise) {
+        return leavesTheDestination(mode) ? Goal { Column::Module, noise, 3 } : Goal();
+    };
+    const std::string tilesOfNoise = "tiles noise " + line;
+    addCell(suite, mode, Storage::Tiled, "noise", layer, canvas, {});
+    for (const Storage storage : { Storage::Tiled, Storage::Flat }) {
         const auto beyondPainter = [&](const char *kind, double ratio) {
             return Goal { Column::PainterPremultiplied, "tiles " + (kind + (" " + line)), ratio };
         };
@@ -136,14 +152,13 @@ void addCells(Suite &suite, KXCompositionMode mode)
                 : mode == KXCompositionMode::Multiply  ? 5
                 : mode == KXCompositionMode::SoftLight ? 10
                                                        : 0;
-            addCell(suite, mode, isTiled, "photo", photoLayer, photoCanvas, beyondPainter("photo", ratio));
+            addCell(suite, mode, storage, "photo", photoLayer, photoCanvas, beyondPainter("photo", ratio));
         }
-        const Goal beyondNoise { Column::Module, isTiled ? "tiles noise " + line : composeName(mode), 3 };
-        addCell(suite, mode, isTiled, "strokes", strokes, photoCanvas,
-            isOver                           ? beyondPainter("strokes", 0.9)
-                : leavesTheDestination(mode) ? beyondNoise
-                                             : Goal());
+        addCell(suite, mode, storage, "strokes", strokes, photoCanvas,
+            isOver ? beyondPainter("strokes", 0.9)
+                   : beyondNoise(storage == Storage::Tiled ? tilesOfNoise : composeName(mode)));
     }
+    addCell(suite, mode, Storage::Painted, "painted", strokes, photoCanvas, beyondNoise(tilesOfNoise));
 }
 
 Goal goalOf(KXCompositionMode mode)
@@ -210,8 +225,8 @@ void addComposition(Suite &suite)
             name, 7, [scene] { writeRows(Layers::instance().tiledDestination, scene == layer ? canvas : photoCanvas); },
             [scene, levels = operationNamed("Levels")->variants.front().make()] {
                 Layers &l = Layers::instance();
-                ComposeWithTransformation(l.Source(scene, true), everything, over, l.tiledDestination, everything,
-                    levels.get(), opacity, false);
+                ComposeWithTransformation(l.Source(scene, Storage::Tiled), everything, over, l.tiledDestination,
+                    everything, levels.get(), opacity, false);
             });
     }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <functional>
 #include <type_traits>
 
 /// The walks of a composition over the blocks in which all planes are contiguous, and who does them; as templates over
@@ -65,18 +66,19 @@ enum class Steps {
     Blocks ///< on the calling thread all of them, on the pool bands of them
 };
 
-/// Rows one after another only where the destination is itself @p read, as a source or a mask: then their order matters.
+/// Rows one after another only where the destination is itself @p read, as a source or a mask: then the order of the
+/// rows matters.
 template <class... Image>
 Steps stepsFor(const void *destination, const Image &...read)
 {
     return ((&read == destination) || ...) ? Steps::Rows : Steps::Blocks;
 }
 
-/// The rows of a band: through some hundred KiB of consecutive memory the processor keeps ahead, where single rows in
-/// turn begin with what it has not foreseen. Yet each worker gets several bands, as none knows what lies in the others'.
+/// The rows of a band: through a quarter MiB of consecutive memory the processor keeps ahead, where each of single rows
+/// begins with what it has not foreseen. Yet there are several bands for each worker, as some take longer than others.
 inline int rowsOfBand(const QRect &area, int workers)
 {
-    constexpr int pixelsOfBand = 1 << 17, bandsOfWorker = 4;
+    constexpr int pixelsOfBand = 1 << 16, bandsOfWorker = 4;
     return std::max(std::min(pixelsOfBand / area.width(), area.height() / (workers * bandsOfWorker)), 1);
 }
 
@@ -85,23 +87,21 @@ inline int rowsOfBand(const QRect &area, int workers)
 template <class Walk>
 void runWalk(const QRect &area, Threads threads, Steps steps, Walk walk)
 {
-    const int workers = workers::hardware();
-    const int rows = steps == Steps::Rows ? 1 : threads == Threads::Pool ? rowsOfBand(area, workers) : area.height();
+    const int workers = threads == Threads::Pool ? workers::hardware() : workers::onCaller;
+    const int rows = steps == Steps::Rows ? 1
+        : workers == workers::onCaller    ? area.height()
+                                          : rowsOfBand(area, workers);
     const auto walkStep = [&](int step) {
         const int y = step * rows;
-        support::guarded({ logPath, __LINE__ },
+        return support::guarded({ logPath, __LINE__ },
             [&] { walk(QRect(area.x(), area.y() + y, area.width(), std::min(rows, area.height() - y))); });
     };
-    const int count = (area.height() - 1) / rows + 1;
-    if (threads == Threads::Pool)
-        return workers::forEachRow(workers, count, walkStep);
-    for (int step = 0; step < count; ++step)
-        walkStep(step);
+    workers::forEachItem(workers, 0, (area.height() - 1) / rows + 1, [&walkStep] { return std::ref(walkStep); });
 }
 
-/// Calls @p blendRow(row, count) for each row of a block, and prefetches where the rows of @p stretches start, some rows
-/// before their turn; long ones go on by themselves. Rows that follow one another without a gap, in all of them, are one long row, which prefetches on its
-/// own.
+/// Calls @p blendRow(row, count) for each row of a block, and prefetches where the rows of @p stretches start, some
+/// rows before their turn; further on, long rows prefetch on their own. Rows that follow one another without a gap, in
+/// all of them, are one long row.
 template <class BlendRow, class... Stretches>
 void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stretches &...stretches)
 {

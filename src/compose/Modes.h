@@ -134,7 +134,7 @@ struct Separable {
         const V wd = mul(V(255) - sa, d.a), wb = mul(d.a, sa), ws = mul(V(255) - d.a, sa);
         const V sum = div255(mul(sa, V(255)) + wd), ra = c.opacity <= 256 ? sum : min(sum, V(255));
         const V W = mul(ra, V(255)), divisor = max(W, V(1));
-        const auto mixed = perColour(s, d, c.lock ? d.a : ra,
+        const auto mixed = perColour(s, d, select(c.lock, d.a, ra),
             [&](V source, V dest) { return weighted(Mode::mix(source, dest), wb, dest, wd, source, ws, divisor); });
         return zeroWhereUncovered(W, mixed, c);
     }
@@ -216,8 +216,8 @@ private:
         const V p = mul(sa, V(255)), q = mul(V(255) - sa, d.a);
         const V ra = min(div255(p + q), V(255));
         const V W = mul(ra, V(255)), divisor = max(W, V(1));
-        const auto mixed = perColour(
-            s, d, c.lock ? d.a : ra, [&](V source, V dest) { return weightedWrapping(source, p, dest, q, divisor); });
+        const auto mixed = perColour(s, d, select(c.lock, d.a, ra),
+            [&](V source, V dest) { return weightedWrapping(source, p, dest, q, divisor); });
         return zeroWhereUncovered(W, mixed, c);
     }
 };
