@@ -100,6 +100,12 @@ inline Lane8 weighted(Lane8 b, Lane8 wb, Lane8 d, Lane8 wd, Lane8 s, Lane8 ws, L
     return truncateToLane(sum / toFloat(W));
 }
 
+/// The sum is 255 * 65025 at most, and so exact. Quotients beyond a byte are the store's.
+inline Lane8 weighted(Lane8 s, Lane8 p, Lane8 d, Lane8 q, Lane8 W)
+{
+    return truncateToLane((toFloat(s) * toFloat(p) + toFloat(d) * toFloat(q)) / toFloat(W));
+}
+
 inline Lane8 weightedWrapping(Lane8 s, Lane8 p, Lane8 d, Lane8 q, Lane8 W)
 {
     const Float8 sum = toFloat(s) * toFloat(p) + toFloat(d) * toFloat(q);

@@ -44,6 +44,9 @@ constexpr Lane1 weighted(Lane1 b, Lane1 wb, Lane1 d, Lane1 wd, Lane1 s, Lane1 ws
     return min((b * wb + d * wd + s * ws) / W, 255);
 }
 
+/// The same of two numbers, whose weights add up to 65025 at most.
+constexpr Lane1 weighted(Lane1 s, Lane1 p, Lane1 d, Lane1 q, Lane1 W) { return min((s * p + d * q) / W, 255); }
+
 /// min((s * p + d * q) / W, 255) for p up to 65280, q from -255 to 65025, W from 1 to 65025. A negative sum wraps to a
 /// huge one, which gives 255.
 constexpr Lane1 weightedWrapping(Lane1 s, Lane1 p, Lane1 d, Lane1 q, Lane1 W) { return min((s * p + d * q) / W, 255); }

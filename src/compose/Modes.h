@@ -216,9 +216,13 @@ private:
         const V p = mul(sa, V(255)), q = mul(V(255) - sa, d.a);
         const V ra = min(div255(p + q), V(255));
         const V W = mul(ra, V(255)), divisor = max(W, V(1));
-        const auto mixed = perColour(s, d, select(c.lock, d.a, ra),
-            [&](V source, V dest) { return weightedWrapping(source, p, dest, q, divisor); });
-        return zeroWhereUncovered(W, mixed, c);
+        const auto mixed = [&](auto weigh) {
+            const auto channel = [&](V source, V dest) { return weigh(source, p, dest, q, divisor); };
+            return zeroWhereUncovered(W, perColour(s, d, select(c.lock, d.a, ra), channel), c);
+        };
+        // Below full opacity sa is 255 at most, so that no weight wraps.
+        return c.opacity < 256 ? mixed([](auto... v) { return weighted(v...); })
+                               : mixed([](auto... v) { return weightedWrapping(v...); });
     }
 };
 
