@@ -20,10 +20,9 @@ class TestTextTool : public QObject {
         tool.draw(canvas, Qt::red, KXCompositionMode::SourceOver);
         const Picture picture = Picture::of(canvas);
         QRect result;
-        for (int y = 0; y < 300; ++y)
-            for (int x = 0; x < 400; ++x)
-                if (picture.at(x, y).a != 0)
-                    result |= QRect(x, y, 1, 1);
+        for (int i = 0; i < 400 * 300; ++i)
+            if (picture.pixels[size_t(i)].a != 0)
+                result |= QRect(i % 400, i / 400, 1, 1);
         return result;
     }
 
