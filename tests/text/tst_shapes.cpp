@@ -104,6 +104,18 @@ private Q_SLOTS:
         text::shear(path, text::ShearDown | text::ShearRight, 0, 1e-17f, 1.0f, 0.5f, QPointF(50, 20));
         QCOMPARE(QPointF(path.elementAt(0)), QPointF(120, 7));
     }
+
+    void roundsRectangles()
+    {
+        QRandomGenerator random = kit::random();
+        const auto number = [&random] { return (random.bounded(4000) - 2000) / 8.0; };
+        for (int n = 0; n < 1000; ++n) {
+            const QRectF rect(number(), number(), number(), number());
+            QCOMPARE(text::rounded(rect), rect.toRect());
+            QCOMPARE(text::rounded(rect.topLeft()), rect.topLeft().toPoint());
+        }
+        QCOMPARE(text::rounded(QRectF(0, 0, 1e300, 7)).height(), 7); // defined, if not of use
+    }
 };
 
 KXCORE_TEST_MAIN(TestShapes)

@@ -187,30 +187,14 @@ private Q_SLOTS:
                 VERIFY_SAME_AT(
                     compared(grade, Picture::random(800, 7, 1), QTransform::fromScale(x, y), { 500, 20 }, {}),
                     QString::number(x));
-    }
-
-    /// What a sampler does between two pixels and at the edges, by hand: of a row of two, onto three pixels.
-    void edges()
-    {
-        const int none = int(ground.b);
-        const std::tuple<QTransform, std::vector<OPRGBA32i>, std::vector<int>> cases[] = {
-            // A half goes up: the area begins at column 1. There sx is 1, between the two; in column 2 it is outside.
-            { QTransform::fromTranslate(0.5, 0), { 10, 20 }, { none, 15, none } },
-            // sx = 0.25, 0.75, 1.25: left of the first centre, between the two, and behind the second, which repeats.
-            { QTransform::fromScale(2, 1), { 10, 20 }, { 8, 13, 18 } },
-            // The same to the right of the last centre: sx = 1.75, 1.25, 0.75.
-            { QTransform(-2, 0, 0, 1, 4, 0), { 10, 20 }, { 20, 18, 13 } },
-            // sx is the last number below 1: to its fraction more than 0.5 is added. In column 1 it is rounded to 2.
-            { QTransform::fromTranslate(eps / 2 - 0.5, 0), { 0, 1 }, { 1, none, none } },
-        };
-        for (const auto &[transform, pixels, expected] : cases) {
-            RGBA32iImage source(2, 1, false), target(3, 1, false);
-            std::copy(pixels.begin(), pixels.end(), source.Bits());
-            target.Fill(ground);
-            QVERIFY(call(Bilinear, source, transform, target));
-            for (int x = 0; x < 3; ++x)
-                QCOMPARE(int(target.Bits()[x].b), expected[size_t(x)]);
-        }
+        // Halves, between two pixels, beyond the first and the last centre, and the last number below 1.
+        Picture two(2, 1, OPRGBA32i(0, 10, 200, 255));
+        two.pixels[1] = OPRGBA32i(1, 20, 3, 0);
+        for (const QTransform &transform : { QTransform::fromTranslate(0.5, 0), QTransform::fromScale(2, 1),
+                 QTransform(-2, 0, 0, 1, 4, 0), QTransform::fromTranslate(eps / 2 - 0.5, 0) })
+            for (const Grade grade : { Nearest, Bilinear, Bicubic })
+                VERIFY_SAME_AT(compared(grade, two, transform, { 3, 1 }, {}),
+                    QString("%1, from %2").arg(transform.m11()).arg(transform.dx()));
     }
 
     /// Radii that no accumulator could sum: the filter has the mean of the two ends, 100.5, and nothing overflows.
