@@ -3,6 +3,9 @@
 #include "KXImage.h"
 #include "kit/Test.h"
 
+#include <map>
+#include <mutex>
+#include <tuple>
 #include <vector>
 
 /// Salted pixels, pictures of them, and their comparison.
@@ -43,18 +46,30 @@ struct Picture {
     }
 
     /// Salted pixels; some stretches are opaque or transparent, as those of layers mostly are, but never the first one.
+    /// Tests ask for the same picture many times, which takes long under a sanitizer: the last ones are kept.
     static Picture random(int w, int h, quint32 sequence)
     {
+        static std::mutex lock;
+        static std::map<std::tuple<int, int, quint32>, Picture> kept;
+        const std::lock_guard<std::mutex> locked(lock);
+        if (kept.size() == 64)
+            kept.clear();
+        const auto [place, isNew] = kept.try_emplace({ w, h, sequence }, w, h);
+        if (isNew)
+            place->second.salt(sequence);
+        return place->second;
+    }
+
+    void salt(quint32 sequence)
+    {
         QRandomGenerator generator = kit::random(sequence);
-        Picture picture(w, h);
         int kind = 2;
-        for (size_t i = 0; i < picture.pixels.size(); kind = generator.bounded(6))
-            for (int n = generator.bounded(1, 150); n > 0 && i < picture.pixels.size(); --n, ++i) {
-                picture.pixels[i] = saltedPixel(generator);
+        for (size_t i = 0; i < pixels.size(); kind = generator.bounded(6))
+            for (int n = generator.bounded(1, 150); n > 0 && i < pixels.size(); --n, ++i) {
+                pixels[i] = saltedPixel(generator);
                 if (kind < 2)
-                    picture.pixels[i].a = kind == 0 ? 0 : 255;
+                    pixels[i].a = kind == 0 ? 0 : 255;
             }
-        return picture;
     }
 
     static Picture of(const RGBA32iImage &image)
