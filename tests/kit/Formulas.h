@@ -26,12 +26,13 @@ void alongLines(Picture &picture, const QRect &rect, const QRect &edge, Qt::Orie
 template <class At>
 OPRGBA32i convolved(const std::vector<short> &taps, At at)
 {
-    return pixelOf([&](int c) {
-        qint64 sum = 8192;
-        for (int j = 0; j < int(taps.size()); ++j)
-            sum += channel(at(j), c) * taps[size_t(j)];
-        return qBound(0, int(quint32(sum)) >> 14, 255);
-    });
+    std::array<qint64, 4> sums { 8192, 8192, 8192, 8192 };
+    for (int j = 0; j < int(taps.size()); ++j) {
+        const OPRGBA32i pixel = at(j);
+        for (int c = 0; c < 4; ++c)
+            sums[size_t(c)] += channel(pixel, c) * taps[size_t(j)];
+    }
+    return pixelOf([&](int c) { return qBound(0, int(quint32(sums[size_t(c)])) >> 14, 255); });
 }
 
 /// Convolves the lines of @p rect, whose edge is replicated.
@@ -57,9 +58,11 @@ template <class At>
 std::array<int, 4> means(At at, int radius, bool premultiplied)
 {
     std::array<int, 4> sums {};
-    for (int k = -radius; k <= radius; ++k)
+    for (int k = -radius; k <= radius; ++k) {
+        const OPRGBA32i pixel = at(k);
         for (int c = 0; c < 4; ++c)
-            sums[size_t(c)] += premultiplied && c < 3 ? channel(at(k), c) * at(k).a / 255 : channel(at(k), c);
+            sums[size_t(c)] += premultiplied && c < 3 ? channel(pixel, c) * pixel.a / 255 : channel(pixel, c);
+    }
     for (int &sum : sums)
         sum /= 2 * radius + 1;
     return sums;
