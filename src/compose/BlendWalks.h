@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <functional>
 #include <type_traits>
 
 /// The walks of a composition over the blocks in which all planes are contiguous, and who does them; as templates over
@@ -57,46 +56,38 @@ inline Window windowFor(const RGBA32iImage &image, const KXOverlap &area)
 }
 inline Window windowFor(const QImage &, const KXOverlap &) { return Window::Ignored; }
 
-/// Who walks.
-enum class Threads { Caller, Pool };
+/// Who walks: the calling thread, in blocks of rows or row by row, or the pool, row by row.
+enum class Threads { Caller, CallerByRows, Pool };
 
-/// How many rows are walked together.
-enum class Steps {
-    Rows, ///< one after another
-    Blocks ///< on the calling thread all of them, on the pool bands of them
-};
-
-/// Rows one after another only where the destination is itself @p read, as a source or a mask: then the order of the
-/// rows matters.
+/// The calling thread, in blocks; row by row only where the destination is itself @p read, as a source or a mask: then
+/// the order of the rows matters.
 template <class... Image>
-Steps stepsFor(const void *destination, const Image &...read)
+Threads blocksOrRows(const void *destination, const Image &...read)
 {
-    return ((&read == destination) || ...) ? Steps::Rows : Steps::Blocks;
+    return ((&read == destination) || ...) ? Threads::CallerByRows : Threads::Caller;
 }
 
-/// The rows of a band: through a quarter MiB of consecutive memory the processor keeps ahead, where each of single rows
-/// begins with what it has not foreseen. Yet there are several bands for each worker, as some take longer than others.
-inline int rowsOfBand(const QRect &area, int workers)
-{
-    constexpr int pixelsOfBand = 1 << 16, bandsOfWorker = 4;
-    return std::max(std::min(pixelsOfBand / area.width(), area.height() / (workers * bandsOfWorker)), 1);
-}
-
-/// Runs @p walk over @p area on the calling thread or on a worker for each processor. What it throws is logged on the
-/// thread that threw it.
+/// Runs @p walk over @p area: at once or row by row, on the calling thread or on a worker for each processor. What it
+/// throws is logged on the thread that threw it.
 template <class Walk>
-void runWalk(const QRect &area, Threads threads, Steps steps, Walk walk)
+void runWalk(const QRect &area, Threads threads, Walk walk)
 {
-    const int workers = threads == Threads::Pool ? workers::hardware() : workers::onCaller;
-    const int rows = steps == Steps::Rows ? 1
-        : workers == workers::onCaller    ? area.height()
-                                          : rowsOfBand(area, workers);
-    const auto walkStep = [&](int step) {
-        const int y = step * rows;
-        return support::guarded({ logPath, __LINE__ },
-            [&] { walk(QRect(area.x(), area.y() + y, area.width(), std::min(rows, area.height() - y))); });
+    const auto guardedWalk = [&walk](const QRect &part) {
+        support::guarded({ logPath, __LINE__ }, [&] { walk(part); });
     };
-    workers::forEachItem(workers, 0, (area.height() - 1) / rows + 1, [&walkStep] { return std::ref(walkStep); });
+    const auto walkRow = [&](int row) { guardedWalk(QRect(area.x(), area.y() + row, area.width(), 1)); };
+    switch (threads) {
+    case Threads::Caller:
+        guardedWalk(area);
+        break;
+    case Threads::CallerByRows:
+        for (int row = 0; row < area.height(); ++row)
+            walkRow(row);
+        break;
+    case Threads::Pool:
+        workers::forEachRow(workers::hardware(), area.height(), walkRow);
+        break;
+    }
 }
 
 /// Calls @p blendRow(row, count) for each row of a block, and prefetches where the rows of @p stretches start, some

@@ -58,7 +58,6 @@ void composeClipped(
     const bool isTiled = source.image.IsTiled() && clip.image.IsTiled();
     const auto blender = makeBlender(mode, Blending { quint32(opacity256), lockAlpha });
     runWalk(area->destination, isTiled && !isMasked ? Threads::Caller : Threads::Pool,
-        stepsFor(&destination.image, source.image, clip.image, masks.image...),
         [&](const QRect &part) { blendLayers(part, planes, blender); });
 }
 

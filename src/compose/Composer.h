@@ -46,7 +46,7 @@ void composePlain(const Layers<Src, Dst> &layers, const MakeBlender &makeBlender
         source.image, sourceShift(*area), EmptyTiles::NullAndFake, windowFor(source.image, *area));
     const auto planes = layerPlanes(sourcePlane, target);
     const auto blender = makeBlender(mode, Blending { quint32(opacity256), lockAlpha });
-    runWalk(destinationOf(*area), allFlat ? Threads::Pool : Threads::Caller, stepsFor(&destination.image, source.image),
+    runWalk(destinationOf(*area), allFlat ? Threads::Pool : blocksOrRows(&destination.image, source.image),
         [&](const QRect &part) { blendLayers(part, planes, blender); });
 }
 
@@ -75,8 +75,7 @@ void composeMaskOn(const Layers<Src, RGBA32iImage> &layers, const MaskLayer &mas
     const TargetPlane target(destination.image);
     const auto planes = layerPlanes(sourcePlane, target, NoPlane(), maskPlane);
     const auto blender = makeBlender(mode, Blending { quint32(opacity256), lockAlpha });
-    runWalk(destinationOf(*area), allFlat ? Threads::Pool : Threads::Caller,
-        stepsFor(&destination.image, source.image, mask.image),
+    runWalk(destinationOf(*area), allFlat ? Threads::Pool : blocksOrRows(&destination.image, source.image, mask.image),
         [&](const QRect &part) { blendLayers(part, planes, blender); });
 }
 
@@ -90,7 +89,7 @@ void composeAlphaDarken(
         return;
     const SourcePlane source(src, sourceShift(*area), EmptyTiles::NullAndFake, Window::Ignored);
     const TargetPlane target(dst, TargetPlane::AlwaysTiled);
-    runWalk(destinationOf(*area), Threads::Caller, Steps::Blocks, [&](const QRect &part) {
+    runWalk(destinationOf(*area), Threads::Caller, [&](const QRect &part) {
         const auto block = [&](int x, int y, int limit, int rows) {
             const Stretch from = source.At(x, y);
             const int n = std::min(limit, target.LengthAt(x));
