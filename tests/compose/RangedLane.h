@@ -56,6 +56,7 @@ inline RangedFlag operator<(Ranged x, Ranged y) // vectors compare with a sign
 }
 inline Ranged min(Ranged x, Ranged y) { return ranged(min(x.v, y.v), true, x, y); }
 inline Ranged max(Ranged x, Ranged y) { return ranged(max(x.v, y.v), true, x, y); }
+inline Ranged select(bool which, Ranged yes, Ranged no) { return which ? yes : no; }
 inline Ranged select(RangedFlag which, Ranged yes, Ranged no)
 {
     return ranged((which.v ? yes : no).v, true, which, which.v ? yes : no);
@@ -79,6 +80,11 @@ inline Ranged weighted(Ranged b, Ranged wb, Ranged d, Ranged wd, Ranged s, Range
     const bool fits =
         b.v <= 510 && isByte(d) && isByte(s) && isWeight(wb) && isWeight(wd) && isWeight(ws) && isWeight(W) && W.v != 0;
     return ranged(weighted(b.v, wb.v, d.v, wd.v, s.v, ws.v, std::max(W.v, 1u)), fits, b, wb, d, wd, s, ws, W);
+}
+inline Ranged weighted(Ranged s, Ranged p, Ranged d, Ranged q, Ranged W)
+{
+    const bool fits = isByte(s) && isByte(d) && p.v + quint64(q.v) <= 65025 && isWeight(W) && W.v != 0;
+    return ranged(weighted(s.v, p.v, d.v, q.v, std::max(W.v, 1u)), fits, s, p, d, q, W);
 }
 inline Ranged weightedWrapping(Ranged s, Ranged p, Ranged d, Ranged q, Ranged W)
 {
