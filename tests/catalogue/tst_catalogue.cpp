@@ -99,7 +99,7 @@ private Q_SLOTS:
                 if (onTiles && (form == kit::Clipped || form == kit::TwoMasks))
                     continue; // not served
                 const kit::Call call { form, QRect(-3, 2, 260, 170), KXCompositionMode::SoftLight, 0.7, false };
-                const Picture composed = kit::composedThrough(*adjustment, call, layers);
+                const Picture composed = kit::composed(call, layers, adjustment.get());
                 VERIFY_SAME_AT(kit::difference(composed, kit::composed(call, adjusted)), QString::number(form));
                 QVERIFY(!kit::difference(composed, Picture::of(layers.start)).isEmpty());
             }

@@ -63,9 +63,7 @@ void walk(Form form, RGBA32iImage &image, const QRect &rect = QRect(), const std
 Picture raised(const QRect &area, bool located)
 {
     Picture picture(300, 200);
-    for (int y = area.top(); y <= area.bottom(); ++y)
-        for (int x = area.left(); x <= area.right(); ++x)
-            picture.at(x, y) = OPRGBA32i(0, located ? uchar(x ^ y * 7) : 0, 1, 0);
+    picture.fill(area, [located](int x, int y) { return OPRGBA32i(0, located ? uchar(x ^ y * 7) : 0, 1, 0); });
     return picture;
 }
 

@@ -1,6 +1,5 @@
 #include "KXCore.h"
 
-#include "filters/ParamsStream.h"
 #include "kit/Filters.h"
 #include "kit/Images.h"
 #include "lines/LineHandlers.h"
@@ -52,11 +51,6 @@ int runPasses(const Box::Params &params, RGBA32iImage &image, const QRect &selec
     columns.Run(kit::noCancel, {});
     return rows.LineCount() + columns.LineCount();
 }
-
-struct Pair {
-    int first;
-    double second;
-};
 
 struct Selected {
     QSize size; // of the image; the selection's is 60 by 50
@@ -238,21 +232,17 @@ private Q_SLOTS:
         QVERIFY(vignette.color == Qt::black && withoutColor.device()->atEnd());
 
         // The order and the precision are the stream's own. The second field is cut off.
-        const filters::ParamsStream stream("Pair", "pair", { "pair", 2, 1 }, &Pair::first, &Pair::second);
         QByteArray bytes;
         QDataStream out(&bytes, QIODevice::WriteOnly);
-        QVERIFY(stream.Write(out, { 7, 0.5 }));
         out.setByteOrder(QDataStream::LittleEndian);
         out.setFloatingPointPrecision(QDataStream::SinglePrecision);
-        QVERIFY(stream.Write(out, { 7, 0.5 }));
-        QCOMPARE(bytes,
-            "Pair" + QByteArray::fromHex("000000073FE0000000000000") + "Pair"
-                + QByteArray::fromHex("070000000000003F"));
-        Pair read { 1, 1 };
-        QDataStream cut(bytes.left(15));
-        QVERIFY(!stream.Read(cut, read) && read.first == 7 && read.second == 0);
-        QDataStream other("Pear" + bytes); // nothing is read behind another signature
-        QVERIFY(!stream.Read(other, read) && other.status() == QDataStream::Ok && other.device()->pos() == 4);
+        QVERIFY((OPHighPassProcessing::Params { 0.5, 7, 9 }.Write(out)));
+        QCOMPARE(bytes, "KXHighPass 1.00000" + QByteArray::fromHex("0000003F 07000000 09000000"));
+        OPHighPassProcessing::Params read { 1, 1, 1 };
+        QDataStream cut("KXHighPass 1.00000" + QByteArray::fromHex("3FE0000000000000 000000"));
+        QVERIFY(!read.Read(cut) && read.radius == 0.5 && read.blendIndex == 0);
+        QDataStream other("KXHighPast 1.00000" + bytes); // nothing is read behind another signature
+        QVERIFY(!read.Read(other) && other.status() == QDataStream::Ok && other.device()->pos() == 18);
     }
 
 private:

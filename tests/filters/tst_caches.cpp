@@ -1,5 +1,6 @@
 #include "KXCore.h"
 
+#include "color/Blocks.h"
 #include "kit/Filters.h"
 
 #include <ctime>
@@ -226,11 +227,8 @@ private Q_SLOTS:
             const OPUniformNoise noise(5489);
             for (int i = 0; i < words; ++i)
                 noise.Engine()();
-            std::vector<OPRGBA32i> block(BaseTransformation::BlockLength);
-            if (noise.HasKernel())
-                noise(reinterpret_cast<unsigned char *>(block.data()), false);
-            else
-                std::for_each(block.begin(), block.end(), [&noise](OPRGBA32i &pixel) { noise(pixel); });
+            std::vector<OPRGBA32i> block(blocks::length);
+            blocks::apply(noise, block.data(), blocks::length);
             for (const OPRGBA32i pixel : block)
                 for (const int shift : { 16, 8, 0, 24 })
                     QCOMPARE(pixel.word >> shift & 255, unsigned(expected() >> 24));

@@ -71,7 +71,7 @@ private Q_SLOTS:
                 p.clip = Picture::of(p.clip).image(tiledClip);
                 const kit::LogCapture log;
                 const kit::Call call { form, p.start.Rect(), KXCompositionMode::Overlay, 0.8, false };
-                QVERIFY_EXCEPTION_THROWN(kit::composedThrough(adjustment, call, p), std::exception);
+                QVERIFY_EXCEPTION_THROWN(kit::composed(call, p, &adjustment), std::exception);
                 const bool alone = onTiles || (tiled && (form == kit::Clipped ? tiledClip : form != kit::TwoMasks));
                 const QString line = "[src/KXComposer] Unexpected exception no more colours";
                 QCOMPARE(log.texts().join(QString()), line.repeated(alone ? 1 : 3));

@@ -32,41 +32,32 @@ struct Call {
     bool lock;
 };
 
-/// What becomes of the destination.
-inline Picture composed(const Call &call, Layers &p)
+/// What becomes of the destination, with the source's pixels adjusted on the way unless @p adjustment is null.
+inline Picture composed(const Call &call, Layers &p, BaseTransformation *adjustment = nullptr)
 {
     const auto [form, rect, mode, opacity, lock] = call;
+    const QRect part = rect.adjusted(0, 0, -9, 0);
     RGBA32iImage dst;
     p.start.CopyTo(dst, false);
-    if (form == Bare)
+    if (adjustment && form == Bare)
+        ComposeWithTransformation(p.source, rect, mode, dst, rect, adjustment, opacity, lock);
+    else if (adjustment && form == Clipped)
+        ComposeWithTransformationClippingMaskOn(
+            p.source, rect, mode, dst, rect, p.clip, rect, p.clipMask, QRect(), true, adjustment, opacity, lock);
+    else if (adjustment && form == Masked)
+        ComposeWithTransformationMaskOn(p.source, rect, mode, dst, rect, opacity, p.mask, part, true, adjustment, lock);
+    else if (adjustment)
+        ComposeWithTransformationClippingMaskAndMaskOn(p.source, rect, mode, dst, rect, opacity, p.clip, rect,
+            p.clipMask, rect, true, p.mask, rect, true, adjustment, lock);
+    else if (form == Bare)
         Compose(p.source, rect, mode, dst, rect, opacity, lock);
     else if (form == Clipped)
         ComposeClippingMaskOn(p.source, rect, mode, dst, rect, p.clip, rect, p.clipMask, QRect(), true, opacity, lock);
     else if (form == Masked)
-        ComposeMaskOn(p.source, rect, mode, dst, rect, opacity, p.mask, rect.adjusted(0, 0, -9, 0), true, lock);
+        ComposeMaskOn(p.source, rect, mode, dst, rect, opacity, p.mask, part, true, lock);
     else
         ComposeClippingMaskAndMaskOn(
             p.source, rect, mode, dst, rect, opacity, p.clip, rect, p.clipMask, rect, true, p.mask, rect, true, lock);
-    return Picture::of(dst);
-}
-
-/// The same with the source's pixels adjusted on the way.
-inline Picture composedThrough(BaseTransformation &adjustment, const Call &call, Layers &p)
-{
-    const auto [form, rect, mode, opacity, lock] = call;
-    RGBA32iImage dst;
-    p.start.CopyTo(dst, false);
-    if (form == Bare)
-        ComposeWithTransformation(p.source, rect, mode, dst, rect, &adjustment, opacity, lock);
-    else if (form == Clipped)
-        ComposeWithTransformationClippingMaskOn(
-            p.source, rect, mode, dst, rect, p.clip, rect, p.clipMask, QRect(), true, &adjustment, opacity, lock);
-    else if (form == Masked)
-        ComposeWithTransformationMaskOn(
-            p.source, rect, mode, dst, rect, opacity, p.mask, rect.adjusted(0, 0, -9, 0), true, &adjustment, lock);
-    else
-        ComposeWithTransformationClippingMaskAndMaskOn(p.source, rect, mode, dst, rect, opacity, p.clip, rect,
-            p.clipMask, rect, true, p.mask, rect, true, &adjustment, lock);
     return Picture::of(dst);
 }
 

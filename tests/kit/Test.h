@@ -98,16 +98,22 @@ private:
     QtMessageHandler m_previous;
 };
 
-/// The text of the std::out_of_range that @p call throws; empty if it throws none.
-template <class Call>
-QByteArray outOfRange(const Call &call)
+/// The text of the exception of this type that @p call throws; empty if it throws none.
+template <class Exception, class Call>
+QByteArray thrown(const Call &call)
 {
     try {
         call();
-    } catch (const std::out_of_range &e) {
+    } catch (const Exception &e) {
         return e.what();
     }
     return {};
+}
+
+template <class Call>
+QByteArray outOfRange(const Call &call)
+{
+    return thrown<std::out_of_range>(call);
 }
 
 /// Runs @p body(0) to @p body(@p count - 1) at once, each on a thread of its own.

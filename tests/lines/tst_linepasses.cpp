@@ -263,20 +263,17 @@ private Q_SLOTS:
         const auto *const bytes = reinterpret_cast<const unsigned char *>(memory.data());
         const OPRGBA32i written[] = { OPRGBA32i(1u), OPRGBA32i(2u), OPRGBA32i(3u) };
         const auto *const raw = reinterpret_cast<const unsigned char *>(written);
-        for (const bool shared : { false, true })
-            for (const auto lines : { Qt::Horizontal, Qt::Vertical }) {
-                QImage image(bytes, 3, 10, 400, QImage::Format_ARGB32);
-                const QImage other = shared ? image : QImage();
-                const QRect rect = image.rect();
-                if (lines == Qt::Vertical)
-                    QVERIFY(OPImageUtils::VerticalDirection<QImage>(image, rect, 0).Write(image, 1, 6, raw, 12));
-                else
-                    QVERIFY(OPImageUtils::HorizontalDirection<QImage>(image, rect, 0).Write(image, 9, 1, raw, 4));
-                for (int i = 0; i < 30; ++i) {
-                    const unsigned column = i % 3 == 1 && i / 3 >= 6 && i / 3 < 9 ? unsigned(i / 3 - 5) : 7;
-                    QCOMPARE(unsigned(image.pixel(i % 3, i / 3)), lines == Qt::Vertical ? column : i == 28 ? 1u : 7u);
+        for (const bool shared : { false, true }) {
+            QImage rows(bytes, 3, 10, 400, QImage::Format_ARGB32), columns(bytes, 3, 10, 400, QImage::Format_ARGB32);
+            const QImage others[] = { shared ? rows : QImage(), shared ? columns : QImage() };
+            QVERIFY(OPImageUtils::HorizontalDirection<QImage>(rows, rows.rect(), 0).Write(rows, 9, 1, raw, 4));
+            QVERIFY(OPImageUtils::VerticalDirection<QImage>(columns, rows.rect(), 0).Write(columns, 1, 6, raw, 12));
+            for (int y = 0; y < 10; ++y)
+                for (int x = 0; x < 3; ++x) {
+                    QCOMPARE(unsigned(rows.pixel(x, y)), x == 1 && y == 9 ? 1u : 7u);
+                    QCOMPARE(unsigned(columns.pixel(x, y)), x == 1 && y >= 6 && y < 9 ? unsigned(y - 5) : 7u);
                 }
-            }
+        }
         QCOMPARE(memory, std::vector<OPRGBA32i>(1000, OPRGBA32i(7u)));
     }
 
@@ -418,8 +415,7 @@ private:
                 passes.SetPremultiply(premultiply);
                 std::atomic<bool> cancel { stopAfter == 0 };
                 std::atomic<int> steps { 0 };
-                QString thrown;
-                try {
+                const QString thrown = kit::thrown<std::exception>([&] {
                     passes.Run(cancel, [&] {
                         if (++steps != stopAfter)
                             return;
@@ -427,9 +423,7 @@ private:
                             throw std::runtime_error("no more");
                         cancel = true;
                     });
-                } catch (const std::exception &e) {
-                    thrown = e.what();
-                }
+                });
                 const int least = std::min(stopAfter, lineCount);
                 QCOMPARE(thrown, throws && least == stopAfter && least > 0 ? "no more" : QString());
                 if (throws && least > 0 && workers::hardware() > 1) // the other workers finish the pass

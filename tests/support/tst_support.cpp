@@ -91,13 +91,10 @@ private Q_SLOTS:
         QVERIFY_EXCEPTION_THROWN(workers::run(2, [] { throw std::bad_alloc(); }), std::bad_alloc);
         // Several workers throw: what leaves is from the one started first. A pool of one thread runs them in order.
         std::atomic<int> started { 0 };
-        QString first;
+        QByteArray first;
         QVERIFY(kit::onPool(1, 1, [&] {
-            try {
-                workers::run(3, [&] { throw std::runtime_error(std::to_string(started++)); });
-            } catch (const QUnhandledException &e) {
-                first = e.what();
-            }
+            first = kit::thrown<QUnhandledException>(
+                [&] { workers::run(3, [&] { throw std::runtime_error(std::to_string(started++)); }); });
         }));
         QVERIFY(started == 3 && first == "0");
     }
