@@ -63,17 +63,14 @@ private Q_SLOTS:
         auto random = kit::random();
         for (int round = 0; round < 40; ++round) {
             const int x = random.bounded(3000), y = random.bounded(2000);
-            kit::Row row(round % 8, blocks::length, random);
-            const kit::Line before(row.pixels(), row.pixels() + row.length());
-            kit::Line single = before, copied = before;
+            kit::Line pixels, single, copied;
             for (int i = 0; i < blocks::length; ++i) {
-                apply(*operation, *made, x + i, y, single[size_t(i)]);
-                apply(*operation, *copy, x + i, y, copied[size_t(i)]);
+                pixels.push_back(kit::saltedPixel(random));
+                single.push_back(kit::after(*made, pixels.back(), x + i, y));
+                copied.push_back(kit::after(*copy, pixels.back(), x + i, y));
             }
             VERIFY_SAME_AT(kit::difference(copied.data(), single), "copy");
-            auto *const bytes = reinterpret_cast<unsigned char *>(row.pixels());
-            operation->promises.dependsOnPosition ? (*made)(x, y, bytes, blocks::flag) : (*made)(bytes, blocks::flag);
-            COMPARE_ROW(row, made->HasKernel() ? single : before, QString("round %1").arg(round));
+            VERIFY_SAME_AT(kit::blockDifference(*made, pixels, x, y), QString("round %1").arg(round));
         }
     }
 
@@ -315,11 +312,6 @@ private:
     static const int *fetched(const char *name)
     {
         return static_cast<const int *>(QTest::qData(name, qMetaTypeId<int>()));
-    }
-
-    static void apply(const Operation &operation, const BaseTransformation &made, int x, int y, OPRGBA32i &pixel)
-    {
-        operation.promises.dependsOnPosition ? made(x, y, pixel) : made(pixel);
     }
 
     static QStringList digests(const QByteArray &module, int processors)

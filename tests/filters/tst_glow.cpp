@@ -20,17 +20,14 @@ void blurAlpha(Picture &picture, const QRect &area, int radius)
 {
     const int reach = std::max(3 * radius, 1);
     const auto weight = [radius](int k) { return std::exp(-0.5 * k * k / (radius * radius)); };
-    for (const auto lines : { Qt::Horizontal, Qt::Vertical })
-        kit::alongLines(picture, area, picture.rect(), lines, [&](auto at) {
-            double sum = 0, weights = 0;
-            for (int k = -reach; k <= reach && radius != 0; ++k) {
-                sum += at(k).a * weight(k);
-                weights += weight(k);
-            }
-            OPRGBA32i pixel = at(0);
-            pixel.a = static_cast<unsigned char>(radius == 0 ? 0 : std::floor(sum / weights + 0.5));
-            return pixel;
-        });
+    kit::alphaBothWays(picture, area, [&](auto at) {
+        double sum = 0, weights = 0;
+        for (int k = -reach; k <= reach; ++k) {
+            sum += at(k).a * weight(k);
+            weights += weight(k);
+        }
+        return radius == 0 ? 0 : std::floor(sum / weights + 0.5);
+    });
 }
 
 Picture glowing(const KXFilterData &data, const Glow::Params &params)

@@ -18,30 +18,19 @@ Picture seenThrough(const Picture &mask, QPoint offset, const QRect &area)
     return seen;
 }
 
-/// Gives the alphas of @p picture the value @p formula(at) along rows, then along columns, as kit::alongLines does.
-template <class Formula>
-void bothWays(Picture &picture, Formula formula)
-{
-    for (const auto direction : { Qt::Horizontal, Qt::Vertical })
-        kit::alongLines(picture, picture.rect(), picture.rect(), direction, [&](auto at) {
-            OPRGBA32i pixel = at(0);
-            pixel.a = static_cast<unsigned char>(formula(at));
-            return pixel;
-        });
-}
-
 /// As the filter's manual has it.
 Picture refined(const Picture &mask, double feather, int contract)
 {
     Picture picture = mask;
     for (int round = 0; round < 3 && feather != 0; ++round) {
-        bothWays(picture, [&](auto at) { return kit::means(at, std::max(int(feather), 0), false)[3]; });
+        kit::alphaBothWays(
+            picture, mask.rect(), [&](auto at) { return kit::means(at, std::max(int(feather), 0), false)[3]; });
         for (OPRGBA32i &pixel : picture.pixels)
             pixel.word &= 0xFF000000u;
     }
     // Beyond its edges the mask is transparent.
     picture = seenThrough(picture, QPoint(1, 1), mask.rect().adjusted(0, 0, 2, 2));
-    bothWays(picture, [contract](auto at) {
+    kit::alphaBothWays(picture, picture.rect(), [contract](auto at) {
         int alpha = at(0).a;
         for (int k = -qAbs(contract); k <= qAbs(contract); ++k)
             alpha = contract < 0 ? std::min<int>(alpha, at(k).a) : std::max<int>(alpha, at(k).a);
@@ -59,7 +48,7 @@ Picture feathered(const Picture &mask, float radius)
     for (int x = -reach; x <= reach; ++x)
         all += weights.emplace_back(std::exp(float(-x * x) / (2 * radius * radius)));
     Picture result = old;
-    bothWays(result, [&](auto at) {
+    kit::alphaBothWays(result, result.rect(), [&](auto at) {
         float sum = 0;
         for (int x = -reach; x <= reach; ++x)
             sum += float(at(x).a) * (weights[size_t(x + reach)] / all);

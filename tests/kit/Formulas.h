@@ -22,6 +22,18 @@ void alongLines(Picture &picture, const QRect &rect, const QRect &edge, Qt::Orie
     });
 }
 
+/// Gives the alphas of @p rect the value @p formula(at) along rows, and of what that made along columns.
+template <class Formula>
+void alphaBothWays(Picture &picture, const QRect &rect, Formula formula)
+{
+    for (const auto lines : { Qt::Horizontal, Qt::Vertical })
+        alongLines(picture, rect, picture.rect(), lines, [&](auto at) {
+            OPRGBA32i pixel = at(0);
+            pixel.a = static_cast<unsigned char>(formula(at));
+            return pixel;
+        });
+}
+
 /// Sums of 32 bits that start at 8192 and wrap, shifted by 14 and clamped; @p at(j) is the pixel under tap j.
 template <class At>
 OPRGBA32i convolved(const std::vector<short> &taps, At at)
