@@ -20,12 +20,15 @@ inline KXFilterData onLayer(const Picture &layer, const QRect &selected = QRect(
     return data;
 }
 
-/// Where the bounds of the selection lie in the layer.
-inline QRect selectedRect(const KXFilterData &data)
+/// The offset of the selection, no further than where no layer of a test reaches.
+inline QPoint offsetOf(const KXFilterData &data)
 {
     const auto near = [](int distance) { return qBound(-1000, distance, 1000); };
-    return data.selectionRect.translated(near(data.selectionOffset.x()), near(data.selectionOffset.y()));
+    return { near(data.selectionOffset.x()), near(data.selectionOffset.y()) };
 }
+
+/// Where the bounds of the selection lie in the layer.
+inline QRect selectedRect(const KXFilterData &data) { return data.selectionRect.translated(offsetOf(data)); }
 
 /// The part of the layer that a filter changes, and the selection's pixel that lies on its top left corner.
 struct Merge {
@@ -36,7 +39,7 @@ struct Merge {
 /// Moved up or left, the selection's own rectangle is moved by as much the other way, whatever was cut off.
 inline Merge mergeOf(const KXFilterData &data)
 {
-    const QPoint over(std::max(-data.selectionOffset.x(), 0), std::max(-data.selectionOffset.y(), 0));
+    const QPoint offset = offsetOf(data), over(std::max(-offset.x(), 0), std::max(-offset.y(), 0));
     const QRect to = selectedRect(data) & data.image.Rect();
     const QRect from = data.selectionRect.translated(over) & data.selection.Rect();
     return { QRect(to.topLeft(), to.size().boundedTo(from.size())), from.topLeft() };
