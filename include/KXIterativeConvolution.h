@@ -42,8 +42,8 @@ class KXIterativeConvolutionFast2D;
 template <class Image, class Direction>
 class KXIterativeConvolutionFast1D {
 public:
-    /// @p taps are in Q14, an odd number of them: of any number the middle one is taps[taps.size() / 2]. With none at all
-    /// the rectangle is cleared.
+    /// @p taps are in Q14, an odd number of them: of any number the middle one is taps[taps.size() / 2]. With none at
+    /// all the rectangle is cleared.
     KXIterativeConvolutionFast1D(const std::vector<short> &taps, Image &image, const QRect &rect);
     virtual ~KXIterativeConvolutionFast1D();
 

@@ -23,13 +23,13 @@
 /// go with the size of the selection, not of the layer. The passes see what tiles hold, not a flat window of the layer;
 /// but tiles that the result is written to take over what a window shows in their place.
 ///
-/// Parameter streams: each filter has a struct @c Params, for which its header names a signature and fields. @c Write puts the
-/// ASCII bytes of the signature into a QDataStream, with no length and no terminator, then the fields, a bool as an
-/// int. @c Read takes them back. Version, byte order and floating-point precision are those that the stream is set to,
-/// and none of them is stored. @c Write returns false when the stream fails. @c Read returns false when the signature
-/// is another or is cut off, with nothing stored, and when the stream fails later; then the fields hold what was read.
-/// The operators << and >> do the same; they report a failure to the debug log and leave the stream's status alone, and
-/// after a failed >> the parameters are the defaults.
+/// Parameter streams: each filter has a struct @c Params, for which its header names a signature and fields. @c Write
+/// puts the ASCII bytes of the signature into a QDataStream, with no length and no terminator, then the fields, a bool
+/// as an int. @c Read takes them back. Version, byte order and floating-point precision are those that the stream is
+/// set to, and none of them is stored. @c Write returns false when the stream fails. @c Read returns false when the
+/// signature is another or is cut off, with nothing stored, and when the stream fails later; then the fields hold what
+/// was read. The operators << and >> do the same; they report a failure to the debug log and leave the stream's status
+/// alone, and after a failed >> the parameters are the defaults.
 ///
 /// Sizes: an image has sides of up to 2^30 - 1 pixels, which is the caller's to keep; a debug build asserts it.
 

@@ -66,8 +66,7 @@ QRect boundsOf(const QSize &size, const QRect &area, const ColumnsOf &columnsOf)
 
 using Plane = pixels::BorrowedImage<OPRGBA32i>;
 
-/// Whether (@p x, @p y) has a known neighbour on its row and one on its column, as each block of three columns and three
-/// rows around it has.
+/// Whether (@p x, @p y) has a known neighbour on its row and one on its column.
 bool hasKnownOnBothAxes(const Plane &known, const QSize &size, int x, int y)
 {
     const OPRGBA32i *const row = known.Row(y);

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
-/// A number type of the blend arithmetic for tests. It computes as Lane1 does, and knows whether its value can be relied
-/// on in vectors: a function whose arguments leave the range that it states taints its result, and so does a tainted
-/// argument. Only a selection leaves taint behind. What a formula returns must not be tainted.
+/// A number type of the blend arithmetic for tests. It computes as Lane1 does, and knows whether its value can be
+/// relied on in vectors: a function whose arguments leave the range that it states taints its result, and so does a
+/// tainted argument. Only a selection leaves taint behind. What a formula returns must not be tainted.
 namespace compose {
 
 struct Ranged {

@@ -263,8 +263,8 @@ private:
         QVERIFY(watch.ranges == 1 && watch.steps == lineCount);
     }
 
-    /// Any part of a layer and of a selection, flat or tiled and perhaps with a window, of which tiles take over what it
-    /// shows in their place.
+    /// Any part of a layer and of a selection, flat or tiled and perhaps with a window, of which tiles take over what
+    /// it shows in their place.
     static KXFilterData anyLayer(QRandomGenerator &random)
     {
         const auto anySize = [&random] { return QSize(random.bounded(300), random.bounded(300)); };

@@ -75,8 +75,8 @@ inline OPRGBA32i after(const BaseTransformation &adjustment, OPRGBA32i pixel, in
     return pixel;
 }
 
-/// Empty when the kernel of @p adjustment makes of a block of pixels, from (@p x, @p y) on, what the adjustment makes of
-/// each of them. Without a kernel there is no difference.
+/// Empty when the kernel of @p adjustment makes of a block of pixels, from (@p x, @p y) on, what the adjustment makes
+/// of each of them. Without a kernel there is no difference.
 inline QString blockDifference(const BaseTransformation &adjustment, const Line &pixels, int x = 0, int y = 0)
 {
     Row block(pixels.front().g % 8, blocks::length); // at any address
