@@ -31,14 +31,14 @@ KXGpuService::KXGpuService()
 
     connect(&m_Thread, &QThread::started, m_Processor, &KXGpuProcessor::ensureInitialized);
     connect(m_Processor, &KXGpuProcessor::finished, this, &KXGpuService::finished);
-    connect(m_Processor, &KXGpuProcessor::initializedFailed, this, &KXGpuService::destroy);
+    connect(m_Processor, &KXGpuProcessor::initializedFailed, this, &KXGpuService::destroy, Qt::QueuedConnection);
     connect(&m_Thread, &QThread::finished, m_Processor, &QObject::deleteLater);
     connect(this, &KXGpuService::process_selective_color, m_Processor, &KXGpuProcessor::process_selective_color);
     connect(this, &KXGpuService::begin_filter, m_Processor, &KXGpuProcessor::begin_filter);
     connect(this, &KXGpuService::end_filter, m_Processor, &KXGpuProcessor::end_filter);
     m_Thread.start(QThread::InheritPriority);
     if (!m_Thread.isRunning()) // the system gives no thread
-        QMetaObject::invokeMethod(this, &KXGpuService::destroy, Qt::QueuedConnection);
+        Q_EMIT m_Processor->initializedFailed();
 }
 
 /// The thread deletes the processor, with the context, as its last act: the surface is still there then.
