@@ -253,7 +253,7 @@ private:
         RGBA32iImage work;
         data.image.CopyTo(work, false);
         const QRect to = kit::mergeOf(data).to;
-        const int lineCount = runPasses(params, work, kit::selectedRect(data)) + to.height();
+        const int lineCount = runPasses(params, work, kit::selectedRect(data)) + (to.isEmpty() ? 0 : to.height());
         const Picture expected = kit::merged(data, Picture::of(work));
         kit::Watch watch;
         const RGBA32iImage result = kit::filtered<Processing>(data, params, watch);
