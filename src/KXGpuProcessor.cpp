@@ -68,7 +68,8 @@ void KXGpuProcessor::setSurface(QOffscreenSurface *surface) { m_Surface = surfac
 /// A context without a surface would report success and be current nowhere.
 bool KXGpuProcessor::makeCurrent()
 {
-    Q_ASSERT_X(thread() == QThread::currentThread(), "KXGpuProcessor", "another thread than that of the object");
+    Q_ASSERT_X(
+        !m_Context || thread() == QThread::currentThread(), "KXGpuProcessor", "another thread than that of the object");
     return m_Context && m_Surface && m_Context->makeCurrent(m_Surface);
 }
 
