@@ -6,6 +6,7 @@
 #include "support/Prefetch.h"
 
 #include <algorithm>
+#include <cstring>
 #include <immintrin.h>
 
 namespace compose {
@@ -70,23 +71,29 @@ struct Avx2Rows {
     static void stampRow(const OPRGBA32i *src, OPRGBA32i *dst, int count, const Stamp &stamp);
 
 private:
-    /// Whether all pixels of a group have an alpha of 0, or of 255, or none of 0. Mostly the first eight decide.
+    static constexpr quint64 bothAlphas = 0xFF000000FF000000;
+    /// The alphas of two pixels, in place. Between stretches that are blended those of a group's first two mostly decide
+    /// what kind it is of, without the vector units, which blending keeps busy.
+    static quint64 alphasOfTwo(const OPRGBA32i *p)
+    {
+        quint64 words;
+        std::memcpy(&words, p, sizeof words);
+        return words & bothAlphas;
+    }
+    /// Whether all pixels of a group have an alpha of 0, or of 255, or none of 0.
     static bool isTransparentGroup(const OPRGBA32i *p)
     {
-        const __m256i alpha = _mm256_set1_epi32(int(0xFF000000));
-        if (!_mm256_testz_si256(loadWords8(p), alpha))
-            return false;
-        const __m256i any = _mm256_or_si256(_mm256_or_si256(loadWords8(p + 8), loadWords8(p + 16)), loadWords8(p + 24));
-        return _mm256_testz_si256(any, alpha);
+        const __m256i any = _mm256_or_si256(
+            _mm256_or_si256(loadWords8(p), loadWords8(p + 8)), _mm256_or_si256(loadWords8(p + 16), loadWords8(p + 24)));
+        return _mm256_testz_si256(any, _mm256_set1_epi32(int(0xFF000000)));
     }
     static bool isOpaqueGroup(const OPRGBA32i *p)
     {
-        const __m256i alpha = _mm256_set1_epi32(int(0xFF000000));
-        if (!_mm256_testc_si256(loadWords8(p), alpha))
+        if (alphasOfTwo(p) != bothAlphas)
             return false;
-        const __m256i all =
-            _mm256_and_si256(_mm256_and_si256(loadWords8(p + 8), loadWords8(p + 16)), loadWords8(p + 24));
-        return _mm256_testc_si256(all, alpha);
+        const __m256i all = _mm256_and_si256(_mm256_and_si256(loadWords8(p), loadWords8(p + 8)),
+            _mm256_and_si256(loadWords8(p + 16), loadWords8(p + 24)));
+        return _mm256_testc_si256(all, _mm256_set1_epi32(int(0xFF000000)));
     }
     static bool isVisibleGroup(const OPRGBA32i *p)
     {
@@ -152,7 +159,8 @@ private:
         const Covering covering { rows, blending };
         const Uncovered uncovered = Mode::uncovered(blending.lockAlpha);
         const auto kept = [&](int i) {
-            if (uncovered.bySource != Kept::Nothing && isTransparentGroup(rows.source + i))
+            if (uncovered.bySource != Kept::Nothing && alphasOfTwo(rows.source + i) == 0
+                && isTransparentGroup(rows.source + i))
                 return uncovered.bySource;
             return uncovered.byMask != Kept::Nothing && covering.HidesGroup(i) ? uncovered.byMask : Kept::Nothing;
         };
@@ -169,7 +177,7 @@ private:
         };
         int i = 0;
         while (i < inVectors) {
-            if (uncovered.bySource == Kept::All) // nothing to do but to look
+            if (uncovered.bySource == Kept::All && alphasOfTwo(src + i) == 0) // nothing to do but to look
                 for (; i < inGroups && isTransparentGroup(src + i); i += group) {
                     askAhead<WhenLooking, group>(i, count, src);
                     askAhead<WhenSkippingTile, group>(i, count, src);

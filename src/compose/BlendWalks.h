@@ -101,9 +101,10 @@ void forEachRowOfBlock(int rows, int count, const BlendRow &blendRow, const Stre
         return;
     }
     constexpr int lead = 4; // rows; in a tile they are half a page
-    const auto askFor = [start = std::min(count, 512)](const Stretch &stretch, int row) {
+    constexpr int start = 512; // pixels, half a page; long rows ask for what comes after them
+    const auto askFor = [pixels = std::min(count, start)](const Stretch &stretch, int row) {
         if (stretch.pixels)
-            memory::prefetch(stretch.pixels + row * stretch.stride, start);
+            memory::prefetch(stretch.pixels + row * stretch.stride, pixels);
     };
     for (int row = 0; row < rows; ++row) {
         if (row + lead < rows)
