@@ -106,6 +106,7 @@ private:
     /// What covers eight pixels in the plain form.
     template <bool hasClip>
     struct Plain8 {
+        static constexpr bool isMasked = false, mayBeClipped = hasClip;
         LayerRows rows;
         Blending blending;
 
@@ -117,6 +118,7 @@ private:
     };
 
     struct Masked8 {
+        static constexpr bool isMasked = true, mayBeClipped = true;
         LayerRows rows;
         Blending blending;
 
@@ -152,7 +154,11 @@ private:
     template <class Mode, class Covering>
     [[gnu::flatten]] static int blend8(const LayerRows &rows, int count, const Blending &blending)
     {
-        const auto [src, dst, clip, mask, secondMask] = rows;
+        const OPRGBA32i *const src = rows.source;
+        const OPRGBA32i *const clip = Covering::mayBeClipped ? rows.clip : nullptr;
+        const OPRGBA32i *const mask = Covering::isMasked ? rows.mask : nullptr;
+        const OPRGBA32i *const secondMask = Covering::isMasked ? rows.secondMask : nullptr;
+        OPRGBA32i *const dst = rows.destination;
         if (blending.opacity > 256 || readsAhead(src, dst, count) || readsAhead(clip, dst, count)
             || readsAhead(mask, dst, count) || readsAhead(secondMask, dst, count))
             return 0;
@@ -175,6 +181,16 @@ private:
                 i += group;
             return i;
         };
+        // Blends from i to end, one cache line after another.
+        const auto blendTo = [&](int &i, int end, const auto &blendEight) {
+            for (; i < end; i += cacheLine) {
+                askAhead<WhenBlending, cacheLine>(i, count, src, dst, clip, mask, secondMask);
+                blendEight(i);
+                if (i + 8 < end)
+                    blendEight(i + 8);
+            }
+            i = end;
+        };
         int i = 0;
         while (i < inVectors) {
             if (uncovered.bySource == Kept::All && alphasOfTwo(src + i) == 0) // nothing to do but to look
@@ -190,21 +206,18 @@ private:
             }
             if constexpr (isSimplerOnOpaque<Mode>) {
                 const int end = endOf(i, [&](int k) { return isOpaqueBelow(k) && kept(k) == Kept::Nothing; });
-                for (; i < end; i += 8) {
-                    askAhead<WhenBlending, cacheLine>(i, count, src, dst, clip, mask, secondMask);
+                blendTo(i, end, [&](int k) {
                     if constexpr (Mode::mixFits16Bits)
-                        blendOnOpaque16<Mode>(src + i, dst + i, covering.At(i));
+                        blendOnOpaque16<Mode>(src + k, dst + k, covering.At(k));
                     else
-                        store8(dst + i, blendOnOpaque<Mode>(load8(src + i), load8(dst + i), covering.At(i)));
-                }
+                        store8(dst + k, blendOnOpaque<Mode>(load8(src + k), load8(dst + k), covering.At(k)));
+                });
             }
             int end = endOf(i, [&](int k) { return !isOpaqueBelow(k) && kept(k) == Kept::Nothing; });
             if (end == inGroups)
                 end = inVectors;
-            for (; i < end; i += 8) {
-                askAhead<WhenBlending, cacheLine>(i, count, src, dst, clip, mask, secondMask);
-                store8(dst + i, Mode::blend(load8(src + i), load8(dst + i), covering.At(i)));
-            }
+            blendTo(
+                i, end, [&](int k) { store8(dst + k, Mode::blend(load8(src + k), load8(dst + k), covering.At(k))); });
         }
         return i;
     }
