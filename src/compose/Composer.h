@@ -1,5 +1,6 @@
 #pragma once
 
+#include "OPImageUtils.h"
 #include "compose/Blender.h"
 #include "compose/Clipping.h"
 
@@ -9,8 +10,6 @@ namespace compose {
 
 inline bool isTiled(const RGBA32iImage &image) { return image.IsTiled(); }
 inline bool isTiled(const QImage &) { return false; }
-inline QRect rectOf(const RGBA32iImage &image) { return image.Rect(); }
-inline QRect rectOf(const QImage &image) { return image.rect(); }
 
 inline bool hasRightFormat(const RGBA32iImage &) { return true; }
 inline bool hasRightFormat(const QImage &image)
@@ -37,7 +36,8 @@ void composePlain(const Layers<Src, Dst> &layers, const MakeBlender &makeBlender
         return;
     const bool allFlat = !isTiled(source.image) && !isTiled(destination.image);
     const int opacity256 = allFlat ? clampedOpacity256(opacity) : arithmetic::opacity256(opacity);
-    const auto area = ClipRects(rectOf(source.image), source.rect, rectOf(destination.image), destination.rect);
+    const auto area = ClipRects(OPImageUtils::WholeRect(source.image), source.rect,
+        OPImageUtils::WholeRect(destination.image), destination.rect);
     if (!composes(mode, opacity256) || !area)
         return;
     const TargetPlane target(
@@ -61,7 +61,8 @@ void composeMaskOn(const Layers<Src, RGBA32iImage> &layers, const MaskLayer &mas
         return composePlain(layers, makeBlender);
 
     const int opacity256 = clampedOpacity256(opacity);
-    const auto area = ClipRects(rectOf(source.image), source.rect, destination.image.Rect(), destination.rect);
+    const auto area =
+        ClipRects(OPImageUtils::WholeRect(source.image), source.rect, destination.image.Rect(), destination.rect);
     if (!composes(mode, opacity256) || !area || mask.image.Rect().isEmpty())
         return;
     // The whole mask rectangle moves with what clipping took off the start; its position in the mask does not change.
