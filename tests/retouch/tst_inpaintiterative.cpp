@@ -194,7 +194,8 @@ private Q_SLOTS:
             for (int i = 0; i < 3000; ++i) {
                 any.NextIteration();
                 const int stage = OPInpaintIterative::GetIteration();
-                isInRange = isInRange && stage >= 1 && stage <= 3;
+                if (stage < 1 || stage > 3)
+                    isInRange = false;
             }
         }));
         QVERIFY(isInRange && OPInpaintIterative::GetIteration() == 1); // 12000 steps
