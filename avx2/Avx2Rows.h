@@ -72,21 +72,23 @@ struct Avx2Rows {
 
 private:
     static constexpr quint64 bothAlphas = 0xFF000000FF000000;
-    /// The alphas of two pixels, in place. Between stretches that are blended those of a group's first two mostly decide
-    /// what kind it is of, without the vector units, which blending keeps busy.
+    /// The alphas of two pixels, where they lie in them. Those of a group's first two mostly decide what kind it is of,
+    /// without the vector units, which the blending before and after keeps busy.
     static quint64 alphasOfTwo(const OPRGBA32i *p)
     {
         quint64 words;
         std::memcpy(&words, p, sizeof words);
         return words & bothAlphas;
     }
-    /// Whether all pixels of a group have an alpha of 0, or of 255, or none of 0.
-    static bool isTransparentGroup(const OPRGBA32i *p)
+    /// Whether all pixels of a group have an alpha of 0: in one look, for where they most likely do.
+    static bool hasNoAlpha(const OPRGBA32i *p)
     {
         const __m256i any = _mm256_or_si256(
             _mm256_or_si256(loadWords8(p), loadWords8(p + 8)), _mm256_or_si256(loadWords8(p + 16), loadWords8(p + 24)));
         return _mm256_testz_si256(any, _mm256_set1_epi32(int(0xFF000000)));
     }
+    /// Whether all pixels of a group have an alpha of 0, or of 255, or none of 0.
+    static bool isTransparentGroup(const OPRGBA32i *p) { return alphasOfTwo(p) == 0 && hasNoAlpha(p); }
     static bool isOpaqueGroup(const OPRGBA32i *p)
     {
         if (alphasOfTwo(p) != bothAlphas)
@@ -165,8 +167,7 @@ private:
         const Covering covering { rows, blending };
         const Uncovered uncovered = Mode::uncovered(blending.lockAlpha);
         const auto kept = [&](int i) {
-            if (uncovered.bySource != Kept::Nothing && alphasOfTwo(rows.source + i) == 0
-                && isTransparentGroup(rows.source + i))
+            if (uncovered.bySource != Kept::Nothing && isTransparentGroup(rows.source + i))
                 return uncovered.bySource;
             return uncovered.byMask != Kept::Nothing && covering.HidesGroup(i) ? uncovered.byMask : Kept::Nothing;
         };
@@ -194,7 +195,7 @@ private:
         int i = 0;
         while (i < inVectors) {
             if (uncovered.bySource == Kept::All && alphasOfTwo(src + i) == 0) // nothing to do but to look
-                for (; i < inGroups && isTransparentGroup(src + i); i += group) {
+                for (; i < inGroups && hasNoAlpha(src + i); i += group) {
                     askAhead<WhenLooking, group>(i, count, src);
                     askAhead<WhenSkippingTile, group>(i, count, src);
                 }
